@@ -1,0 +1,6 @@
+# TAVRIK_SANITIZE names the sanitizers, as -fsanitize takes them. Everything in the build is instrumented alike.
+set(TAVRIK_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+if(TAVRIK_SANITIZE)
+    add_compile_options(-fsanitize=${TAVRIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${TAVRIK_SANITIZE})
+endif()
