@@ -1,0 +1,77 @@
+#include "platform/platform.h"
+#include "platform/system_double.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+TEST(WriteToDebugger, SendsOneDebugMessageToTheSystemLog)
+{
+    systemLog.clear();
+    Platform::WriteToDebugger("50% of a line\r\n");
+    ASSERT_EQ(systemLog.size(), 1U);
+    EXPECT_EQ(systemLog[0].priority, LOG_DEBUG);
+    EXPECT_EQ(systemLog[0].text, "50% of a line");
+}
+
+TEST(ThreadId, DiffersBetweenThreadsAndStaysWithinOne)
+{
+    const auto own = Platform::ThreadId();
+    uint32_t other = own;
+    std::thread([&other] { other = Platform::ThreadId(); }).join();
+    EXPECT_NE(own, other);
+    EXPECT_EQ(own, Platform::ThreadId());
+}
+
+TEST(ProcessId, IsThatOfTheProcess)
+{
+    EXPECT_EQ(Platform::ProcessId(), static_cast<uint32_t>(getpid()));
+}
+
+TEST(ProcessId, DiffersInAForkedChild)
+{
+    const auto own = Platform::ProcessId();
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(Platform::ProcessId() == own ? 1 : 0);
+    }
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(SteadyClock, CountsNanosecondsAndNeverGoesBack)
+{
+    const auto before = Platform::SteadyClockNanoseconds();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const auto elapsed = Platform::SteadyClockNanoseconds() - before;
+    EXPECT_GE(elapsed, 20000000);
+    EXPECT_LT(elapsed, 20000000000);
+}
+
+TEST(FormatLocalTime, HasTheFormOfTheCLibrary)
+{
+    setenv("TZ", "UTC", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    char text[64] = {};
+    Platform::FormatLocalTime(1794485402, text);
+    EXPECT_STREQ(text, "Thu Nov 12 12:10:02 2026\n");
+}
+
+TEST(FormatLocalTime, IsInLocalTime)
+{
+    setenv("TZ", "MSK-03", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    char text[64] = {};
+    Platform::FormatLocalTime(1794485402, text);
+    EXPECT_STREQ(text, "Thu Nov 12 15:10:02 2026\n");
+    unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+}
