@@ -1,0 +1,209 @@
+#include "log/logger.h"
+
+#include "platform/platform.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <sstream>
+
+namespace {
+
+constexpr char moduleName[] = "pkcs11_x64";
+constexpr int moduleFieldWidth = 15;
+constexpr char verboseMarker[] = "VERB:";
+constexpr std::size_t lineSize = 4096;
+constexpr std::size_t lineLimit = 4093; // of everything before the line end
+constexpr std::size_t tailSize = 3584;
+constexpr std::size_t tailLimit = 3581;
+constexpr int64_t nanosecondsPerMillisecond = 1000000;
+
+// Appends `text` to the text in `buffer` as far as it fits into `limit` characters.
+void AppendBounded(char* buffer, std::size_t limit, const char* text)
+{
+    const auto used = std::strlen(buffer);
+    if (used < limit) {
+        std::strncat(buffer, text, limit - used);
+    }
+}
+
+const char* LevelText(LogLevel level)
+{
+    switch (level) {
+    case LogLevel_Error:
+        return " ERR";
+    case LogLevel_Warning:
+        return "WARN";
+    case LogLevel_Info:
+        return "INFO";
+    case LogLevel_Debug:
+        return " DBG";
+    }
+    return "Unknown";
+}
+
+void FormatDateTime(char (&text)[64])
+{
+    Platform::FormatLocalTime(std::time(nullptr), text);
+    const auto length = std::strlen(text);
+    if (length > 0) {
+        text[length - 1] = '\0';
+    }
+}
+
+void FormatTimeField(char (&field)[64], LogTimeFormat format, int64_t milliseconds)
+{
+    char dateTime[64] = {};
+    FormatDateTime(dateTime);
+    const auto counter = static_cast<long long>(milliseconds);
+    switch (format) {
+    case LogTimeFormat_DateTime:
+        FormatInto(field, sizeof(field), "%s", dateTime);
+        break;
+    case LogTimeFormat_DateTimeMillisec:
+        FormatInto(field, sizeof(field), "%s %08lld", dateTime, counter);
+        break;
+    case LogTimeFormat_Millisec:
+        FormatInto(field, sizeof(field), "%08lld", counter);
+        break;
+    default:
+        break;
+    }
+}
+
+// Ends the message before the blank that precedes the first marker and returns the text behind the marker, or
+// null when there is no marker.
+const char* SplitOffVerboseText(char* message)
+{
+    char* marker = std::strstr(message, verboseMarker);
+    if (marker == nullptr) {
+        return nullptr;
+    }
+    if (marker != message) {
+        marker[-1] = '\0';
+    }
+    return marker + std::strlen(verboseMarker);
+}
+
+void AppendVerboseTail(char (&line)[lineSize], const char* function, const char* verbose)
+{
+    char tail[tailSize] = {};
+    AppendBounded(tail, tailLimit, "; ");
+    FormatThreadId(tail, tailLimit);
+    AppendBounded(tail, tailLimit, "; ");
+    AppendBounded(tail, tailLimit, verboseMarker);
+    AppendBounded(tail, tailLimit, " ");
+    AppendBounded(tail, tailLimit, function);
+    if (verbose != nullptr) {
+        AppendBounded(tail, tailLimit, "; ");
+        AppendBounded(tail, tailLimit, " ");
+        AppendBounded(tail, tailLimit, verbose);
+    }
+    AppendBounded(line, lineLimit, tail);
+}
+
+} // namespace
+
+Logger& Logger::Instance()
+{
+    static std::atomic<Logger*> instance{nullptr};
+    static std::mutex making;
+
+    Logger* logger = instance.load(std::memory_order_acquire);
+    if (logger == nullptr) {
+        const std::lock_guard<std::mutex> guard(making);
+        logger = instance.load(std::memory_order_relaxed);
+        if (logger == nullptr) {
+            logger = new Logger;
+            instance.store(logger, std::memory_order_release);
+        }
+    }
+    return *logger;
+}
+
+Logger::Logger() : startTime(Platform::SteadyClockNanoseconds()) {}
+
+void Logger::Emit(LogLevel level, char* message, const char* function)
+{
+    char line[lineSize] = {};
+    AppendBounded(line, lineLimit, LevelText(level));
+    AppendBounded(line, lineLimit, "; ");
+
+    char timeField[64] = {};
+    const auto elapsed = Platform::SteadyClockNanoseconds() - startTime;
+    FormatTimeField(timeField, settings.timeFormat, elapsed / nanosecondsPerMillisecond);
+    AppendBounded(line, lineLimit, timeField);
+    AppendBounded(line, lineLimit, "; ");
+
+    char moduleField[moduleFieldWidth + 1] = {};
+    FormatInto(moduleField, sizeof(moduleField), "%*s", moduleFieldWidth, moduleName);
+    AppendBounded(line, lineLimit, moduleField);
+    AppendBounded(line, lineLimit, "; ");
+
+    const char* verbose = SplitOffVerboseText(message);
+    AppendBounded(line, lineLimit, message);
+    if (settings.extensive) {
+        AppendVerboseTail(line, function, verbose);
+    }
+    AppendBounded(line, lineSize - 1, "\r\n");
+
+    const std::lock_guard<std::mutex> guard(lineLock);
+    WriteToSinks(line);
+}
+
+void Logger::WriteRaw(const char* text)
+{
+    WriteToSinks(text);
+}
+
+void Logger::SetConsole(bool enabled)
+{
+    settings.logToConsole = enabled;
+}
+
+void Logger::WriteToSinks(const char* text)
+{
+    if (settings.logToConsole) {
+        std::printf("%s", text);
+    }
+    if (settings.logToDebugger) {
+        Platform::WriteToDebugger(text);
+    }
+    if (settings.logToFile) {
+        fileStream << text << std::flush;
+    }
+}
+
+int FormatInto(char* buffer, std::size_t size, const char* format, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    return length < 0 ? -1 : length;
+}
+
+void FormatThreadId(char* destination, std::size_t maxLength)
+{
+    std::ostringstream identifier;
+    identifier << std::hex << Platform::ThreadId();
+    char field[32] = {};
+    FormatInto(field, sizeof(field) - 1, "ThID: 0x%s", identifier.str().c_str());
+    AppendBounded(destination, maxLength, field);
+}
+
+void WriteLogLine(LogLevel level, const char* function, const char* format, ...)
+{
+    char message[logMessageSize] = {};
+    char functionName[logFunctionSize] = {};
+    FormatInto(functionName, sizeof(functionName) - 1, "%s", function);
+
+    std::va_list arguments;
+    va_start(arguments, format);
+    static_cast<void>(std::vsnprintf(message, sizeof(message), format, arguments));
+    va_end(arguments);
+
+    Logger::Instance().Emit(level, message, functionName);
+}

@@ -1,0 +1,74 @@
+// The one logging facility of the library: composes each message into one line of fixed form and sends it to
+// up to three sinks, the standard output, the debugger channel and the log file.
+#pragma once
+
+#include "log/log_settings.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <mutex>
+
+// Sizes of the buffers of one log statement, terminators included.
+inline constexpr std::size_t logMessageSize = 3840;
+inline constexpr std::size_t logFunctionSize = 64;
+
+class Logger
+{
+public:
+    // The singleton, made at the first call and never destroyed.
+    static Logger& Instance();
+
+    Logger();
+    ~Logger() = default;
+    Logger(const Logger&) = delete;
+    Logger& operator=(const Logger&) = delete;
+
+    // Whether a statement of this level reaches a sink at all. An error needs a sink and nothing else.
+    bool LetsThrough(LogLevel level) const
+    {
+        const bool anySink = settings.logToConsole || settings.logToDebugger || settings.logToFile;
+        return anySink && (level == LogLevel_Error || settings.logFromLevel >= level);
+    }
+
+    // Writes one line, without a test of level or sink. `message` may hold a verbose text behind "VERB:"; on
+    // return it holds only the description before it.
+    void Emit(LogLevel level, char* message, const char* function);
+
+    // Sends a text to the sinks as it stands. Takes no lock.
+    void WriteRaw(const char* text);
+
+    // Turns the console sink on or off.
+    void SetConsole(bool enabled);
+
+    const LogSettings& Settings() const { return settings; }
+    LogSettings& Settings() { return settings; }
+
+private:
+    void WriteToSinks(const char* text);
+
+    LogSettings settings; // first, so that the address of the Logger is that of the settings
+    std::ofstream fileStream;
+    std::mutex lineLock;
+    int64_t startTime; // steady clock, nanoseconds
+};
+
+// Prints at most `size` - 1 characters and a terminator. Returns the number of characters that the whole text
+// needs, or -1 when it cannot be printed.
+[[gnu::format(printf, 3, 4)]] int FormatInto(char* buffer, std::size_t size, const char* format, ...);
+
+// Appends the thread field, "ThID: 0x" and the thread's identifier in hexadecimal, to the text in
+// `destination`, which is left with at most `maxLength` characters.
+void FormatThreadId(char* destination, std::size_t maxLength);
+
+// Composes and writes one statement. Call it through LOG_LINE, which tests first.
+[[gnu::format(printf, 3, 4)]] void WriteLogLine(LogLevel level, const char* function, const char* format,
+                                                ...);
+
+// One log statement. The arguments are only evaluated when the line is let through.
+#define LOG_LINE(level, function, ...)                                                                       \
+    do {                                                                                                     \
+        if (Logger::Instance().LetsThrough(level)) {                                                         \
+            WriteLogLine(level, function, __VA_ARGS__);                                                      \
+        }                                                                                                    \
+    } while (false)
