@@ -1,0 +1,143 @@
+#include "crypto/asn1_object.h"
+
+#include <utility>
+
+namespace {
+
+constexpr uint32_t constructedBit = 0x20;
+
+uint32_t TypeTag(const Botan::BER_Object& element)
+{
+    return static_cast<uint32_t>(element.type());
+}
+
+uint32_t ClassTag(const Botan::BER_Object& element)
+{
+    return static_cast<uint32_t>(element.get_class());
+}
+
+bool IsConstructed(const Botan::BER_Object& element)
+{
+    return (ClassTag(element) & constructedBit) != 0;
+}
+
+std::unique_ptr<ASN1Object> MakeConstructedNode(uint32_t typeTag)
+{
+    switch (typeTag) {
+    case Botan::SEQUENCE:
+        return std::make_unique<ASN1Sequence>();
+    case Botan::SET:
+        return std::make_unique<ASN1Set>();
+    default:
+        return std::make_unique<ASN1Object>();
+    }
+}
+
+std::unique_ptr<ASN1Object> MakeUniversalNode(uint32_t typeTag)
+{
+    switch (typeTag) {
+    case Botan::OBJECT_ID:
+        return std::make_unique<ASN1ObjectIdentifier>();
+    case Botan::INTEGER:
+        return std::make_unique<ASN1Integer>();
+    case Botan::NULL_TAG:
+        return std::make_unique<ASN1Null>();
+    case Botan::BOOLEAN:
+        return std::make_unique<ASN1Boolean>();
+    case Botan::OCTET_STRING:
+        return std::make_unique<ASN1OctetString>();
+    case Botan::BIT_STRING:
+        return std::make_unique<ASN1BitString>();
+    case Botan::UTC_TIME:
+    case Botan::GENERALIZED_TIME:
+        return std::make_unique<ASN1UTCTime>();
+    case Botan::NUMERIC_STRING:
+        return std::make_unique<ASN1NumericString>();
+    case Botan::PRINTABLE_STRING:
+        return std::make_unique<ASN1PrintableString>();
+    case Botan::IA5_STRING:
+        return std::make_unique<ASN1IA5String>();
+    case Botan::T61_STRING:
+        return std::make_unique<ASN1T61String>();
+    case Botan::VISIBLE_STRING:
+        return std::make_unique<ASN1VisibleString>();
+    case Botan::UTF8_STRING:
+        return std::make_unique<ASN1UTF8String>();
+    default:
+        return std::make_unique<ASN1Object>();
+    }
+}
+
+std::unique_ptr<ASN1Object> MakeNode(const Botan::BER_Object& element)
+{
+    if (IsConstructed(element)) {
+        return MakeConstructedNode(TypeTag(element));
+    }
+    if (ClassTag(element) == Botan::UNIVERSAL) {
+        return MakeUniversalNode(TypeTag(element));
+    }
+    return std::make_unique<ASN1Object>();
+}
+
+} // namespace
+
+void ASN1Object::Parse(const HexBinary* bytes)
+{
+    Botan::secure_vector<uint8_t> copy;
+    bytes->ToByteVector(copy);
+    ParseBytes(copy);
+}
+
+void ASN1Object::ParseBytes(const Botan::secure_vector<uint8_t>& bytes)
+{
+    Botan::BER_Decoder decoder(bytes);
+    berObject = std::make_unique<Botan::BER_Object>(decoder.get_next_object());
+    ParseChildren();
+}
+
+void ASN1Object::ParseChildren()
+{
+    if (!IsConstructed(*berObject)) {
+        children = nullptr;
+        return;
+    }
+    if (children == nullptr) {
+        children = std::make_unique<Children>();
+    }
+    Botan::BER_Decoder decoder(berObject->bits(), berObject->length());
+    while (decoder.more_items()) {
+        auto element = std::make_unique<Botan::BER_Object>(decoder.get_next_object());
+        auto child = MakeNode(*element);
+        child->berObject = std::move(element);
+        child->ParseChildren();
+        child->parent = this;
+        children->push_back(std::move(child));
+    }
+}
+
+const ASN1Object* ASN1Object::FindChild(uint8_t tag) const
+{
+    if (children == nullptr) {
+        return nullptr;
+    }
+    if (tag == Botan::SEQUENCE || tag == Botan::SET) {
+        tag = static_cast<uint8_t>(tag + constructedBit);
+    }
+    for (const auto& child : *children) {
+        if (static_cast<uint8_t>(TypeTag(*child->berObject) + ClassTag(*child->berObject)) == tag) {
+            return child.get();
+        }
+    }
+    return nullptr;
+}
+
+std::unique_ptr<HexBinary> ASN1Object::GetValue() const
+{
+    return std::make_unique<HexBinary>(berObject->bits(), static_cast<int32_t>(berObject->length()), true);
+}
+
+void ASN1Object::Destroy()
+{
+    berObject = nullptr;
+    children = nullptr;
+}
