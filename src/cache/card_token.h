@@ -1,0 +1,37 @@
+// One card in one reader.
+#pragma once
+
+#include "card/card_api.h"
+#include "pkcs11/cryptoki.h"
+
+#include <map>
+#include <string>
+
+// Owns its session with the card: the destructor stops a transaction that is still held and closes the
+// session.
+struct CardToken
+{
+    CardToken(uint32_t id, CardSession session, std::string reader);
+    ~CardToken();
+    CardToken(const CardToken&) = delete;
+    CardToken& operator=(const CardToken&) = delete;
+
+    // Begins a transaction on the card, whatever the card makes of it. CKR_OPERATION_ACTIVE, without a call
+    // to the card, when one is held already.
+    CK_RV StartTransaction();
+
+    // Ends the transaction, whatever the card makes of it. CKR_OPERATION_NOT_INITIALIZED, without a call to
+    // the card, when none is held.
+    CK_RV StopTransaction();
+
+    // Whether the card itself says that its secure-messaging channel is alive.
+    bool IsSecureMessagingActive() const;
+
+    const std::string readerName; // one byte for each character of the reader's name
+    const CardSession cardSession;
+    const uint32_t tokenId;
+    std::map<CK_SLOT_ID, CardKeyInfo>
+        keyInfoBySlot;          // filled by the first mechanism list of a slot, then kept
+    bool loggedIn = false;      // the user is logged in on this card
+    bool inTransaction = false; // held by StartTransaction
+};
