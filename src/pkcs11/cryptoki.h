@@ -1,0 +1,396 @@
+/*
+ * Cryptoki 2.20 as this library speaks it: every record packed to one byte, CK_ULONG and with it every handle
+ * and slot id 32 bits wide, on every platform. Plain C, so that a host in C can include it.
+ */
+#ifndef TAVRIK_CRYPTOKI_H
+#define TAVRIK_CRYPTOKI_H
+
+#include <stdint.h> // NOLINT(modernize-deprecated-headers): a C host includes this too
+
+/* NOLINTBEGIN(modernize-use-using): typedefs, because this is C as well */
+typedef unsigned char CK_BYTE;
+typedef CK_BYTE CK_CHAR;
+typedef CK_BYTE CK_UTF8CHAR;
+typedef CK_BYTE CK_BBOOL;
+typedef uint32_t CK_ULONG;
+typedef int32_t CK_LONG;
+typedef CK_ULONG CK_FLAGS;
+typedef CK_ULONG CK_RV;
+typedef CK_ULONG CK_SLOT_ID;
+typedef CK_ULONG CK_SESSION_HANDLE;
+typedef CK_ULONG CK_OBJECT_HANDLE;
+typedef CK_ULONG CK_USER_TYPE;
+typedef CK_ULONG CK_STATE;
+typedef CK_ULONG CK_NOTIFICATION;
+typedef CK_ULONG CK_OBJECT_CLASS;
+typedef CK_ULONG CK_KEY_TYPE;
+typedef CK_ULONG CK_CERTIFICATE_TYPE;
+typedef CK_ULONG CK_ATTRIBUTE_TYPE;
+typedef CK_ULONG CK_MECHANISM_TYPE;
+
+typedef void* CK_VOID_PTR;
+typedef CK_VOID_PTR* CK_VOID_PTR_PTR;
+typedef CK_BYTE* CK_BYTE_PTR;
+typedef CK_UTF8CHAR* CK_UTF8CHAR_PTR;
+typedef CK_ULONG* CK_ULONG_PTR;
+typedef CK_SLOT_ID* CK_SLOT_ID_PTR;
+typedef CK_SESSION_HANDLE* CK_SESSION_HANDLE_PTR;
+typedef CK_OBJECT_HANDLE* CK_OBJECT_HANDLE_PTR;
+typedef CK_MECHANISM_TYPE* CK_MECHANISM_TYPE_PTR;
+
+/* Callbacks of the application. */
+typedef CK_RV (*CK_NOTIFY)(CK_SESSION_HANDLE hSession, CK_NOTIFICATION event, CK_VOID_PTR pApplication);
+typedef CK_RV (*CK_CREATEMUTEX)(CK_VOID_PTR_PTR ppMutex);
+typedef CK_RV (*CK_DESTROYMUTEX)(CK_VOID_PTR pMutex);
+typedef CK_RV (*CK_LOCKMUTEX)(CK_VOID_PTR pMutex);
+typedef CK_RV (*CK_UNLOCKMUTEX)(CK_VOID_PTR pMutex);
+
+#pragma pack(push, 1)
+
+typedef struct CK_VERSION
+{
+    CK_BYTE major;
+    CK_BYTE minor;
+} CK_VERSION;
+
+typedef struct CK_INFO
+{
+    CK_VERSION cryptokiVersion;
+    CK_UTF8CHAR manufacturerID[32];
+    CK_FLAGS flags;
+    CK_UTF8CHAR libraryDescription[32];
+    CK_VERSION libraryVersion;
+} CK_INFO;
+typedef CK_INFO* CK_INFO_PTR;
+
+typedef struct CK_SLOT_INFO
+{
+    CK_UTF8CHAR slotDescription[64];
+    CK_UTF8CHAR manufacturerID[32];
+    CK_FLAGS flags;
+    CK_VERSION hardwareVersion;
+    CK_VERSION firmwareVersion;
+} CK_SLOT_INFO;
+typedef CK_SLOT_INFO* CK_SLOT_INFO_PTR;
+
+typedef struct CK_TOKEN_INFO
+{
+    CK_UTF8CHAR label[32];
+    CK_UTF8CHAR manufacturerID[32];
+    CK_UTF8CHAR model[16];
+    CK_CHAR serialNumber[16];
+    CK_FLAGS flags;
+    CK_ULONG ulMaxSessionCount;
+    CK_ULONG ulSessionCount;
+    CK_ULONG ulMaxRwSessionCount;
+    CK_ULONG ulRwSessionCount;
+    CK_ULONG ulMaxPinLen;
+    CK_ULONG ulMinPinLen;
+    CK_ULONG ulTotalPublicMemory;
+    CK_ULONG ulFreePublicMemory;
+    CK_ULONG ulTotalPrivateMemory;
+    CK_ULONG ulFreePrivateMemory;
+    CK_VERSION hardwareVersion;
+    CK_VERSION firmwareVersion;
+    CK_CHAR utcTime[16];
+} CK_TOKEN_INFO;
+typedef CK_TOKEN_INFO* CK_TOKEN_INFO_PTR;
+
+typedef struct CK_SESSION_INFO
+{
+    CK_SLOT_ID slotID;
+    CK_STATE state;
+    CK_FLAGS flags;
+    CK_ULONG ulDeviceError;
+} CK_SESSION_INFO;
+typedef CK_SESSION_INFO* CK_SESSION_INFO_PTR;
+
+typedef struct CK_ATTRIBUTE
+{
+    CK_ATTRIBUTE_TYPE type;
+    CK_VOID_PTR pValue;
+    CK_ULONG ulValueLen;
+} CK_ATTRIBUTE;
+typedef CK_ATTRIBUTE* CK_ATTRIBUTE_PTR;
+
+typedef struct CK_MECHANISM
+{
+    CK_MECHANISM_TYPE mechanism;
+    CK_VOID_PTR pParameter;
+    CK_ULONG ulParameterLen;
+} CK_MECHANISM;
+typedef CK_MECHANISM* CK_MECHANISM_PTR;
+
+typedef struct CK_MECHANISM_INFO
+{
+    CK_ULONG ulMinKeySize;
+    CK_ULONG ulMaxKeySize;
+    CK_FLAGS flags;
+} CK_MECHANISM_INFO;
+typedef CK_MECHANISM_INFO* CK_MECHANISM_INFO_PTR;
+
+typedef struct CK_C_INITIALIZE_ARGS
+{
+    CK_CREATEMUTEX CreateMutex;
+    CK_DESTROYMUTEX DestroyMutex;
+    CK_LOCKMUTEX LockMutex;
+    CK_UNLOCKMUTEX UnlockMutex;
+    CK_FLAGS flags;
+    CK_VOID_PTR pReserved;
+} CK_C_INITIALIZE_ARGS;
+typedef CK_C_INITIALIZE_ARGS* CK_C_INITIALIZE_ARGS_PTR;
+
+typedef struct CK_FUNCTION_LIST CK_FUNCTION_LIST;
+typedef CK_FUNCTION_LIST* CK_FUNCTION_LIST_PTR;
+typedef CK_FUNCTION_LIST_PTR* CK_FUNCTION_LIST_PTR_PTR;
+
+/* One pointer per function, each under the function's own name, in the standard order. */
+struct CK_FUNCTION_LIST
+{
+    CK_VERSION version;
+/* NOLINTBEGIN(bugprone-macro-parentheses): declarators, not expressions */
+#define CRYPTOKI_WORKS(name, parameters) CK_RV(*name) parameters;
+#define CRYPTOKI_REFUSES(name, parameters, answer) CK_RV(*name) parameters;
+/* NOLINTEND(bugprone-macro-parentheses) */
+#include "functions.inc"
+#undef CRYPTOKI_REFUSES
+#undef CRYPTOKI_WORKS
+};
+
+#pragma pack(pop)
+/* NOLINTEND(modernize-use-using) */
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define CRYPTOKI_WORKS(name, parameters) CK_RV name parameters;
+#define CRYPTOKI_REFUSES(name, parameters, answer) CK_RV name parameters;
+#include "functions.inc" // NOLINT(readability-duplicate-include): once for the list, once for the prototypes
+#undef CRYPTOKI_REFUSES
+#undef CRYPTOKI_WORKS
+
+#ifdef __cplusplus
+}
+#endif
+
+#define CK_FALSE 0U
+#define CK_TRUE 1U
+#define CK_UNAVAILABLE_INFORMATION 0xFFFFFFFFU
+
+#define CKF_TOKEN_PRESENT 0x1U
+#define CKF_REMOVABLE_DEVICE 0x2U
+#define CKF_HW_SLOT 0x4U
+
+#define CKF_LOGIN_REQUIRED 0x4U
+#define CKF_USER_PIN_INITIALIZED 0x8U
+#define CKF_PROTECTED_AUTHENTICATION_PATH 0x100U
+#define CKF_TOKEN_INITIALIZED 0x400U
+
+#define CKF_RW_SESSION 0x2U
+#define CKF_SERIAL_SESSION 0x4U
+
+#define CKF_LIBRARY_CANT_CREATE_OS_THREADS 0x1U
+#define CKF_OS_LOCKING_OK 0x2U
+
+#define CKF_HW 0x1U
+#define CKF_ENCRYPT 0x100U
+#define CKF_DECRYPT 0x200U
+#define CKF_DIGEST 0x400U
+#define CKF_SIGN 0x800U
+#define CKF_VERIFY 0x2000U
+
+#define CKU_SO 0U
+#define CKU_USER 1U
+#define CKU_CONTEXT_SPECIFIC 2U
+
+#define CKS_RO_PUBLIC_SESSION 0U
+#define CKS_RO_USER_FUNCTIONS 1U
+
+#define CKO_CERTIFICATE 1U
+#define CKO_PUBLIC_KEY 2U
+#define CKO_PRIVATE_KEY 3U
+
+#define CKK_RSA 0U
+#define CKC_X_509 0U
+
+#define CKM_RSA_PKCS 0x1U
+#define CKM_SHA256_RSA_PKCS 0x40U
+#define CKM_SHA_1 0x220U
+#define CKM_SHA256 0x250U
+#define CKM_SHA224 0x255U
+#define CKM_SHA384 0x260U
+#define CKM_SHA512 0x270U
+#define CKM_ECDSA 0x1041U
+
+#define CKA_CLASS 0x0U
+#define CKA_TOKEN 0x1U
+#define CKA_PRIVATE 0x2U
+#define CKA_LABEL 0x3U
+#define CKA_VALUE 0x11U
+#define CKA_OBJECT_ID 0x12U
+#define CKA_CERTIFICATE_TYPE 0x80U
+#define CKA_ISSUER 0x81U
+#define CKA_SERIAL_NUMBER 0x82U
+#define CKA_AC_ISSUER 0x83U
+#define CKA_OWNER 0x84U
+#define CKA_ATTR_TYPES 0x85U
+#define CKA_TRUSTED 0x86U
+#define CKA_CERTIFICATE_CATEGORY 0x87U
+#define CKA_JAVA_MIDP_SECURITY_DOMAIN 0x88U
+#define CKA_URL 0x89U
+#define CKA_HASH_OF_SUBJECT_PUBLIC_KEY 0x8AU
+#define CKA_HASH_OF_ISSUER_PUBLIC_KEY 0x8BU
+#define CKA_CHECK_VALUE 0x90U
+#define CKA_KEY_TYPE 0x100U
+#define CKA_SUBJECT 0x101U
+#define CKA_ID 0x102U
+#define CKA_SENSITIVE 0x103U
+#define CKA_ENCRYPT 0x104U
+#define CKA_DECRYPT 0x105U
+#define CKA_WRAP 0x106U
+#define CKA_UNWRAP 0x107U
+#define CKA_SIGN 0x108U
+#define CKA_SIGN_RECOVER 0x109U
+#define CKA_VERIFY 0x10AU
+#define CKA_VERIFY_RECOVER 0x10BU
+#define CKA_DERIVE 0x10CU
+#define CKA_START_DATE 0x110U
+#define CKA_END_DATE 0x111U
+#define CKA_MODULUS 0x120U
+#define CKA_MODULUS_BITS 0x121U
+#define CKA_PUBLIC_EXPONENT 0x122U
+#define CKA_PRIVATE_EXPONENT 0x123U
+#define CKA_PRIME_1 0x124U
+#define CKA_PRIME_2 0x125U
+#define CKA_EXPONENT_1 0x126U
+#define CKA_EXPONENT_2 0x127U
+#define CKA_COEFFICIENT 0x128U
+#define CKA_PRIME_BITS 0x133U
+#define CKA_SUBPRIME_BITS 0x134U
+#define CKA_VALUE_BITS 0x160U
+#define CKA_VALUE_LEN 0x161U
+#define CKA_EXTRACTABLE 0x162U
+#define CKA_LOCAL 0x163U
+#define CKA_NEVER_EXTRACTABLE 0x164U
+#define CKA_ALWAYS_SENSITIVE 0x165U
+#define CKA_KEY_GEN_MECHANISM 0x166U
+#define CKA_MODIFIABLE 0x170U
+#define CKA_EC_PARAMS 0x180U
+#define CKA_EC_POINT 0x181U
+#define CKA_SECONDARY_AUTH 0x200U
+#define CKA_AUTH_PIN_FLAGS 0x201U
+#define CKA_ALWAYS_AUTHENTICATE 0x202U
+#define CKA_WRAP_WITH_TRUSTED 0x210U
+#define CKA_WRAP_TEMPLATE 0x40000211U
+#define CKA_UNWRAP_TEMPLATE 0x40000212U
+#define CKA_HW_FEATURE_TYPE 0x300U
+#define CKA_RESET_ON_INIT 0x301U
+#define CKA_HAS_RESET 0x302U
+#define CKA_PIXEL_X 0x400U
+#define CKA_PIXEL_Y 0x401U
+#define CKA_RESOLUTION 0x402U
+#define CKA_CHAR_ROWS 0x403U
+#define CKA_CHAR_COLUMNS 0x404U
+#define CKA_COLOR 0x405U
+#define CKA_BITS_PER_PIXEL 0x406U
+#define CKA_CHAR_SETS 0x480U
+#define CKA_ENCODING_METHODS 0x481U
+#define CKA_MIME_TYPES 0x482U
+#define CKA_MECHANISM_TYPE 0x500U
+#define CKA_REQUIRED_CMS_ATTRIBUTES 0x501U
+#define CKA_DEFAULT_CMS_ATTRIBUTES 0x502U
+#define CKA_SUPPORTED_CMS_ATTRIBUTES 0x503U
+#define CKA_ALLOWED_MECHANISMS 0x40000600U
+#define CKA_VENDOR_DEFINED 0x80000000U
+
+#define CKR_OK 0x0U
+#define CKR_CANCEL 0x1U
+#define CKR_HOST_MEMORY 0x2U
+#define CKR_SLOT_ID_INVALID 0x3U
+#define CKR_GENERAL_ERROR 0x5U
+#define CKR_FUNCTION_FAILED 0x6U
+#define CKR_ARGUMENTS_BAD 0x7U
+#define CKR_NO_EVENT 0x8U
+#define CKR_NEED_TO_CREATE_THREADS 0x9U
+#define CKR_CANT_LOCK 0xAU
+#define CKR_ATTRIBUTE_READ_ONLY 0x10U
+#define CKR_ATTRIBUTE_SENSITIVE 0x11U
+#define CKR_ATTRIBUTE_TYPE_INVALID 0x12U
+#define CKR_ATTRIBUTE_VALUE_INVALID 0x13U
+#define CKR_DATA_INVALID 0x20U
+#define CKR_DATA_LEN_RANGE 0x21U
+#define CKR_DEVICE_ERROR 0x30U
+#define CKR_DEVICE_MEMORY 0x31U
+#define CKR_DEVICE_REMOVED 0x32U
+#define CKR_ENCRYPTED_DATA_INVALID 0x40U
+#define CKR_ENCRYPTED_DATA_LEN_RANGE 0x41U
+#define CKR_FUNCTION_CANCELED 0x50U
+#define CKR_FUNCTION_NOT_PARALLEL 0x51U
+#define CKR_FUNCTION_NOT_SUPPORTED 0x54U
+#define CKR_KEY_HANDLE_INVALID 0x60U
+#define CKR_KEY_SIZE_RANGE 0x62U
+#define CKR_KEY_TYPE_INCONSISTENT 0x63U
+#define CKR_KEY_NOT_NEEDED 0x64U
+#define CKR_KEY_CHANGED 0x65U
+#define CKR_KEY_NEEDED 0x66U
+#define CKR_KEY_INDIGESTIBLE 0x67U
+#define CKR_KEY_FUNCTION_NOT_PERMITTED 0x68U
+#define CKR_KEY_NOT_WRAPPABLE 0x69U
+#define CKR_KEY_UNEXTRACTABLE 0x6AU
+#define CKR_MECHANISM_INVALID 0x70U
+#define CKR_MECHANISM_PARAM_INVALID 0x71U
+#define CKR_OBJECT_HANDLE_INVALID 0x82U
+#define CKR_OPERATION_ACTIVE 0x90U
+#define CKR_OPERATION_NOT_INITIALIZED 0x91U
+#define CKR_PIN_INCORRECT 0xA0U
+#define CKR_PIN_INVALID 0xA1U
+#define CKR_PIN_LEN_RANGE 0xA2U
+#define CKR_PIN_EXPIRED 0xA3U
+#define CKR_PIN_LOCKED 0xA4U
+#define CKR_SESSION_CLOSED 0xB0U
+#define CKR_SESSION_COUNT 0xB1U
+#define CKR_SESSION_HANDLE_INVALID 0xB3U
+#define CKR_SESSION_PARALLEL_NOT_SUPPORTED 0xB4U
+#define CKR_SESSION_READ_ONLY 0xB5U
+#define CKR_SESSION_EXISTS 0xB6U
+#define CKR_SESSION_READ_ONLY_EXISTS 0xB7U
+#define CKR_SESSION_READ_WRITE_SO_EXISTS 0xB8U
+#define CKR_SIGNATURE_INVALID 0xC0U
+#define CKR_SIGNATURE_LEN_RANGE 0xC1U
+#define CKR_TEMPLATE_INCOMPLETE 0xD0U
+#define CKR_TEMPLATE_INCONSISTENT 0xD1U
+#define CKR_TOKEN_NOT_PRESENT 0xE0U
+#define CKR_TOKEN_NOT_RECOGNIZED 0xE1U
+#define CKR_TOKEN_WRITE_PROTECTED 0xE2U
+#define CKR_UNWRAPPING_KEY_HANDLE_INVALID 0xF0U
+#define CKR_UNWRAPPING_KEY_SIZE_RANGE 0xF1U
+#define CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT 0xF2U
+#define CKR_USER_ALREADY_LOGGED_IN 0x100U
+#define CKR_USER_NOT_LOGGED_IN 0x101U
+#define CKR_USER_PIN_NOT_INITIALIZED 0x102U
+#define CKR_USER_TYPE_INVALID 0x103U
+#define CKR_USER_ANOTHER_ALREADY_LOGGED_IN 0x104U
+#define CKR_USER_TOO_MANY_TYPES 0x105U
+#define CKR_WRAPPED_KEY_INVALID 0x110U
+#define CKR_WRAPPED_KEY_LEN_RANGE 0x112U
+#define CKR_WRAPPING_KEY_HANDLE_INVALID 0x113U
+#define CKR_WRAPPING_KEY_SIZE_RANGE 0x114U
+#define CKR_WRAPPING_KEY_TYPE_INCONSISTENT 0x115U
+#define CKR_RANDOM_SEED_NOT_SUPPORTED 0x120U
+#define CKR_RANDOM_NO_RNG 0x121U
+#define CKR_DOMAIN_PARAMS_INVALID 0x130U
+#define CKR_BUFFER_TOO_SMALL 0x150U
+#define CKR_SAVED_STATE_INVALID 0x160U
+#define CKR_INFORMATION_SENSITIVE 0x170U
+#define CKR_STATE_UNSAVEABLE 0x180U
+#define CKR_CRYPTOKI_NOT_INITIALIZED 0x190U
+#define CKR_CRYPTOKI_ALREADY_INITIALIZED 0x191U
+#define CKR_MUTEX_BAD 0x1A0U
+#define CKR_MUTEX_NOT_LOCKED 0x1A1U
+#define CKR_NEW_PIN_MODE 0x1B0U
+#define CKR_NEXT_OTP 0x1B1U
+#define CKR_FUNCTION_REJECTED 0x200U
+#define CKR_VENDOR_DEFINED 0x80000000U
+
+#endif

@@ -1,0 +1,42 @@
+// Digests, in one step. They need no card, no login and no key.
+#include "cache/internal_cache.h"
+#include "pkcs11/entry_frame.h"
+#include "pkcs11/output.h"
+
+// A mechanism that is no digest is not reported here: it shows at C_Digest.
+CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
+{
+    return EntryFrame("C_DigestInit").Run([&] {
+        const auto session = InternalCache::GetInstance().GetSession(hSession);
+        if (session == nullptr) {
+            return CKR_SESSION_HANDLE_INVALID;
+        }
+        static_cast<void>(session->digestManager.Init(hSession, pMechanism));
+        return CKR_OK;
+    });
+}
+
+CK_RV C_Digest(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pDigest,
+               CK_ULONG_PTR pulDigestLen)
+{
+    return EntryFrame("C_Digest").Run([&] {
+        const auto session = InternalCache::GetInstance().GetSession(hSession);
+        if (session == nullptr) {
+            return CKR_SESSION_HANDLE_INVALID;
+        }
+        DigestManager& manager = session->digestManager;
+        if (!manager.active) {
+            return CKR_OPERATION_NOT_INITIALIZED;
+        }
+        if (pDigest == nullptr) {
+            return TellLength(manager, pulDigestLen);
+        }
+        manager.SetData(std::make_unique<HexBinary>(pData, static_cast<int32_t>(ulDataLen), true));
+        const auto output = MakeOutput(manager);
+        if (manager.Digest(*output) != CKR_OK) {
+            return CKR_FUNCTION_FAILED;
+        }
+        HandOut(*output, static_cast<uint32_t>(output->length), pDigest, pulDigestLen);
+        return CKR_OK;
+    });
+}

@@ -1,0 +1,67 @@
+// What every exported function has around its own work: entering line, test that the library is initialised,
+// argument tests, lock, leaving line.
+#pragma once
+
+#include "log/function_lines.h"
+#include "pkcs11/cryptoki.h"
+#include "pkcs11/library_lock.h"
+
+#include <utility>
+
+class EntryFrame
+{
+public:
+    // Writes the entering line and tests that the library is initialised.
+    explicit EntryFrame(const char* name);
+
+    // An argument test that needs no lock; it counts only when all before it held.
+    EntryFrame& Require(bool argumentGood)
+    {
+        if (result == CKR_OK && !argumentGood) {
+            result = CKR_ARGUMENTS_BAD;
+        }
+        return *this;
+    }
+
+    // Work that comes before the lock, when all tests held.
+    template <typename Work>
+    EntryFrame& BeforeLock(Work&& work)
+    {
+        if (result == CKR_OK) {
+            std::forward<Work>(work)();
+        }
+        return *this;
+    }
+
+    // Runs the function's work, which returns its result, under the lock, and leaves with that result; or
+    // leaves with the first test that failed, without the lock. What the work throws goes on to the caller.
+    template <typename Work>
+    CK_RV Run(Work&& work)
+    {
+        if (result != CKR_OK) {
+            return Leave();
+        }
+        const LibraryLockGuard guard;
+        result = std::forward<Work>(work)();
+        return Leave();
+    }
+
+    // Leaves with a fixed answer, without the lock; or with the first test that failed.
+    CK_RV Answer(CK_RV answer)
+    {
+        if (result == CKR_OK) {
+            result = answer;
+        }
+        return Leave();
+    }
+
+    // From now on the function leaves without a leaving line.
+    void OmitLeavingLine() { leavingLine = false; }
+
+private:
+    CK_RV Leave() const { return leavingLine ? LogLeaving(function, result) : result; }
+
+    const char* function;
+    CK_RV result;
+    bool leavingLine = true;
+};

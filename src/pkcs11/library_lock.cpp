@@ -1,0 +1,81 @@
+#include "pkcs11/library_lock.h"
+
+#include <system_error>
+
+namespace {
+
+constinit LibraryLock libraryLock;
+
+} // namespace
+
+ApplicationMutex& ApplicationMutex::Instance()
+{
+    static constinit ApplicationMutex instance;
+    return instance;
+}
+
+void ApplicationMutex::Create(const CK_C_INITIALIZE_ARGS& arguments)
+{
+    if (arguments.CreateMutex != nullptr) {
+        createMutex = arguments.CreateMutex;
+        destroyMutex = arguments.DestroyMutex;
+        lockMutex = arguments.LockMutex;
+        unlockMutex = arguments.UnlockMutex;
+    }
+    if (createMutex != nullptr) {
+        createMutex(&mutex);
+    }
+}
+
+void ApplicationMutex::Destroy()
+{
+    if (destroyMutex != nullptr && mutex != nullptr) {
+        destroyMutex(mutex);
+    }
+    mutex = nullptr;
+}
+
+LibraryLock::~LibraryLock()
+{
+    if (owned) {
+        mutex.unlock();
+    }
+}
+
+void LibraryLock::Lock()
+{
+    if (owned) {
+        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
+    }
+    mutex.lock();
+    owned = true;
+}
+
+void LibraryLock::Unlock()
+{
+    if (!owned) {
+        throw std::system_error(std::make_error_code(std::errc::operation_not_permitted));
+    }
+    mutex.unlock();
+    owned = false;
+}
+
+LibraryLockGuard::LibraryLockGuard()
+{
+    const auto& application = ApplicationMutex::Instance();
+    if (application.lockMutex != nullptr) {
+        application.lockMutex(application.mutex);
+        return;
+    }
+    libraryLock.Lock();
+}
+
+LibraryLockGuard::~LibraryLockGuard() noexcept(false) // NOLINT(bugprone-exception-escape): its contract
+{
+    const auto& application = ApplicationMutex::Instance();
+    if (application.unlockMutex != nullptr) {
+        application.unlockMutex(application.mutex);
+        return;
+    }
+    libraryLock.Unlock();
+}

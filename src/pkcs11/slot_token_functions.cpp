@@ -1,0 +1,102 @@
+// The functions that tell which slots and tokens there are.
+#include "cache/copy_blank_padded.h"
+#include "cache/internal_cache.h"
+#include "log/logger.h"
+#include "pkcs11/entry_frame.h"
+
+#include <string>
+
+namespace {
+
+constexpr uint32_t tokenTextCapacity = 127;
+constexpr CK_ULONG codeLength = 6; // of a card's codes; told to applications, enforced by nothing
+
+// The same for every card, and meant to be.
+constexpr char serialNumber[] = "ffffffff";
+
+CardTokenInfo AskForTokenInfo(CardSession cardSession)
+{
+    CardTokenInfo tokenInfo{};
+    char text[tokenTextCapacity + 1] = {};
+    uint32_t capacity = tokenTextCapacity;
+    CardAPI_GetTokenInfo(cardSession, &tokenInfo, text,
+                         &capacity); // a failure leaves the record zero, and is shown so
+    return tokenInfo;
+}
+
+// A text field of a card record, which has no terminator when it is full.
+template <std::size_t width>
+std::string TextOf(const char (&field)[width])
+{
+    return {field, width};
+}
+
+void FillTokenInfo(const Slot& slot, const CardToken& token, CK_TOKEN_INFO& info)
+{
+    info = {};
+    const CardTokenInfo tokenInfo = AskForTokenInfo(token.cardSession);
+    CopyBlankPadded(info.label, sizeof(info.label), slot.label.c_str());
+    CopyBlankPadded(info.manufacturerID, sizeof(info.manufacturerID), TextOf(tokenInfo.manufacturer).c_str());
+    CopyBlankPadded(info.model, sizeof(info.model), TextOf(tokenInfo.model).c_str());
+    CopyBlankPadded(info.serialNumber, sizeof(info.serialNumber), serialNumber);
+    info.flags = CKF_LOGIN_REQUIRED | CKF_USER_PIN_INITIALIZED | CKF_PROTECTED_AUTHENTICATION_PATH |
+                 CKF_TOKEN_INITIALIZED;
+    info.ulMaxPinLen = codeLength;
+    info.ulMinPinLen = codeLength;
+    info.hardwareVersion = {tokenInfo.versions[0], tokenInfo.versions[1]};
+    info.firmwareVersion = {tokenInfo.versions[2], tokenInfo.versions[3]};
+}
+
+} // namespace
+
+// A slot exists only while its card is there, so the first argument makes no difference.
+CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList, CK_ULONG_PTR pulCount)
+{
+    constexpr char function[] = "C_GetSlotList";
+    return EntryFrame(function).Require(pulCount != nullptr).Run([&] {
+        const auto slots = InternalCache::GetInstance().GetSlots();
+        const auto count = static_cast<CK_ULONG>(slots.size());
+        const CK_ULONG room = *pulCount;
+        *pulCount = count;
+        if (pSlotList == nullptr) {
+            return CKR_OK;
+        }
+        if (count > room) {
+            return CKR_BUFFER_TOO_SMALL;
+        }
+        for (const auto& slot : slots) {
+            *pSlotList++ = slot->slotId;
+        }
+        LOG_LINE(LogLevel_Info, function, "SlotList count: %d", static_cast<int>(count));
+        return CKR_OK;
+    });
+}
+
+CK_RV C_GetSlotInfo(CK_SLOT_ID slotID, CK_SLOT_INFO_PTR pInfo)
+{
+    return EntryFrame("C_GetSlotInfo").Require(pInfo != nullptr).Run([&] {
+        const auto slot = InternalCache::GetInstance().GetSlot(slotID);
+        if (slot == nullptr) {
+            return CKR_SLOT_ID_INVALID;
+        }
+        *pInfo = slot->info;
+        return CKR_OK;
+    });
+}
+
+CK_RV C_GetTokenInfo(CK_SLOT_ID slotID, CK_TOKEN_INFO_PTR pInfo)
+{
+    return EntryFrame("C_GetTokenInfo").Require(pInfo != nullptr).Run([&] {
+        const auto& cache = InternalCache::GetInstance();
+        const auto slot = cache.GetSlot(slotID);
+        if (slot == nullptr) {
+            return CKR_SLOT_ID_INVALID;
+        }
+        const auto token = cache.GetCardToken(slot->tokenId);
+        if (token == nullptr) {
+            return CKR_TOKEN_NOT_PRESENT;
+        }
+        FillTokenInfo(*slot, *token, *pInfo);
+        return CKR_OK;
+    });
+}
