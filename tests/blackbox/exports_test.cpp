@@ -1,0 +1,197 @@
+// What the library shows to the loader.
+#include "support/black_box_test.h"
+#include "support/child_process.h"
+#include "support/function_calls.h"
+
+#include <set>
+#include <sstream>
+
+namespace BlackBox {
+namespace {
+
+std::string LibraryFile()
+{
+    return (ScriptedFolder() / "libpkcs11_x64.so").string();
+}
+
+// The defined dynamic symbols as they read, without a repetition: the constructors and destructors that the
+// compiler makes twice count once.
+std::set<std::string> DefinedSymbols()
+{
+    std::istringstream lines(
+        OutputOf("nm -D -C --defined-only --format=just-symbols '" + LibraryFile() + "'"));
+    std::set<std::string> symbols;
+    for (std::string line; std::getline(lines, line);) {
+        symbols.insert(line);
+    }
+    return symbols;
+}
+
+// How the types of the exported members read.
+const std::string text = "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
+const std::string bytes = "std::vector<unsigned char, std::allocator<unsigned char> >";
+const std::string guardedBytes = "std::vector<unsigned char, Botan::secure_allocator<unsigned char> >";
+const std::string space = "Zelmo::Crypto::";
+const std::string privateKey = space + "RSAPrivKey*";
+const std::string publicKey = space + "RSAPubKey*";
+const std::string hex = "HexBinary const*";
+
+struct ExportedClass
+{
+    std::string name;
+    Texts constructors; // the arguments of each
+    Texts others;
+    bool moves = false;
+};
+
+const std::vector<ExportedClass> cryptoClasses{
+    {"HashFunction", {}, {}, true},
+    {"SHA1", {}, {}, true},
+    {"SHA224", {}, {}, true},
+    {"SHA256", {}, {}, true},
+    {"SHA384", {}, {}, true},
+    {"SHA512", {}, {}, true},
+    {"RSA",
+     {privateKey + ", " + text, publicKey + ", " + text},
+     {"Sign(" + hex + ")", "Verify(" + hex + ", " + hex + ")", "GetSignerMode(" + text + ")"}},
+    {"RSAPrivKey",
+     {"", "int", hex + ", " + hex + ", " + hex},
+     {"GetBotanPrivateKey() const", "GetPublicKey() const", "SetPublicKey(" + publicKey + ")",
+      "Get_P() const", "Get_Q() const", "Get_D() const", "Get_DP() const", "Get_DQ() const"}},
+    {"RSAPubKey",
+     {"", "Botan::AlgorithmIdentifier const*, " + bytes, bytes + ", " + bytes},
+     {"GetBotanPublicKey() const", "Get_N() const", "Get_E() const", "SetModulus(" + hex + ")"}},
+    {"RsaSigner", {privateKey + ", " + text}, {"Sign(" + hex + ")"}},
+    {"RsaVerifier",
+     {privateKey + ", " + text, publicKey + ", " + text},
+     {"Verify(" + bytes + ", " + bytes + ")"}},
+    {"RsaEncryptor", {privateKey + ", " + text, publicKey + ", " + text}, {"Encrypt(" + bytes + ")"}},
+    {"RsaDecryptor", {privateKey + ", " + text}, {"Decrypt(" + hex + ")"}}};
+
+// "prefix" + "name(arguments)".
+std::string Call(const std::string& prefix, const std::string& name, const std::string& arguments)
+{
+    std::string call = prefix;
+    call.append(name).append("(").append(arguments).append(")");
+    return call;
+}
+
+void AddMembers(const ExportedClass& exported, std::set<std::string>& names)
+{
+    const std::string qualified = space + exported.name;
+    const std::string prefix = qualified + "::";
+    Texts copied{qualified + " const&"};
+    if (exported.moves) {
+        copied.push_back(qualified + "&&");
+    }
+    for (const std::string& source : copied) {
+        names.insert(Call(prefix, exported.name, source));
+        names.insert(Call(prefix, "operator=", source));
+    }
+    names.insert(Call(prefix, "~" + std::string(exported.name), ""));
+    for (const std::string& arguments : exported.constructors) {
+        names.insert(Call(prefix, exported.name, arguments));
+    }
+    for (const std::string& member : exported.others) {
+        names.insert(prefix + member);
+    }
+}
+
+std::set<std::string> ClassSymbols()
+{
+    std::set<std::string> names{"vtable for HexBinary", "typeinfo for HexBinary",
+                                "typeinfo name for HexBinary"};
+    for (const std::string& member :
+         Texts{"HexBinary(int)", "HexBinary(unsigned char const*, int, bool)", "HexBinary(" + text + ")",
+               "~HexBinary()", "ToHexString[abi:cxx11]() const", "Append(" + hex + ")",
+               "ToByteVector(" + bytes + "&) const", "ToByteVector(" + guardedBytes + "&) const",
+               "FromByteVector(" + bytes + "&)", "Compare(HexBinary const*, HexBinary const*)"}) {
+        names.insert("HexBinary::" + member);
+    }
+    for (const ExportedClass& exported : cryptoClasses) {
+        AddMembers(exported, names);
+    }
+    return names;
+}
+
+// The values of one kind of entry of the dynamic section, as in "[libc.so.6]".
+Texts DynamicEntries(const std::string& kind)
+{
+    std::istringstream lines(OutputOf("readelf -d '" + LibraryFile() + "'"));
+    Texts values;
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.find("(" + kind + ")") != std::string::npos) {
+            values.push_back(line.substr(line.find('[')));
+        }
+    }
+    return values;
+}
+
+TEST(ExportsTest, ExportsTheFunctionsTheDataSymbolTheClassesAndNothingElse)
+{
+    std::set<std::string> expected = ClassSymbols();
+    expected.insert("g_unitTestHlp");
+    for (const FunctionCall& function : FunctionCalls()) {
+        expected.insert(function.name);
+    }
+    EXPECT_EQ(FunctionCalls().size(), 68U);
+    EXPECT_EQ(DefinedSymbols(), expected);
+}
+
+TEST(ExportsTest, HashingIsNotExportedButTheCardAccessLibrarys)
+{
+    const std::string symbols = OutputOf("nm -D --defined-only '" + LibraryFile() + "'");
+    EXPECT_EQ(symbols.find("_ZN5Zelmo6Crypto12HashFunction4Hash"), std::string::npos);
+    EXPECT_EQ(symbols.find("_ZN5Zelmo6Crypto4SHA1C1Ev"), std::string::npos);
+    EXPECT_NE(symbols.find("_ZN5Zelmo6Crypto4SHA1C1ERKS1_"), std::string::npos);
+}
+
+TEST(ExportsTest, DataSymbolIsANullPointerToChar)
+{
+    auto* const symbol = static_cast<char**>(LibrarySymbol("g_unitTestHlp"));
+    EXPECT_EQ(*symbol, nullptr);
+}
+
+TEST(ExportsTest, NeedsNoCardAccessLibrary)
+{
+    const Texts needed = DynamicEntries("NEEDED");
+    EXPECT_FALSE(needed.empty());
+    for (const std::string& library : needed) {
+        EXPECT_EQ(library.find("CardAPI"), std::string::npos) << library;
+    }
+}
+
+TEST(ExportsTest, ImportsNoCardFunction)
+{
+    const std::string undefined = OutputOf("nm -D --undefined-only '" + LibraryFile() + "'");
+    EXPECT_EQ(undefined.find("CardAPI"), std::string::npos);
+    EXPECT_EQ(undefined.find("Zelmo"), std::string::npos);
+}
+
+TEST(ExportsTest, RunPathBeginsWithTheLibrarysOwnFolder)
+{
+    Texts paths = DynamicEntries("RUNPATH");
+    for (const std::string& path : DynamicEntries("RPATH")) {
+        paths.push_back(path);
+    }
+    ASSERT_EQ(paths.size(), 1U);
+    EXPECT_TRUE(paths.front().starts_with("[$ORIGIN]") || paths.front().starts_with("[$ORIGIN:"))
+        << paths.front();
+}
+
+TEST(ExportsTest, RecordsHaveTheirPackedSizes)
+{
+    EXPECT_EQ(sizeof(CK_INFO), 72U);
+    EXPECT_EQ(sizeof(CK_SLOT_INFO), 104U);
+    EXPECT_EQ(sizeof(CK_TOKEN_INFO), 160U);
+    EXPECT_EQ(sizeof(CK_SESSION_INFO), 16U);
+    EXPECT_EQ(sizeof(CK_ATTRIBUTE), 16U);
+    EXPECT_EQ(sizeof(CK_MECHANISM), 16U);
+    EXPECT_EQ(sizeof(CK_MECHANISM_INFO), 12U);
+    EXPECT_EQ(sizeof(CK_C_INITIALIZE_ARGS), 44U);
+    EXPECT_EQ(sizeof(CK_FUNCTION_LIST), 546U);
+}
+
+} // namespace
+} // namespace BlackBox

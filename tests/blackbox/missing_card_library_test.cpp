@@ -1,0 +1,68 @@
+// The library without its card-access library, or with one that lacks a function.
+#include "support/black_box_test.h"
+#include "support/loaded_library.h"
+
+namespace BlackBox {
+namespace {
+
+class MissingCardLibraryTest : public ::testing::Test
+{
+protected:
+    static std::filesystem::path IncompleteCardLibrary()
+    {
+        return ScriptedFolder().parent_path() / "incomplete" / "libCardAPI.so";
+    }
+
+    FolderWithLibrary alone;
+};
+
+TEST_F(MissingCardLibraryTest, LibraryLoadsAndAnswersWithoutIt)
+{
+    LoadedLibrary library(alone.Library());
+    CK_INFO info{};
+    EXPECT_EQ(library.f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(library.f->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+}
+
+TEST_F(MissingCardLibraryTest, InitializeFailsAndMayBeTriedAgain)
+{
+    LoadedLibrary library(alone.Library());
+    EXPECT_EQ(library.f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(library.f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+    CK_INFO info{};
+    EXPECT_EQ(library.f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(library.f->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+}
+
+TEST_F(MissingCardLibraryTest, InitializeFailsWhenAFunctionOfTheStartIsMissing)
+{
+    std::filesystem::copy_file(IncompleteCardLibrary(), alone.folder / "libCardAPI.so");
+    LoadedLibrary library(alone.Library());
+    EXPECT_EQ(library.f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+    CK_INFO info{};
+    EXPECT_EQ(library.f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(library.f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+}
+
+TEST_F(MissingCardLibraryTest, CardLibraryBesideACopyIsFound)
+{
+    std::filesystem::copy_file(ScriptedFolder() / "libCardAPI.so", alone.folder / "libCardAPI.so");
+    LoadedLibrary library(alone.Library());
+    EXPECT_EQ(library.f->C_Initialize(nullptr), CKR_OK);
+    EXPECT_EQ(library.f->C_Finalize(nullptr), CKR_OK);
+}
+
+TEST_F(MissingCardLibraryTest, CardLibraryIsLookedForBesideTheLinkAndNotBesideItsTarget)
+{
+    const std::filesystem::path linkFolder = alone.folder / "link";
+    std::filesystem::create_directory(linkFolder);
+    std::filesystem::create_symlink(alone.Library(), linkFolder / "libpkcs11_x64.so");
+    std::filesystem::copy_file(IncompleteCardLibrary(), alone.folder / "libCardAPI.so");
+    std::filesystem::copy_file(ScriptedFolder() / "libCardAPI.so", linkFolder / "libCardAPI.so");
+    LoadedLibrary library(linkFolder / "libpkcs11_x64.so");
+    EXPECT_EQ(library.f->C_Initialize(nullptr), CKR_OK);
+    EXPECT_EQ(library.f->C_Finalize(nullptr), CKR_OK);
+}
+
+} // namespace
+} // namespace BlackBox

@@ -1,0 +1,226 @@
+// The functions that only ever answer a fixed code.
+#include "support/black_box_test.h"
+#include "support/frame_lines.h"
+#include "support/function_calls.h"
+#include "support/log_capture.h"
+#include "support/mutex_callbacks.h"
+#include "support/test_certificates.h"
+
+#include <array>
+#include <thread>
+
+namespace BlackBox {
+namespace {
+
+constexpr uintptr_t garbage = 0xDEADBEEF;
+
+struct Refusal
+{
+    std::string function;
+    CK_RV answer;
+    std::string result; // as the leaving line has it
+};
+
+std::ostream& operator<<(std::ostream& stream, const Refusal& refusal)
+{
+    return stream << refusal.function;
+}
+
+std::vector<Refusal> NotSupported(const Texts& functions)
+{
+    std::vector<Refusal> refusals;
+    refusals.reserve(functions.size());
+    for (const std::string& function : functions) {
+        refusals.push_back({function, CKR_FUNCTION_NOT_SUPPORTED, "54 CKR_FUNCTION_NOT_SUPPORTED"});
+    }
+    return refusals;
+}
+
+const Texts unsupportedFunctions{"C_InitToken",           "C_InitPIN",           "C_SetPIN",
+                                 "C_GetOperationState",   "C_SetOperationState", "C_CopyObject",
+                                 "C_DestroyObject",       "C_SetAttributeValue", "C_EncryptUpdate",
+                                 "C_EncryptFinal",        "C_DecryptUpdate",     "C_DecryptFinal",
+                                 "C_DigestUpdate",        "C_DigestKey",         "C_DigestFinal",
+                                 "C_SignUpdate",          "C_SignFinal",         "C_VerifyUpdate",
+                                 "C_VerifyFinal",         "C_SignRecoverInit",   "C_SignRecover",
+                                 "C_VerifyRecoverInit",   "C_VerifyRecover",     "C_DigestEncryptUpdate",
+                                 "C_DecryptDigestUpdate", "C_SignEncryptUpdate", "C_DecryptVerifyUpdate",
+                                 "C_GenerateKey",         "C_GenerateKeyPair",   "C_WrapKey",
+                                 "C_UnwrapKey",           "C_DeriveKey",         "C_WaitForSlotEvent"};
+
+const std::vector<Refusal> notParallel{
+    {"C_GetFunctionStatus", CKR_FUNCTION_NOT_PARALLEL, "51 CKR_FUNCTION_NOT_PARALLEL"},
+    {"C_CancelFunction", CKR_FUNCTION_NOT_PARALLEL, "51 CKR_FUNCTION_NOT_PARALLEL"}};
+
+// Refuse alike, once their one pointer is not null.
+const std::vector<Refusal> withArgumentTest{
+    {"C_SeedRandom", CKR_RANDOM_NO_RNG, "121 CKR_RANDOM_NO_RNG"},
+    {"C_GenerateRandom", CKR_RANDOM_NO_RNG, "121 CKR_RANDOM_NO_RNG"},
+    {"C_GetObjectSize", CKR_SESSION_HANDLE_INVALID, "b3 CKR_SESSION_HANDLE_INVALID"}};
+
+std::string NameOf(const ::testing::TestParamInfo<Refusal>& information)
+{
+    return information.param.function;
+}
+
+class RefusingFunctionTest : public BlackBoxTest, public ::testing::WithParamInterface<Refusal>
+{
+protected:
+    CK_RV Call(uintptr_t value) const { return FunctionCallNamed(GetParam().function).call(f, value); }
+};
+
+TEST_P(RefusingFunctionTest, AnswersNotInitialisedBeforeInitialize)
+{
+    EXPECT_EQ(Call(0), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(Call(garbage), CKR_CRYPTOKI_NOT_INITIALIZED);
+    Initialize();
+    Finalize();
+    EXPECT_EQ(Call(garbage), CKR_CRYPTOKI_NOT_INITIALIZED);
+}
+
+TEST_P(RefusingFunctionTest, LooksAtNoArgument)
+{
+    InitializeWithCard();
+    const CK_SESSION_HANDLE session = OpenSession(1);
+    script->ForgetCalls();
+    EXPECT_EQ(Call(garbage), GetParam().answer);
+    EXPECT_EQ(Call(1), GetParam().answer) << "1 is a session and a slot";
+    EXPECT_EQ(session, 1U);
+    EXPECT_EQ(StateOf(session), CKS_RO_PUBLIC_SESSION);
+    EXPECT_EQ(script->Calls(), Texts{});
+}
+
+TEST_P(RefusingFunctionTest, TakesNoLock)
+{
+    CK_C_INITIALIZE_ARGS arguments = MutexArguments();
+    Initialize(&arguments);
+    EXPECT_EQ(Call(0), Call(0));
+    EXPECT_EQ(Call(garbage), GetParam().answer);
+    EXPECT_EQ(script->Calls(), Texts{});
+}
+
+TEST_P(RefusingFunctionTest, AnswersWhileAnotherThreadIsInsideACardCall)
+{
+    InitializeWithCard();
+    CK_RV answer = CKR_OK;
+    script->Next("StartTransaction", {.hook = [&] { std::thread([&] { answer = Call(garbage); }).join(); }});
+    OpenSession(1);
+    EXPECT_EQ(answer, GetParam().answer);
+}
+
+TEST_P(RefusingFunctionTest, LogsItsFrameAndNothingElse)
+{
+    LogCapture log(script);
+    Initialize();
+    log.Forget();
+    const std::string& function = GetParam().function;
+    EXPECT_EQ(Call(garbage), GetParam().answer);
+    EXPECT_EQ(log.Take(), (Texts{EnteringLine(function), LeavingLine(function, GetParam().result)}));
+    Finalize();
+    log.Forget();
+    EXPECT_EQ(Call(garbage), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(log.Take(),
+              (Texts{EnteringLine(function), LeavingLine(function, "190 CKR_CRYPTOKI_NOT_INITIALIZED")}));
+}
+
+INSTANTIATE_TEST_SUITE_P(NotSupported, RefusingFunctionTest,
+                         ::testing::ValuesIn(NotSupported(unsupportedFunctions)), NameOf);
+INSTANTIATE_TEST_SUITE_P(NotParallel, RefusingFunctionTest, ::testing::ValuesIn(notParallel), NameOf);
+INSTANTIATE_TEST_SUITE_P(WithArgumentTest, RefusingFunctionTest, ::testing::ValuesIn(withArgumentTest),
+                         NameOf);
+
+// Those without any test answer the same with nulls.
+class RefusingWithNullsTest : public RefusingFunctionTest
+{
+};
+
+TEST_P(RefusingWithNullsTest, AnswersItsCodeForNullArgumentsToo)
+{
+    Initialize();
+    EXPECT_EQ(Call(0), GetParam().answer);
+    EXPECT_EQ(script->Calls(), Texts{});
+}
+
+INSTANTIATE_TEST_SUITE_P(NotSupported, RefusingWithNullsTest,
+                         ::testing::ValuesIn(NotSupported(unsupportedFunctions)), NameOf);
+INSTANTIATE_TEST_SUITE_P(NotParallel, RefusingWithNullsTest, ::testing::ValuesIn(notParallel), NameOf);
+
+class RefusingWithArgumentTestTest : public RefusingFunctionTest
+{
+};
+
+TEST_P(RefusingWithArgumentTestTest, AnswersArgumentsBadForANullPointerWithoutTheLock)
+{
+    const std::string& function = GetParam().function;
+    EXPECT_EQ(Call(0), CKR_CRYPTOKI_NOT_INITIALIZED) << "the state is tested first";
+    CK_C_INITIALIZE_ARGS arguments = MutexArguments();
+    LogCapture log(script);
+    Initialize(&arguments);
+    log.Forget();
+    EXPECT_EQ(Call(0), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(log.Take(), (Texts{EnteringLine(function), LeavingLine(function, "7 CKR_ARGUMENTS_BAD")}));
+    EXPECT_EQ(script->Calls(), Texts{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, RefusingWithArgumentTestTest, ::testing::ValuesIn(withArgumentTest), NameOf);
+
+class RandomFunctionTest : public BlackBoxTest
+{
+};
+
+TEST_F(RandomFunctionTest, GenerateRandomWritesNothing)
+{
+    InitializeWithCard();
+    const CK_SESSION_HANDLE session = OpenSession(1);
+    std::array<CK_BYTE, 16> buffer{};
+    buffer.fill(0xA5);
+    const auto before = buffer;
+    EXPECT_EQ(f->C_GenerateRandom(session, buffer.data(), buffer.size()), CKR_RANDOM_NO_RNG);
+    EXPECT_EQ(f->C_GenerateRandom(session, buffer.data(), 0), CKR_RANDOM_NO_RNG) << "the length is not read";
+    EXPECT_EQ(buffer, before);
+}
+
+TEST_F(RandomFunctionTest, SeedRandomHasNoGeneratorRatherThanNoSeeding)
+{
+    Initialize();
+    CK_BYTE seed = 0;
+    EXPECT_EQ(f->C_SeedRandom(1, &seed, 0), CKR_RANDOM_NO_RNG);
+}
+
+TEST_F(RandomFunctionTest, ObjectSizeLeavesTheSizeAloneEvenForAnExistingObject)
+{
+    InitializeWithCard(CertifiedCard());
+    const CK_SESSION_HANDLE session = OpenSession(1);
+    LoginUser(session);
+    CK_ULONG size = 77;
+    for (const CK_OBJECT_HANDLE object : FindAll(session)) {
+        EXPECT_EQ(f->C_GetObjectSize(session, object, &size), CKR_SESSION_HANDLE_INVALID);
+    }
+    EXPECT_EQ(size, 77U);
+}
+
+TEST_F(RandomFunctionTest, SetAttributeValueOnAnObjectChangesNothing)
+{
+    InitializeWithCard(CertifiedCard());
+    const CK_SESSION_HANDLE session = OpenSession(1);
+    LoginUser(session);
+    const std::vector<CK_OBJECT_HANDLE> objects = FindAll(session);
+    ASSERT_FALSE(objects.empty());
+    std::array<CK_BYTE, 64> label{};
+    CK_ATTRIBUTE attribute{CKA_LABEL, label.data(), 3};
+    label.fill('x');
+    EXPECT_EQ(f->C_SetAttributeValue(session, objects.front(), &attribute, 1), CKR_FUNCTION_NOT_SUPPORTED);
+    ASSERT_EQ(f->C_GetAttributeValue(session, objects.front(), &attribute, 1), CKR_OK);
+    EXPECT_EQ(std::string(label.begin(), label.begin() + attribute.ulValueLen), "Signing Certificate");
+}
+
+TEST_F(RandomFunctionTest, WaitForSlotEventDoesNotWaitAndWritesNoSlot)
+{
+    Initialize();
+    CK_SLOT_ID slot = 55;
+    EXPECT_EQ(f->C_WaitForSlotEvent(0, &slot, nullptr), CKR_FUNCTION_NOT_SUPPORTED);
+    EXPECT_EQ(slot, 55U);
+}
+
+} // namespace
+} // namespace BlackBox

@@ -1,0 +1,18 @@
+// Child processes of a test, each waited for within a limit.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace BlackBox {
+
+// Forks a child that runs `body` and then calls exit(0), with all that a process does at its end. Returns its
+// exit status; -1 when it ended by a signal, and -2 when it did not end within the limit and was killed.
+int ExitOfChild(const std::function<void()>& body,
+                std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+// What the command writes to its standard output. Throws when it fails.
+std::string OutputOf(const std::string& command);
+
+} // namespace BlackBox
