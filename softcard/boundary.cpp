@@ -1,0 +1,37 @@
+#include "boundary.h"
+
+#include "card_error.h"
+#include "fault.h"
+
+#include <exception>
+
+namespace softcard {
+
+CardStatus Guarded(const std::function<void()>& body) noexcept
+{
+    try {
+        body();
+        return statusOk;
+    } catch (const CardError& error) {
+        return error.Status();
+    } catch (const std::exception&) {
+        return statusInternalError;
+    }
+}
+
+std::shared_ptr<Session> UseCard(CardSession session, const std::string& operation)
+{
+    Runtime& runtime = Runtime::Instance();
+    auto found = runtime.RequireSession(session);
+    const bool delayed = MeetFault(runtime.RequireDirectories(), found->InsertedCard().name, operation);
+    return delayed ? runtime.RequireSession(session) : found;
+}
+
+void RequirePointer(const void* pointer)
+{
+    if (pointer == nullptr) {
+        throw CardError(statusInvalidParameter, "A pointer is missing.");
+    }
+}
+
+} // namespace softcard

@@ -1,0 +1,37 @@
+#include "card_channel.h"
+
+#include "card_store.h"
+#include "files.h"
+
+#include <botan/auto_rng.h>
+#include <botan/hex.h>
+
+#include <system_error>
+#include <vector>
+
+namespace softcard {
+namespace {
+
+constexpr const char* fileName = "channel";
+constexpr size_t markLength = 16;
+
+} // namespace
+
+std::string ReadChannelMark(const std::filesystem::path& cardFolder)
+{
+    try {
+        return ReadFile(cardFolder / fileName);
+    } catch (const std::system_error&) {
+        return {};
+    }
+}
+
+void BreakChannel(const std::filesystem::path& cardFolder)
+{
+    const FileLock lock = LockCard(cardFolder);
+    std::vector<uint8_t> mark(markLength);
+    Botan::AutoSeeded_RNG().randomize(mark.data(), mark.size());
+    WriteFileAtomically(cardFolder / fileName, Botan::hex_encode(mark, false));
+}
+
+} // namespace softcard

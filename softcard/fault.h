@@ -1,0 +1,40 @@
+// Faults on order: what is to go wrong with the next calls of an operation on a card. They lie in the card's
+// folder, so that they reach a program that is running.
+#pragma once
+
+#include "directories.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace softcard {
+
+inline constexpr const char* anyOperation = "any";
+
+struct Fault
+{
+    std::string operation;         // see FaultableOperations; or anyOperation
+    std::optional<int32_t> status; // that the call answers instead of being done
+    std::chrono::milliseconds delay{0};
+    bool removesCard = false; // out of its reader, after the delay and before the call is done
+    uint32_t count = 1;       // of calls that it happens to
+};
+
+// The operations that can be told to fail: the functions of the boundary that use a card, without their
+// prefix "CardAPI_".
+const std::vector<std::string>& FaultableOperations();
+
+// All throw std::exception when the card's folder cannot be read or written.
+std::vector<Fault> ReadFaults(const std::filesystem::path& cardFolder);
+void AddFault(const std::filesystem::path& cardFolder, const Fault& fault);
+void ClearFaults(const std::filesystem::path& cardFolder);
+
+// The first fault that was ordered for the operation, if any, happens now. Throws CardError when the call is
+// not to be done. Otherwise returns whether there was one: the card may be elsewhere by now.
+bool MeetFault(const Directories& directories, const std::string& card, const std::string& operation);
+
+} // namespace softcard

@@ -1,0 +1,170 @@
+#include "files.h"
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace softcard {
+namespace {
+
+constexpr mode_t privateFolderMode = 0700;
+constexpr mode_t privateFileMode = 0600;
+
+[[noreturn]] void ThrowSystemError(const std::filesystem::path& path)
+{
+    throw std::system_error(errno, std::generic_category(), path.string());
+}
+
+FileDescriptor Open(const std::filesystem::path& path, int flags)
+{
+    FileDescriptor file(open(path.c_str(), flags | O_CLOEXEC, privateFileMode));
+    if (!file.IsOpen()) {
+        ThrowSystemError(path);
+    }
+    return file;
+}
+
+void WriteAll(const FileDescriptor& file, const std::filesystem::path& path, std::string_view content)
+{
+    while (!content.empty()) {
+        const ssize_t written = write(file.Get(), content.data(), content.size());
+        if (written < 0 && errno != EINTR) {
+            ThrowSystemError(path);
+        }
+        content.remove_prefix(written < 0 ? 0 : static_cast<size_t>(written));
+    }
+}
+
+void Synchronize(const FileDescriptor& file, const std::filesystem::path& path)
+{
+    if (fsync(file.Get()) != 0) {
+        ThrowSystemError(path);
+    }
+}
+
+// Always the same, so that who is killed in the middle leaves no litter that grows. The leading dot keeps it
+// out of every listing of the store.
+std::filesystem::path TemporaryName(const std::filesystem::path& path)
+{
+    return path.parent_path() / ("." + path.filename().string() + ".new");
+}
+
+bool Lock(const FileDescriptor& file, const std::filesystem::path& path, int operation)
+{
+    while (flock(file.Get(), operation) != 0) {
+        if (errno == EWOULDBLOCK) {
+            return false;
+        }
+        if (errno != EINTR) {
+            ThrowSystemError(path);
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+FileDescriptor::~FileDescriptor()
+{
+    if (IsOpen()) {
+        close(descriptor_);
+    }
+}
+
+FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1))
+{
+}
+
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
+{
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+}
+
+void EnsurePrivateFolder(const std::filesystem::path& folder)
+{
+    if (std::filesystem::is_directory(folder)) {
+        return;
+    }
+    if (folder.has_relative_path()) {
+        EnsurePrivateFolder(folder.parent_path());
+    }
+    if (mkdir(folder.c_str(), privateFolderMode) != 0 && errno != EEXIST) {
+        ThrowSystemError(folder);
+    }
+}
+
+std::string ReadFile(const std::filesystem::path& path)
+{
+    const FileDescriptor file = Open(path, O_RDONLY);
+    std::string content;
+    std::array<char, 4096> buffer{};
+    while (true) {
+        const ssize_t length = read(file.Get(), buffer.data(), buffer.size());
+        if (length == 0) {
+            return content;
+        }
+        if (length < 0 && errno != EINTR) {
+            ThrowSystemError(path);
+        }
+        content.append(buffer.data(), length < 0 ? 0 : static_cast<size_t>(length));
+    }
+}
+
+void WriteFileAtomically(const std::filesystem::path& path, std::string_view content)
+{
+    const std::filesystem::path temporary = TemporaryName(path);
+    try {
+        const FileDescriptor file = Open(temporary, O_WRONLY | O_CREAT | O_TRUNC);
+        WriteAll(file, temporary, content);
+        Synchronize(file, temporary);
+        if (rename(temporary.c_str(), path.c_str()) != 0) {
+            ThrowSystemError(path);
+        }
+    } catch (const std::system_error&) {
+        unlink(temporary.c_str());
+        throw;
+    }
+    const std::filesystem::path folder = path.parent_path();
+    Synchronize(Open(folder, O_RDONLY | O_DIRECTORY), folder);
+}
+
+FileLock::FileLock(const std::filesystem::path& path) : file_(Open(path, O_RDWR | O_CREAT))
+{
+    Lock(file_, path, LOCK_EX);
+}
+
+FileLock::~FileLock()
+{
+    // A forked child shares the open file, so closing it here alone would not release the lock.
+    if (file_.IsOpen()) {
+        flock(file_.Get(), LOCK_UN);
+    }
+}
+
+std::optional<FileLock> FileLock::Try(const std::filesystem::path& path)
+{
+    FileDescriptor file = Open(path, O_RDWR | O_CREAT);
+    if (!Lock(file, path, LOCK_EX | LOCK_NB)) {
+        return std::nullopt;
+    }
+    return FileLock(std::move(file));
+}
+
+std::optional<FileLock> FileLock::TryShared(const std::filesystem::path& path)
+{
+    FileDescriptor file = Open(path, O_RDWR | O_CREAT);
+    if (!Lock(file, path, LOCK_SH | LOCK_NB)) {
+        return std::nullopt;
+    }
+    return FileLock(std::move(file));
+}
+
+} // namespace softcard

@@ -1,0 +1,27 @@
+// The virtual keyboard: any pinentry program, spoken to by the Assuan protocol.
+#pragma once
+
+#include "code_record.h"
+#include "secret.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace softcard {
+
+struct CodeRequest
+{
+    CodeKind kind = CodeKind::bok;
+    std::string card;
+    std::string reader;
+    uint32_t triesLeft = 0;
+};
+
+// Asks the user for a code, and waits for the answer. Nothing when the user cancelled, gave an empty code, or
+// could not be asked. The program is the one that TAVRIK_PINENTRY names, else the one named in the file
+// `pinentry` of the configuration folder, else `pinentry`; a name without a slash is looked for on the PATH.
+std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder);
+
+} // namespace softcard

@@ -1,0 +1,83 @@
+// The state of the library in this process.
+#pragma once
+
+#include "card_store.h"
+#include "directories.h"
+#include "reader_directory.h"
+#include "reader_watch.h"
+#include "session.h"
+
+#include "card/card_api.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace softcard {
+
+struct ReaderEvent
+{
+    uint32_t code = 0; // cardInsertedEvent or cardRemovedEvent
+    std::string reader;
+    CardSession session = 0;
+    CardStatus status = 0;
+};
+
+// All members can be called on several threads at once.
+class Runtime
+{
+public:
+    // Made on first use and never destroyed: a thread of the host can outlast its static objects.
+    static Runtime& Instance();
+
+    void Initialize();
+
+    // Ends all sessions, which can still be closed, and wakes every waiting thread.
+    void Finalize();
+
+    // Throws CardError before Initialize and after Finalize.
+    [[nodiscard]] Directories RequireDirectories() const;
+
+    // Throws CardError when there is no such reader or no card in it.
+    [[nodiscard]] CardSession Open(const std::string& reader);
+
+    // The session, its card still being where it was. Throws CardError when it is not.
+    [[nodiscard]] std::shared_ptr<Session> RequireSession(CardSession session) const;
+
+    // The session whatever became of its card and of the library. Throws CardError for one that was closed.
+    [[nodiscard]] std::shared_ptr<Session> RequireOpenSession(CardSession session) const;
+    void Close(CardSession session);
+
+    // Waits until there are events or the time is over. Throws CardError when the library is, or gets,
+    // finalized.
+    [[nodiscard]] std::vector<ReaderEvent> WaitForEvents(std::chrono::milliseconds time);
+
+private:
+    // What the process has been told of a reader, or has found out by itself.
+    struct KnownCard
+    {
+        std::string insertion;
+        CardSession session = 0;
+    };
+
+    Runtime() = default;
+    void RequireInitialized() const;
+    CardSession OpenLocked(const Reader& reader);
+    std::vector<ReaderEvent> CollectEvents();
+    void CollectRemovals(const std::vector<Reader>& readers, std::vector<ReaderEvent>& events);
+    void CollectInsertions(const std::vector<Reader>& readers, std::vector<ReaderEvent>& events);
+
+    mutable std::mutex mutex_; // guards what follows
+    bool initialized_ = false;
+    Directories directories_;
+    CardSession lastSession_ = 0;
+    std::map<CardSession, std::shared_ptr<Session>> sessions_;
+    std::map<std::string, KnownCard> knownCards_; // by reader
+    std::set<std::shared_ptr<ReaderWatch>> watches_;
+};
+
+} // namespace softcard

@@ -1,0 +1,21 @@
+// Codes and passwords that come from the user of the command line.
+#pragma once
+
+#include "secret.h"
+
+#include <optional>
+#include <string>
+
+namespace softcard {
+
+// One line of the standard input; at a terminal the prompt is shown, and what is typed is not. Throws
+// StoreError when there is no line.
+SecretText ReadSecretLine(const std::string& prompt);
+
+// The value of an option, which is wiped, or else a line of the standard input.
+SecretText TakeOrRead(std::optional<std::string>& option, const std::string& prompt);
+
+// The value of an option, which is wiped.
+std::optional<SecretText> TakeSecret(std::optional<std::string>& option);
+
+} // namespace softcard

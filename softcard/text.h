@@ -1,0 +1,23 @@
+// Texts on their way between the store, which is UTF-8, and the boundary, which is UTF-16.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace softcard {
+
+// The characters of a UTF-8 text, or nothing when it is not well-formed.
+std::optional<std::u32string> DecodeUtf8(std::string_view text);
+
+// What is not well-formed becomes one replacement character for each byte.
+std::u16string ToUtf16(std::string_view text);
+
+// Nothing when the text has a surrogate without its partner.
+std::optional<std::string> ToUtf8(std::u16string_view text);
+
+// Copies the text and a terminator. When they do not fit, an empty text is written instead.
+void CopyToBuffer(std::u16string_view text, char16_t* buffer, uint32_t capacity);
+
+} // namespace softcard

@@ -1,0 +1,120 @@
+// The subcommand that orders faults.
+#include "card/card_status.h"
+#include "fault.h"
+#include "store_error.h"
+#include "tool_commands.h"
+#include "tool_support.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iostream>
+#include <memory>
+#include <string_view>
+
+namespace softcard {
+namespace {
+
+constexpr CardStatus lastNamedStatus = 95;
+constexpr int64_t longestDelay = 600000;
+
+struct FaultArguments
+{
+    std::string card;
+    std::string operation;
+    std::optional<std::string> status;
+    int64_t delay = 0;
+    bool removesCard = false;
+    uint32_t count = 1;
+    bool clear = false;
+};
+
+// A number, or the name of a status.
+CardStatus ParseStatus(const std::string& text)
+{
+    CardStatus number = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, number);
+    if (parsed.ec == std::errc() && parsed.ptr == end) {
+        return number;
+    }
+    for (CardStatus status = 0; !text.empty() && status <= lastNamedStatus; ++status) {
+        if (text == CardStatusName(status)) {
+            return status;
+        }
+    }
+    throw StoreError(StoreFailure::badArgument, "There is no status \"" + text + "\".");
+}
+
+Fault MakeFault(const FaultArguments& arguments)
+{
+    const auto& known = FaultableOperations();
+    if (arguments.operation != anyOperation &&
+        std::find(known.begin(), known.end(), arguments.operation) == known.end()) {
+        throw StoreError(StoreFailure::badArgument, "There is no operation \"" + arguments.operation + "\".");
+    }
+    if (arguments.count == 0 || arguments.delay < 0 || arguments.delay > longestDelay) {
+        throw StoreError(StoreFailure::badArgument,
+                         "A fault happens once or more, after 0 to 600000 milliseconds.");
+    }
+    Fault fault{arguments.operation, std::nullopt, std::chrono::milliseconds(arguments.delay),
+                arguments.removesCard, arguments.count};
+    if (arguments.status) {
+        fault.status = ParseStatus(*arguments.status);
+    }
+    if (!fault.status && !fault.removesCard && arguments.delay == 0) {
+        throw StoreError(StoreFailure::badArgument, "A fault needs --status, --delay or --remove.");
+    }
+    return fault;
+}
+
+// One line for each, its fields separated by tabs: operation, status or "-", delay, "remove" or "-", count.
+void PrintFaults(const std::vector<Fault>& faults)
+{
+    for (const Fault& fault : faults) {
+        std::cout << fault.operation << '\t' << (fault.status ? std::to_string(*fault.status) : "-") << '\t'
+                  << fault.delay.count() << '\t' << (fault.removesCard ? "remove" : "-") << '\t'
+                  << fault.count << '\n';
+    }
+}
+
+void RunFault(const FaultArguments& arguments)
+{
+    const std::filesystem::path folder = RequireCardFolder(arguments.card);
+    if (arguments.clear) {
+        ClearFaults(folder);
+    }
+    if (!arguments.operation.empty()) {
+        AddFault(folder, MakeFault(arguments));
+    } else if (!arguments.clear) {
+        PrintFaults(ReadFaults(folder));
+    }
+}
+
+std::string OperationNames()
+{
+    std::string names = anyOperation;
+    for (const std::string& operation : FaultableOperations()) {
+        names += ", " + operation;
+    }
+    return names;
+}
+
+} // namespace
+
+void AddFaultCommand(CLI::App& app)
+{
+    auto arguments = std::make_shared<FaultArguments>();
+    CLI::App* fault = app.add_subcommand(
+        "fault",
+        "Order a fault for the next calls of an operation; without an operation, list what is ordered");
+    AddCardName(*fault, arguments->card);
+    fault->add_option("OPERATION", arguments->operation, OperationNames());
+    fault->add_option("--status", arguments->status, "What the call answers, a number or a status's name");
+    fault->add_option("--delay", arguments->delay, "Milliseconds that the call takes longer");
+    fault->add_flag("--remove", arguments->removesCard, "Take the card out in the middle of the call");
+    fault->add_option("--count", arguments->count, "How many calls it happens to, 1 by default");
+    fault->add_flag("--clear", arguments->clear, "Forget what was ordered before");
+    fault->callback([arguments] { RunFault(*arguments); });
+}
+
+} // namespace softcard

@@ -1,0 +1,136 @@
+// The subcommands that bring keys and certificates in and out.
+#include "card_maker.h"
+#include "code_change.h"
+#include "key_import.h"
+#include "secret_input.h"
+#include "store_error.h"
+#include "tool_commands.h"
+#include "tool_support.h"
+
+#include <botan/pem.h>
+
+#include <iostream>
+#include <memory>
+
+namespace softcard {
+namespace {
+
+struct ImportArguments
+{
+    std::string card;
+    KeyFamily family = KeyFamily::ordinary;
+    std::string file;
+    std::string keyFile;
+    std::optional<std::string> password;
+    std::optional<std::string> code;
+    std::optional<std::string> puk;
+    uint32_t reference = 2;
+};
+
+struct ExportArguments
+{
+    std::string card;
+    KeyFamily family = KeyFamily::ordinary;
+    uint32_t index = 1;
+    bool der = false;
+    std::string output;
+};
+
+SecretBytes OpenFamily(const std::filesystem::path& folder, ImportArguments& arguments)
+{
+    const CodeKind kind = CodeOf(arguments.family);
+    if (const auto puk = TakeSecret(arguments.puk)) {
+        return OpenWithPuk(folder, kind, *puk);
+    }
+    return OpenWithCode(folder, kind,
+                        TakeOrRead(arguments.code, kind == CodeKind::bok ? "Login code" : "Signature PIN"));
+}
+
+void RunImport(ImportArguments& arguments)
+{
+    RequireReference(arguments.reference);
+    const std::filesystem::path folder = RequireCardFolder(arguments.card);
+    const CardStore store(FindDirectories());
+    const auto askPassword = [&] { return TakeOrRead(arguments.password, "Password of the file"); };
+    const ImportedKey imported = ImportKey(
+        arguments.file, arguments.keyFile.empty() ? arguments.file : arguments.keyFile, askPassword);
+    if (store.Load(arguments.card).Keys(arguments.family).size() >= mostKeys) {
+        throw StoreError(StoreFailure::notImportable, "The card has 8 certificates of this family already.");
+    }
+    const SecretBytes secret = OpenFamily(folder, arguments);
+    const FileLock lock = LockCard(folder);
+    Card card = store.Load(arguments.card);
+    if (card.Keys(arguments.family).size() >= mostKeys) {
+        throw StoreError(StoreFailure::notImportable, "The card has 8 certificates of this family already.");
+    }
+    AddKey(card, arguments.family, {*imported.key, imported.certificate, arguments.reference}, secret);
+    WriteCardDescription(card);
+}
+
+void RunExport(const ExportArguments& arguments)
+{
+    (void)RequireCardFolder(arguments.card);
+    const Card card = CardStore(FindDirectories()).Load(arguments.card);
+    const auto& keys = card.Keys(arguments.family);
+    if (arguments.index < 1 || arguments.index > keys.size()) {
+        throw StoreError(StoreFailure::badArgument, "The card has " + std::to_string(keys.size()) +
+                                                        " certificates of this family, counted from 1.");
+    }
+    const std::vector<uint8_t>& der = keys[arguments.index - 1].certificate;
+    const std::string content =
+        arguments.der ? std::string(der.begin(), der.end()) : Botan::PEM_Code::encode(der, "CERTIFICATE");
+    if (arguments.output.empty()) {
+        std::cout << content << std::flush;
+    } else {
+        WriteFileAtomically(std::filesystem::absolute(arguments.output), content);
+    }
+}
+
+void AddFamily(CLI::App& command, KeyFamily& family)
+{
+    command.add_option("FAMILY", family, "qes or es")
+        ->required()
+        ->transform(CLI::CheckedTransformer(FamilyWords()).description(""));
+}
+
+void AddImport(CLI::App& app)
+{
+    auto arguments = std::make_shared<ImportArguments>();
+    CLI::App* import = app.add_subcommand(
+        "import", "Bring an RSA key and its certificate to a card, as the last ones of a family");
+    AddCardName(*import, arguments->card);
+    AddFamily(*import, arguments->family);
+    import->add_option("FILE", arguments->file, "PKCS#12, or PEM with the certificate")->required();
+    import->add_option("--key", arguments->keyFile, "PEM file with the key, when it is not in FILE");
+    import->add_option("--password", arguments->password,
+                       "Of the file; without it, read from the standard input when one is needed");
+    auto* code =
+        import->add_option("--code", arguments->code,
+                           "The card's code for the family; without it, read from the standard input");
+    import->add_option("--puk", arguments->puk, "The card's PUK, in place of the code")->excludes(code);
+    import->add_option("--reference", arguments->reference, "Key reference, 1 to 4");
+    import->callback([arguments] { RunImport(*arguments);
+});
+} // namespace
+
+void AddExport(CLI::App& app)
+{
+    auto arguments = std::make_shared<ExportArguments>();
+    CLI::App* output = app.add_subcommand("export-certificate", "Write a certificate of a card");
+    AddCardName(*output, arguments->card);
+    AddFamily(*output, arguments->family);
+    output->add_option("--index", arguments->index, "Which one, counted from 1");
+    output->add_flag("--der", arguments->der, "DER in place of PEM");
+    output->add_option("--out", arguments->output, "A file in place of the standard output");
+    output->callback([arguments] { RunExport(*arguments); });
+}
+
+} // namespace softcard
+
+void AddKeyCommands(CLI::App& app)
+{
+    AddImport(app);
+    AddExport(app);
+}
+
+} // namespace softcard

@@ -1,0 +1,204 @@
+// The tool's commands for codes, seen by a program that uses the card meanwhile.
+#include "card_home.h"
+#include "code_record.h"
+#include "files.h"
+
+#include <string>
+#include <vector>
+
+using namespace softcard::test;
+
+namespace {
+
+constexpr int incorrectCode = 15;
+constexpr int invalidCodeState = 17;
+constexpr int badArguments = 2;
+constexpr int unknownCard = 3;
+constexpr int exitWrongCode = 8;
+constexpr int exitCodeUnusable = 9;
+
+class CardCodes : public CardTest
+{
+protected:
+    static void ExpectExit(const std::vector<std::string>& arguments, int exitCode,
+                           const std::string& sentence = "")
+    {
+        const Finished finished = RunTool(arguments);
+        EXPECT_EQ(finished.exitCode, exitCode) << finished.errors;
+        EXPECT_EQ(finished.errors, sentence.empty() ? "" : "tavrik-card: " + sentence + "\n");
+        EXPECT_EQ(finished.output, "");
+    }
+
+    static CardStatus SignOrdinarily(CardSession session)
+    {
+        const std::vector<uint8_t> hash(32, 7);
+        std::vector<uint8_t> signature(512);
+        auto length = static_cast<uint32_t>(signature.size());
+        return Library().esSignData(session, hash.data(), 32, signature.data(), &length, 0);
+    }
+
+    static CardStatus SignQualified(CardSession session)
+    {
+        const std::vector<uint8_t> hash(32, 7);
+        std::vector<uint8_t> signature(512);
+        auto length = static_cast<uint32_t>(signature.size());
+        return Library().qesSignData(session, hash.data(), 32, signature.data(), &length, 0);
+    }
+};
+
+TEST_F(CardCodes, AreChangedByWhoKnowsTheOldOne)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", "new code"}, 0);
+    EXPECT_EQ(VerifyBok(session, bok).returned, incorrectCode);
+    EXPECT_EQ(VerifyBok(session, "new code").returned, 0);
+    EXPECT_EQ(SignOrdinarily(session), 0) << "the key is still reached";
+    ExpectExit({"set-code", "ref2", "pin", "--old", pin, "--new", "9"}, 0);
+    EXPECT_EQ(VerifyPin(session, "9").returned, 0);
+    EXPECT_EQ(SignQualified(session), 0);
+}
+
+TEST_F(CardCodes, AreNotChangedByOthers)
+{
+    ExpectExit({"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"}, exitWrongCode,
+               "The signature PIN is wrong; 2 tries are left.");
+    ExpectExit({"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"}, exitWrongCode,
+               "The signature PIN is wrong; 1 try is left.");
+    ExpectExit({"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"}, exitCodeUnusable,
+               "The signature PIN is locked.");
+    ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", ""}, badArguments,
+               "A code has 1 to 64 bytes.");
+    const CardSession session = InsertAndOpen("ref2");
+    EXPECT_EQ(VerifyPin(session, pin).returned, invalidCodeState);
+    EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "a bad new code costs nothing";
+}
+
+TEST_F(CardCodes, AreReadFromTheStandardInput)
+{
+    WriteText(Scratch("codes"), std::string(bok) + "\nsecond\n");
+    const std::string command = std::string(CARD_TOOL) + " set-code ref2 bok <" + Scratch("codes").string();
+    EXPECT_EQ(RunProgram({"sh", "-c", command}).exitCode, 0);
+    EXPECT_EQ(VerifyBok(InsertAndOpen("ref2"), "second").returned, 0);
+    const Finished without =
+        RunProgram({"sh", "-c", std::string(CARD_TOOL) + " set-code ref2 bok </dev/null"});
+    EXPECT_EQ(without.exitCode, badArguments);
+    EXPECT_NE(without.errors.find("Old code is missing"), std::string::npos);
+}
+
+TEST_F(CardCodes, AreSetForTheFirstTimeWithThePuk)
+{
+    const CardSession session = InsertAndOpen("blank");
+    EXPECT_EQ(VerifyPin(session, "1").result.status, 4U);
+    ExpectExit({"set-code", "blank", "pin", "--old", "1", "--new", "2"}, exitCodeUnusable,
+               "The signature PIN is not initialised.");
+    ExpectExit({"unblock", "blank", "pin", "--puk", templatePuk}, exitCodeUnusable,
+               "The signature PIN is not initialised.");
+    ExpectExit({"set-code", "blank", "pin", "--puk", templatePuk, "--new", "2468"}, 0);
+    ExpectExit({"set-code", "blank", "bok", "--puk", templatePuk, "--new", "1357"}, 0);
+    EXPECT_EQ(VerifyPin(session, "2468").returned, 0);
+    EXPECT_EQ(SignQualified(session), 0);
+    EXPECT_EQ(VerifyBok(session, "1357").returned, 0);
+    EXPECT_EQ(SignOrdinarily(session), 0);
+}
+
+TEST_F(CardCodes, AreUnblockedWithThePuk)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ExpectExit({"lock", "ref2", "bok"}, 0);
+    ExpectExit({"lock", "ref2", "pin"}, 0);
+    EXPECT_EQ(VerifyBok(session, bok).result.status, 3U);
+    EXPECT_EQ(VerifyPin(session, pin).result.status, 5U);
+    ExpectExit({"unblock", "ref2", "bok", "--puk", templatePuk}, 0);
+    ExpectExit({"unblock", "ref2", "pin", "--puk", templatePuk, "--new", "2222"}, 0);
+    EXPECT_EQ(VerifyBok(session, bok).returned, 0);
+    EXPECT_EQ(VerifyPin(session, pin).returned, incorrectCode);
+    EXPECT_EQ(VerifyPin(session, "2222").returned, 0);
+    EXPECT_EQ(SignQualified(session), 0) << "unblocking loses no key";
+}
+
+TEST_F(CardCodes, PukHasTriesOfItsOwn)
+{
+    ExpectExit({"unblock", "ref2", "pin", "--puk", wrongCode}, exitWrongCode,
+               "The unblocking code (PUK) is wrong; 9 tries are left.");
+    ExpectExit({"lock", "ref2", "puk"}, 0);
+    ExpectExit({"unblock", "ref2", "pin", "--puk", templatePuk}, exitCodeUnusable,
+               "The unblocking code (PUK) is locked.");
+    EXPECT_EQ(VerifyPin(InsertAndOpen("ref2"), pin).returned, 0);
+}
+
+TEST_F(CardCodes, PukIsChangedAndStillOpensTheKeys)
+{
+    ExpectExit({"set-code", "ref2", "puk", "--old", templatePuk, "--new", "5555"}, 0);
+    ExpectExit({"unblock", "ref2", "pin", "--puk", templatePuk}, exitWrongCode,
+               "The unblocking code (PUK) is wrong; 9 tries are left.");
+    ExpectExit({"unblock", "ref2", "pin", "--puk", "5555", "--new", "1"}, 0);
+    const CardSession session = InsertAndOpen("ref2");
+    EXPECT_EQ(VerifyPin(session, "1").returned, 0);
+    EXPECT_EQ(SignQualified(session), 0);
+}
+
+TEST_F(CardCodes, PukIsPrintedWhenItIsMade)
+{
+    const Finished made = RunTool({"new", "printed"});
+    ASSERT_EQ(made.exitCode, 0);
+    ASSERT_EQ(made.output.size(), std::string("PUK: 12345678\n").size()) << made.output;
+    EXPECT_EQ(made.errors, "") << "no progress in a pipe";
+    ExpectExit({"unblock", "printed", "pin", "--puk", made.output.substr(5, 8)}, 0);
+}
+
+TEST_F(CardCodes, PukDoesNotServeItself)
+{
+    ExpectExit({"unblock", "ref2", "puk", "--puk", templatePuk}, badArguments,
+               "The PUK serves the other codes, not itself.");
+    ExpectExit({"set-code", "ref2", "puk", "--puk", templatePuk, "--new", "1"}, badArguments,
+               "The PUK serves the other codes, not itself.");
+}
+
+TEST_F(CardCodes, AreThoseOfACard)
+{
+    for (const char* command : {"set-code", "unblock", "lock"}) {
+        ExpectExit({command, "nobody", "bok"}, unknownCard, "There is no card named \"nobody\".");
+        EXPECT_EQ(RunTool({command, "ref2", "other"}).exitCode, badArguments);
+    }
+    ExpectExit({"break-channel", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+}
+
+TEST_F(CardCodes, LetNoSecretLieInClear)
+{
+    ASSERT_EQ(RunTool({"set-code", "blank", "pin", "--puk", templatePuk, "--new", "2468135"}).exitCode, 0);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(State() / "cards/blank")) {
+        const std::string content = softcard::ReadFile(entry.path());
+        EXPECT_EQ(content.find("2468135"), std::string::npos) << entry.path();
+        EXPECT_EQ(content.find(templatePuk), std::string::npos) << entry.path();
+        EXPECT_EQ(content.find("BEGIN PRIVATE KEY"), std::string::npos) << entry.path();
+    }
+}
+
+TEST_F(CardCodes, OfACardWithoutPukStillOpenIt)
+{
+    auto records = softcard::ReadCodeRecords(State() / "cards/ref2");
+    records.puk = {};
+    softcard::WriteCodeRecords(State() / "cards/ref2", records);
+    ExpectExit({"unblock", "ref2", "bok", "--puk", templatePuk}, exitCodeUnusable,
+               "The unblocking code (PUK) is not initialised.");
+    EXPECT_EQ(VerifyBok(InsertAndOpen("ref2"), bok).returned, 0);
+}
+
+TEST_F(CardCodes, AreWantedAgainAfterABrokenChannel)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    ASSERT_EQ(VerifyPin(session, pin).returned, 0);
+    ExpectExit({"break-channel", "ref2"}, 0);
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag);
+    EXPECT_EQ(SignOrdinarily(session), 27);
+    EXPECT_EQ(SignQualified(session), invalidCodeState);
+    ASSERT_EQ(VerifyPin(session, pin).returned, 0);
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "one code does not bring back what the other opened";
+    EXPECT_EQ(SignQualified(session), 0);
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag | secureMessagingFlag);
+    EXPECT_EQ(SignOrdinarily(session), 0);
+}
+
+} // namespace

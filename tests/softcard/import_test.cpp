@@ -1,0 +1,151 @@
+// Keys that OpenSSL made, brought to a card; and certificates brought out.
+#include "card_home.h"
+
+#include <string>
+#include <vector>
+
+using namespace softcard::test;
+
+namespace {
+
+constexpr int notImportable = 10;
+
+class Import : public CardTest
+{
+protected:
+    [[nodiscard]] std::string File(const std::string& name) const { return Scratch(name).string(); }
+
+    void RunOpenssl(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), "openssl");
+        const Finished finished = RunProgram(arguments);
+        ASSERT_EQ(finished.exitCode, 0) << finished.errors;
+    }
+
+    // key.pem, certificate.pem, and both in both.p12 with the password "geheim".
+    void MakeFiles(const std::string& algorithm = "rsa:2048") const
+    {
+        RunOpenssl({"req", "-x509", "-newkey", algorithm, "-nodes", "-keyout", File("key.pem"), "-out",
+                    File("certificate.pem"), "-subj", "/CN=Imported", "-days", "30"});
+        RunOpenssl({"pkcs12", "-export", "-in", File("certificate.pem"), "-inkey", File("key.pem"), "-out",
+                    File("both.p12"), "-passout", "pass:geheim"});
+    }
+
+    // That the family's key in the given place signs or decrypts for the imported certificate.
+    void ExpectDecryption(CardSession session, uint32_t index) const
+    {
+        WriteText(Scratch("plain"), "a secret text");
+        RunOpenssl({"pkeyutl", "-encrypt", "-certin", "-inkey", File("certificate.pem"), "-in", File("plain"),
+                    "-out", File("encrypted")});
+        const auto encrypted = ReadBytes(Scratch("encrypted"));
+        std::vector<uint8_t> output(512);
+        auto length = static_cast<uint32_t>(output.size());
+        ASSERT_EQ(Library().esDecryptData(session, encrypted.data(), static_cast<uint32_t>(encrypted.size()),
+                                          output.data(), &length, index),
+                  0);
+        EXPECT_EQ(std::string(output.begin(), output.begin() + length), "a secret text");
+    }
+
+    static void ExpectRefusal(const std::vector<std::string>& arguments, int exitCode)
+    {
+        const Finished refused = RunTool(arguments);
+        EXPECT_EQ(refused.exitCode, exitCode) << refused.errors;
+        EXPECT_TRUE(refused.errors.starts_with("tavrik-card: ")) << refused.errors;
+    }
+};
+
+TEST_F(Import, TakesPkcs12)
+{
+    MakeFiles();
+    const Finished imported = RunTool({"import", "ref2", "es", File("both.p12"), "--password", "geheim",
+                                       "--code", bok, "--reference", "3"});
+    ASSERT_EQ(imported.exitCode, 0) << imported.errors;
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    ExpectDecryption(session, 1);
+    std::vector<CardCertificate> certificates(maxCertificates);
+    std::vector<CardKeyInfo> keys(maxCertificates);
+    uint32_t count = 0;
+    ASSERT_EQ(Library().esGetCertificates(session, certificates.data(), &count, keys.data()), 0);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(keys[0].keyReference, 2U);
+    EXPECT_EQ(keys[1].keyReference, 3U);
+}
+
+TEST_F(Import, TakesPem)
+{
+    MakeFiles();
+    RunOpenssl({"rsa", "-aes256", "-passout", "pass:schloss", "-in", File("key.pem"), "-out",
+                File("locked.pem"), "-traditional"});
+    ASSERT_EQ(RunTool({"import", "ref2", "es", File("certificate.pem"), "--key", File("locked.pem"),
+                       "--password", "schloss", "--puk", templatePuk})
+                  .exitCode,
+              0);
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    ExpectDecryption(session, 1);
+}
+
+TEST_F(Import, TakesOneFileWithKeyAndChain)
+{
+    MakeFiles();
+    const std::string command = "cat '" + (State() / "authority/issuing.pem").string() + "' '" +
+                                File("certificate.pem") + "' '" + File("key.pem") + "' >'" + File("all.pem") +
+                                "'";
+    ASSERT_EQ(RunProgram({"sh", "-c", command}).exitCode, 0);
+    ASSERT_EQ(RunTool({"import", "blank", "es", File("all.pem"), "--puk", templatePuk}).exitCode, 0);
+    EXPECT_EQ(RunTool({"export-certificate", "blank", "es", "--index", "2"}).output,
+              RunProgram({"cat", File("certificate.pem")}).output);
+}
+
+TEST_F(Import, RefusesWhatACardCannotHold)
+{
+    MakeFiles();
+    ExpectRefusal({"import", "ref2", "es", File("both.p12"), "--password", "falsch", "--code", bok},
+                  notImportable);
+    ExpectRefusal({"import", "ref2", "es", File("nothing"), "--code", bok}, notImportable);
+    ExpectRefusal({"import", "ref2", "es", File("certificate.pem"), "--code", bok}, notImportable);
+    ExpectRefusal({"import", "ref2", "es", (State() / "authority/root.pem").string(), "--key",
+                   File("key.pem"), "--code", bok},
+                  notImportable);
+    ExpectRefusal(
+        {"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--code", wrongCode}, 8);
+    ExpectRefusal({"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--reference",
+                   "5", "--code", bok},
+                  2);
+    ExpectRefusal({"import", "nobody", "es", File("certificate.pem")}, 3);
+    MakeFiles("rsa:1024");
+    ExpectRefusal({"import", "ref2", "es", File("both.p12"), "--password", "geheim", "--code", bok},
+                  notImportable);
+    ExpectRefusal({"export-certificate", "ref2", "es", "--index", "2"}, 2);
+}
+
+TEST_F(Import, FillsAFamilyUpToEight)
+{
+    MakeFiles();
+    const std::vector<std::string> import = {"import", "ref2",          "qes",    File("certificate.pem"),
+                                             "--key",  File("key.pem"), "--code", pin};
+    for (int i = 1; i < 8; ++i) {
+        ASSERT_EQ(RunTool(import).exitCode, 0);
+    }
+    ExpectRefusal(import, notImportable);
+    const CardSession session = InsertAndOpen("ref2");
+    std::vector<CardCertificate> certificates(maxCertificates);
+    std::vector<CardKeyInfo> keys(maxCertificates);
+    uint32_t count = 0;
+    EXPECT_EQ(Library().qesGetCertificates(session, certificates.data(), &count, keys.data()), 0);
+    EXPECT_EQ(count, 8U);
+    EXPECT_EQ(VerifyPin(session, pin).returned, 0);
+}
+
+TEST_F(Import, BringsCertificatesOut)
+{
+    const auto der = ReadBytes(State() / "cards/ref2/es-1.der");
+    ASSERT_EQ(RunTool({"export-certificate", "ref2", "es", "--der", "--out", File("out.der")}).exitCode, 0);
+    EXPECT_EQ(ReadBytes(Scratch("out.der")), der);
+    WriteText(Scratch("out.pem"), RunTool({"export-certificate", "ref2", "es"}).output);
+    RunOpenssl({"x509", "-in", File("out.pem"), "-outform", "DER", "-out", File("again.der")});
+    EXPECT_EQ(ReadBytes(Scratch("again.der")), der);
+}
+
+} // namespace

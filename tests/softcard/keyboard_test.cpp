@@ -1,0 +1,243 @@
+#include "card_home.h"
+#include "files.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+
+#include <sys/wait.h>
+
+using namespace softcard::test;
+
+namespace {
+
+constexpr int incorrectCode = 15;
+constexpr int invalidCodeState = 17;
+constexpr int userInputError = 18;
+constexpr int removedCard = 92;
+
+class Keyboard : public CardTest
+{
+protected:
+    Keyboard()
+    {
+        setenv("TAVRIK_PINENTRY", SCRIPTED_PINENTRY, 1);
+        setenv("TAVRIK_PINENTRY_ANSWERS", Scratch("answers").c_str(), 1);
+        setenv("TAVRIK_PINENTRY_LOG", Scratch("log").c_str(), 1);
+    }
+
+    ~Keyboard() override
+    {
+        unsetenv("TAVRIK_PINENTRY_ANSWERS");
+        unsetenv("TAVRIK_PINENTRY_LOG");
+    }
+
+    void Answer(const std::string& lines) const { WriteText(Scratch("answers"), lines); }
+    [[nodiscard]] std::string AnswersLeft() const { return softcard::ReadFile(Scratch("answers")); }
+    [[nodiscard]] std::string Log() const { return softcard::ReadFile(Scratch("log")); }
+
+    // A user who answers only after OpenGate.
+    void UseSlowUser() const
+    {
+        const std::string script = "#!/bin/sh\ntouch '" + Scratch("asked").string() + "'\nwhile [ ! -e '" +
+                                   Scratch("gate").string() +
+                                   "' ]; do sleep 0.02; done\nexec '" SCRIPTED_PINENTRY "'\n";
+        WriteText(Scratch("slow"), script);
+        std::filesystem::permissions(Scratch("slow"), std::filesystem::perms::owner_all);
+        setenv("TAVRIK_PINENTRY", Scratch("slow").c_str(), 1);
+    }
+    void AwaitQuestion() const
+    {
+        while (!std::filesystem::exists(Scratch("asked"))) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    void OpenGate() const { WriteText(Scratch("gate"), ""); }
+};
+
+TEST_F(Keyboard, AsksForTheCodeThatIsMissing)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("654321\n123456\n");
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, 0);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, 0);
+    EXPECT_EQ(AnswersLeft(), "");
+}
+
+TEST_F(Keyboard, IsNotAskedWhenTheCodeIsGiven)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("654321\n");
+    EXPECT_EQ(VerifyPin(session, pin).returned, 0);
+    EXPECT_EQ(AnswersLeft(), "654321\n");
+}
+
+TEST_F(Keyboard, CountsAWrongAnswerAndAsksOnce)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("000000\n654321\n");
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, incorrectCode);
+    EXPECT_EQ(AnswersLeft(), "654321\n");
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, 0);
+}
+
+TEST_F(Keyboard, SaysWhichCodeOfWhichCardAndHowManyTriesAreLeft)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("000000\n000000\n123456\n");
+    VerifyPin(session, nullptr);
+    VerifyPin(session, nullptr);
+    VerifyBok(session, nullptr);
+    EXPECT_EQ(Log(),
+              "SETDESC Please enter the signature PIN of the card \"ref2\" in the reader \"Reader 0\".\n"
+              "3 tries are left.\nSETPROMPT PIN:\n"
+              "SETDESC Please enter the signature PIN of the card \"ref2\" in the reader \"Reader 0\".\n"
+              "2 tries are left.\nSETPROMPT PIN:\n"
+              "SETDESC Please enter the login code (BOK) of the card \"ref2\" in the reader \"Reader 0\".\n"
+              "3 tries are left.\nSETPROMPT BOK:\n");
+}
+
+TEST_F(Keyboard, LocksWithTheLastWrongAnswer)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("1\n2\n3\n654321\n");
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, incorrectCode);
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, incorrectCode);
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, invalidCodeState);
+    const Verified locked = VerifyPin(session, nullptr);
+    EXPECT_EQ(locked.returned, invalidCodeState);
+    EXPECT_EQ(locked.result.status, 5U);
+    EXPECT_EQ(AnswersLeft(), "654321\n") << "a locked code is not asked for";
+}
+
+TEST_F(Keyboard, CancelSpendsNoTry)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("CANCEL\n\n");
+    for (int i = 0; i < 3; ++i) { // a cancel, an empty line, no line
+        const Verified cancelled = VerifyPin(session, nullptr);
+        EXPECT_EQ(cancelled.returned, userInputError);
+        EXPECT_EQ(cancelled.result.verified, 0);
+    }
+    EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
+}
+
+TEST_F(Keyboard, ThatIsMissingCountsAsCancelled)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    setenv("TAVRIK_PINENTRY", "/nowhere/pinentry", 1);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    setenv("TAVRIK_PINENTRY", "no-program-has-this-name", 1);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+}
+
+TEST_F(Keyboard, ThatSpeaksNoAssuanCountsAsCancelled)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    for (const char* program : {"true", "false"}) {
+        setenv("TAVRIK_PINENTRY", program, 1);
+        EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    }
+    EXPECT_EQ(VerifyBok(session, bok).returned, 0);
+}
+
+TEST_F(Keyboard, IsTheConfiguredOneUnlessTheEnvironmentNamesOne)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    unsetenv("TAVRIK_PINENTRY");
+    WriteText(Home() / "config/pinentry", SCRIPTED_PINENTRY "\n");
+    Answer("123456\n123456\n");
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, 0);
+    setenv("TAVRIK_PINENTRY", "/nowhere/pinentry", 1);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+}
+
+TEST_F(Keyboard, IsFoundOnThePath)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    const std::string path = FromEnvironment("PATH");
+    std::filesystem::create_symlink(SCRIPTED_PINENTRY, Scratch("pinentry"));
+    unsetenv("TAVRIK_PINENTRY");
+    setenv("PATH", ("/nowhere:" + Home().string()).c_str(), 1);
+    Answer("123456\n");
+    const Verified verified = VerifyBok(session, nullptr);
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(verified.returned, 0);
+}
+
+TEST_F(Keyboard, LeavesNoZombieAndNoSignalHandling)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("123456\nCANCEL\n");
+    VerifyBok(session, nullptr);
+    VerifyBok(session, nullptr);
+    setenv("TAVRIK_PINENTRY", "true", 1);
+    VerifyBok(session, nullptr);
+    errno = 0;
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+    struct sigaction action
+    {
+    };
+    sigaction(SIGPIPE, nullptr, &action);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0);
+}
+
+TEST_F(Keyboard, KeepsNobodyElseWaiting)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Insert("ref3", "Reader 1");
+    const CardSession other = Open(u"Reader 1");
+    UseSlowUser();
+    Answer("654321\n");
+    Verified verified{};
+    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
+    AwaitQuestion();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Library().waitForReaderEvent(0, [](auto, auto, auto, auto) {}), 0);
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag);
+    EXPECT_EQ(VerifyBok(other, bok).returned, 0);
+    EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "not even the other code of the same card waits";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    OpenGate();
+    asking.join();
+    EXPECT_EQ(verified.returned, 0);
+}
+
+TEST_F(Keyboard, AnswerForACardThatWentSpendsNoTry)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    UseSlowUser();
+    Answer("000000\n");
+    Verified verified{};
+    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
+    AwaitQuestion();
+    Remove("ref2");
+    OpenGate();
+    asking.join();
+    EXPECT_EQ(verified.returned, removedCard);
+    Insert("ref2");
+    EXPECT_EQ(VerifyPin(Open(), wrongCode).result.unread4, 2);
+}
+
+TEST_F(Keyboard, AnswerForAClosedSessionSpendsNoTry)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    UseSlowUser();
+    Answer("000000\n");
+    Verified verified{};
+    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
+    AwaitQuestion();
+    EXPECT_EQ(Library().closeSession(session), 0);
+    OpenGate();
+    asking.join();
+    EXPECT_EQ(verified.returned, 3);
+    EXPECT_EQ(VerifyPin(Open(), wrongCode).result.unread4, 2);
+}
+
+} // namespace

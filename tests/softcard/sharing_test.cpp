@@ -1,0 +1,120 @@
+// Two processes on one card: the transaction of one keeps the other from codes and keys.
+#include "card_home.h"
+
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <thread>
+
+using namespace softcard::test;
+
+namespace {
+
+constexpr int sharingViolation = 74;
+constexpr int incorrectCode = 15;
+
+// Another process that has a transaction on the card in "Reader 0" as long as the object lives.
+class Holder
+{
+public:
+    explicit Holder(const std::filesystem::path& sign)
+        : process_(StartProgram({TRY_CODE, "hold", sign.string()}))
+    {
+        while (!std::filesystem::exists(sign)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+
+    ~Holder()
+    {
+        kill(process_, SIGKILL);
+        AwaitProgram(process_);
+    }
+
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+    Holder(Holder&&) = delete;
+    Holder& operator=(Holder&&) = delete;
+
+private:
+    pid_t process_;
+};
+
+class Sharing : public CardTest
+{
+};
+
+TEST_F(Sharing, KeepsOthersFromCodesAndKeysDuringATransaction)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    ASSERT_EQ(VerifyPin(session, pin).returned, 0);
+    const std::vector<uint8_t> hash(32, 7);
+    std::vector<uint8_t> output(512);
+    auto length = static_cast<uint32_t>(output.size());
+    const auto sign = [&](auto function) {
+        length = static_cast<uint32_t>(output.size());
+        return function(session, hash.data(), 32, output.data(), &length, 0);
+    };
+    {
+        const Holder holder(Scratch("holding"));
+        EXPECT_EQ(Library().startTransaction(session), sharingViolation);
+        EXPECT_EQ(VerifyBok(session, wrongCode).returned, sharingViolation);
+        EXPECT_EQ(VerifyPin(session, wrongCode).returned, sharingViolation);
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, sharingViolation) << "before anybody is asked";
+        EXPECT_EQ(sign(Library().esSignData), sharingViolation);
+        EXPECT_EQ(sign(Library().qesSignData), sharingViolation);
+        const std::vector<uint8_t> data(256, 1);
+        EXPECT_EQ(Library().esDecryptData(session, data.data(), 256, output.data(), &length, 0),
+                  sharingViolation);
+        EXPECT_EQ(FlagsOf(session), cardPresentFlag | secureMessagingFlag);
+        CardKeyInfo key{};
+        EXPECT_EQ(Library().esGetKeyInfo(session, 0, &key, true), 0) << "what is public stays readable";
+    }
+    EXPECT_EQ(Library().startTransaction(session), 0) << "a process that was killed holds nothing";
+    EXPECT_EQ(sign(Library().esSignData), 0);
+    EXPECT_EQ(sign(Library().qesSignData), 0) << "and the authorisation was not used up";
+    EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2) << "no try was spent either";
+}
+
+TEST_F(Sharing, AnswersOthersInsteadOfKeepingThemForever)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(Library().startTransaction(session), 0);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, sharingViolation);
+    EXPECT_EQ(VerifyBok(session, wrongCode).returned, incorrectCode) << "the holder goes on";
+    ASSERT_EQ(Library().stopTransaction(session), 0);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, incorrectCode);
+}
+
+TEST_F(Sharing, WaitsForAShortTransaction)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(Library().startTransaction(session), 0);
+    const pid_t other = StartProgram({TRY_CODE, "bok", bok});
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    ASSERT_EQ(Library().stopTransaction(session), 0);
+    EXPECT_EQ(AwaitProgram(other), 0);
+}
+
+TEST_F(Sharing, LetsTheOwnProcessUseTheCard)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    const CardSession other = Open();
+    ASSERT_EQ(Library().startTransaction(session), 0);
+    EXPECT_EQ(VerifyBok(other, bok).returned, 0);
+}
+
+// Each asks for what the other has: both are answered.
+TEST_F(Sharing, NeverDeadlocks)
+{
+    Insert("ref3", "Other");
+    const CardSession second = Open(u"Other");
+    const CardSession first = InsertAndOpen("ref2");
+    ASSERT_EQ(Library().startTransaction(second), 0);
+    const Holder holder(Scratch("holding"));
+    EXPECT_EQ(Library().startTransaction(first), sharingViolation);
+    EXPECT_EQ(Library().stopTransaction(second), 0);
+}
+
+} // namespace

@@ -1,0 +1,333 @@
+#include "card_home.h"
+#include "files.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+using namespace softcard::test;
+
+namespace {
+
+constexpr int badArguments = 2;
+constexpr int unknownCard = 3;
+constexpr int nameTaken = 4;
+constexpr int alreadyInserted = 5;
+constexpr int readerOccupied = 6;
+constexpr int notInserted = 7;
+constexpr int unknownReader = 11;
+
+class Tool : public CardTest
+{
+protected:
+    static void ExpectFailure(const std::vector<std::string>& arguments, int exitCode,
+                              const std::string& sentence)
+    {
+        const Finished failed = RunTool(arguments);
+        EXPECT_EQ(failed.exitCode, exitCode);
+        EXPECT_EQ(failed.errors, "tavrik-card: " + sentence + "\n");
+        EXPECT_EQ(failed.output, "");
+    }
+
+    static void ExpectBadArguments(const std::vector<std::string>& arguments)
+    {
+        const Finished failed = RunTool(arguments);
+        EXPECT_EQ(failed.exitCode, badArguments) << arguments.back();
+        EXPECT_TRUE(failed.errors.starts_with("tavrik-card: ")) << failed.errors;
+        EXPECT_EQ(std::count(failed.errors.begin(), failed.errors.end(), '\n'), 1) << failed.errors;
+    }
+
+    static std::string List()
+    {
+        const Finished listed = RunTool({"list"});
+        EXPECT_EQ(listed.exitCode, 0) << listed.errors;
+        return listed.output;
+    }
+};
+
+TEST_F(Tool, ListsTheCards)
+{
+    Insert("ref2", "Reader 7");
+    const CardSession session = Open(u"Reader 7");
+    VerifyBok(session, wrongCode);
+    EXPECT_EQ(List(), "blank\t-\t-\t-\tblank\n"
+                      "ref1\t-\t3\t3\tref1\n"
+                      "ref2\tReader 7\t2\t3\tŽofia Kľačanská\n"
+                      "ref3\t-\t3\t3\tref3\n"
+                      "ref4\t-\t3\t3\tref4\n");
+}
+
+TEST_F(Tool, RefusesAnUnknownCard)
+{
+    ExpectFailure({"insert", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+    ExpectFailure({"remove", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+}
+
+TEST_F(Tool, RefusesANameThatIsTaken)
+{
+    const std::string before = softcard::ReadFile(State() / "cards/ref2/card.json");
+    ExpectFailure({"new", "ref2"}, nameTaken, "There is already a card named \"ref2\".");
+    EXPECT_EQ(softcard::ReadFile(State() / "cards/ref2/card.json"), before);
+}
+
+TEST_F(Tool, RefusesACardInTwoReaders)
+{
+    Insert("ref2");
+    const std::string sentence = "The card \"ref2\" is already in the reader \"Reader 0\".";
+    ExpectFailure({"insert", "ref2", "Another"}, alreadyInserted, sentence);
+    ExpectFailure({"insert", "ref2"}, alreadyInserted, sentence);
+}
+
+TEST_F(Tool, RefusesTwoCardsInAReader)
+{
+    Insert("ref2");
+    ExpectFailure({"insert", "ref3"}, readerOccupied, "The card \"ref2\" is in the reader \"Reader 0\".");
+    Remove("ref2");
+    Insert("ref3");
+}
+
+TEST_F(Tool, RefusesToRemoveACardThatIsInNoReader)
+{
+    ExpectFailure({"remove", "ref2"}, notInserted, "The card \"ref2\" is in no reader.");
+}
+
+TEST_F(Tool, RefusesBadArguments)
+{
+    const std::string longName(65, 'n');
+    for (const std::string& name : {std::string(".hidden"), std::string("a/b"), std::string("a b"),
+                                    std::string(""), std::string("ž"), longName}) {
+        ExpectBadArguments({"new", name});
+        ExpectBadArguments({"insert", name});
+    }
+    for (const char* option : {"--qes-reference", "--es-reference"}) {
+        for (const char* reference : {"0", "5", "-1", "two"}) {
+            ExpectBadArguments({"new", "card", option, reference});
+        }
+    }
+    for (const char* bits : {"1024", "2047", "2052", "4104", "many"}) {
+        ExpectBadArguments({"new", "card", "--bits", bits});
+    }
+    ExpectBadArguments({"new", "card", "--bok", ""});
+    ExpectBadArguments({"new", "card", "--pin", std::string(65, '1')});
+    ExpectBadArguments({"new", "card", "--subject", std::string(65, 'x')});
+    ExpectBadArguments({"new", "card", "--subject", "\xFF"});
+    for (const char* option : {"--qes-certificates", "--es-certificates"}) {
+        for (const char* number : {"0", "9", "-1", "many"}) {
+            ExpectBadArguments({"new", "card", option, number});
+        }
+    }
+    for (const char* version : {"1", "1.", "1.256", "a.b", "1.2.3", ""}) {
+        ExpectBadArguments({"new", "card", "--hardware-version", version});
+    }
+    ExpectBadArguments({"new", "card", "--puk", ""});
+    ExpectBadArguments({"new", "card", "--qes-bits", "1024"});
+    ExpectBadArguments({"new", "card", "--model", "more than 16 bytes"});
+    ExpectBadArguments({"new", "card", "--manufacturer", ""});
+    ExpectBadArguments({"plug", ".hidden"});
+    ExpectBadArguments({"new"});
+    ExpectBadArguments({"frobnicate"});
+    ExpectBadArguments({"insert", "ref2", ""});
+    ExpectBadArguments({"insert", "ref2", "a/b"});
+    ExpectBadArguments({"insert", "ref2", ".lock"});
+    EXPECT_EQ(List().find("card\t"), std::string::npos);
+}
+
+TEST_F(Tool, MakesWhatItIsAskedFor)
+{
+    ASSERT_EQ(RunTool({"new", "Some_card.1-x", "--bok", "b", "--pin", "a longer code", "--bits", "2048",
+                       "--qes-reference", "3", "--es-reference", "1"})
+                  .exitCode,
+              0);
+    EXPECT_NE(List().find("Some_card.1-x\t-\t3\t3\tSome_card.1-x\n"), std::string::npos)
+        << "made, and in no reader";
+    const CardSession session = InsertAndOpen("Some_card.1-x");
+    CardKeyInfo qualified{};
+    CardKeyInfo ordinary{};
+    EXPECT_EQ(Library().qesGetKeyInfo(session, 0, &qualified, true), 0);
+    EXPECT_EQ(Library().esGetKeyInfo(session, 0, &ordinary, true), 0);
+    EXPECT_EQ(qualified.keyReference, 3U);
+    EXPECT_EQ(ordinary.keyReference, 1U);
+    EXPECT_EQ(VerifyBok(session, "b").returned, 0);
+    EXPECT_EQ(VerifyPin(session, "a longer code").returned, 0);
+}
+
+TEST_F(Tool, MakesSeveralCertificatesOfAFamily)
+{
+    ASSERT_EQ(RunTool({"new", "many", "--qes-certificates", "2", "--es-certificates", "3", "--es-bits",
+                       "2304", "--qes-reference", "4", "--puk", "1"})
+                  .exitCode,
+              0);
+    const CardSession session = InsertAndOpen("many");
+    std::vector<CardCertificate> certificates(maxCertificates);
+    std::vector<CardKeyInfo> keys(maxCertificates);
+    uint32_t count = 0;
+    ASSERT_EQ(Library().qesGetCertificates(session, certificates.data(), &count, keys.data()), 0);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(keys[1].keyReference, 4U);
+    EXPECT_EQ(keys[1].modulusBits, 2048U);
+    ASSERT_EQ(Library().esGetCertificates(session, certificates.data(), &count, keys.data()), 0);
+    EXPECT_EQ(count, 3U);
+    EXPECT_EQ(keys[2].modulusBits, 2304U);
+
+    // The certificate's index selects the key that decrypts.
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    WriteText(Scratch("plain"), "for the third");
+    const Finished encrypted = RunProgram({"openssl", "pkeyutl", "-encrypt", "-certin", "-keyform", "DER",
+                                           "-inkey", (State() / "cards/many/es-3.der").string(), "-in",
+                                           Scratch("plain").string(), "-out", Scratch("encrypted").string()});
+    ASSERT_EQ(encrypted.exitCode, 0) << encrypted.errors;
+    const auto data = ReadBytes(Scratch("encrypted"));
+    for (uint32_t index = 0; index < 4; ++index) {
+        std::vector<uint8_t> output(512);
+        auto length = static_cast<uint32_t>(output.size());
+        const CardStatus status = Library().esDecryptData(
+            session, data.data(), static_cast<uint32_t>(data.size()), output.data(), &length, index);
+        const bool isPlain =
+            status == 0 && std::string(output.begin(), output.begin() + length) == "for the third";
+        EXPECT_EQ(isPlain, index == 2) << index;
+    }
+}
+
+TEST_F(Tool, MakesACardThatTellsWhatItIsToldTo)
+{
+    const std::string manufacturer(32, 'm');
+    ASSERT_EQ(RunTool({"new", "told", "--manufacturer", manufacturer, "--model", "Sixteen bytes xx",
+                       "--hardware-version", "3.4", "--firmware-version", "255.0", "--puk", "1"})
+                  .exitCode,
+              0);
+    const CardSession session = InsertAndOpen("told");
+    CardTokenInfo info{};
+    ASSERT_EQ(Library().getTokenInfo(session, &info, nullptr, nullptr), 0);
+    EXPECT_EQ(std::string(info.manufacturer, 32), manufacturer);
+    EXPECT_EQ(info.unread68[0], 0);
+    EXPECT_EQ(std::string(info.model, 16), "Sixteen bytes xx");
+    EXPECT_EQ(info.unread116[0], 0);
+    EXPECT_EQ(std::vector<int>(info.versions, info.versions + 4), (std::vector<int>{3, 4, 255, 0}));
+}
+
+TEST_F(Tool, ShowsACard)
+{
+    Insert("ref2");
+    const Finished shown = RunTool({"show", "ref2"});
+    EXPECT_EQ(shown.exitCode, 0) << shown.errors;
+    EXPECT_NE(shown.output.find("Subject      Žofia Kľačanská\n"), std::string::npos) << shown.output;
+    EXPECT_NE(shown.output.find("Reader       Reader 0\n"), std::string::npos);
+    EXPECT_NE(shown.output.find("PIN          usable, 3 of 3 tries left\n"), std::string::npos);
+    ExpectFailure({"show", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+}
+
+TEST_F(Tool, ListsAsJson)
+{
+    Insert("ref2");
+    ASSERT_EQ(RunTool({"lock", "ref2", "pin"}).exitCode, 0);
+    const auto cards = nlohmann::json::parse(RunTool({"list", "--json"}).output);
+    ASSERT_EQ(cards.size(), 5U);
+    EXPECT_EQ(cards[0]["name"], "blank");
+    EXPECT_TRUE(cards[0]["reader"].is_null());
+    EXPECT_EQ(cards[0]["bok"]["state"], "not initialised");
+    EXPECT_TRUE(cards[0]["bok"]["triesLeft"].is_null());
+    EXPECT_EQ(cards[2]["reader"], "Reader 0");
+    EXPECT_EQ(cards[2]["pin"]["state"], "locked");
+    EXPECT_EQ(cards[2]["bok"]["triesLeft"], 3);
+    EXPECT_EQ(cards[2]["subject"], "Žofia Kľačanská");
+
+    const auto card = nlohmann::json::parse(RunTool({"show", "ref4", "--json"}).output);
+    EXPECT_EQ(card["qes"][0]["bits"], 3072);
+    EXPECT_EQ(card["es"][0]["reference"], 4);
+    EXPECT_EQ(card["hardwareVersion"], "1.0");
+    EXPECT_EQ(card["faults"].size(), 0U);
+}
+
+TEST_F(Tool, DeletesACard)
+{
+    ASSERT_EQ(RunTool({"delete", "ref1"}).exitCode, 0);
+    EXPECT_EQ(List().find("ref1"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(State() / "cards/ref1"));
+    ExpectFailure({"delete", "ref1"}, unknownCard, "There is no card named \"ref1\".");
+    const CardSession session = InsertAndOpen("ref2");
+    ExpectFailure({"delete", "ref2"}, alreadyInserted,
+                  "The card \"ref2\" is in the reader \"Reader 0\"; --force takes it out first.");
+    ASSERT_EQ(RunTool({"delete", "ref2", "--force"}).exitCode, 0);
+    EXPECT_EQ(VerifyBok(session, bok).returned, 92);
+    ASSERT_EQ(RunTool({"new", "ref2", "--puk", "1"}).exitCode, 0) << "the name is free again";
+}
+
+TEST_F(Tool, ConnectsAndDisconnectsReaders)
+{
+    ASSERT_EQ(RunTool({"plug", "First"}).exitCode, 0);
+    Insert("ref2", "Second");
+    const CardSession session = Open(u"Second");
+    ASSERT_EQ(RunTool({"plug", "Second"}).exitCode, 0);
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "the card stays in a reader that was there already";
+    ASSERT_EQ(RunTool({"unplug", "First"}).exitCode, 0);
+    ASSERT_EQ(RunTool({"unplug", "Second"}).exitCode, 0);
+    uint32_t flags = 0;
+    EXPECT_EQ(Library().getSessionFlags(session, &flags), 92);
+    ExpectFailure({"unplug", "Second"}, unknownReader, "There is no reader named \"Second\".");
+    Insert("ref2", "Third");
+}
+
+// As `script` records it, which gives the program a terminal.
+TEST_F(Tool, ShowsProgressOnATerminalOnly)
+{
+    const std::string command = std::string(CARD_TOOL) + " new NAME --bits 4096 --puk 1";
+    const auto make = [&](const std::string& name) {
+        std::string words = command;
+        words.replace(words.find("NAME"), 4, name);
+        return words;
+    };
+    const Finished atTerminal = RunProgram({"script", "-qec", make("terminal"), "/dev/null"});
+    EXPECT_EQ(atTerminal.exitCode, 0);
+    EXPECT_NE(atTerminal.output.find("Generating qualified key 1 of 1 (4096 bits)"), std::string::npos);
+    const Finished inPipe = RunProgram({"sh", "-c", make("pipe")});
+    EXPECT_EQ(inPipe.exitCode, 0);
+    EXPECT_EQ(inPipe.output + inPipe.errors, "");
+}
+
+TEST_F(Tool, LeavesNothingOfTwoCardsOfOneName)
+{
+    const pid_t first = StartProgram({CARD_TOOL, "new", "twin"});
+    const Finished second = RunTool({"new", "twin"});
+    const int firstCode = AwaitProgram(first);
+    EXPECT_EQ(std::min(firstCode, second.exitCode), 0);
+    EXPECT_EQ(std::max(firstCode, second.exitCode), nameTaken);
+    for (const auto& entry : std::filesystem::directory_iterator(State() / "cards")) {
+        EXPECT_FALSE(entry.path().filename().string().starts_with('.')) << entry.path();
+    }
+}
+
+TEST_F(Tool, MakesTheAuthorityOnce)
+{
+    const std::string before = softcard::ReadFile(State() / "authority/issuing.pem");
+    ASSERT_EQ(RunTool({"new", "another"}).exitCode, 0);
+    EXPECT_EQ(softcard::ReadFile(State() / "authority/issuing.pem"), before);
+}
+
+TEST(ToolAlone, SaysWhenTheStoreCannotBeReached)
+{
+    const TemporaryHome home;
+    WriteText(home.Folder() / "file", "");
+    setenv("TAVRIK_HOME", (home.Folder() / "file").c_str(), 1);
+    const Finished failed = RunTool({"list"});
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_TRUE(failed.errors.starts_with("tavrik-card: "));
+}
+
+TEST(ToolAlone, ListsNothingInANewStore)
+{
+    const TemporaryHome home;
+    const Finished listed = RunTool({"list"});
+    EXPECT_EQ(listed.exitCode, 0);
+    EXPECT_EQ(listed.output, "");
+}
+
+TEST(ToolAlone, HelpsOnTheStandardOutput)
+{
+    const Finished helped = RunTool({"--help"});
+    EXPECT_EQ(helped.exitCode, 0);
+    EXPECT_NE(helped.output.find("insert"), std::string::npos);
+}
+
+} // namespace
