@@ -150,12 +150,7 @@ void Logger::Emit(LogLevel level, char* message, const char* function)
     AppendBounded(line, lineSize - 1, "\r\n");
 
     const std::lock_guard<std::mutex> guard(lineLock);
-    WriteToSinks(line);
-}
-
-void Logger::WriteRaw(const char* text)
-{
-    WriteToSinks(text);
+    WriteRaw(line);
 }
 
 void Logger::SetConsole(bool enabled)
@@ -163,7 +158,7 @@ void Logger::SetConsole(bool enabled)
     settings.logToConsole = enabled;
 }
 
-void Logger::WriteToSinks(const char* text)
+void Logger::WriteRaw(const char* text)
 {
     if (settings.logToConsole) {
         std::printf("%s", text);
@@ -173,6 +168,7 @@ void Logger::WriteToSinks(const char* text)
     }
     if (settings.logToFile) {
         fileStream << text << std::flush;
+        CheckRotation();
     }
 }
 

@@ -6,8 +6,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <string>
 
 // Sizes of the buffers of one log statement, terminators included.
 inline constexpr std::size_t logMessageSize = 3840;
@@ -31,12 +33,33 @@ public:
         return anySink && (level == LogLevel_Error || settings.logFromLevel >= level);
     }
 
+    // Takes the settings, unless they are null, and begins a log session: retires the current file when that
+    // is due, opens it and writes the session's header. A file that is still open from an earlier session is
+    // not opened again, and then takes no more lines until it is retired.
+    void Initialize(const LogSettings* chosen);
+
     // Writes one line, without a test of level or sink. `message` may hold a verbose text behind "VERB:"; on
     // return it holds only the description before it.
     void Emit(LogLevel level, char* message, const char* function);
 
-    // Sends a text to the sinks as it stands. Takes no lock.
+    // Sends a text to the sinks as it stands. Takes no lock: the caller holds it or is alone.
     void WriteRaw(const char* text);
+
+    // Both retire the current file when it is over its limit; the second looks at its size too. True when it
+    // was, and a new file has been begun with a header. They take no lock either.
+    bool CheckRotationBySize();
+    bool CheckRotationByAge();
+
+    // Takes the time from which the current file's age counts out of the first header in it, unless that is
+    // known.
+    void ReadLogStartTime(const std::filesystem::path& path);
+
+    // Retires the file that is current and moves the retired ones up by one number. Those whose number passes
+    // `fileCount` are deleted. The mask is that of the log files in the directory.
+    void RotateLogFiles(const std::u16string& searchMask, const std::u16string& directory) const;
+
+    // Calendar time in seconds from which the current file's age counts; 0 when it isn't known.
+    int64_t LastRotationTime() const { return lastRotationTime; }
 
     // Turns the console sink on or off.
     void SetConsole(bool enabled);
@@ -45,12 +68,19 @@ public:
     LogSettings& Settings() { return settings; }
 
 private:
-    void WriteToSinks(const char* text);
+    void CheckRotation();
+    void Rotate();
+    void RetireFiles() const;
+    bool BeginFile();
+    void OpenCurrentFile();
+    std::filesystem::path CurrentPath() const;
 
     LogSettings settings; // first, so that the address of the Logger is that of the settings
     std::ofstream fileStream;
     std::mutex lineLock;
     int64_t startTime; // steady clock, nanoseconds
+    int64_t lastRotationTime = 0;
+    bool rotating = false;
 };
 
 // Prints at most `size` - 1 characters and a terminator. Returns the number of characters that the whole text

@@ -3,19 +3,25 @@
 #include "cache/internal_cache.h"
 #include "cache/monitoring_thread.h"
 #include "card/card_api.h"
+#include "log/configuration.h"
 #include "log/logger.h"
+#include "log/process_name.h"
 #include "platform/platform.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cctype>
+#include <string>
 #include <string_view>
 
 namespace {
 
 constexpr uint32_t directoryCapacity = 1023;
 constexpr std::string_view javaLauncher = "jp2launcher.exe";
+constexpr std::string_view quietHost = "Quillsign"; // gets no console log
+constexpr std::size_t longestHostName = 62;         // bytes
+constexpr std::size_t extensionLength = 4;
 
 std::atomic<bool> initialised{false};
 
@@ -34,13 +40,40 @@ bool EqualIgnoringCase(std::string_view first, std::string_view second)
     return std::equal(first.begin(), first.end(), second.begin(), second.end(), sameLetter);
 }
 
-// Asks for the folders of the configuration and of the logs. The card side expects both questions before its
-// start.
-void AskForDirectories()
+LogSettings StartSettings()
+{
+    LogSettings settings;
+    settings.timeFormat = LogTimeFormat_DateTimeMillisec;
+    settings.fileCount = 5;
+    settings.logDirectory.clear();
+    settings.logFileName.clear();
+    return settings;
+}
+
+bool HostIsQuiet()
+{
+    std::string name = Platform::NarrowPath(Platform::PathOf(GetProcessName()), longestHostName);
+    if (name.size() > extensionLength) {
+        name.resize(name.size() - extensionLength);
+    }
+    return EqualIgnoringCase(name, quietHost);
+}
+
+// The settings of this run. What went wrong in reading them is put into `report`.
+LogSettings ReadSettings(std::string& report)
 {
     std::array<char16_t, directoryCapacity + 1> directory{};
+    LogSettings settings = StartSettings();
     CardAPI_GetAppDataDir(directory.data(), directoryCapacity);
+    bool pinPadEnabled = false; // a key that must be well-formed and means nothing
+    LoadConfiguration(&settings, &pinPadEnabled, directory.data(), report);
+    if (HostIsQuiet()) {
+        settings.logToConsole = false;
+    }
     CardAPI_GetUserDataDir(directory.data(), directoryCapacity);
+    settings.logDirectory = directory.data();
+    settings.logFileName = u"Pkcs11";
+    return settings;
 }
 
 } // namespace
@@ -56,11 +89,16 @@ CK_RV InitializePKCS11()
 {
     constexpr char logFunction[] = "InitializePKCS11";
     LOG_LINE(LogLevel_Debug, logFunction, "Going to initialize logs");
-    AskForDirectories();
+    std::string report;
+    const LogSettings settings = ReadSettings(report);
 
     LOG_LINE(LogLevel_Debug, logFunction, "Going to initialize CardAPI");
+    Logger::Instance().Initialize(&settings);
     CardAPI_Initialize(&Logger::Instance());
     LOG_LINE(LogLevel_Debug, logFunction, "CardAPI initialized");
+    if (!report.empty()) {
+        LOG_LINE(LogLevel_Debug, logFunction, "Log parse info VERB: %s", report.c_str());
+    }
 
     LOG_LINE(LogLevel_Debug, logFunction, "Going to initialize Internal cache");
     InternalCache::GetInstance().Clear();

@@ -6,6 +6,8 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <string_view>
+#include <vector>
 
 // Called by the platform once, when the library has been loaded into a process. Defined by the front end.
 void OnLibraryLoad();
@@ -13,6 +15,14 @@ void OnLibraryLoad();
 // Called by the platform when the library is unloaded or the process ends, once
 // Platform::ArmUnloadNotification has been called. Defined by the front end.
 void OnLibraryUnload();
+
+struct OsVersion
+{
+    int majorNumber = 0;
+    int minorNumber = 0;
+    int buildNumber = 0;
+    std::string servicePack;
+};
 
 struct Platform
 {
@@ -34,8 +44,30 @@ struct Platform
     // The address of a symbol, never null. Throws std::runtime_error with the system's reason.
     static void* FindSymbol(void* library, const char* name);
 
+    // The path of the running program; empty when the system doesn't tell.
+    static std::filesystem::path ExecutablePath();
+
     // The file name of the running program, such as "soffice.bin".
     static std::string ExecutableName();
+
+    // A path given in UTF-16; empty when it is none.
+    static std::filesystem::path PathOf(std::u16string_view path);
+
+    // UTF-16 of a text of the system; empty when there is none.
+    static std::u16string WideText(const std::string& text);
+
+    // The path as a text of at most `limit` bytes; characters are not cut apart.
+    static std::string NarrowPath(const std::filesystem::path& path, std::size_t limit);
+
+    // The names of the entries, files or not, that match a path whose file name may end in "*" for any
+    // characters; in the order of the names. Names that have no UTF-16 are left out.
+    static std::vector<std::u16string> ListEntries(std::u16string_view mask);
+
+    // Gives an entry a new path when nothing is there yet. Nothing is said about what goes wrong.
+    static void MoveEntry(const std::filesystem::path& from, const std::filesystem::path& to);
+
+    // Takes a file away. Nothing is said about what goes wrong.
+    static void RemoveFile(const std::filesystem::path& file);
 
     // Sends one line of text to the debugger channel; a line end at its end is dropped.
     static void WriteToDebugger(const char* text);
@@ -51,6 +83,22 @@ struct Platform
 
     // Writes local time in the form of the C library's ctime, newline included, zero-terminated.
     static void FormatLocalTime(std::time_t time, char (&text)[64]);
+
+    // The calendar record of local time.
+    static std::tm LocalTime(std::time_t time);
+
+    // The version numbers of the operating system's kernel.
+    static OsVersion GetOsVersionInfo();
+
+    // A command for RunCommandCaptureOutput that prints lines "name=value" with the Caption, OSArchitecture,
+    // CSDVersion, MUILanguages and Version of the system.
+    static const char* OsListingCommand();
+
+    // Runs a command, waits a second for its end, and takes at most 1023 bytes of what it has written to its
+    // standard output and error by then into `output`, which is left as it is when the command cannot be run,
+    // and gets "error: " and the system's number appended when nothing can be read. A command that is still
+    // running is ended.
+    static void RunCommandCaptureOutput(const char* commandLine, std::string& output);
 
     // From now on OnLibraryUnload is called when the library goes or the process ends. What was loaded before
     // this call is still usable then, so it is called after the card-access library is loaded. Further calls

@@ -97,12 +97,12 @@ TEST_F(LifecycleTest, StartWaitsOnceOnTheCallersThreadAndThenOnOneOfItsOwn)
     }
 }
 
-TEST_F(LifecycleTest, LoggerAddressBeginsWithTheDefaultSettings)
+TEST_F(LifecycleTest, LoggerAddressBeginsWithTheStartSettings)
 {
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     const auto* settings = static_cast<const uint8_t*>(script->CallsOf("Initialize").front().pointer);
     // console, debugger, file, level, extensive, reserved, time format, six reserved, file count
-    EXPECT_EQ(Bytes(settings, settings + 14), (Bytes{0, 0, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}));
+    EXPECT_EQ(Bytes(settings, settings + 14), (Bytes{0, 0, 1, 2, 0, 0, 1, 0, 0, 0, 0, 0, 0, 5}));
 }
 
 TEST_F(LifecycleTest, SecondInitializeIsRefusedAndChangesNothing)

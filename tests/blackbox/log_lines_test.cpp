@@ -293,6 +293,7 @@ TEST_F(LogLinesTest, StartIsLoggedStepByStep)
     EXPECT_EQ(
         log.Take(),
         (Texts{"DBG InitializePKCS11: CardAPI initialized",
+               "DBG InitializePKCS11: Log parse info VERB: Configuration file not found ",
                "DBG InitializePKCS11: Going to initialize Internal cache",
                "DBG InternalCache::InternalCache: InternalCache will be created",
                "DBG InternalCache::InternalCache: InternalCache created",

@@ -57,9 +57,13 @@ void* Platform::FindSymbol(void* library, const char* name)
     return symbol;
 }
 
-std::string Platform::ExecutableName()
+std::filesystem::path Platform::ExecutablePath()
 {
     std::error_code error;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    return executable.filename().string();
+    return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+std::string Platform::ExecutableName()
+{
+    return ExecutablePath().filename().string();
 }

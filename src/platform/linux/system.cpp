@@ -1,7 +1,10 @@
 // Clocks, identifiers and the debugger channel.
 #include "platform/platform.h"
 
+#include <charconv>
 #include <cstring>
+#include <string_view>
+#include <sys/utsname.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -34,4 +37,29 @@ void Platform::FormatLocalTime(std::time_t time, char (&text)[64])
     if (ctime_r(&time, text) == nullptr) {
         text[0] = '\0';
     }
+}
+
+std::tm Platform::LocalTime(std::time_t time)
+{
+    std::tm local{};
+    static_cast<void>(localtime_r(&time, &local));
+    return local;
+}
+
+// Of a release such as "6.1.0-28-amd64" the three numbers, and what stands behind them as the service pack.
+OsVersion Platform::GetOsVersionInfo()
+{
+    utsname names{};
+    OsVersion version;
+    if (uname(&names) != 0) {
+        return version;
+    }
+    std::string_view rest = names.release;
+    for (int* number : {&version.majorNumber, &version.minorNumber, &version.buildNumber}) {
+        const auto* end = std::from_chars(rest.data(), rest.data() + rest.size(), *number).ptr;
+        rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+        rest.remove_prefix(!rest.empty() && (rest.front() == '.' || rest.front() == '-') ? 1 : 0);
+    }
+    version.servicePack = rest;
+    return version;
 }

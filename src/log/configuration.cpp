@@ -1,0 +1,178 @@
+#include "log/configuration.h"
+
+#include "platform/platform.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::size_t longestPath = 1022; // bytes, in reports
+constexpr int32_t largestFile = 8191;     // bytes, without a remark
+constexpr uint8_t invalidName = 255;
+
+std::filesystem::path ConfigurationFile(const char16_t* directory)
+{
+    return Platform::PathOf(std::u16string(directory) + u"config.json");
+}
+
+void ReadBoolean(const json& section, const char* key, bool& value)
+{
+    if (section.contains(key)) {
+        value = section.at(key).get<bool>();
+    }
+}
+
+void ReadBoolean(const json& section, const char* key, SharedByte<bool>& value)
+{
+    bool read = value;
+    ReadBoolean(section, key, read);
+    value = read;
+}
+
+// The low eight bits of the number, cut to a whole one; 0 when it is beyond 32 bits. Throws json's type error
+// for what is neither a number nor a boolean.
+uint8_t CountOf(const json& value)
+{
+    if (!value.is_number_float()) {
+        return value.get<uint8_t>();
+    }
+    const auto number = value.get<double>();
+    using Limits = std::numeric_limits<int32_t>;
+    const bool fits = number > Limits::min() - 1.0 && number < Limits::max() + 1.0;
+    return fits ? static_cast<uint8_t>(static_cast<int32_t>(number)) : uint8_t{0};
+}
+
+// The value of the first row that has the JSON value, that of the leading row when there is none.
+template <typename Value>
+Value Lookup(const std::vector<std::pair<Value, json>>& rows, const json& name)
+{
+    for (const auto& [value, rowName] : rows) {
+        if (rowName == name) {
+            return value;
+        }
+    }
+    return rows.front().first;
+}
+
+LogLevel LevelNamed(const json& name)
+{
+    static const std::vector<std::pair<LogLevel, json>> rows{{static_cast<LogLevel>(invalidName), nullptr},
+                                                             {LogLevel_Error, "LogLevel_Error"},
+                                                             {LogLevel_Warning, "LogLevel_Warning"},
+                                                             {LogLevel_Info, "LogLevel_Info"},
+                                                             {LogLevel_Debug, "LogLevel_Debug"}};
+    return Lookup(rows, name);
+}
+
+LogTimeFormat TimeFormatNamed(const json& name)
+{
+    static const std::vector<std::pair<LogTimeFormat, json>> rows{
+        {static_cast<LogTimeFormat>(invalidName), nullptr},
+        {LogTimeFormat_DateTime, "LogTimeFormat_DateTime"},
+        {LogTimeFormat_DateTimeMillisec, "LogTimeFormat_DateTimeMillisec"},
+        {LogTimeFormat_Millisec, "LogTimeFormat_Millisec"}};
+    return Lookup(rows, name);
+}
+
+// Adds the key, with a blank before it, to `invalid` when its value is no name of the map.
+template <typename Value>
+void ReadName(const json& section, const char* key, Value (*valueNamed)(const json&),
+              SharedByte<Value>& value, std::string& invalid)
+{
+    if (!section.contains(key)) {
+        return;
+    }
+    const Value read = valueNamed(section.at(key));
+    if (read == static_cast<Value>(invalidName)) {
+        invalid.append(" ").append(key);
+    } else {
+        value = read;
+    }
+}
+
+// The keys are applied one at a time, so those before one that throws stay applied. Returns the list of keys
+// with invalid names.
+std::string ApplyLogSection(const json& section, LogSettings& settings)
+{
+    ReadBoolean(section, "logToConsole", settings.logToConsole);
+    ReadBoolean(section, "logToDebugger", settings.logToDebugger);
+    ReadBoolean(section, "logToFile", settings.logToFile);
+    ReadBoolean(section, "extensive", settings.extensive);
+    if (section.contains("fileCount")) {
+        settings.fileCount = CountOf(section.at("fileCount"));
+    }
+    std::string invalid;
+    ReadName(section, "logFromLevel", LevelNamed, settings.logFromLevel, invalid);
+    ReadName(section, "timeFormat", TimeFormatNamed, settings.timeFormat, invalid);
+    return invalid;
+}
+
+void Apply(const char* text, const std::string& path, LogSettings* settings, bool* pinPadEnabled,
+           std::string& report)
+{
+    const json root = json::parse(text);
+    if (pinPadEnabled != nullptr) {
+        ReadBoolean(root, "pinPadEnabled", *pinPadEnabled);
+    }
+    if (settings == nullptr) {
+        return;
+    }
+    if (!root.contains("log")) {
+        report = "Missing section \"log\" in " + path + " . Applying default values";
+        return;
+    }
+    const std::string invalid = ApplyLogSection(root.at("log"), *settings);
+    if (!invalid.empty()) {
+        report = "Invalid enum values in " + path + ": " + invalid;
+    }
+}
+
+} // namespace
+
+void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory,
+                       std::string& report)
+{
+    const std::string path = Platform::NarrowPath(ConfigurationFile(directory), longestPath);
+    const std::vector<char> text = ReadConfigurationFile(directory, report);
+    if (text.empty()) {
+        return;
+    }
+    try {
+        Apply(text.data(), path, settings, pinPadEnabled, report);
+    } catch (const std::exception& exception) {
+        report = "Exception in parsing " + path + ": " + exception.what();
+    } catch (...) {
+        report = "Unknown exception in parsing " + path;
+    }
+}
+
+std::vector<char> ReadConfigurationFile(const char16_t* directory, std::string& report)
+{
+    const auto path = ConfigurationFile(directory);
+    std::error_code error;
+    std::ifstream file;
+    if (std::filesystem::is_regular_file(path, error)) { // a folder would open too, and a pipe would wait
+        file.open(path);
+    }
+    file.seekg(0, std::ios::end);
+    const auto size = file.is_open() ? static_cast<std::streamoff>(file.tellg()) : std::streamoff{-1};
+    if (size < 0 || size > std::numeric_limits<int32_t>::max()) {
+        report = "Configuration file not found ";
+        return {};
+    }
+    if (size > largestFile) {
+        report = "File is too large";
+    }
+    std::vector<char> text(static_cast<std::size_t>(size) + 1);
+    file.seekg(0);
+    file.read(text.data(), size);
+    return text;
+}

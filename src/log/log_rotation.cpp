@@ -1,0 +1,203 @@
+// The log files: opening the current one, retiring it and thinning out the retired ones.
+#include "log/log_file_names.h"
+#include "log/logger.h"
+#include "log/session_header.h"
+#include "platform/platform.h"
+
+#include <iomanip>
+#include <locale>
+#include <set>
+#include <sstream>
+#include <string_view>
+
+namespace {
+
+constexpr uint8_t rotateBySize = 2;
+constexpr uint8_t rotateByAge = 3; // and by size
+constexpr uint64_t secondsPerDay = 86400;
+constexpr std::string_view startTimeMark = "DateTime: ";
+constexpr char startTimeFormat[] = "%Y-%m-%d %H:%M:%S";
+constexpr char separator[] =
+    "\r\n-----------------------------------------------------------------------\r\n";
+static_assert(sizeof(separator) - 1 == 75);
+
+// The text behind the first mark that has any behind it, without the blank characters at its end.
+std::string FindStartTime(std::istream& file)
+{
+    for (std::string line; std::getline(file, line);) {
+        const auto mark = line.find(startTimeMark);
+        if (mark == std::string::npos || mark + startTimeMark.size() == line.size()) {
+            continue;
+        }
+        line.erase(0, mark + startTimeMark.size());
+        line.erase(line.find_last_not_of(" \n\r\t") + 1);
+        return line;
+    }
+    return {};
+}
+
+// Local time; for a text of another form whatever the part of it that was understood makes.
+std::time_t ParseTime(const std::string& text)
+{
+    std::tm parsed{};
+    std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
+    stream >> std::get_time(&parsed, startTimeFormat);
+    parsed.tm_isdst = -1; // the C library finds out
+    return std::mktime(&parsed);
+}
+
+bool CanBeRead(const std::filesystem::path& path)
+{
+    return std::ifstream(path, std::ios::in | std::ios::binary).is_open();
+}
+
+} // namespace
+
+void Logger::Initialize(const LogSettings* chosen)
+{
+    {
+        const std::lock_guard<std::mutex> guard(lineLock);
+        if (chosen != nullptr) {
+            settings = *chosen;
+        }
+        if (!BeginFile()) {
+            return;
+        }
+    }
+    // Lines of other threads may come between the pieces.
+    WriteSessionHeader([this](const char* text) {
+        const std::lock_guard<std::mutex> guard(lineLock);
+        WriteRaw(text);
+    });
+}
+
+// False when no header is to be written, because the file has one or there is no file.
+bool Logger::BeginFile()
+{
+    const auto current = CurrentPath();
+    if (settings.rotationMode == rotateBySize) {
+        if (CheckRotationBySize()) {
+            return false;
+        }
+    } else if (settings.rotationMode == rotateByAge) {
+        ReadLogStartTime(current);
+        if (CheckRotationByAge()) {
+            return false;
+        }
+    } else {
+        RetireFiles();
+        if (CanBeRead(current)) {
+            return false; // it could not be moved away, and this session goes without a file
+        }
+    }
+    OpenCurrentFile();
+    if (settings.logToFile) {
+        fileStream << separator << std::flush;
+    }
+    return true;
+}
+
+void Logger::CheckRotation()
+{
+    if (rotating) {
+        return; // a file that can't be moved is over its limit in its own header again, without an end
+    }
+    if (settings.rotationMode == rotateBySize) {
+        CheckRotationBySize();
+    } else if (settings.rotationMode == rotateByAge) {
+        CheckRotationByAge();
+    }
+}
+
+bool Logger::CheckRotationBySize()
+{
+    if (settings.rotationMode != rotateBySize && settings.rotationMode != rotateByAge) {
+        return false;
+    }
+    std::error_code error;
+    const auto size = std::filesystem::file_size(CurrentPath(), error);
+    if (error || size <= settings.maxFileSize) {
+        return false;
+    }
+    Rotate();
+    return true;
+}
+
+bool Logger::CheckRotationByAge()
+{
+    if (settings.rotationMode != rotateByAge) {
+        return false;
+    }
+    const std::time_t time = std::time(nullptr);
+    // Without a sign, so that an error value of the calendar lies in the future.
+    const auto now = static_cast<uint64_t>(time);
+    const auto begin = static_cast<uint64_t>(lastRotationTime);
+    const uint64_t ageInDays = begin != 0 && now > begin ? (now - begin) / secondsPerDay : 0;
+    if (ageInDays > settings.maxFileAgeDays) {
+        lastRotationTime = time;
+        Rotate();
+        return true;
+    }
+    return CheckRotationBySize();
+}
+
+void Logger::ReadLogStartTime(const std::filesystem::path& path)
+{
+    if (lastRotationTime != 0) {
+        return;
+    }
+    std::ifstream file(path, std::ios::in | std::ios::binary);
+    if (!file.is_open()) {
+        return;
+    }
+    const std::string text = FindStartTime(file);
+    lastRotationTime = text.empty() ? std::time(nullptr) : ParseTime(text);
+}
+
+void Logger::RotateLogFiles(const std::u16string& searchMask, const std::u16string& directory) const
+{
+    std::set<std::u16string, CompareLogFileNames> names;
+    for (const auto& name : Platform::ListEntries(searchMask)) {
+        names.insert(name);
+    }
+    // From the oldest on, so that each new name is free when it is needed.
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        if (name->find(u'.') == std::u16string::npos) {
+            continue;
+        }
+        const auto file = Platform::PathOf(directory + *name);
+        const auto retired = NextRetiredName(*name);
+        if (retired.number > settings.fileCount) {
+            Platform::RemoveFile(file);
+        } else {
+            Platform::MoveEntry(file, Platform::PathOf(directory + retired.name));
+        }
+    }
+}
+
+void Logger::Rotate()
+{
+    rotating = true;
+    fileStream.close();
+    RetireFiles();
+    OpenCurrentFile();
+    WriteSessionHeader([this](const char* text) { WriteRaw(text); });
+    rotating = false;
+}
+
+void Logger::RetireFiles() const
+{
+    RotateLogFiles(settings.logDirectory + settings.logFileName + u"*", settings.logDirectory);
+}
+
+// Leaves the stream as failed when that can't be done, which it can't when it is open.
+void Logger::OpenCurrentFile()
+{
+    fileStream.open(CurrentPath(), std::ios::out | std::ios::app | std::ios::binary);
+}
+
+std::filesystem::path Logger::CurrentPath() const
+{
+    return Platform::PathOf(settings.logDirectory + settings.logFileName + u".log");
+}

@@ -1,0 +1,12 @@
+#include "log/process_name.h"
+
+#include "platform/platform.h"
+
+const std::u16string& GetProcessName()
+{
+    static const std::u16string name = [] {
+        auto executable = Platform::WideText(Platform::ExecutableName());
+        return executable.empty() ? std::u16string(u"unknown") : executable;
+    }();
+    return name;
+}

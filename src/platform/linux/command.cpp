@@ -1,0 +1,182 @@
+// Runs a command without a trace in the host: no signal and no status of a child process ever reaches it, and
+// no descriptor of its reaches the command.
+//
+// The host's own handling of child processes is kept out of it by a helper process that is cloned without a
+// signal for its end: neither SIGCHLD nor a wait for just any child tells of it. A program that it became
+// would get that signal back, so the helper stays a copy of the host, and makes the command as its own child.
+// Between clone and exec there are system calls only, since other threads of the host may have held any lock
+// at that moment.
+#include "platform/platform.h"
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+
+namespace {
+
+constexpr std::size_t mostOutput = 1023; // bytes
+constexpr timespec longestRun{1, 0};
+constexpr std::size_t kernelSignalSetSize = 8; // bytes
+constexpr int firstOwnDescriptor = 3;          // behind the three standard ones
+constexpr int noSuchCommand = 127;
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int opened) : number(opened) {}
+    ~Descriptor() { Close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    [[nodiscard]] int Number() const { return number; }
+    void Close()
+    {
+        if (number >= 0) {
+            close(number);
+        }
+        number = -1;
+    }
+
+private:
+    int number;
+};
+
+// All of the calling thread's signals wait as long as this lives.
+class SignalsHeldBack
+{
+public:
+    SignalsHeldBack()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    SignalsHeldBack(const SignalsHeldBack&) = delete;
+    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+private:
+    sigset_t before{};
+};
+
+// A copy of this process with the calling thread alone, which signals its end in this way, or with 0 not at
+// all.
+long CloneProcess(unsigned long signalOfEnd)
+{
+    return syscall(SYS_clone, signalOfEnd, nullptr, nullptr, nullptr, 0UL);
+}
+
+[[noreturn]] void Leave(int status)
+{
+    for (;;) {
+        syscall(SYS_exit_group, status);
+    }
+}
+
+// In the command's process.
+[[noreturn]] void BecomeCommand(const char* const* arguments, const char* const* environment)
+{
+    const uint64_t none = 0;
+    syscall(SYS_setsid);
+    syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, kernelSignalSetSize);
+    syscall(SYS_execve, arguments[0], arguments, environment);
+    Leave(noSuchCommand);
+}
+
+void KeepOnlyOutput(int output)
+{
+    // Out of the way of the three places first, where a host without standard streams may have it.
+    const auto moved = syscall(SYS_fcntl, output, F_DUPFD, firstOwnDescriptor);
+    const auto nothing = syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR, 0);
+    syscall(SYS_dup3, nothing, STDIN_FILENO, 0);
+    syscall(SYS_dup3, moved, STDOUT_FILENO, 0);
+    syscall(SYS_dup3, moved, STDERR_FILENO, 0);
+    if (syscall(SYS_close_range, firstOwnDescriptor, ~0U, 0) != 0) {
+        for (long descriptor = firstOwnDescriptor; descriptor < sysconf(_SC_OPEN_MAX); ++descriptor) {
+            syscall(SYS_close, descriptor);
+        }
+    }
+}
+
+// In the helper's process.
+[[noreturn]] void RunInHelper(int output, const char* const* arguments, const char* const* environment)
+{
+    KeepOnlyOutput(output);
+    // As the kernel has it: the default handling, without flags, restorer and mask.
+    constexpr std::array<unsigned long, 4> defaultHandling{};
+    syscall(SYS_rt_sigaction, SIGCHLD, defaultHandling.data(), nullptr, kernelSignalSetSize);
+
+    const long command = CloneProcess(SIGCHLD);
+    if (command == 0) {
+        BecomeCommand(arguments, environment);
+    }
+    if (command > 0) {
+        constexpr uint64_t endOfChild = uint64_t{1} << (SIGCHLD - 1);
+        syscall(SYS_rt_sigtimedwait, &endOfChild, nullptr, &longestRun, kernelSignalSetSize);
+        syscall(SYS_kill, -command, SIGKILL);
+        syscall(SYS_kill, command, SIGKILL);
+        syscall(SYS_wait4, command, nullptr, 0, nullptr);
+    }
+    Leave(0);
+}
+
+std::string Variable(const char* name)
+{
+    const char* value = std::getenv(name);
+    return std::string(name) + "=" + (value == nullptr ? "" : value);
+}
+
+} // namespace
+
+const char* Platform::OsListingCommand()
+{
+    return "for file in /etc/os-release /usr/lib/os-release; do [ -r $file ] && . $file && break; done\n"
+           "printf '%s\\n' \"Caption=$PRETTY_NAME\" \"OSArchitecture=$(uname -m)\" \"CSDVersion=$(uname -v)\""
+           " \"MUILanguages=${LC_ALL:-${LC_MESSAGES:-$LANG}}\" \"Version=$(uname -r)\"";
+}
+
+void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& output)
+{
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
+        return;
+    }
+    const Descriptor readEnd(ends[0]);
+    Descriptor writeEnd(ends[1]);
+    fcntl(writeEnd.Number(), F_SETFL, 0); // only the reading must not wait
+
+    // Nothing of the host's but the language, so that neither its search paths nor its preloads reach the
+    // command.
+    const std::array<std::string, 3> languages{Variable("LANG"), Variable("LC_MESSAGES"), Variable("LC_ALL")};
+    const std::array<const char*, 5> environment{"PATH=/usr/bin:/bin", languages[0].c_str(),
+                                                 languages[1].c_str(), languages[2].c_str(), nullptr};
+    const std::array<const char*, 4> arguments{"/bin/sh", "-c", commandLine, nullptr};
+
+    long helper = 0;
+    {
+        const SignalsHeldBack heldBack;
+        helper = CloneProcess(0);
+        if (helper == 0) {
+            RunInHelper(writeEnd.Number(), arguments.data(), environment.data());
+        }
+    }
+    if (helper < 0) {
+        return;
+    }
+    writeEnd.Close();
+    while (waitpid(static_cast<pid_t>(helper), nullptr, __WCLONE) < 0 && errno == EINTR) {
+    }
+    std::array<char, mostOutput + 1> text{};
+    if (read(readEnd.Number(), text.data(), mostOutput) >= 0) {
+        output = text.data();
+    } else {
+        output.append("error: ").append(std::to_string(errno));
+    }
+}
