@@ -5,6 +5,8 @@
 
 std::optional<int64_t> steadyClockReading;
 std::vector<SystemLogEntry> systemLog;
+std::optional<OsVersion> osVersion;
+std::function<void(const std::string&, std::string&)> commandInstead;
 
 namespace {
 
@@ -46,4 +48,26 @@ void __wrap___syslog_chk(int priority, int, const char* format, ...)
     AppendEntry(priority, format, arguments);
     va_end(arguments);
 }
+}
+
+// As above, for functions whose types are no types of C.
+OsVersion RealOsVersion() __asm__("__real__ZN8Platform16GetOsVersionInfoEv");
+OsVersion WrappedOsVersion() __asm__("__wrap__ZN8Platform16GetOsVersionInfoEv");
+void RealCommand(const char* commandLine, std::string& output) __asm__(
+    "__real__ZN8Platform23RunCommandCaptureOutputEPKcRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+void WrappedCommand(const char* commandLine, std::string& output) __asm__(
+    "__wrap__ZN8Platform23RunCommandCaptureOutputEPKcRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+
+OsVersion WrappedOsVersion()
+{
+    return osVersion.has_value() ? *osVersion : RealOsVersion();
+}
+
+void WrappedCommand(const char* commandLine, std::string& output)
+{
+    if (commandInstead) {
+        commandInstead(commandLine, output);
+    } else {
+        RealCommand(commandLine, output);
+    }
 }

@@ -1,7 +1,10 @@
 // What stands in the place of the system in the unit tests.
 #pragma once
 
+#include "platform/platform.h"
+
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,3 +20,9 @@ struct SystemLogEntry
 
 // What went to the system log instead of there.
 extern std::vector<SystemLogEntry> systemLog;
+
+// The version of the system; nothing lets the real one through.
+extern std::optional<OsVersion> osVersion;
+
+// What is done instead of running a command; nothing lets the command run.
+extern std::function<void(const std::string& commandLine, std::string& output)> commandInstead;

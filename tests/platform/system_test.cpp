@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -74,4 +75,30 @@ TEST(FormatLocalTime, IsInLocalTime)
     EXPECT_STREQ(text, "Thu Nov 12 15:10:02 2026\n");
     unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
     tzset();
+}
+
+TEST(LocalTime, IsTheCalendarRecordOfLocalTime)
+{
+    setenv("TZ", "MSK-03", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    const std::tm time = Platform::LocalTime(1794485402);
+    EXPECT_EQ(time.tm_year, 126);
+    EXPECT_EQ(time.tm_mday, 12);
+    EXPECT_EQ(time.tm_hour, 15);
+    EXPECT_EQ(time.tm_sec, 2);
+    unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+}
+
+TEST(OsVersionInfo, IsTheKernelsRelease)
+{
+    utsname system{};
+    ASSERT_EQ(uname(&system), 0);
+    const std::string release = system.release;
+    const OsVersion version = Platform::GetOsVersionInfo();
+    const auto numbers = std::to_string(version.majorNumber) + "." + std::to_string(version.minorNumber) +
+                         "." + std::to_string(version.buildNumber);
+    EXPECT_TRUE(release.starts_with(numbers)) << release << " and " << numbers;
+    EXPECT_TRUE(release.ends_with(version.servicePack)) << release << " and " << version.servicePack;
+    EXPECT_LE(numbers.size() + version.servicePack.size() + 1, release.size() + 1);
 }
