@@ -95,6 +95,9 @@ protected:
     // The calls so far, which are then forgotten.
     Texts TakeCalls();
 
+    // Empty at first; the library has its configuration and its log there.
+    const std::filesystem::path& Directory() const { return directory; }
+
     CK_FUNCTION_LIST* f = nullptr;
     ScriptedCard* script = nullptr;
 

@@ -1,0 +1,79 @@
+// A host of the library for tests that need a process with a name and a standard output of its own.
+//
+//     log_host SCRIPTED_FOLDER DIRECTORY CALLS [list]
+//
+// starts the library of that folder with the directory as that of its files, calls C_GetInfo so many times
+// and ends the library. With "list" it takes the function list between its start and its calls.
+#include "pkcs11/cryptoki.h"
+#include "scripted_card.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+void* Load(const std::filesystem::path& file)
+{
+    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        throw std::runtime_error(dlerror());
+    }
+    return library;
+}
+
+template <typename Function>
+Function* Take(void* library, const char* name)
+{
+    void* symbol = dlsym(library, name);
+    if (symbol == nullptr) {
+        throw std::runtime_error(name);
+    }
+    return reinterpret_cast<Function*>(symbol);
+}
+
+void Require(CK_RV answer)
+{
+    if (answer != CKR_OK) {
+        throw std::runtime_error("answer " + std::to_string(answer));
+    }
+}
+
+void Run(const std::filesystem::path& scripted, const std::filesystem::path& directory, int calls,
+         bool takesList)
+{
+    void* library = Load(scripted / "libpkcs11_x64.so");
+    auto* script = Take<ScriptedCard*()>(Load(scripted / "libCardAPI.so"), "ScriptedCard_Instance")();
+    const std::u16string files = directory.u16string() + u"/";
+    script->SetDirectories(files, files);
+    Require(Take<decltype(C_Initialize)>(library, "C_Initialize")(nullptr));
+    if (takesList) {
+        CK_FUNCTION_LIST* list = nullptr;
+        Require(Take<decltype(C_GetFunctionList)>(library, "C_GetFunctionList")(&list));
+    }
+    for (int call = 0; call < calls; ++call) {
+        CK_INFO info{};
+        Require(Take<decltype(C_GetInfo)>(library, "C_GetInfo")(&info));
+    }
+    Require(Take<decltype(C_Finalize)>(library, "C_Finalize")(nullptr));
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    try {
+        const bool takesList = count == 5 && arguments[4] == std::string("list");
+        if (count != 4 && !takesList) {
+            throw std::runtime_error("usage: log_host SCRIPTED_FOLDER DIRECTORY CALLS [list]");
+        }
+        Run(arguments[1], arguments[2], std::stoi(arguments[3]), takesList);
+        return 0;
+    } catch (const std::exception& exception) {
+        std::cerr << "log_host: " << exception.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,27 @@
+// Runs the program log_host, and reads the files that the library then leaves.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace BlackBox {
+
+// The shell command that runs log_host, or the copy of it that is given, with the library's files in
+// `directory`.
+std::string LogHostCommand(const std::filesystem::path& directory, int calls, const std::string& option = "",
+                           const std::filesystem::path& program = {});
+
+// A copy of log_host under another name; it goes with the directory.
+std::filesystem::path CopyOfLogHost(const std::filesystem::path& directory, const std::string& name);
+
+std::string ReadFile(const std::filesystem::path& file); // empty when there is none
+void WriteFile(const std::filesystem::path& file, const std::string& text);
+
+// Of a text with "\r\n" behind each line.
+std::vector<std::string> LinesOf(const std::string& text);
+
+// How often the part stands in the text.
+size_t CountOf(const std::string& text, const std::string& part);
+
+} // namespace BlackBox
