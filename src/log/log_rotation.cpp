@@ -157,17 +157,21 @@ void Logger::ReadLogStartTime(const std::filesystem::path& path)
 
 void Logger::RotateLogFiles(const std::u16string& searchMask, const std::u16string& directory) const
 {
-    std::set<std::u16string, CompareLogFileNames> names;
+    // From the oldest on, so that each new name is free when it is needed. Of several with one number the
+    // first stays.
+    const auto older = [](const std::u16string& first, const std::u16string& second) {
+        return CompareLogFileNames()(second, first);
+    };
+    std::set<std::u16string, decltype(older)> names(older);
     for (const auto& name : Platform::ListEntries(searchMask)) {
         names.insert(name);
     }
-    // From the oldest on, so that each new name is free when it is needed.
-    for (auto name = names.rbegin(); name != names.rend(); ++name) {
-        if (name->find(u'.') == std::u16string::npos) {
+    for (const auto& name : names) {
+        if (name.find(u'.') == std::u16string::npos) {
             continue;
         }
-        const auto file = Platform::PathOf(directory + *name);
-        const auto retired = NextRetiredName(*name);
+        const auto file = Platform::PathOf(directory + name);
+        const auto retired = NextRetiredName(name);
         if (retired.number > settings.fileCount) {
             Platform::RemoveFile(file);
         } else {

@@ -102,7 +102,7 @@ void WriteSessionHeader(const Send& send)
 {
     SendHost(send);
     send("Operating system: ");
-    std::fflush(stdout); // before a child process gets hold of it
+    static_cast<void>(std::fflush(stdout)); // before a child process gets hold of it
     send(OsText().c_str());
     SendDateAndTitles(send);
 }

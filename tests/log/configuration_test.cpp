@@ -392,8 +392,9 @@ TEST_F(ConfigurationTest, DirectoryThatIsNoPathHasNoFile)
 TEST_F(ConfigurationTest, ManyThreadsMayReadAtOnce)
 {
     folder.Write("config.json", R"({"log": {"logFromLevel": "LogLevel_Debug", "timeFormat": "x"}})");
-    std::vector<std::thread> threads;
     std::vector<LogSettings> read(4);
+    std::vector<std::thread> threads;
+    threads.reserve(read.size());
     for (auto& own : read) {
         threads.emplace_back([&own, this] {
             std::string ownReport;

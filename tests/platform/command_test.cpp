@@ -192,14 +192,14 @@ TEST(RunCommand, HostIsSentNoSignal)
     std::string output;
     TimeOf("sleep 60", output);
     EXPECT_EQ(childSignals, 0);
-    std::signal(SIGCHLD, before);
+    static_cast<void>(std::signal(SIGCHLD, before));
 }
 
 TEST(RunCommand, WorksInAHostThatIgnoresTheEndOfItsChildren)
 {
     const auto before = std::signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(OutputOf("printf '%s' $(printf x)"), "x");
-    std::signal(SIGCHLD, before);
+    static_cast<void>(std::signal(SIGCHLD, before));
 }
 
 // A host that waits for just any child must get its own, and only its own.

@@ -2,9 +2,10 @@
 #include "platform/platform.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 
 namespace {
