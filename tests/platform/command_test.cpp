@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -128,6 +129,18 @@ TEST(RunCommand, WhatTheCommandStartedEndsWithIt)
     TimeOf("(sleep 2; touch '" + folder.Path("late").string() + "') & sleep 60", output);
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));
     EXPECT_TRUE(folder.Names().empty());
+}
+
+TEST(RunCommand, HostThatCollectsOrphansGetsNone)
+{
+    EXPECT_EQ(ResultInChild([] {
+                  if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) {
+                      return 2;
+                  }
+                  OutputOf("sleep 60 & printf x");
+                  return HasChildren() ? 1 : 0;
+              }),
+              0);
 }
 
 TEST(RunCommand, BackgroundProcessThatKeepsTheOutputOpenIsNotWaitedFor)

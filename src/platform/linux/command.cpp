@@ -9,6 +9,7 @@
 #include "platform/platform.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -113,6 +114,9 @@ void KeepOnlyOutput(int output)
     constexpr std::array<unsigned long, 4> defaultHandling{};
     syscall(SYS_rt_sigaction, SIGCHLD, defaultHandling.data(), nullptr, kernelSignalSetSize);
 
+    // What the command leaves behind comes to the helper, and not to a host that collects orphans.
+    syscall(SYS_prctl, PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
+
     const long command = CloneProcess(SIGCHLD);
     if (command == 0) {
         BecomeCommand(arguments, environment);
@@ -123,6 +127,8 @@ void KeepOnlyOutput(int output)
         syscall(SYS_kill, -command, SIGKILL);
         syscall(SYS_kill, command, SIGKILL);
         syscall(SYS_wait4, command, nullptr, 0, nullptr);
+        while (syscall(SYS_wait4, -command, nullptr, 0, nullptr) > 0) {
+        }
     }
     Leave(0);
 }
