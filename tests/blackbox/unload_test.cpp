@@ -17,7 +17,6 @@ protected:
         : finalizeCalls(static_cast<int*>(
               mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
-        script->SetDirectories(u"/tmp/", u"/tmp/");
         script->SetLogSwitches(Scripted::LogSwitches{.toConsole = false});
         script->Always("Finalize", {.hook = [this] { ++*finalizeCalls; }});
     }

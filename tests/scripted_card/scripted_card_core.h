@@ -120,8 +120,8 @@ private:
     bool ownThread = false;
     std::map<std::string, std::deque<Answer>> queued;
     std::map<std::string, Answer> standing;
-    std::u16string appDataDirectory = u"./";
-    std::u16string userDataDirectory = u"./";
+    std::u16string appDataDirectory = u"/nowhere/"; // no configuration, and no log file
+    std::u16string userDataDirectory = u"/nowhere/";
     std::optional<LogSwitches> logSwitches;
     const void* loggerAddress = nullptr;
     std::vector<CardCall> calls;
