@@ -6,8 +6,7 @@
 // and ends the library. With "list" it takes the function list between its start and its calls.
 #include "pkcs11/cryptoki.h"
 #include "scripted_card.h"
-
-#include <dlfcn.h>
+#include "support/shared_library.h"
 
 #include <filesystem>
 #include <iostream>
@@ -16,23 +15,10 @@
 
 namespace {
 
-void* Load(const std::filesystem::path& file)
-{
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
-    return library;
-}
-
 template <typename Function>
 Function* Take(void* library, const char* name)
 {
-    void* symbol = dlsym(library, name);
-    if (symbol == nullptr) {
-        throw std::runtime_error(name);
-    }
-    return reinterpret_cast<Function*>(symbol);
+    return reinterpret_cast<Function*>(BlackBox::SymbolOf(library, name));
 }
 
 void Require(CK_RV answer)
@@ -45,8 +31,9 @@ void Require(CK_RV answer)
 void Run(const std::filesystem::path& scripted, const std::filesystem::path& directory, int calls,
          bool takesList)
 {
-    void* library = Load(scripted / "libpkcs11_x64.so");
-    auto* script = Take<ScriptedCard*()>(Load(scripted / "libCardAPI.so"), "ScriptedCard_Instance")();
+    void* library = BlackBox::Load(scripted / "libpkcs11_x64.so");
+    auto* script =
+        Take<ScriptedCard*()>(BlackBox::Load(scripted / "libCardAPI.so"), "ScriptedCard_Instance")();
     const std::u16string files = directory.u16string() + u"/";
     script->SetDirectories(files, files);
     Require(Take<decltype(C_Initialize)>(library, "C_Initialize")(nullptr));

@@ -25,6 +25,15 @@ protected:
         WriteFile(Directory() / "config.json",
                   "{\"log\": {" + sinks + R"(, "logFromLevel": "LogLevel_Debug"}})");
     }
+
+    // Made for the log alone; the configuration stays where it is.
+    std::filesystem::path FolderForLogs() const
+    {
+        auto folder = Directory() / "small";
+        std::filesystem::create_directory(folder);
+        script->SetDirectories(Directory().u16string() + u"/", folder.u16string() + u"/");
+        return folder;
+    }
 };
 
 // For the bodies of child processes, whose failures show in their exit statuses.
@@ -142,10 +151,8 @@ TEST_F(LogSinksTest, DebuggerSinkReachesTheSystemLog)
 
 TEST_F(LogSinksTest, FullFileSystemLosesLinesToTheFileAndNothingElse)
 {
-    const auto folder = Directory() / "small";
-    std::filesystem::create_directory(folder);
+    const auto folder = FolderForLogs();
     Configure(R"("extensive": true)");
-    script->SetDirectories(Directory().u16string() + u"/", folder.u16string() + u"/");
     const int exit = ExitOfChild(
         [&] {
             EnterPrivateMounts();
@@ -178,10 +185,8 @@ TEST_F(LogSinksTest, FullFileSystemLosesLinesToTheFileAndNothingElse)
 
 TEST_F(LogSinksTest, FullFileSystemLeavesTheConsoleItsLines)
 {
-    const auto folder = Directory() / "small";
-    std::filesystem::create_directory(folder);
+    const auto folder = FolderForLogs();
     Configure(R"("logToConsole": true)");
-    script->SetDirectories(Directory().u16string() + u"/", folder.u16string() + u"/");
     const auto output = Directory() / "output";
     const int exit = ExitOfChild([&] {
         EnterPrivateMounts();

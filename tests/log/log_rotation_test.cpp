@@ -1,6 +1,7 @@
 // The files of the Logger: its start, its rotations, and what it does when they fail.
 #include "log/logger.h"
 
+#include "log/local_time_text.h"
 #include "log/log_folder.h"
 #include "platform/system_double.h"
 
@@ -71,15 +72,6 @@ protected:
     std::unique_ptr<Logger> logger = std::make_unique<Logger>();
     int headers = 0; // that were written
 };
-
-std::string LocalTimeText(std::time_t time)
-{
-    std::tm local{};
-    localtime_r(&time, &local);
-    std::array<char, 32> text{};
-    static_cast<void>(std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local));
-    return text.data();
-}
 
 std::string HeaderOf(std::time_t time)
 {

@@ -1,5 +1,6 @@
 #include "log/session_header.h"
 
+#include "log/local_time_text.h"
 #include "platform/system_double.h"
 
 #include <gtest/gtest.h>
@@ -50,15 +51,6 @@ protected:
     std::string listing;
     std::vector<std::string> commands;
 };
-
-std::string LocalTimeText(std::time_t time)
-{
-    std::tm local{};
-    localtime_r(&time, &local);
-    std::array<char, 32> text{};
-    static_cast<void>(std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local));
-    return text.data();
-}
 
 } // namespace
 

@@ -1,30 +1,13 @@
 #include "black_box_test.h"
 
-#include <dlfcn.h>
+#include "shared_library.h"
+
 #include <unistd.h>
 
 #include <stdexcept>
 
 namespace BlackBox {
 namespace {
-
-void* Load(const std::filesystem::path& file)
-{
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
-    return library;
-}
-
-void* SymbolOf(void* library, const char* name)
-{
-    void* symbol = dlsym(library, name);
-    if (symbol == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
-    return symbol;
-}
 
 std::filesystem::path MakeDirectory()
 {
