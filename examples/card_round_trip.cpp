@@ -1,6 +1,7 @@
 // Takes a document through the library: digests it, signs the digest with the card and verifies the
 // signature, encrypts a secret for the card and has the card decrypt it.
 #include "digest_info.h"
+#include "example_program.h"
 #include "pkcs11_client.h"
 
 #include <botan/hex.h>
@@ -29,7 +30,7 @@ struct Options
 std::optional<Options> ReadOptions(int count, char** words)
 {
     Options options;
-    options.module = std::filesystem::absolute(words[0]).parent_path() / "../lib/libpkcs11_x64.so";
+    options.module = LibraryBesideProgram(words[0]);
     std::vector<std::string> files;
     for (int i = 1; i < count; ++i) {
         const std::string word = words[i];
@@ -131,17 +132,6 @@ void RunRoundTrip(const Options& options)
 
 int main(int count, char** words)
 {
-    try {
-        const auto options = ReadOptions(count, words);
-        if (!options) {
-            std::cerr << usage;
-            return 2;
-        }
-        RunRoundTrip(*options);
-        return 0;
-    } catch (const std::exception& error) {
-        std::cout << std::flush;
-        std::cerr << "card_round_trip: " << error.what() << "\n";
-        return 1;
-    }
+    return RunProgram(
+        "card_round_trip", usage, [&] { return ReadOptions(count, words); }, RunRoundTrip);
 }

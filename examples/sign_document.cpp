@@ -2,6 +2,7 @@
 // first card, or of every card that is inserted.
 #include "card_watch.h"
 #include "digest_info.h"
+#include "example_program.h"
 #include "pkcs11_client.h"
 
 #include <botan/data_src.h>
@@ -41,11 +42,6 @@ struct Options
     bool watch = false;
     unsigned long count = 0; // of cards that sign, 0 for no end
 };
-
-std::filesystem::path LibraryBesideProgram(const char* program)
-{
-    return std::filesystem::absolute(program).parent_path() / "../lib/libpkcs11_x64.so";
-}
 
 // Nothing when the command line makes no sense.
 std::optional<Options> ReadOptions(int count, char** words)
@@ -198,17 +194,7 @@ void WatchCards(const Options& options)
 
 int main(int count, char** words)
 {
-    try {
-        const auto options = ReadOptions(count, words);
-        if (!options) {
-            std::cerr << usage;
-            return 2;
-        }
-        (options->watch ? WatchCards : SignDocument)(*options);
-        return 0;
-    } catch (const std::exception& error) {
-        std::cout << std::flush;
-        std::cerr << "sign_document: " << error.what() << "\n";
-        return 1;
-    }
+    return RunProgram(
+        "sign_document", usage, [&] { return ReadOptions(count, words); },
+        [](const Options& options) { (options.watch ? WatchCards : SignDocument)(options); });
 }

@@ -1,6 +1,6 @@
 // The functions that tell what a slot can do. The list is made at the first demand from what the card says of
 // its key, and then kept. It tells less and more than the operations accept, and is meant to.
-#include "cache/internal_cache.h"
+#include "cache/session_records.h"
 #include "pkcs11/entry_frame.h"
 
 #include <algorithm>
@@ -48,28 +48,25 @@ std::vector<CK_MECHANISM_TYPE> MechanismsOfKey(uint32_t keyReference)
 CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList, CK_ULONG_PTR pulCount)
 {
     return EntryFrame("C_GetMechanismList").Require(pulCount != nullptr).Run([&] {
-        const auto& cache = InternalCache::GetInstance();
-        const auto slot = cache.GetSlot(slotID);
-        if (slot == nullptr) {
-            return CKR_SLOT_ID_INVALID;
+        SlotRecords records;
+        const CK_RV found = FindSlotRecords(slotID, records);
+        if (found != CKR_OK) {
+            return found;
         }
-        const auto token = cache.GetCardToken(slot->tokenId);
-        if (token == nullptr) {
-            return CKR_TOKEN_NOT_PRESENT;
-        }
-        if (slot->mechanisms.empty()) {
-            if (slot->label != qualifiedLabel && slot->label != ordinaryLabel) {
+        Slot& slot = *records.slot;
+        if (slot.mechanisms.empty()) {
+            if (slot.label != qualifiedLabel && slot.label != ordinaryLabel) {
                 return CKR_MECHANISM_INVALID;
             }
-            slot->mechanisms = MechanismsOfKey(AskForKeyInfo(*slot, *token).keyReference);
+            slot.mechanisms = MechanismsOfKey(AskForKeyInfo(slot, *records.token).keyReference);
         }
         if (pMechanismList != nullptr) {
-            if (*pulCount < slot->mechanisms.size()) {
+            if (*pulCount < slot.mechanisms.size()) {
                 return CKR_BUFFER_TOO_SMALL;
             }
-            std::copy(slot->mechanisms.begin(), slot->mechanisms.end(), pMechanismList);
+            std::copy(slot.mechanisms.begin(), slot.mechanisms.end(), pMechanismList);
         }
-        *pulCount = static_cast<CK_ULONG>(slot->mechanisms.size());
+        *pulCount = static_cast<CK_ULONG>(slot.mechanisms.size());
         return CKR_OK;
     });
 }

@@ -1,6 +1,6 @@
 // The functions that tell which slots and tokens there are.
 #include "cache/copy_blank_padded.h"
-#include "cache/internal_cache.h"
+#include "cache/session_records.h"
 #include "log/logger.h"
 #include "pkcs11/entry_frame.h"
 
@@ -87,16 +87,11 @@ CK_RV C_GetSlotInfo(CK_SLOT_ID slotID, CK_SLOT_INFO_PTR pInfo)
 CK_RV C_GetTokenInfo(CK_SLOT_ID slotID, CK_TOKEN_INFO_PTR pInfo)
 {
     return EntryFrame("C_GetTokenInfo").Require(pInfo != nullptr).Run([&] {
-        const auto& cache = InternalCache::GetInstance();
-        const auto slot = cache.GetSlot(slotID);
-        if (slot == nullptr) {
-            return CKR_SLOT_ID_INVALID;
+        SlotRecords records;
+        const CK_RV found = FindSlotRecords(slotID, records);
+        if (found == CKR_OK) {
+            FillTokenInfo(*records.slot, *records.token, *pInfo);
         }
-        const auto token = cache.GetCardToken(slot->tokenId);
-        if (token == nullptr) {
-            return CKR_TOKEN_NOT_PRESENT;
-        }
-        FillTokenInfo(*slot, *token, *pInfo);
-        return CKR_OK;
+        return found;
     });
 }

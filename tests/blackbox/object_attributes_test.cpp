@@ -19,6 +19,24 @@ const std::vector<CK_ATTRIBUTE_TYPE> keyTypesUnavailable{
     CKA_EXPONENT_1, CKA_EXPONENT_2,       CKA_COEFFICIENT,       CKA_KEY_GEN_MECHANISM,
     CKA_EC_PARAMS,  CKA_EC_POINT,         CKA_WRAP_WITH_TRUSTED, CKA_UNWRAP_TEMPLATE};
 
+// What private and public keys both have, of what is shown.
+const std::vector<CK_ATTRIBUTE_TYPE> keyTypesOwned{CKA_CLASS,
+                                                   CKA_ID,
+                                                   CKA_LABEL,
+                                                   CKA_KEY_TYPE,
+                                                   CKA_TOKEN,
+                                                   CKA_EXTRACTABLE,
+                                                   CKA_SENSITIVE,
+                                                   CKA_PRIVATE,
+                                                   CKA_PUBLIC_EXPONENT,
+                                                   CKA_MODULUS,
+                                                   CKA_MODULUS_BITS,
+                                                   CKA_SIGN,
+                                                   CKA_ALWAYS_AUTHENTICATE,
+                                                   CKA_ENCRYPT,
+                                                   CKA_DECRYPT,
+                                                   CKA_NEVER_EXTRACTABLE};
+
 const std::vector<CK_ATTRIBUTE_TYPE> keyTypesStored{CKA_CLASS,
                                                     CKA_TOKEN,
                                                     CKA_TRUSTED,
@@ -342,46 +360,15 @@ TEST_F(ObjectAttributesTest, PrivateKeyAnswersEachTypeByItsTable)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     // CKA_SUBJECT is stored with it, too, and is not given.
-    const std::vector<CK_ATTRIBUTE_TYPE> owned{CKA_CLASS,
-                                               CKA_ID,
-                                               CKA_LABEL,
-                                               CKA_KEY_TYPE,
-                                               CKA_TOKEN,
-                                               CKA_EXTRACTABLE,
-                                               CKA_SENSITIVE,
-                                               CKA_PRIVATE,
-                                               CKA_PUBLIC_EXPONENT,
-                                               CKA_MODULUS,
-                                               CKA_MODULUS_BITS,
-                                               CKA_SIGN,
-                                               CKA_ALWAYS_AUTHENTICATE,
-                                               CKA_ENCRYPT,
-                                               CKA_DECRYPT,
-                                               CKA_NEVER_EXTRACTABLE};
-    ExpectAnswers(session, firstPrivateKey, keyTypesUnavailable, keyTypesStored, owned);
+    ExpectAnswers(session, firstPrivateKey, keyTypesUnavailable, keyTypesStored, keyTypesOwned);
 }
 
 TEST_F(ObjectAttributesTest, PublicKeyAnswersByTheTableOfKeys)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     const CK_OBJECT_HANDLE key = CreatePublicKey(session);
-    const std::vector<CK_ATTRIBUTE_TYPE> owned{CKA_CLASS,
-                                               CKA_ID,
-                                               CKA_LABEL,
-                                               CKA_KEY_TYPE,
-                                               CKA_TOKEN,
-                                               CKA_EXTRACTABLE,
-                                               CKA_SENSITIVE,
-                                               CKA_PRIVATE,
-                                               CKA_PUBLIC_EXPONENT,
-                                               CKA_MODULUS,
-                                               CKA_MODULUS_BITS,
-                                               CKA_SIGN,
-                                               CKA_ALWAYS_AUTHENTICATE,
-                                               CKA_ENCRYPT,
-                                               CKA_DECRYPT,
-                                               CKA_NEVER_EXTRACTABLE,
-                                               CKA_VERIFY};
+    std::vector<CK_ATTRIBUTE_TYPE> owned = keyTypesOwned;
+    owned.push_back(CKA_VERIFY);
     ExpectAnswers(session, key, keyTypesUnavailable, keyTypesStored, owned);
 }
 

@@ -2,31 +2,11 @@
 #include "card/card_api.h"
 #include "card/card_hash.h"
 #include "card/incomplete_card.h"
+#include "card/thrown_reason.h"
 #include "log/log_capture.h"
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
-
-#include <stdexcept>
-
-namespace {
-
-std::string ReasonOf(void (*call)())
-{
-    try {
-        call();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing was thrown";
-}
-
-bool Contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-} // namespace
 
 TEST(IncompleteCardLibrary, ServesWhatItHas)
 {

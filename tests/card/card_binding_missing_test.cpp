@@ -1,33 +1,11 @@
 // What becomes of calls to the card when there is no card-access library.
 #include "card/card_api.h"
 #include "card/card_hash.h"
+#include "card/thrown_reason.h"
 #include "log/log_capture.h"
 #include "log/logger.h"
 
 #include <gtest/gtest.h>
-
-#include <stdexcept>
-
-namespace {
-
-// What a call throws, as text.
-template <typename Call>
-std::string ReasonOf(Call&& call)
-{
-    try {
-        call();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing was thrown";
-}
-
-bool Contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-} // namespace
 
 TEST(MissingCardLibrary, IsNotNeededUntilTheFirstCall)
 {
