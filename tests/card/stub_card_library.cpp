@@ -1,6 +1,8 @@
 // The functions and the hash classes of the card-access library, as the unit tests want them.
 #include "card/stub_card.h"
 
+#include "tavrik/hash_functions.h"
+
 #include <algorithm>
 #include <chrono>
 #include <memory>
@@ -238,16 +240,17 @@ CardStatus CardAPI_QES_VerifyPin(CardSession session, const char* code, VerifyRe
 
 namespace Zelmo::Crypto {
 
-// The digest is no hash: the name of the class and the data, so that a test sees what arrived.
-class HashFunction
+namespace {
+
+// It does not throw, so that a constructor needs no destructor: that one is not the card-access library's.
+void Name(HashFunction& function, const char* name) noexcept
 {
-public:
-    explicit HashFunction(const char* ownName) : name(ownName) {}
-    std::vector<unsigned char> Hash(const unsigned char* data, uint64_t length);
+    function.name = name;
+}
 
-    std::string name;
-};
+} // namespace
 
+// The digest is no hash: the name of the class and the data, so that a test sees what arrived.
 std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_t length)
 {
     std::vector<unsigned char> digest(name.begin(), name.end());
@@ -255,36 +258,29 @@ std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_
     return digest;
 }
 
-class SHA1 : public HashFunction
+SHA1::SHA1()
 {
-public:
-    SHA1();
-};
-class SHA224 : public HashFunction
-{
-public:
-    SHA224();
-};
-class SHA256 : public HashFunction
-{
-public:
-    SHA256();
-};
-class SHA384 : public HashFunction
-{
-public:
-    SHA384();
-};
-class SHA512 : public HashFunction
-{
-public:
-    SHA512();
-};
+    Name(*this, "SHA-1");
+}
 
-SHA1::SHA1() : HashFunction("SHA-1") {}
-SHA224::SHA224() : HashFunction("SHA-224") {}
-SHA256::SHA256() : HashFunction("SHA-256") {}
-SHA384::SHA384() : HashFunction("SHA-384") {}
-SHA512::SHA512() : HashFunction("SHA-512") {}
+SHA224::SHA224()
+{
+    Name(*this, "SHA-224");
+}
+
+SHA256::SHA256()
+{
+    Name(*this, "SHA-256");
+}
+
+SHA384::SHA384()
+{
+    Name(*this, "SHA-384");
+}
+
+SHA512::SHA512()
+{
+    Name(*this, "SHA-512");
+}
 
 } // namespace Zelmo::Crypto
