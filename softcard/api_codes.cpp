@@ -3,6 +3,7 @@
 #include "card_access.h"
 #include "card_error.h"
 #include "code_check.h"
+#include "fault.h"
 #include "pinentry.h"
 
 #include <cstring>
@@ -97,8 +98,14 @@ CardStatus VerifyCode(CardSession session, const char* code, VerifyResult* resul
         result->status = 0;
         result->verified = 0;
         const bool isBok = kind == CodeKind::bok;
-        auto found = softcard::UseCard(session, isBok ? "Passwords_VerifyBOK" : "QES_VerifyPin");
-        Verify({session, std::move(found), kind}, code, *result);
+        try {
+            auto found = softcard::UseCard(session, isBok ? "Passwords_VerifyBOK" : "QES_VerifyPin");
+            Verify({session, std::move(found), kind}, code, *result);
+        } catch (const softcard::OrderedFailure& failure) {
+            result->status = failure.Ordered().codeState.value_or(0);
+            result->verified = failure.Ordered().verified ? 1 : 0;
+            throw;
+        }
     });
 }
 

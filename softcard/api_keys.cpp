@@ -118,6 +118,9 @@ struct Exchange
 void SignWith(const softcard::PrivateKeys& keys, const std::vector<CardKey>& cardKeys,
               const Exchange& exchange)
 {
+    if (keys.empty()) {
+        throw CardError(softcard::statusUnknownPrivateKey, "The card has no key of this family.");
+    }
     exchange.Answer(softcard::Sign(*keys.front(), cardKeys.front().reference, exchange.input));
 }
 
@@ -153,11 +156,11 @@ CardStatus CardAPI_QES_SignData(CardSession session, const uint8_t* data, uint32
         const auto found = UseCard(session, "QES_SignData");
         const auto entry = EnterCard(found->InsertedCard().folder);
         // A signature that fails costs the authorisation too.
-        const softcard::PrivateKeys keys = found->TakeQualifiedKeys();
-        if (keys.empty()) {
+        const auto keys = found->TakeQualifiedKeys();
+        if (!keys) {
             throw CardError(softcard::statusInvalidCodeState, "The signature PIN is not verified.");
         }
-        SignWith(keys, found->InsertedCard().qualifiedKeys, exchange);
+        SignWith(*keys, found->InsertedCard().qualifiedKeys, exchange);
     });
 }
 
@@ -168,11 +171,11 @@ CardStatus CardAPI_ES_SignData(CardSession session, const uint8_t* data, uint32_
         const Exchange exchange(data, length, output, outputLength);
         const auto found = UseCard(session, "ES_SignData");
         const auto entry = EnterCard(found->InsertedCard().folder);
-        const softcard::PrivateKeys keys = found->OrdinaryKeys();
-        if (keys.empty()) {
+        const auto keys = found->OrdinaryKeys();
+        if (!keys) {
             throw CardError(softcard::statusSecureMessagingMissing, "The login code is not verified.");
         }
-        SignWith(keys, found->InsertedCard().ordinaryKeys, exchange);
+        SignWith(*keys, found->InsertedCard().ordinaryKeys, exchange);
     });
 }
 
@@ -183,13 +186,13 @@ CardStatus CardAPI_ES_DecryptData(CardSession session, const uint8_t* data, uint
         const Exchange exchange(data, length, output, outputLength);
         const auto found = UseCard(session, "ES_DecryptData");
         const auto entry = EnterCard(found->InsertedCard().folder);
-        const softcard::PrivateKeys keys = found->OrdinaryKeys();
-        if (keys.empty()) {
+        const auto keys = found->OrdinaryKeys();
+        if (!keys) {
             throw CardError(softcard::statusSecureMessagingMissing, "The login code is not verified.");
         }
-        if (certificateIndex >= keys.size()) {
+        if (certificateIndex >= keys->size()) {
             throw CardError(softcard::statusUnknownPrivateKey, "The card has no such key.");
         }
-        exchange.Answer(softcard::Decrypt(*keys[certificateIndex], exchange.input));
+        exchange.Answer(softcard::Decrypt(*keys->at(certificateIndex), exchange.input));
     });
 }

@@ -18,8 +18,12 @@ namespace {
 // Each name with its terminator, as many whole names as fit.
 std::u16string JoinReaderNames(size_t capacity)
 {
+    const softcard::Directories directories = Runtime::Instance().RequireDirectories();
     std::u16string names;
-    for (const auto& reader : softcard::ReaderDirectory(Runtime::Instance().RequireDirectories()).List()) {
+    for (const auto& reader : softcard::ReaderDirectory(directories).List()) {
+        if (!reader.card.empty()) {
+            softcard::MeetFault(directories, reader.card, "GetReaderList");
+        }
         const std::u16string name = softcard::ToUtf16(reader.name);
         if (names.size() + name.size() + 1 <= capacity) {
             names += name;
@@ -87,7 +91,10 @@ CardStatus CardAPI_OpenSession(const char16_t* readerName, CardSession* session)
 
 CardStatus CardAPI_CloseSession(CardSession session)
 {
-    return Guarded([&] { Runtime::Instance().Close(session); });
+    return Guarded([&] {
+        (void)softcard::LeaveCard(session, "CloseSession");
+        Runtime::Instance().Close(session);
+    });
 }
 
 CardStatus CardAPI_StartTransaction(CardSession session)
@@ -97,7 +104,7 @@ CardStatus CardAPI_StartTransaction(CardSession session)
 
 CardStatus CardAPI_StopTransaction(CardSession session)
 {
-    return Guarded([&] { Runtime::Instance().RequireOpenSession(session)->StopTransaction(); });
+    return Guarded([&] { softcard::LeaveCard(session, "StopTransaction")->StopTransaction(); });
 }
 
 CardStatus CardAPI_GetTokenInfo(CardSession session, CardTokenInfo* info, char* text, uint32_t* capacity)

@@ -27,6 +27,16 @@ std::shared_ptr<Session> UseCard(CardSession session, const std::string& operati
     return delayed ? runtime.RequireSession(session) : found;
 }
 
+std::shared_ptr<Session> LeaveCard(CardSession session, const std::string& operation)
+{
+    Runtime& runtime = Runtime::Instance();
+    auto found = runtime.RequireOpenSession(session);
+    if (const auto directories = runtime.CurrentDirectories()) {
+        MeetFault(*directories, found->InsertedCard().name, operation);
+    }
+    return found;
+}
+
 void RequirePointer(const void* pointer)
 {
     if (pointer == nullptr) {

@@ -18,6 +18,10 @@ CardStatus Guarded(const std::function<void()>& body) noexcept;
 // ordered for the operation happens here. Throws CardError.
 std::shared_ptr<Session> UseCard(CardSession session, const std::string& operation);
 
+// The session for an operation that ends something, whatever became of its card and of the library; with the
+// fault that was ordered for it, as long as the library runs. Throws CardError.
+std::shared_ptr<Session> LeaveCard(CardSession session, const std::string& operation);
+
 // Throws CardError for a null pointer.
 void RequirePointer(const void* pointer);
 

@@ -37,8 +37,8 @@ void RequireOrder(const FamilyOrder& order)
     if (order.bits < leastBits || order.bits > mostBits || order.bits % bitsStep != 0) {
         throw StoreError(StoreFailure::badArgument, "A key has 2048 to 4096 bits, a multiple of 8.");
     }
-    if (order.certificates < 1 || order.certificates > mostKeys) {
-        throw StoreError(StoreFailure::badArgument, "A family has 1 to 8 certificates.");
+    if (order.certificates > mostKeys) {
+        throw StoreError(StoreFailure::badArgument, "A family has 0 to 8 certificates.");
     }
 }
 

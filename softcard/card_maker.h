@@ -14,7 +14,7 @@ namespace softcard {
 
 struct FamilyOrder
 {
-    uint32_t certificates = 1; // 1 to 8, each with a key of its own
+    uint32_t certificates = 1; // 0 to 8, each with a key of its own
     uint32_t bits = 2048;
     uint32_t reference = 2;
 };

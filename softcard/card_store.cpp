@@ -48,9 +48,14 @@ std::vector<CardKey> KeysFromJson(const Json& json, const std::filesystem::path&
 
 } // namespace
 
+bool HasCardDescription(const std::filesystem::path& folder)
+{
+    return std::filesystem::exists(folder / descriptionFile);
+}
+
 bool CardStore::Contains(const std::string& name) const
 {
-    return std::filesystem::exists(FolderOf(name) / descriptionFile);
+    return HasCardDescription(FolderOf(name));
 }
 
 std::vector<std::string> CardStore::Names() const
@@ -80,9 +85,9 @@ Card CardStore::Load(const std::string& name) const
     const Json json = Json::parse(ReadFile(card.folder / descriptionFile));
     json.at("serialNumber").get_to(card.serialNumber);
     json.at("subject").get_to(card.subject);
-    card.manufacturer = json.value("manufacturer", card.manufacturer);
-    card.model = json.value("model", card.model);
-    card.versions = json.value("versions", card.versions);
+    json.at("manufacturer").get_to(card.manufacturer);
+    json.at("model").get_to(card.model);
+    json.at("versions").get_to(card.versions);
     card.qualifiedKeys = KeysFromJson(json.at("qes"), card.folder);
     card.ordinaryKeys = KeysFromJson(json.at("es"), card.folder);
     return card;

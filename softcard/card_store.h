@@ -85,6 +85,9 @@ private:
     std::filesystem::path folder_;
 };
 
+// Whether the folder is that of a card.
+bool HasCardDescription(const std::filesystem::path& folder);
+
 // Throws StoreError unless the name can stand for a card: letters, digits, '-', '_' and '.', with no leading
 // '.'.
 void RequireCardName(std::string_view name);

@@ -26,15 +26,11 @@ struct CodeCheck
     SecretBytes secret;
 };
 
-// Scrypt with 16 MiB, some 50 ms on an ordinary machine: a login stays quick, a search through a stolen store
-// does not.
-inline constexpr uint32_t derivationCost = 16384;
-
 // A secret for the keys behind a code, which outlives every change of the code.
 SecretBytes MakeSecret();
 
-// A record for a code that leads to the secret. `cost` is the N of scrypt, a power of two.
-CodeRecord MakeCode(const SecretText& code, const SecretBytes& secret, uint32_t cost = derivationCost);
+// A record for a code that leads to the secret.
+CodeRecord MakeCode(const SecretText& code, const SecretBytes& secret);
 
 struct UnblockingCode
 {
@@ -42,7 +38,7 @@ struct UnblockingCode
     SecretBytes wrappingKey;
 };
 
-UnblockingCode MakeUnblockingCode(const SecretText& code, uint32_t cost = derivationCost);
+UnblockingCode MakeUnblockingCode(const SecretText& code);
 
 // RFC 3394. Unwrapping throws std::exception for another key than the one it was wrapped with.
 std::vector<uint8_t> WrapSecret(const SecretBytes& secret, const SecretBytes& wrappingKey);

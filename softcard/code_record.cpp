@@ -35,8 +35,8 @@ CodeRecord FromJson(const Json& json)
     json.at("cost").get_to(record.cost);
     record.salt = Botan::hex_decode(json.at("salt").get<std::string>());
     record.verifier = Botan::hex_decode(json.at("verifier").get<std::string>());
-    record.wrappedSecret = Botan::hex_decode(json.value("wrappedSecret", ""));
-    record.recoverySecret = Botan::hex_decode(json.value("recoverySecret", ""));
+    record.wrappedSecret = Botan::hex_decode(json.at("wrappedSecret").get<std::string>());
+    record.recoverySecret = Botan::hex_decode(json.at("recoverySecret").get<std::string>());
     return record;
 }
 
@@ -45,11 +45,7 @@ CodeRecord FromJson(const Json& json)
 CodeRecords ReadCodeRecords(const std::filesystem::path& cardFolder)
 {
     const Json json = Json::parse(ReadFile(cardFolder / fileName));
-    CodeRecords records{FromJson(json.at("bok")), FromJson(json.at("pin")), {}};
-    if (json.contains("puk")) { // a card of the first kind has none
-        records.puk = FromJson(json.at("puk"));
-    }
-    return records;
+    return {FromJson(json.at("bok")), FromJson(json.at("pin")), FromJson(json.at("puk"))};
 }
 
 void WriteCodeRecords(const std::filesystem::path& cardFolder, const CodeRecords& records)

@@ -26,7 +26,7 @@ struct CodeRecord
     std::vector<uint8_t> salt;
     std::vector<uint8_t> verifier;
     // The secret that the keys behind the code are encrypted with, wrapped under the code and under the PUK.
-    // Without the first, the derivation of the code is the secret itself.
+    // The PUK itself has neither.
     std::vector<uint8_t> wrappedSecret;
     std::vector<uint8_t> recoverySecret;
 };

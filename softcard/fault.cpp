@@ -1,6 +1,5 @@
 #include "fault.h"
 
-#include "card_error.h"
 #include "card_store.h"
 #include "files.h"
 #include "reader_directory.h"
@@ -30,6 +29,12 @@ Json ToJson(const Fault& fault)
     if (fault.status) {
         json["status"] = *fault.status;
     }
+    if (fault.codeState) {
+        json["codeState"] = *fault.codeState;
+    }
+    if (fault.verified) {
+        json["verified"] = true;
+    }
     return json;
 }
 
@@ -43,6 +48,10 @@ Fault FromJson(const Json& json)
     if (json.contains("status")) {
         fault.status = json.at("status").get<int32_t>();
     }
+    if (json.contains("codeState")) {
+        fault.codeState = json.at("codeState").get<uint32_t>();
+    }
+    fault.verified = json.value("verified", false);
     return fault;
 }
 
@@ -53,6 +62,14 @@ void WriteFaults(const std::filesystem::path& cardFolder, const std::vector<Faul
     WriteFileAtomically(FileOf(cardFolder), json.dump(4) + "\n");
 }
 
+bool IsMeant(const Fault& fault, const std::string& operation)
+{
+    const auto& onACard = OperationsOnACard();
+    return fault.operation == operation ||
+           (fault.operation == anyOperation &&
+            std::find(onACard.begin(), onACard.end(), operation) != onACard.end());
+}
+
 // Counts it down. Nothing when no fault waits for the operation, which is nearly always.
 std::optional<Fault> TakeFault(const std::filesystem::path& cardFolder, const std::string& operation)
 {
@@ -61,9 +78,8 @@ std::optional<Fault> TakeFault(const std::filesystem::path& cardFolder, const st
     }
     const FileLock lock = LockCard(cardFolder);
     std::vector<Fault> faults = ReadFaults(cardFolder);
-    const auto found = std::find_if(faults.begin(), faults.end(), [&](const Fault& fault) {
-        return fault.operation == operation || fault.operation == anyOperation;
-    });
+    const auto found = std::find_if(faults.begin(), faults.end(),
+                                    [&](const Fault& fault) { return IsMeant(fault, operation); });
     if (found == faults.end()) {
         return std::nullopt;
     }
@@ -86,7 +102,7 @@ void TakeCardOut(const Directories& directories, const std::string& card)
 
 } // namespace
 
-const std::vector<std::string>& FaultableOperations()
+const std::vector<std::string>& OperationsOnACard()
 {
     static const std::vector<std::string> operations = {
         "OpenSession",         "StartTransaction",   "GetTokenInfo",   "GetSessionFlags",
@@ -94,6 +110,21 @@ const std::vector<std::string>& FaultableOperations()
         "QES_SignData",        "ES_SignData",        "ES_DecryptData", "Passwords_VerifyBOK",
         "QES_VerifyPin"};
     return operations;
+}
+
+const std::vector<std::string>& FaultableOperations()
+{
+    static const std::vector<std::string> operations = [] {
+        std::vector<std::string> all = OperationsOnACard();
+        all.insert(all.end(), {"GetReaderList", "CloseSession", "StopTransaction", "WaitForReaderEvent"});
+        return all;
+    }();
+    return operations;
+}
+
+bool IsVerification(const std::string& operation)
+{
+    return operation == "Passwords_VerifyBOK" || operation == "QES_VerifyPin";
 }
 
 std::vector<Fault> ReadFaults(const std::filesystem::path& cardFolder)
@@ -131,7 +162,7 @@ bool MeetFault(const Directories& directories, const std::string& card, const st
         TakeCardOut(directories, card);
     }
     if (fault->status || fault->removesCard) {
-        throw CardError(fault->status.value_or(statusRemovedCard), "A fault was ordered.");
+        throw OrderedFailure(fault->status.value_or(statusRemovedCard), *fault);
     }
     return true;
 }

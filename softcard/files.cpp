@@ -48,6 +48,11 @@ void Synchronize(const FileDescriptor& file, const std::filesystem::path& path)
     }
 }
 
+void SynchronizeFolder(const std::filesystem::path& folder)
+{
+    Synchronize(Open(folder, O_RDONLY | O_DIRECTORY), folder);
+}
+
 // Always the same, so that who is killed in the middle leaves no litter that grows. The leading dot keeps it
 // out of every listing of the store.
 std::filesystem::path TemporaryName(const std::filesystem::path& path)
@@ -132,8 +137,31 @@ void WriteFileAtomically(const std::filesystem::path& path, std::string_view con
         unlink(temporary.c_str());
         throw;
     }
-    const std::filesystem::path folder = path.parent_path();
-    Synchronize(Open(folder, O_RDONLY | O_DIRECTORY), folder);
+    SynchronizeFolder(path.parent_path());
+}
+
+void LinkAtomically(const std::filesystem::path& target, const std::filesystem::path& path)
+{
+    const std::filesystem::path temporary = TemporaryName(path);
+    unlink(temporary.c_str()); // of whoever was killed in the middle
+    if (symlink(target.c_str(), temporary.c_str()) != 0) {
+        ThrowSystemError(temporary);
+    }
+    SynchronizeFolder(path.parent_path());
+    if (rename(temporary.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        unlink(temporary.c_str());
+        throw std::system_error(error, std::generic_category(), path.string());
+    }
+    SynchronizeFolder(path.parent_path());
+}
+
+void RemoveFile(const std::filesystem::path& path)
+{
+    if (unlink(path.c_str()) != 0) {
+        ThrowSystemError(path);
+    }
+    SynchronizeFolder(path.parent_path());
 }
 
 FileLock::FileLock(const std::filesystem::path& path) : file_(Open(path, O_RDWR | O_CREAT))

@@ -37,6 +37,13 @@ std::string ReadFile(const std::filesystem::path& path);
 // failure. The caller sees to it that one writes at a time. Throws std::system_error.
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content);
 
+// Makes the path a symbolic link, in the place of a file or link that is there: whoever looks meanwhile sees
+// the old one or the new one, as with WriteFileAtomically. Throws std::system_error.
+void LinkAtomically(const std::filesystem::path& target, const std::filesystem::path& path);
+
+// Takes a file or a link away, for good also after a power failure. Throws std::system_error.
+void RemoveFile(const std::filesystem::path& path);
+
 // An exclusive lock between processes, and between threads, bound to a lock file that is made when missing.
 class FileLock
 {

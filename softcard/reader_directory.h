@@ -1,5 +1,6 @@
-// The readers, each a small file `readers/NAME` that says which card is in it. A reader stays when its card
-// goes.
+// The readers, each a folder `readers/NAME`. The card in a reader is a symbolic link `card` in that folder,
+// which leads to the card's own folder: a person puts a card in with `ln -s` and takes it out with `rm`. A
+// reader stays when its card goes.
 #pragma once
 
 #include "directories.h"
@@ -15,22 +16,28 @@ namespace softcard {
 struct Reader
 {
     std::string name;
-    std::string card;      // empty for a reader without a card
-    std::string insertion; // new for each insertion, so that a card which went and came back is seen
+    std::string card; // empty for a reader without a card
+    std::string
+        insertion; // another one after each insertion, so that a card which went and came back is seen
 };
 
 class ReaderDirectory
 {
 public:
-    explicit ReaderDirectory(const Directories& directories) : folder_(directories.Readers()) {}
+    explicit ReaderDirectory(const Directories& directories)
+        : folder_(directories.Readers()), cards_(directories.Cards())
+    {
+    }
 
-    [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
-
-    // All readers, sorted by name. One whose file cannot be understood counts as empty.
+    // All readers, sorted by name. What is in a reader counts as a card when it is a link to the folder of
+    // one. A card that two readers link to is in the one that got it first; the other counts as empty. Throws
+    // std::system_error when the readers' folder cannot be read; one that is missing has no readers.
     [[nodiscard]] std::vector<Reader> List() const;
     [[nodiscard]] std::optional<Reader> Find(const std::string& name) const;
 
-    // Both throw StoreError when it cannot be done, and std::system_error.
+    // Both throw StoreError when it cannot be done, and std::system_error. The link appears as a whole. A
+    // link that leads to no card makes room for one; anything else that lies there does not. Removing takes
+    // every link to the card away.
     void Insert(const std::string& card, const std::string& reader) const;
     void Remove(const std::string& card) const;
 
@@ -41,7 +48,11 @@ public:
 
 private:
     std::filesystem::path folder_;
+    std::filesystem::path cards_;
 };
+
+// The folders of all readers, in no order. Throws std::system_error when they cannot be read.
+std::vector<std::filesystem::path> ReaderFolders(const std::filesystem::path& readersFolder);
 
 // Throws StoreError unless the name can stand for a reader: UTF-8 without control characters and '/', 1 to
 // 100 bytes, with no leading '.'.

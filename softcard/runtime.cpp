@@ -1,6 +1,7 @@
 #include "runtime.h"
 
 #include "card_error.h"
+#include "fault.h"
 #include "files.h"
 #include "secret.h"
 
@@ -16,6 +17,20 @@ bool IsStillIn(const std::vector<Reader>& readers, const std::string& name, cons
     return std::any_of(readers.begin(), readers.end(), [&](const Reader& reader) {
         return reader.name == name && !reader.card.empty() && reader.insertion == insertion;
     });
+}
+
+// What the first of the operations that is ordered to fail answers.
+std::optional<CardStatus> MeetFailure(const Directories& directories, const std::string& card,
+                                      const std::vector<std::string>& operations)
+{
+    try {
+        for (const std::string& operation : operations) {
+            MeetFault(directories, card, operation);
+        }
+        return std::nullopt;
+    } catch (const CardError& error) {
+        return error.Status();
+    }
 }
 
 // The cryptographic library makes its memory pool and its table of names on first use. They are made here, on
@@ -38,6 +53,7 @@ void Runtime::Initialize()
 {
     Directories directories = FindDirectories();
     EnsurePrivateFolder(directories.Readers());
+    EnsurePrivateFolder(directories.Cards());
     const std::lock_guard lock(mutex_);
     PrepareCryptography();
     directories_ = std::move(directories);
@@ -64,6 +80,12 @@ Directories Runtime::RequireDirectories() const
     return directories_;
 }
 
+std::optional<Directories> Runtime::CurrentDirectories() const
+{
+    const std::lock_guard lock(mutex_);
+    return initialized_ ? std::optional(directories_) : std::nullopt;
+}
+
 CardSession Runtime::Open(const std::string& reader)
 {
     const std::lock_guard lock(mutex_);
@@ -76,7 +98,7 @@ CardSession Runtime::Open(const std::string& reader)
         throw CardError(statusNoCard, "There is no card in the reader.");
     }
     const CardSession session = OpenLocked(*found);
-    knownCards_[reader] = {found->insertion, session};
+    knownCards_[reader] = {found->card, found->insertion, session};
     return session;
 }
 
@@ -117,7 +139,7 @@ void Runtime::Close(CardSession session)
 std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
 {
     const auto deadline = std::chrono::steady_clock::now() + time;
-    const auto watch = std::make_shared<ReaderWatch>(RequireDirectories().Readers());
+    const auto watch = std::make_shared<ReaderWatch>(RequireDirectories());
     {
         const std::lock_guard lock(mutex_);
         watches_.insert(watch);
@@ -128,6 +150,7 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
     };
     const std::unique_ptr<const void, decltype(forget)> guard(watch.get(), forget);
     while (true) {
+        watch->Follow();
         std::vector<ReaderEvent> events = CollectEvents();
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
@@ -147,49 +170,77 @@ void Runtime::RequireInitialized() const
 
 CardSession Runtime::OpenLocked(const Reader& reader)
 {
-    auto session = std::make_shared<Session>(CardStore(directories_).Load(reader.card), reader);
-    sessions_[++lastSession_] = std::move(session);
-    return lastSession_;
+    try {
+        sessions_[lastSession_ + 1] =
+            std::make_shared<Session>(CardStore(directories_).Load(reader.card), reader);
+        return ++lastSession_;
+    } catch (const std::exception& error) {
+        throw CardError(statusUnknownCardType, error.what());
+    }
 }
 
 std::vector<ReaderEvent> Runtime::CollectEvents()
 {
-    const std::lock_guard lock(mutex_);
-    RequireInitialized();
-    const std::vector<Reader> readers = ReaderDirectory(directories_).List();
+    const Changes changes = CollectChanges();
     std::vector<ReaderEvent> events;
-    CollectRemovals(readers, events);
-    CollectInsertions(readers, events);
+    for (const auto& [reader, known] : changes.removed) {
+        const auto failure = MeetFailure(changes.directories, known.card, {"WaitForReaderEvent"});
+        events.push_back({cardRemovedEvent, reader, known.session, failure.value_or(statusOk)});
+    }
+    for (const Reader& reader : changes.inserted) {
+        if (auto event = OpenInserted(changes.directories, reader)) {
+            events.push_back(std::move(*event));
+        }
+    }
     return events;
 }
 
-void Runtime::CollectRemovals(const std::vector<Reader>& readers, std::vector<ReaderEvent>& events)
+// Each change is found by one thread only.
+Runtime::Changes Runtime::CollectChanges()
 {
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    Changes changes{directories_, {}, {}};
+    const std::vector<Reader> readers = ReaderDirectory(directories_).List();
     std::erase_if(knownCards_, [&](const auto& known) {
-        const auto& [reader, card] = known;
-        if (IsStillIn(readers, reader, card.insertion)) {
-            return false;
+        const bool isGone = !IsStillIn(readers, known.first, known.second.insertion);
+        if (isGone) {
+            changes.removed.insert(known);
         }
-        events.push_back({cardRemovedEvent, reader, card.session, statusOk});
-        return true;
+        return isGone;
     });
+    for (const Reader& reader : readers) {
+        if (!reader.card.empty() && !knownCards_.contains(reader.name)) {
+            knownCards_[reader.name] = {reader.card, reader.insertion, 0};
+            changes.inserted.push_back(reader);
+        }
+    }
+    return changes;
 }
 
-void Runtime::CollectInsertions(const std::vector<Reader>& readers, std::vector<ReaderEvent>& events)
+// A fault can take its time, so nobody waits for it. Nothing when the card was opened, or had gone again,
+// before there was a session to tell of.
+std::optional<ReaderEvent> Runtime::OpenInserted(const Directories& directories, const Reader& reader)
 {
-    for (const Reader& reader : readers) {
-        if (reader.card.empty() || knownCards_.contains(reader.name)) {
-            continue;
-        }
-        ReaderEvent event{cardInsertedEvent, reader.name, 0, statusOk};
-        try {
-            event.session = OpenLocked(reader);
-        } catch (const std::exception&) {
-            event.status = statusUnknownCardType;
-        }
-        knownCards_[reader.name] = {reader.insertion, event.session};
-        events.push_back(std::move(event));
+    const auto failure = MeetFailure(directories, reader.card, {"WaitForReaderEvent", "OpenSession"});
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    const auto known = knownCards_.find(reader.name);
+    if (known == knownCards_.end() || known->second.insertion != reader.insertion ||
+        known->second.session != 0) {
+        return std::nullopt;
     }
+    ReaderEvent event{cardInsertedEvent, reader.name, 0, failure.value_or(statusOk)};
+    if (failure) {
+        return event;
+    }
+    try {
+        event.session = OpenLocked(reader);
+    } catch (const CardError& error) {
+        event.status = error.Status();
+    }
+    known->second.session = event.session;
+    return event;
 }
 
 } // namespace softcard

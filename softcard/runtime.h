@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -39,8 +40,9 @@ public:
     // Ends all sessions, which can still be closed, and wakes every waiting thread.
     void Finalize();
 
-    // Throws CardError before Initialize and after Finalize.
+    // Throws CardError before Initialize and after Finalize; the other gives nothing then.
     [[nodiscard]] Directories RequireDirectories() const;
+    [[nodiscard]] std::optional<Directories> CurrentDirectories() const;
 
     // Throws CardError when there is no such reader or no card in it.
     [[nodiscard]] CardSession Open(const std::string& reader);
@@ -60,16 +62,25 @@ private:
     // What the process has been told of a reader, or has found out by itself.
     struct KnownCard
     {
+        std::string card;
         std::string insertion;
-        CardSession session = 0;
+        CardSession session = 0; // 0 when none was opened, or not yet
+    };
+
+    // What CollectEvents finds under the lock and tells of without it.
+    struct Changes
+    {
+        Directories directories;
+        std::map<std::string, KnownCard> removed; // by reader
+        std::vector<Reader> inserted;
     };
 
     Runtime() = default;
     void RequireInitialized() const;
     CardSession OpenLocked(const Reader& reader);
     std::vector<ReaderEvent> CollectEvents();
-    void CollectRemovals(const std::vector<Reader>& readers, std::vector<ReaderEvent>& events);
-    void CollectInsertions(const std::vector<Reader>& readers, std::vector<ReaderEvent>& events);
+    Changes CollectChanges();
+    std::optional<ReaderEvent> OpenInserted(const Directories& directories, const Reader& reader);
 
     mutable std::mutex mutex_; // guards what follows
     bool initialized_ = false;

@@ -14,8 +14,8 @@ bool Session::Authorize(KeyFamily family, PrivateKeys keys)
         return false;
     }
     if (!ChannelStands()) {
-        ordinaryKeys_.clear();
-        qualifiedKeys_.clear();
+        ordinaryKeys_.reset();
+        qualifiedKeys_.reset();
         channelMark_ = ReadChannelMark(card_.folder);
     }
     (family == KeyFamily::qualified ? qualifiedKeys_ : ordinaryKeys_) = std::move(keys);
@@ -25,26 +25,26 @@ bool Session::Authorize(KeyFamily family, PrivateKeys keys)
 void Session::Withdraw(KeyFamily family)
 {
     const std::lock_guard lock(mutex_);
-    (family == KeyFamily::qualified ? qualifiedKeys_ : ordinaryKeys_).clear();
+    (family == KeyFamily::qualified ? qualifiedKeys_ : ordinaryKeys_).reset();
 }
 
 bool Session::HasSecureMessaging() const
 {
     const std::lock_guard lock(mutex_);
-    return !ordinaryKeys_.empty() && ChannelStands();
+    return ordinaryKeys_ && ChannelStands();
 }
 
-PrivateKeys Session::OrdinaryKeys() const
+std::optional<PrivateKeys> Session::OrdinaryKeys() const
 {
     const std::lock_guard lock(mutex_);
-    return ChannelStands() ? ordinaryKeys_ : PrivateKeys();
+    return ChannelStands() ? ordinaryKeys_ : std::nullopt;
 }
 
-PrivateKeys Session::TakeQualifiedKeys()
+std::optional<PrivateKeys> Session::TakeQualifiedKeys()
 {
     const std::lock_guard lock(mutex_);
-    PrivateKeys keys = std::exchange(qualifiedKeys_, {});
-    return ChannelStands() ? keys : PrivateKeys();
+    auto keys = std::exchange(qualifiedKeys_, std::nullopt);
+    return ChannelStands() ? std::move(keys) : std::nullopt;
 }
 
 void Session::StartTransaction()
@@ -71,8 +71,8 @@ void Session::End()
 {
     const std::lock_guard lock(mutex_);
     ended_ = true;
-    ordinaryKeys_.clear();
-    qualifiedKeys_.clear();
+    ordinaryKeys_.reset();
+    qualifiedKeys_.reset();
     transaction_.reset();
 }
 

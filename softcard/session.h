@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace softcard {
@@ -27,9 +28,10 @@ public:
     void Withdraw(KeyFamily family);
     [[nodiscard]] bool HasSecureMessaging() const;
 
-    // The keys that may be used now, empty without authorisation. Asking for the qualified ones uses them up.
-    [[nodiscard]] PrivateKeys OrdinaryKeys() const;
-    [[nodiscard]] PrivateKeys TakeQualifiedKeys();
+    // The keys that may be used now, nothing without authorisation. Asking for the qualified ones uses them
+    // up.
+    [[nodiscard]] std::optional<PrivateKeys> OrdinaryKeys() const;
+    [[nodiscard]] std::optional<PrivateKeys> TakeQualifiedKeys();
 
     // A transaction keeps others from starting one on the same card, in this process or another, and other
     // processes from using its codes and keys. Both throw CardError when it cannot be.
@@ -47,8 +49,8 @@ private:
     const Reader reader_;
     mutable std::mutex mutex_; // guards what follows
     bool ended_ = false;
-    PrivateKeys ordinaryKeys_;
-    PrivateKeys qualifiedKeys_;
+    std::optional<PrivateKeys> ordinaryKeys_;
+    std::optional<PrivateKeys> qualifiedKeys_;
     std::string channelMark_; // under which the keys were opened
     std::unique_ptr<CardTransaction> transaction_;
 };

@@ -17,7 +17,8 @@ enum class StoreFailure
     notInserted,
     wrongCode,
     codeUnusable, // locked or not initialised
-    notImportable
+    notImportable,
+    cardBusy // another program has a transaction on it
 };
 
 class StoreError : public std::runtime_error

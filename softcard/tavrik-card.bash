@@ -8,7 +8,8 @@ _tavrik_card_names()
 _tavrik_card_operations()
 {
     echo any OpenSession StartTransaction GetTokenInfo GetSessionFlags QES_GetCertificates ES_GetCertificates \
-        QES_GetKeyInfo ES_GetKeyInfo QES_SignData ES_SignData ES_DecryptData Passwords_VerifyBOK QES_VerifyPin
+        QES_GetKeyInfo ES_GetKeyInfo QES_SignData ES_SignData ES_DecryptData Passwords_VerifyBOK QES_VerifyPin \
+        GetReaderList CloseSession StopTransaction WaitForReaderEvent
 }
 
 # The options of a subcommand, from its own help.

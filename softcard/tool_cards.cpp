@@ -107,6 +107,7 @@ void RunDelete(const MoveArguments& arguments)
                                                             "\" is in the reader \"" + reader->second +
                                                             "\"; --force takes it out first.");
     }
+    const FileLock entry = RequireCardForOurselves(arguments.card);
     if (reader != readers.end()) {
         ReaderDirectory(directories).Remove(arguments.card);
     }
@@ -117,7 +118,7 @@ void AddFamilyOptions(CLI::App& command, const std::string& prefix, const std::s
                       FamilyOrder& order, std::optional<uint32_t>& bits)
 {
     command.add_option("--" + prefix + "-certificates", order.certificates,
-                       "How many " + family + " certificates, each with a key of its own, 1 to 8");
+                       "How many " + family + " certificates, each with a key of its own, 0 to 8");
     command.add_option("--" + prefix + "-bits", bits, "Size of the " + family + " keys");
     command.add_option("--" + prefix + "-reference", order.reference,
                        "Key reference of the " + family + " keys, 1 to 4");

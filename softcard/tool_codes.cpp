@@ -26,10 +26,12 @@ void RunSetCode(CodeArguments& arguments)
     if (arguments.puk) {
         const SecretText puk = *TakeSecret(arguments.puk);
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
+        const FileLock entry = RequireCardForOurselves(arguments.card);
         UnblockCode(folder, arguments.kind, puk, replacement);
     } else {
         const SecretText old = TakeOrRead(arguments.old, "Old code");
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
+        const FileLock entry = RequireCardForOurselves(arguments.card);
         ChangeCode(folder, arguments.kind, old, replacement);
     }
 }
@@ -38,6 +40,7 @@ void RunUnblock(CodeArguments& arguments)
 {
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     const SecretText puk = TakeOrRead(arguments.puk, "PUK");
+    const FileLock entry = RequireCardForOurselves(arguments.card);
     UnblockCode(folder, arguments.kind, puk, TakeSecret(arguments.replacement));
 }
 
@@ -98,7 +101,11 @@ void AddLock(CLI::App& app)
     CLI::App* lock = app.add_subcommand("lock", "Lock a code as if it had been tried in vain too often");
     AddCardName(*lock, arguments->card);
     AddCode(*lock, arguments->kind, "bok, pin or puk");
-    lock->callback([arguments] { LockCode(RequireCardFolder(arguments->card), arguments->kind); });
+    lock->callback([arguments] {
+        const std::filesystem::path folder = RequireCardFolder(arguments->card);
+        const FileLock entry = RequireCardForOurselves(arguments->card);
+        LockCode(folder, arguments->kind);
+    });
 }
 
 void AddBreakChannel(CLI::App& app)

@@ -5,6 +5,8 @@
 #include "tool_commands.h"
 #include "tool_support.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <charconv>
 #include <iostream>
@@ -14,6 +16,7 @@
 namespace softcard {
 namespace {
 
+constexpr int jsonIndentation = 4;
 constexpr CardStatus lastNamedStatus = 95;
 constexpr int64_t longestDelay = 600000;
 
@@ -22,10 +25,13 @@ struct FaultArguments
     std::string card;
     std::string operation;
     std::optional<std::string> status;
+    std::optional<uint32_t> codeState;
+    bool verified = false;
     int64_t delay = 0;
     bool removesCard = false;
     uint32_t count = 1;
     bool clear = false;
+    bool asJson = false;
 };
 
 // A number, or the name of a status.
@@ -56,10 +62,19 @@ Fault MakeFault(const FaultArguments& arguments)
         throw StoreError(StoreFailure::badArgument,
                          "A fault happens once or more, after 0 to 600000 milliseconds.");
     }
-    Fault fault{arguments.operation, std::nullopt, std::chrono::milliseconds(arguments.delay),
-                arguments.removesCard, arguments.count};
+    Fault fault;
+    fault.operation = arguments.operation;
+    fault.codeState = arguments.codeState;
+    fault.verified = arguments.verified;
+    fault.delay = std::chrono::milliseconds(arguments.delay);
+    fault.removesCard = arguments.removesCard;
+    fault.count = arguments.count;
     if (arguments.status) {
         fault.status = ParseStatus(*arguments.status);
+    }
+    if ((fault.codeState || fault.verified) && !(fault.status && IsVerification(fault.operation))) {
+        throw StoreError(StoreFailure::badArgument,
+                         "--code-state and --verified go with the --status of a verification.");
     }
     if (!fault.status && !fault.removesCard && arguments.delay == 0) {
         throw StoreError(StoreFailure::badArgument, "A fault needs --status, --delay or --remove.");
@@ -67,13 +82,15 @@ Fault MakeFault(const FaultArguments& arguments)
     return fault;
 }
 
-// One line for each, its fields separated by tabs: operation, status or "-", delay, "remove" or "-", count.
+// One line for each, its fields separated by tabs: operation, status or "-", delay, "remove" or "-", count,
+// the code's state or "-", "verified" or "-".
 void PrintFaults(const std::vector<Fault>& faults)
 {
     for (const Fault& fault : faults) {
         std::cout << fault.operation << '\t' << (fault.status ? std::to_string(*fault.status) : "-") << '\t'
                   << fault.delay.count() << '\t' << (fault.removesCard ? "remove" : "-") << '\t'
-                  << fault.count << '\n';
+                  << fault.count << '\t' << (fault.codeState ? std::to_string(*fault.codeState) : "-") << '\t'
+                  << (fault.verified ? "verified" : "-") << '\n';
     }
 }
 
@@ -85,6 +102,8 @@ void RunFault(const FaultArguments& arguments)
     }
     if (!arguments.operation.empty()) {
         AddFault(folder, MakeFault(arguments));
+    } else if (arguments.asJson) {
+        std::cout << FaultsToJson(folder).dump(jsonIndentation) << '\n';
     } else if (!arguments.clear) {
         PrintFaults(ReadFaults(folder));
     }
@@ -110,10 +129,15 @@ void AddFaultCommand(CLI::App& app)
     AddCardName(*fault, arguments->card);
     fault->add_option("OPERATION", arguments->operation, OperationNames());
     fault->add_option("--status", arguments->status, "What the call answers, a number or a status's name");
+    fault->add_option("--code-state", arguments->codeState,
+                      "The code's state that a verification tells with the status, 0 by default");
+    fault->add_flag("--verified", arguments->verified,
+                    "Have a verification say with the status that the code was accepted");
     fault->add_option("--delay", arguments->delay, "Milliseconds that the call takes longer");
     fault->add_flag("--remove", arguments->removesCard, "Take the card out in the middle of the call");
     fault->add_option("--count", arguments->count, "How many calls it happens to, 1 by default");
     fault->add_flag("--clear", arguments->clear, "Forget what was ordered before");
+    fault->add_flag("--json", arguments->asJson, "List as JSON");
     fault->callback([arguments] { RunFault(*arguments); });
 }
 

@@ -36,14 +36,32 @@ struct ExportArguments
     std::string output;
 };
 
-SecretBytes OpenFamily(const std::filesystem::path& folder, ImportArguments& arguments)
+// The PUK or the code that opens the family.
+struct FamilyOpener
 {
-    const CodeKind kind = CodeOf(arguments.family);
-    if (const auto puk = TakeSecret(arguments.puk)) {
-        return OpenWithPuk(folder, kind, *puk);
+    bool isPuk;
+    SecretText code;
+};
+
+FamilyOpener TakeOpener(ImportArguments& arguments)
+{
+    if (auto puk = TakeSecret(arguments.puk)) {
+        return {true, std::move(*puk)};
     }
-    return OpenWithCode(folder, kind,
-                        TakeOrRead(arguments.code, kind == CodeKind::bok ? "Login code" : "Signature PIN"));
+    const char* prompt = arguments.family == KeyFamily::ordinary ? "Login code" : "Signature PIN";
+    return {false, TakeOrRead(arguments.code, prompt)};
+}
+
+SecretBytes OpenFamily(const std::filesystem::path& folder, KeyFamily family, const FamilyOpener& opener)
+{
+    return (opener.isPuk ? OpenWithPuk : OpenWithCode)(folder, CodeOf(family), opener.code);
+}
+
+void RequireRoom(const Card& card, KeyFamily family)
+{
+    if (card.Keys(family).size() >= mostKeys) {
+        throw StoreError(StoreFailure::notImportable, "The card has 8 certificates of this family already.");
+    }
 }
 
 void RunImport(ImportArguments& arguments)
@@ -54,15 +72,13 @@ void RunImport(ImportArguments& arguments)
     const auto askPassword = [&] { return TakeOrRead(arguments.password, "Password of the file"); };
     const ImportedKey imported = ImportKey(
         arguments.file, arguments.keyFile.empty() ? arguments.file : arguments.keyFile, askPassword);
-    if (store.Load(arguments.card).Keys(arguments.family).size() >= mostKeys) {
-        throw StoreError(StoreFailure::notImportable, "The card has 8 certificates of this family already.");
-    }
-    const SecretBytes secret = OpenFamily(folder, arguments);
+    RequireRoom(store.Load(arguments.card), arguments.family);
+    const FamilyOpener opener = TakeOpener(arguments);
+    const FileLock entry = RequireCardForOurselves(arguments.card);
+    const SecretBytes secret = OpenFamily(folder, arguments.family, opener);
     const FileLock lock = LockCard(folder);
     Card card = store.Load(arguments.card);
-    if (card.Keys(arguments.family).size() >= mostKeys) {
-        throw StoreError(StoreFailure::notImportable, "The card has 8 certificates of this family already.");
-    }
+    RequireRoom(card, arguments.family);
     AddKey(card, arguments.family, {*imported.key, imported.certificate, arguments.reference}, secret);
     WriteCardDescription(card);
 }

@@ -99,19 +99,6 @@ Json KeysToJson(const Card& card, KeyFamily family)
     return json;
 }
 
-Json FaultsToJson(const Card& card)
-{
-    Json json = Json::array();
-    for (const Fault& fault : ReadFaults(card.folder)) {
-        json.push_back({{"operation", fault.operation},
-                        {"status", fault.status ? Json(*fault.status) : Json()},
-                        {"delay", fault.delay.count()},
-                        {"removesCard", fault.removesCard},
-                        {"count", fault.count}});
-    }
-    return json;
-}
-
 void PrintJson(const Card& card, const CodeRecords& codes, const std::string& reader)
 {
     Json json = SummaryToJson(card, codes, reader);
@@ -122,7 +109,7 @@ void PrintJson(const Card& card, const CodeRecords& codes, const std::string& re
     json["firmwareVersion"] = Version(card.versions[2], card.versions[3]);
     json["qes"] = KeysToJson(card, KeyFamily::qualified);
     json["es"] = KeysToJson(card, KeyFamily::ordinary);
-    json["faults"] = FaultsToJson(card);
+    json["faults"] = FaultsToJson(card.folder);
     std::cout << json.dump(indentation) << '\n';
 }
 

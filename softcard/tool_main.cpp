@@ -2,7 +2,8 @@
 //
 // Exit codes: 0 done, 1 the store cannot be read or written, 2 bad arguments, 3 unknown card, 4 name taken, 5
 // card in a reader, 6 reader occupied, 7 card not inserted, 8 wrong code, 9 code locked or not initialised,
-// 10 nothing to import, 11 unknown reader. Every failure is told in one sentence on the standard error.
+// 10 nothing to import, 11 unknown reader, 12 the card is in use. Every failure is told in one sentence on
+// the standard error.
 #include "store_error.h"
 #include "tool_commands.h"
 
@@ -39,6 +40,8 @@ int ExitCode(softcard::StoreFailure failure)
         return 10;
     case softcard::StoreFailure::unknownReader:
         return 11;
+    case softcard::StoreFailure::cardBusy:
+        return 12;
     }
     return exitStoreTrouble;
 }

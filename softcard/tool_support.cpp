@@ -1,5 +1,8 @@
 #include "tool_support.h"
 
+#include "card_access.h"
+#include "card_error.h"
+#include "fault.h"
 #include "reader_directory.h"
 #include "store_error.h"
 
@@ -20,6 +23,16 @@ std::filesystem::path RequireCardFolder(const std::string& name)
     return CardStore(directories).FolderOf(name);
 }
 
+FileLock RequireCardForOurselves(const std::string& name)
+{
+    try {
+        return EnterCard(RequireCardFolder(name)).value();
+    } catch (const CardError&) {
+        throw StoreError(StoreFailure::cardBusy,
+                         "Another program has a transaction on the card \"" + name + "\".");
+    }
+}
+
 void AddCardName(CLI::App& command, std::string& name)
 {
     command.add_option("NAME", name, "The card")->required();
@@ -34,6 +47,22 @@ std::map<std::string, std::string> ReadersOfCards(const Directories& directories
         }
     }
     return readers;
+}
+
+nlohmann::ordered_json FaultsToJson(const std::filesystem::path& cardFolder)
+{
+    using Json = nlohmann::ordered_json;
+    Json json = Json::array();
+    for (const Fault& fault : ReadFaults(cardFolder)) {
+        json.push_back({{"operation", fault.operation},
+                        {"status", fault.status ? Json(*fault.status) : Json()},
+                        {"codeState", fault.codeState ? Json(*fault.codeState) : Json()},
+                        {"verified", fault.verified},
+                        {"delay", fault.delay.count()},
+                        {"removesCard", fault.removesCard},
+                        {"count", fault.count}});
+    }
+    return json;
 }
 
 const std::map<std::string, KeyFamily>& FamilyWords()

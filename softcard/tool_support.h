@@ -3,8 +3,10 @@
 
 #include "card_store.h"
 #include "code_record.h"
+#include "files.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <map>
 #include <string>
@@ -17,11 +19,18 @@ void RequireCard(const Directories& directories, const std::string& name);
 // The card's folder. Throws StoreError unless there is such a card.
 std::filesystem::path RequireCardFolder(const std::string& name);
 
+// Lets no other program start a transaction on the card as long as it lives. Waits a moment for one that is
+// active, and throws StoreError when it goes on.
+[[nodiscard]] FileLock RequireCardForOurselves(const std::string& name);
+
 // The required positional argument that names a card.
 void AddCardName(CLI::App& command, std::string& name);
 
 // The reader of each inserted card.
 std::map<std::string, std::string> ReadersOfCards(const Directories& directories);
+
+// The faults that are ordered at a card, as a list.
+nlohmann::ordered_json FaultsToJson(const std::filesystem::path& cardFolder);
 
 // For CLI::CheckedTransformer: the words on the command line.
 const std::map<std::string, KeyFamily>& FamilyWords(); // qes, es

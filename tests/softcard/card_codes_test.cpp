@@ -1,6 +1,5 @@
 // The tool's commands for codes, seen by a program that uses the card meanwhile.
 #include "card_home.h"
-#include "code_record.h"
 #include "files.h"
 
 #include <string>
@@ -172,16 +171,6 @@ TEST_F(CardCodes, LetNoSecretLieInClear)
         EXPECT_EQ(content.find(templatePuk), std::string::npos) << entry.path();
         EXPECT_EQ(content.find("BEGIN PRIVATE KEY"), std::string::npos) << entry.path();
     }
-}
-
-TEST_F(CardCodes, OfACardWithoutPukStillOpenIt)
-{
-    auto records = softcard::ReadCodeRecords(State() / "cards/ref2");
-    records.puk = {};
-    softcard::WriteCodeRecords(State() / "cards/ref2", records);
-    ExpectExit({"unblock", "ref2", "bok", "--puk", templatePuk}, exitCodeUnusable,
-               "The unblocking code (PUK) is not initialised.");
-    EXPECT_EQ(VerifyBok(InsertAndOpen("ref2"), bok).returned, 0);
 }
 
 TEST_F(CardCodes, AreWantedAgainAfterABrokenChannel)

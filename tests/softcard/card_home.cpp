@@ -100,6 +100,13 @@ void CardTest::Remove(const std::string& card)
     ASSERT_EQ(removed.exitCode, 0) << removed.errors;
 }
 
+void CardTest::Order(const std::string& card, std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), {"fault", card});
+    const Finished ordered = RunTool(arguments);
+    ASSERT_EQ(ordered.exitCode, 0) << ordered.errors;
+}
+
 CardSession CardTest::Open(const char16_t* reader)
 {
     CardSession session = 0;

@@ -13,11 +13,6 @@
 
 namespace softcard::test {
 
-inline constexpr const char* bok = "123456";
-inline constexpr const char* pin = "654321";
-inline constexpr const char* templatePuk = "11223344"; // of the cards below
-inline constexpr const char* wrongCode = "000000";
-
 // TAVRIK_HOME is an empty temporary folder, removed with the object.
 class TemporaryHome
 {
@@ -54,6 +49,9 @@ protected:
     // By the tool, which must succeed.
     void Insert(const std::string& card, const std::string& reader = "Reader 0");
     void Remove(const std::string& card);
+
+    // A fault at the card, by the tool, which must succeed.
+    static void Order(const std::string& card, std::vector<std::string> arguments);
 
     static CardSession Open(const char16_t* reader = u"Reader 0");
     CardSession InsertAndOpen(const std::string& card);

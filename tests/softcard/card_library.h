@@ -7,6 +7,12 @@
 
 namespace softcard::test {
 
+// The codes of the cards that the tests use.
+inline constexpr const char* bok = "123456";
+inline constexpr const char* pin = "654321";
+inline constexpr const char* templatePuk = "11223344";
+inline constexpr const char* wrongCode = "000000";
+
 // Throws std::runtime_error when the library or the symbol is missing.
 void* FindSymbol(const char* name);
 

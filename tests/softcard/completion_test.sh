@@ -30,8 +30,12 @@ expect "bok" set-code anna b
 expect "bok pin" unblock anna ""
 expect "qes" import anna q
 expect "--json" list --j
-expect "--clear --count" fault anna --c
+expect "--clear --code-state --count" fault anna --c
 expect "ES_GetCertificates ES_GetKeyInfo ES_SignData ES_DecryptData" fault anna ES_
+# Every operation that the tool knows is completed.
+operations=$(tavrik-card fault --help | sed -n 's/^ *OPERATION TEXT *//p' | tr -d ,)
+[ -n "$operations" ] || { echo "FAILED: the help names no operations" >&2; exit 1; }
+expect "$operations" fault anna ""
 # Every subcommand that the tool has is completed, and has help.
 for command in new delete insert remove plug unplug list show set-code unblock lock break-channel import \
     export-certificate fault; do

@@ -1,108 +1,19 @@
 #include "card_home.h"
+#include "reader_events.h"
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 using namespace softcard::test;
-using Clock = std::chrono::steady_clock;
 
 namespace {
-
-struct Event
-{
-    uint32_t code;
-    std::u16string reader;
-    CardSession session;
-    CardStatus status;
-    Clock::time_point time;
-};
-
-// The boundary's callback carries no pointer of ours, so what it brings is kept here.
-struct Heard
-{
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<Event> events;
-};
-
-Heard& TheHeard()
-{
-    static auto* const heard = new Heard();
-    return *heard;
-}
-
-void Listen(uint32_t code, const char16_t* reader, CardSession session, const CardStatus* status)
-{
-    Heard& heard = TheHeard();
-    const std::lock_guard lock(heard.mutex);
-    heard.events.push_back({code, reader, session, *status, Clock::now()});
-    heard.changed.notify_all();
-}
-
-std::vector<Event> TakeEvents()
-{
-    Heard& heard = TheHeard();
-    const std::lock_guard lock(heard.mutex);
-    return std::exchange(heard.events, {});
-}
-
-// The next event, which must come within five seconds.
-Event AwaitEvent()
-{
-    Heard& heard = TheHeard();
-    std::unique_lock lock(heard.mutex);
-    if (!heard.changed.wait_for(lock, std::chrono::seconds(5), [&] { return !heard.events.empty(); })) {
-        ADD_FAILURE() << "no event came";
-        return {};
-    }
-    Event event = heard.events.front();
-    heard.events.erase(heard.events.begin());
-    return event;
-}
-
-std::vector<Event> EventsNow()
-{
-    EXPECT_EQ(Library().waitForReaderEvent(0, Listen), 0);
-    return TakeEvents();
-}
 
 class Events : public CardTest
 {
 protected:
     Events() { TakeEvents(); }
-};
-
-// Another thread that waits for events again and again, as a monitoring thread does.
-class Monitor
-{
-public:
-    Monitor()
-        : thread_([this] {
-              while (running_) {
-                  Library().waitForReaderEvent(500, Listen);
-              }
-          })
-    {
-    }
-    ~Monitor()
-    {
-        running_ = false;
-        thread_.join();
-    }
-    Monitor(const Monitor&) = delete;
-    Monitor& operator=(const Monitor&) = delete;
-    Monitor(Monitor&&) = delete;
-    Monitor& operator=(Monitor&&) = delete;
-
-private:
-    std::atomic<bool> running_ = true;
-    std::thread thread_;
 };
 
 TEST_F(Events, TellOfACardThatIsInserted)
@@ -183,7 +94,7 @@ TEST_F(Events, TellOfEachReaderByItself)
 TEST_F(Events, TellOfAReaderThatVanishesWithItsCard)
 {
     InsertAndOpen("ref2");
-    std::filesystem::remove(State() / "readers/Reader 0");
+    std::filesystem::remove_all(State() / "readers/Reader 0");
     const auto events = EventsNow();
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].code, cardRemovedEvent);
@@ -212,6 +123,94 @@ TEST_F(Events, TellOfACardThatCannotBeRead)
     EXPECT_EQ(events[0].session, 0U);
     EXPECT_EQ(events[0].status, 8);
     EXPECT_TRUE(EventsNow().empty());
+}
+
+TEST_F(Events, TellOfACardThatFailsToOpen)
+{
+    Order("ref2", {"OpenSession", "--status", "eCardCommErr"});
+    Insert("ref2");
+    const auto events = EventsNow();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].code, cardInsertedEvent);
+    EXPECT_EQ(events[0].session, 0U);
+    EXPECT_EQ(events[0].status, 7);
+    EXPECT_TRUE(EventsNow().empty()) << "it is not tried again";
+    EXPECT_NE(Open(), 0U) << "until somebody opens it";
+    Remove("ref2");
+    Insert("ref2");
+    EXPECT_EQ(EventsNow().size(), 2U);
+}
+
+TEST_F(Events, OfACardThatGoesWhileItIsOpenedBringNoSession)
+{
+    Order("ref2", {"OpenSession", "--remove"});
+    Insert("ref2");
+    const auto inserted = EventsNow();
+    ASSERT_EQ(inserted.size(), 1U);
+    EXPECT_EQ(inserted[0].code, cardInsertedEvent);
+    EXPECT_EQ(inserted[0].status, 92);
+    const auto removed = EventsNow();
+    ASSERT_EQ(removed.size(), 1U);
+    EXPECT_EQ(removed[0].code, cardRemovedEvent);
+    EXPECT_EQ(removed[0].session, 0U) << "there never was one";
+}
+
+TEST_F(Events, ComeLateAndKeepNobodyWaitingWhenThatWasOrdered)
+{
+    const CardSession other = InsertAndOpen("ref3");
+    Order("ref2", {"OpenSession", "--delay", "700"});
+    Insert("ref2", "Slow");
+    const auto start = Clock::now();
+    std::thread waiting([] { Library().waitForReaderEvent(0, Listen); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(FlagsOf(other), cardPresentFlag);
+    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(700));
+    waiting.join();
+    const auto events = TakeEvents();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_GE(events[0].time - start, std::chrono::milliseconds(700));
+    EXPECT_EQ(FlagsOf(events[0].session), cardPresentFlag);
+}
+
+// The host would have the card twice otherwise.
+TEST_F(Events, DoNotTellOfACardThatWasOpenedWhileTheEventWasUnderWay)
+{
+    Order("ref2", {"WaitForReaderEvent", "--delay", "500"});
+    Insert("ref2");
+    std::thread waiting([] { Library().waitForReaderEvent(0, Listen); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    const CardSession session = Open();
+    waiting.join();
+    EXPECT_TRUE(TakeEvents().empty());
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag);
+}
+
+TEST_F(Events, CarryTheStatusThatWasOrdered)
+{
+    Order("ref2", {"WaitForReaderEvent", "--status", "999", "--count", "2"});
+    Insert("ref2");
+    const auto inserted = EventsNow();
+    ASSERT_EQ(inserted.size(), 1U);
+    EXPECT_EQ(inserted[0].status, 999);
+    EXPECT_EQ(inserted[0].session, 0U);
+    const CardSession session = Open();
+    Remove("ref2");
+    const auto removed = EventsNow();
+    ASSERT_EQ(removed.size(), 1U);
+    EXPECT_EQ(removed[0].code, cardRemovedEvent);
+    EXPECT_EQ(removed[0].status, 999);
+    EXPECT_EQ(removed[0].session, session);
+}
+
+TEST_F(Events, OfAnInsertionCanLackTheSessionWithoutAnError)
+{
+    Order("ref2", {"OpenSession", "--status", "0"});
+    Insert("ref2");
+    const auto events = EventsNow();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].code, cardInsertedEvent);
+    EXPECT_EQ(events[0].status, 0);
+    EXPECT_EQ(events[0].session, 0U);
 }
 
 TEST_F(Events, StartAnewWithTheLibrary)

@@ -1,11 +1,13 @@
 // Faults on order, seen by a program that uses the card meanwhile.
 #include "card_home.h"
 #include "fault.h"
+#include "operations.h"
 
-#include <array>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
 #include <chrono>
-#include <functional>
-#include <map>
+#include <string>
 #include <vector>
 
 using namespace softcard::test;
@@ -18,12 +20,7 @@ constexpr CardStatus communicationError = 7;
 class Faults : public CardTest
 {
 protected:
-    static void Order(std::vector<std::string> arguments)
-    {
-        arguments.insert(arguments.begin(), {"fault", "ref2"});
-        const Finished ordered = RunTool(arguments);
-        ASSERT_EQ(ordered.exitCode, 0) << ordered.errors;
-    }
+    static void Order(const std::vector<std::string>& arguments) { CardTest::Order("ref2", arguments); }
 
     static CardStatus Sign(CardSession session, bool qualified)
     {
@@ -39,72 +36,29 @@ protected:
         uint32_t flags = 0;
         return Library().getSessionFlags(session, &flags);
     }
-
-    // Every operation that can be told to fail, with arguments that are right.
-    static std::map<std::string, std::function<CardStatus(CardSession)>> Operations()
-    {
-        using Certificates = std::array<CardCertificate, maxCertificates>;
-        const auto certificates = [](auto function) {
-            return [function](CardSession session) {
-                const auto found = std::make_unique<Certificates>();
-                const auto keys = std::make_unique<std::array<CardKeyInfo, maxCertificates>>();
-                uint32_t count = 0;
-                return function(session, found->data(), &count, keys->data());
-            };
-        };
-        const auto keyInfo = [](auto function) {
-            return [function](CardSession session) {
-                CardKeyInfo key{};
-                return function(session, 0, &key, true);
-            };
-        };
-        return {
-            {"OpenSession",
-             [](CardSession) {
-                 CardSession another = 0;
-                 return Library().openSession(u"Reader 0", &another);
-             }},
-            {"StartTransaction",
-             [](CardSession session) {
-                 const CardStatus status = Library().startTransaction(session);
-                 Library().stopTransaction(session);
-                 return status;
-             }},
-            {"GetTokenInfo",
-             [](CardSession session) {
-                 CardTokenInfo info{};
-                 return Library().getTokenInfo(session, &info, nullptr, nullptr);
-             }},
-            {"GetSessionFlags", Flags},
-            {"QES_GetCertificates", certificates(Library().qesGetCertificates)},
-            {"ES_GetCertificates", certificates(Library().esGetCertificates)},
-            {"QES_GetKeyInfo", keyInfo(Library().qesGetKeyInfo)},
-            {"ES_GetKeyInfo", keyInfo(Library().esGetKeyInfo)},
-            {"QES_SignData", [](CardSession session) { return Sign(session, true); }},
-            {"ES_SignData", [](CardSession session) { return Sign(session, false); }},
-            {"ES_DecryptData",
-             [](CardSession session) {
-                 const std::vector<uint8_t> data(256, 1);
-                 std::vector<uint8_t> output(512);
-                 uint32_t length = 512;
-                 return Library().esDecryptData(session, data.data(), 256, output.data(), &length, 0);
-             }},
-            {"Passwords_VerifyBOK", [](CardSession session) { return VerifyBok(session, bok).returned; }},
-            {"QES_VerifyPin", [](CardSession session) { return VerifyPin(session, pin).returned; }},
-        };
-    }
 };
 
 TEST_F(Faults, ReachEveryOperation)
 {
     const CardSession session = InsertAndOpen("ref2");
-    const auto operations = Operations();
-    EXPECT_EQ(operations.size(), softcard::FaultableOperations().size());
-    for (const std::string& name : softcard::FaultableOperations()) {
+    for (const auto& [name, call] : Operations()) {
         Order({name, "--status", "95"});
-        EXPECT_EQ(operations.at(name)(session), 95) << name;
-        EXPECT_NE(operations.at(name)(session), 95) << name << " the second time";
+        EXPECT_EQ(call(session), 95) << name;
+        EXPECT_NE(call(session), 95) << name << " the second time";
     }
+}
+
+// What comes with reader events is tested there.
+TEST_F(Faults, CanBeOrderedForWhateverCanBeCalled)
+{
+    std::vector<std::string> called = {"WaitForReaderEvent"};
+    for (const auto& [name, call] : Operations()) {
+        called.push_back(name);
+    }
+    std::vector<std::string> known = softcard::FaultableOperations();
+    std::sort(called.begin(), called.end());
+    std::sort(known.begin(), known.end());
+    EXPECT_EQ(called, known);
 }
 
 TEST_F(Faults, HappenAsOftenAsAskedFor)
@@ -124,6 +78,33 @@ TEST_F(Faults, OfAnyOperationTakeTheNextOne)
     EXPECT_EQ(VerifyBok(session, wrongCode).returned, 73);
     EXPECT_EQ(Flags(session), 73);
     EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2) << "the failed call spent no try";
+}
+
+TEST_F(Faults, OfAnyOperationSpareThoseThatListEndAndWait)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(Library().startTransaction(session), 0);
+    Order({"any", "--status", "7"});
+    std::u16string buffer(1024, u'\1');
+    EXPECT_GT(Library().getReaderList(buffer.data(), 1023), 0);
+    EXPECT_EQ(Library().waitForReaderEvent(0, [](auto, auto, auto, auto) {}), 0);
+    EXPECT_EQ(Library().stopTransaction(session), 0);
+    EXPECT_EQ(Library().closeSession(session), 0);
+    CardSession another = 0;
+    EXPECT_EQ(Library().openSession(u"Reader 0", &another), communicationError);
+    EXPECT_EQ(another, 0U);
+}
+
+TEST_F(Faults, LeaveUndoneWhatTheyHappenTo)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(Library().startTransaction(session), 0);
+    Order({"StopTransaction", "--status", "7"});
+    Order({"CloseSession", "--status", "7"});
+    EXPECT_EQ(Library().stopTransaction(session), communicationError);
+    EXPECT_EQ(Library().closeSession(session), communicationError);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, 74) << "the transaction goes on";
+    EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "and so does the session";
 }
 
 TEST_F(Faults, AreForOneCard)
@@ -160,7 +141,14 @@ TEST_F(Faults, AreListedAndForgotten)
     const CardSession session = InsertAndOpen("ref2");
     Order({"ES_SignData", "--status", "7", "--delay", "5", "--remove", "--count", "4"});
     Order({"QES_VerifyPin", "--delay", "1"});
-    EXPECT_EQ(RunTool({"fault", "ref2"}).output, "ES_SignData\t7\t5\tremove\t4\nQES_VerifyPin\t-\t1\t-\t1\n");
+    EXPECT_EQ(RunTool({"fault", "ref2"}).output,
+              "ES_SignData\t7\t5\tremove\t4\t-\t-\nQES_VerifyPin\t-\t1\t-\t1\t-\t-\n");
+    const auto faults = nlohmann::json::parse(RunTool({"fault", "ref2", "--json"}).output);
+    ASSERT_EQ(faults.size(), 2U);
+    EXPECT_EQ(faults[0]["status"], 7);
+    EXPECT_EQ(faults[0]["removesCard"], true);
+    EXPECT_TRUE(faults[1]["status"].is_null());
+    EXPECT_EQ(faults[1]["delay"], 1);
     Order({"--clear"});
     EXPECT_EQ(RunTool({"fault", "ref2"}).output, "");
     EXPECT_EQ(Sign(session, false), 27);
@@ -173,7 +161,11 @@ TEST_F(Faults, MustMakeSense)
                                                       {"ES_SignData", "--status", "eNoSuchStatus"},
                                                       {"ES_SignData", "--status", ""},
                                                       {"ES_SignData", "--status", "7", "--count", "0"},
-                                                      {"ES_SignData", "--delay", "-1"}}) {
+                                                      {"ES_SignData", "--delay", "-1"},
+                                                      {"ES_SignData", "--status", "7", "--verified"},
+                                                      {"QES_VerifyPin", "--delay", "1", "--verified"},
+                                                      {"any", "--status", "7", "--code-state", "1"},
+                                                      {"QES_VerifyPin", "--code-state", "1"}}) {
         std::vector<std::string> words = {"fault", "ref2"};
         words.insert(words.end(), arguments.begin(), arguments.end());
         EXPECT_EQ(RunTool(words).exitCode, 2);

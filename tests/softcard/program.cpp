@@ -79,6 +79,16 @@ pid_t StartProgram(const std::vector<std::string>& arguments)
     return Spawn(arguments, nullptr);
 }
 
+pid_t StartProgram(const std::vector<std::string>& arguments, int output)
+{
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    const pid_t process = Spawn(arguments, &actions);
+    posix_spawn_file_actions_destroy(&actions);
+    return process;
+}
+
 int AwaitProgram(pid_t process)
 {
     int status = 0;

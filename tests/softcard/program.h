@@ -18,8 +18,10 @@ struct Finished
 // The first argument is the program, looked for on the PATH when it has no slash.
 Finished RunProgram(const std::vector<std::string>& arguments);
 
-// Started without waiting, its output where ours goes; AwaitProgram gives the exit code.
+// Started without waiting, its output where ours goes or to the given descriptor; AwaitProgram gives the exit
+// code.
 pid_t StartProgram(const std::vector<std::string>& arguments);
+pid_t StartProgram(const std::vector<std::string>& arguments, int output);
 int AwaitProgram(pid_t process);
 
 } // namespace softcard::test

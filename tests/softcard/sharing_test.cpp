@@ -1,10 +1,14 @@
 // Two processes on one card: the transaction of one keeps the other from codes and keys.
 #include "card_home.h"
 
+#include <nlohmann/json.hpp>
+
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <string>
 #include <thread>
+#include <vector>
 
 using namespace softcard::test;
 
@@ -12,6 +16,7 @@ namespace {
 
 constexpr int sharingViolation = 74;
 constexpr int incorrectCode = 15;
+constexpr int exitCardBusy = 12;
 
 // Another process that has a transaction on the card in "Reader 0" as long as the object lives.
 class Holder
@@ -103,6 +108,53 @@ TEST_F(Sharing, LetsTheOwnProcessUseTheCard)
     const CardSession other = Open();
     ASSERT_EQ(Library().startTransaction(session), 0);
     EXPECT_EQ(VerifyBok(other, bok).returned, 0);
+}
+
+TEST_F(Sharing, KeepsTheToolFromCodesAndKeysDuringATransaction)
+{
+    Insert("ref2");
+    ASSERT_EQ(RunProgram({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+                          Scratch("key.pem").string(), "-out", Scratch("certificate.pem").string(), "-subj",
+                          "/CN=Imported"})
+                  .exitCode,
+              0);
+    {
+        const Holder holder(Scratch("holding"));
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"},
+              {"set-code", "ref2", "pin", "--puk", templatePuk, "--new", "1"},
+              {"unblock", "ref2", "pin", "--puk", wrongCode},
+              {"lock", "ref2", "pin"},
+              {"import", "ref2", "es", Scratch("certificate.pem").string(), "--key",
+               Scratch("key.pem").string(), "--code", wrongCode},
+              {"delete", "ref2", "--force"}}) {
+            const Finished refused = RunTool(command);
+            EXPECT_EQ(refused.exitCode, exitCardBusy) << command.front();
+            EXPECT_EQ(refused.errors,
+                      "tavrik-card: Another program has a transaction on the card \"ref2\".\n");
+        }
+        EXPECT_EQ(RunTool({"show", "ref2"}).exitCode, 0) << "what is public stays readable";
+        EXPECT_EQ(RunTool({"break-channel", "ref2"}).exitCode, 0) << "a card breaks it when it likes";
+    }
+    const auto card = nlohmann::json::parse(RunTool({"show", "ref2", "--json"}).output);
+    for (const char* code : {"bok", "pin", "puk"}) {
+        EXPECT_EQ(card[code]["triesLeft"], card[code]["maximumTries"]) << code;
+    }
+    EXPECT_EQ(card["es"].size(), 1U);
+    EXPECT_EQ(card["reader"], "Reader 0");
+    EXPECT_EQ(VerifyPin(Open(), pin).returned, 0) << "the code is what it was";
+}
+
+TEST_F(Sharing, LetsTheToolWaitForAShortTransaction)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    ASSERT_EQ(Library().startTransaction(session), 0);
+    const pid_t tool = StartProgram({CARD_TOOL, "set-code", "ref2", "bok", "--old", bok, "--new", "new"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "not changed yet";
+    ASSERT_EQ(Library().stopTransaction(session), 0);
+    EXPECT_EQ(AwaitProgram(tool), 0);
+    EXPECT_EQ(VerifyBok(session, "new").returned, 0);
 }
 
 // Each asks for what the other has: both are answered.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What the handbook shows at a terminal: two cards, one of which signs, is locked by wrong PINs and unblocked; then both
-# are put in while sign_document watches. Usage: terminal_session.sh BIN-FOLDER LIBRARY DOCUMENT
+# What docs/softcard.md shows at a terminal: two cards, one of which signs, is locked by wrong PINs and unblocked; then
+# both are put in while sign_document watches, the second one by hand. Usage: terminal_session.sh BIN-FOLDER LIBRARY DOCUMENT
 set -euo pipefail
 export PATH=$1:$PATH
 library=$2
@@ -73,6 +73,9 @@ expect_line "$scratch/list" $'boris\t-\t3\t3\tBoris Kováč'
 # One signs.
 type_codes 123456 654321
 sign_document --module "$library" "$document" "$scratch/signed" >"$scratch/said"
+expect_line "$scratch/said" 'Signing with "Sig_ZEP" of Reader 0; Sig_ZEP'
+expect_line "$scratch/said" '    certificate of Anna Horvátová'
+expect_line "$scratch/said" "    wrote $scratch/signed/Sig_EP.sig"
 for label in Sig_ZEP Sig_EP; do
     verify_signature "$scratch/signed" "$label"
     expect_subject "$scratch/signed/$label.pem" "Anna Horvátová"
@@ -91,6 +94,7 @@ expect_line "$scratch/list" $'anna\tReader 0\t3\t0\tAnna Horvátová'
 type_codes 123456
 sign_document --watch --count 2 --module "$library" "$document" "$scratch/watched" >"$scratch/watch" 2>&1 &
 watcher=$!
+await_line 'Waiting for cards ...'
 await_line 'A card was inserted into "Reader 0".'
 await_line 'Not signed with the card in "Reader 0": Signing: The code is locked after too many wrong tries.'
 tavrik-card remove anna
@@ -102,10 +106,11 @@ type_codes 123456 654321
 tavrik-card insert anna
 await_line 'Signed with the card in "Reader 0".'
 
-# The cards are swapped.
+# The cards are swapped by hand.
 type_codes 1111 2222
-tavrik-card remove anna
-tavrik-card insert boris
+cd "$TAVRIK_HOME/state/readers"
+rm "Reader 0/card"
+ln -s ../../cards/boris "Reader 0/card"
 wait "$watcher" || fail "the watching program failed"
 watcher=
 expect_line "$scratch/watch" 'Signed with 2 cards.'

@@ -1,0 +1,77 @@
+#include "reader_events.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <utility>
+
+namespace softcard::test {
+namespace {
+
+// The boundary's callback carries no pointer of ours, so what it brings is kept here.
+struct Heard
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<Event> events;
+};
+
+Heard& TheHeard()
+{
+    static auto* const heard = new Heard();
+    return *heard;
+}
+
+} // namespace
+
+void Listen(uint32_t code, const char16_t* reader, CardSession session, const CardStatus* status)
+{
+    Heard& heard = TheHeard();
+    const std::lock_guard lock(heard.mutex);
+    heard.events.push_back({code, reader, session, *status, Clock::now()});
+    heard.changed.notify_all();
+}
+
+std::vector<Event> TakeEvents()
+{
+    Heard& heard = TheHeard();
+    const std::lock_guard lock(heard.mutex);
+    return std::exchange(heard.events, {});
+}
+
+Event AwaitEvent()
+{
+    Heard& heard = TheHeard();
+    std::unique_lock lock(heard.mutex);
+    if (!heard.changed.wait_for(lock, std::chrono::seconds(5), [&] { return !heard.events.empty(); })) {
+        ADD_FAILURE() << "no event came";
+        return {};
+    }
+    Event event = heard.events.front();
+    heard.events.erase(heard.events.begin());
+    return event;
+}
+
+std::vector<Event> EventsNow()
+{
+    EXPECT_EQ(Library().waitForReaderEvent(0, Listen), 0);
+    return TakeEvents();
+}
+
+Monitor::Monitor()
+    : thread_([this] {
+          while (running_) {
+              Library().waitForReaderEvent(500, Listen);
+          }
+      })
+{
+}
+
+Monitor::~Monitor()
+{
+    running_ = false;
+    thread_.join();
+}
+
+} // namespace softcard::test

@@ -1,0 +1,53 @@
+// What the library tells of readers, collected.
+#pragma once
+
+#include "card_library.h"
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace softcard::test {
+
+using Clock = std::chrono::steady_clock;
+
+struct Event
+{
+    uint32_t code;
+    std::u16string reader;
+    CardSession session;
+    CardStatus status;
+    Clock::time_point time;
+};
+
+// The callback that collects.
+void Listen(uint32_t code, const char16_t* reader, CardSession session, const CardStatus* status);
+
+// What was collected since the last time.
+std::vector<Event> TakeEvents();
+
+// The next event, which must come within five seconds.
+Event AwaitEvent();
+
+// What a wait without time brings.
+std::vector<Event> EventsNow();
+
+// Another thread that waits for events again and again, as a monitoring thread does.
+class Monitor
+{
+public:
+    Monitor();
+    ~Monitor();
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+    Monitor(Monitor&&) = delete;
+    Monitor& operator=(Monitor&&) = delete;
+
+private:
+    std::atomic<bool> running_ = true;
+    std::thread thread_;
+};
+
+} // namespace softcard::test
