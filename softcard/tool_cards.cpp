@@ -107,7 +107,7 @@ void RunDelete(const MoveArguments& arguments)
                                                             "\" is in the reader \"" + reader->second +
                                                             "\"; --force takes it out first.");
     }
-    const FileLock entry = RequireCardForOurselves(arguments.card);
+    const FileLock entry = KeepTransactionsAway(arguments.card);
     if (reader != readers.end()) {
         ReaderDirectory(directories).Remove(arguments.card);
     }

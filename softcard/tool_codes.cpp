@@ -26,12 +26,12 @@ void RunSetCode(CodeArguments& arguments)
     if (arguments.puk) {
         const SecretText puk = *TakeSecret(arguments.puk);
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
-        const FileLock entry = RequireCardForOurselves(arguments.card);
+        const FileLock entry = KeepTransactionsAway(arguments.card);
         UnblockCode(folder, arguments.kind, puk, replacement);
     } else {
         const SecretText old = TakeOrRead(arguments.old, "Old code");
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
-        const FileLock entry = RequireCardForOurselves(arguments.card);
+        const FileLock entry = KeepTransactionsAway(arguments.card);
         ChangeCode(folder, arguments.kind, old, replacement);
     }
 }
@@ -40,7 +40,7 @@ void RunUnblock(CodeArguments& arguments)
 {
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     const SecretText puk = TakeOrRead(arguments.puk, "PUK");
-    const FileLock entry = RequireCardForOurselves(arguments.card);
+    const FileLock entry = KeepTransactionsAway(arguments.card);
     UnblockCode(folder, arguments.kind, puk, TakeSecret(arguments.replacement));
 }
 
@@ -103,7 +103,7 @@ void AddLock(CLI::App& app)
     AddCode(*lock, arguments->kind, "bok, pin or puk");
     lock->callback([arguments] {
         const std::filesystem::path folder = RequireCardFolder(arguments->card);
-        const FileLock entry = RequireCardForOurselves(arguments->card);
+        const FileLock entry = KeepTransactionsAway(arguments->card);
         LockCode(folder, arguments->kind);
     });
 }

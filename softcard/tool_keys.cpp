@@ -74,7 +74,7 @@ void RunImport(ImportArguments& arguments)
         arguments.file, arguments.keyFile.empty() ? arguments.file : arguments.keyFile, askPassword);
     RequireRoom(store.Load(arguments.card), arguments.family);
     const FamilyOpener opener = TakeOpener(arguments);
-    const FileLock entry = RequireCardForOurselves(arguments.card);
+    const FileLock entry = KeepTransactionsAway(arguments.card);
     const SecretBytes secret = OpenFamily(folder, arguments.family, opener);
     const FileLock lock = LockCard(folder);
     Card card = store.Load(arguments.card);

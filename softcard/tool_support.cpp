@@ -23,7 +23,7 @@ std::filesystem::path RequireCardFolder(const std::string& name)
     return CardStore(directories).FolderOf(name);
 }
 
-FileLock RequireCardForOurselves(const std::string& name)
+FileLock KeepTransactionsAway(const std::string& name)
 {
     try {
         return EnterCard(RequireCardFolder(name)).value();

@@ -21,7 +21,7 @@ std::filesystem::path RequireCardFolder(const std::string& name);
 
 // Lets no other program start a transaction on the card as long as it lives. Waits a moment for one that is
 // active, and throws StoreError when it goes on.
-[[nodiscard]] FileLock RequireCardForOurselves(const std::string& name);
+[[nodiscard]] FileLock KeepTransactionsAway(const std::string& name);
 
 // The required positional argument that names a card.
 void AddCardName(CLI::App& command, std::string& name);
