@@ -5,6 +5,7 @@
 #include "use_report.h"
 
 #include <chrono>
+#include <cmath>
 #include <iostream>
 #include <optional>
 #include <random>
@@ -22,19 +23,25 @@ using std::chrono::microseconds;
 
 namespace {
 
-// A program that is built with a sanitizer takes several times as long to start, so it starts less often.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int rounds = 150;
-#else
 constexpr int rounds = 500;
-#endif
 constexpr uint32_t allTries = softcard::defaultTries;
 
-// From the first step on. A step writes the spent try within some milliseconds, derives for some fifty, and
-// may write again: half of the lives end around the first writing, the others anywhere in the first two
-// steps.
-constexpr microseconds shortLife{15000};
-constexpr microseconds longLife{120000};
+// In microseconds from the first step on. A step writes the spent try at once, within a fraction of a
+// millisecond or many of them as the disk has it, then derives for some fifty milliseconds, and may write
+// again.
+constexpr double shortestLife = 50;
+constexpr double longestShortLife = 15000;
+constexpr double longestLife = 120000;
+
+// Half of the lives end around the first writing, however long that takes, the others anywhere in two steps.
+microseconds DrawLife(std::mt19937& random, bool isShort)
+{
+    if (isShort) {
+        std::uniform_real_distribution<double> magnitude(std::log(shortestLife), std::log(longestShortLife));
+        return microseconds(static_cast<int64_t>(std::exp(magnitude(random))));
+    }
+    return microseconds(static_cast<int64_t>(std::uniform_real_distribution<double>(0, longestLife)(random)));
+}
 
 // A running softcard_use_card and what it tells.
 class User
@@ -145,9 +152,7 @@ TEST_F(Killed, AtAnyMomentLeavesATruthfulCount)
         const uint32_t before = TriesLeft();
         User user(static_cast<unsigned>(random()));
         user.AwaitStep();
-        const microseconds longest = round % 2 == 0 ? shortLife : longLife;
-        std::this_thread::sleep_for(
-            microseconds(std::uniform_int_distribution<int64_t>(0, longest.count())(random)));
+        std::this_thread::sleep_for(DrawLife(random, round % 2 == 0));
         ASSERT_TRUE(user.Kill()) << "it ended by itself";
 
         const std::set<uint32_t> possible = user.TruthfulTries(before);
