@@ -1,23 +1,11 @@
-// Where everything lies.
+// Where everything lies, ready for use.
 #pragma once
 
-#include <filesystem>
+#include "standard_directories.h"
 
 namespace softcard {
 
-struct Directories
-{
-    std::filesystem::path config;
-    std::filesystem::path state;
-
-    [[nodiscard]] std::filesystem::path Cards() const { return state / "cards"; }
-    [[nodiscard]] std::filesystem::path Readers() const { return state / "readers"; }
-    [[nodiscard]] std::filesystem::path Authority() const { return state / "authority"; }
-};
-
-// TAVRIK_HOME decides when it is set, and else the user's own configuration and state folders do. Both are
-// absolute, and made when missing. Throws std::system_error, and std::runtime_error when the user has no home
-// folder.
+// Those of LocateDirectories, made when missing. Throws what that throws, and std::system_error.
 Directories FindDirectories();
 
 } // namespace softcard

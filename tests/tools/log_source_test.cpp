@@ -1,0 +1,89 @@
+#include "log_source.h"
+#include "test_log.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class LogSourceTest : public testing::Test
+{
+protected:
+    std::string Poll()
+    {
+        std::string lines;
+        source.Poll([&lines](int, std::string_view line) { lines.append(line).append(" "); });
+        return lines;
+    }
+
+    TestLog log;
+    logtool::LogSource source{log.Folder() / "sub", "Pkcs11"};
+};
+
+} // namespace
+
+TEST_F(LogSourceTest, FolderThatAppearsLaterIsRead)
+{
+    EXPECT_EQ(Poll(), "");
+    EXPECT_FALSE(source.FoundFiles());
+    std::filesystem::create_directory(log.Folder() / "sub");
+    EXPECT_EQ(Poll(), "");
+    log.Append("sub/Pkcs11.log", "one\r\n");
+    EXPECT_EQ(Poll(), "one ");
+}
+
+TEST_F(LogSourceTest, RotationNeitherLosesNorRepeatsLines)
+{
+    std::filesystem::create_directory(log.Folder() / "sub");
+    log.Append("sub/Pkcs11.log", "one\r\n");
+    EXPECT_EQ(Poll(), "one ");
+    log.Append("sub/Pkcs11.log", "two\r\n");
+    log.Rename("sub/Pkcs11.log", "sub/Pkcs11_1.log");
+    log.Append("sub/Pkcs11.log", "three\r\n");
+    log.Append("sub/Pkcs11_1.log", "late\r\n"); // of another process that still has it open
+    EXPECT_EQ(Poll(), "two late three ");
+    EXPECT_EQ(Poll(), "");
+}
+
+TEST_F(LogSourceTest, TwoRotationsBetweenPollsAreReadInOrder)
+{
+    std::filesystem::create_directory(log.Folder() / "sub");
+    log.Append("sub/Pkcs11.log", "one\r\n");
+    EXPECT_EQ(Poll(), "one ");
+    log.Rename("sub/Pkcs11.log", "sub/Pkcs11_2.log");
+    log.Append("sub/Pkcs11_1.log", "two\r\n");
+    log.Append("sub/Pkcs11.log", "three\r\n");
+    EXPECT_EQ(Poll(), "two three ");
+}
+
+TEST_F(LogSourceTest, EndOfADeletedFileIsRead)
+{
+    std::filesystem::create_directory(log.Folder() / "sub");
+    log.Append("sub/Pkcs11.log", "one\r\n");
+    EXPECT_EQ(Poll(), "one ");
+    log.Append("sub/Pkcs11.log", "two\r\n");
+    log.Remove("sub/Pkcs11.log");
+    log.Append("sub/Pkcs11.log", "three\r\n");
+    EXPECT_EQ(Poll(), "two three ");
+}
+
+TEST_F(LogSourceTest, LineComesOnlyWhole)
+{
+    std::filesystem::create_directory(log.Folder() / "sub");
+    log.Append("sub/Pkcs11.log", "o");
+    EXPECT_EQ(Poll(), "");
+    log.Append("sub/Pkcs11.log", "ne\r\ntw");
+    EXPECT_EQ(Poll(), "one ");
+    std::string rest;
+    source.Finish([&rest](int, std::string_view line) { rest = line; });
+    EXPECT_EQ(rest, "tw");
+}
+
+TEST_F(LogSourceTest, EmptiedFileIsReadFromItsBegin)
+{
+    std::filesystem::create_directory(log.Folder() / "sub");
+    log.Append("sub/Pkcs11.log", "one\r\ntwo\r\n");
+    EXPECT_EQ(Poll(), "one two ");
+    std::filesystem::resize_file(log.Folder() / "sub/Pkcs11.log", 0);
+    log.Append("sub/Pkcs11.log", "new\r\n");
+    EXPECT_EQ(Poll(), "new ");
+}

@@ -1,0 +1,49 @@
+#include "log_time.h"
+
+#include <gtest/gtest.h>
+
+using namespace logtool;
+
+TEST(LogTime, FieldHasDateOrCounterOrBothOrNothing)
+{
+    EXPECT_EQ(IsoTime(ParseTimeField("Thu Nov 12 12:10:02 2026")->date.value()), "2026-11-12T12:10:02");
+    EXPECT_FALSE(ParseTimeField("Thu Nov 12 12:10:02 2026")->counter);
+    EXPECT_EQ(ParseTimeField("Thu Nov 12 12:10:02 2026 00000123")->counter, 123U);
+    EXPECT_EQ(ParseTimeField("123456789")->counter, 123456789U);
+    EXPECT_FALSE(ParseTimeField("123456789")->date);
+    EXPECT_FALSE(ParseTimeField("")->date);
+}
+
+TEST(LogTime, DayOfOneDigitIsRead)
+{
+    EXPECT_EQ(IsoTime(ParseTimeField("Mon Nov  2 02:03:04 2026")->date.value()), "2026-11-02T02:03:04");
+}
+
+TEST(LogTime, OtherFieldsAreNoTime)
+{
+    EXPECT_FALSE(ParseTimeField("Time"));
+    EXPECT_FALSE(ParseTimeField("Thu Nov 12 12:10:02 2026 x"));
+    EXPECT_FALSE(ParseTimeField("Thu Nov 12 12:10:02 2026-00000123"));
+}
+
+TEST(LogTime, HeaderTimeIsFoundBehindOtherText)
+{
+    const auto time = ParseHeaderTime("Operating system: x64 DateTime: 2026-11-12 12:10:02");
+    EXPECT_EQ(IsoTime(time.value()), "2026-11-12T12:10:02");
+    EXPECT_FALSE(ParseHeaderTime("DateTime: "));
+    EXPECT_FALSE(ParseHeaderTime("Process name: x"));
+}
+
+TEST(LogTime, ArgumentsAreDatesTimesOfTodayOrAges)
+{
+    const std::time_t now = ParseTimeArgument("2026-11-12 12:10:02", 0).value();
+    EXPECT_EQ(IsoTime(now), "2026-11-12T12:10:02");
+    EXPECT_EQ(IsoTime(ParseTimeArgument("2026-11-11", now).value()), "2026-11-11T00:00:00");
+    EXPECT_EQ(IsoTime(ParseTimeArgument("09:30", now).value()), "2026-11-12T09:30:00");
+    EXPECT_EQ(IsoTime(ParseTimeArgument("09:30:05", now).value()), "2026-11-12T09:30:05");
+    EXPECT_EQ(ParseTimeArgument("10m", now), now - 600);
+    EXPECT_EQ(ParseTimeArgument("2h", now), now - 7200);
+    for (const char* bad : {"", "10", "m", "2x", "-5m", "tomorrow", "2026-11-12 12:10:02 x"}) {
+        EXPECT_FALSE(ParseTimeArgument(bad, now)) << bad;
+    }
+}

@@ -1,0 +1,176 @@
+#include "printer.h"
+#include "test_log.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+using namespace logtool;
+
+namespace {
+
+LogLine Parsed(const std::string& line)
+{
+    return ParseLine(line.substr(0, line.size() - 2));
+}
+
+const LogLine sample =
+    Parsed(ExtensiveLine(" ERR", testTime, "Session opened", "1f3c", "C_OpenSession", "slotID 1"));
+
+Call SampleCall(const std::string& result, Unit unit, uint64_t duration)
+{
+    Call call;
+    call.entering = Parsed(ExtensiveLine(" DBG", testTime, "PKCS11_FUNCTION_ENTERING", "1f3c", "C_Sign"));
+    call.result = result;
+    call.unit = unit;
+    call.duration = duration;
+    return call;
+}
+
+} // namespace
+
+TEST(Printer, LineHasItsColumns)
+{
+    Printer printer({});
+    EXPECT_EQ(printer.Line(sample),
+              "ERR   " + testTime + "  pkcs11_x64  0x1f3c  C_OpenSession  Session opened | slotID 1\n");
+}
+
+TEST(Printer, ColumnsGrowAndStayAligned)
+{
+    Printer printer({});
+    printer.Line(sample);
+    const std::string line = printer.Line(Parsed(ExtensiveLine("INFO", testTime, "text", "1", "C_Sign")));
+    EXPECT_EQ(line, "INFO  " + testTime + "  pkcs11_x64  0x1     C_Sign         text\n");
+}
+
+TEST(Printer, LinesWithoutATailHaveNoColumnsForIt)
+{
+    Printer printer({});
+    EXPECT_EQ(printer.Line(Parsed(PlainLine("INFO", testTime, "text"))),
+              "INFO  " + testTime + "  pkcs11_x64  text\n");
+}
+
+TEST(Printer, LineWithoutAFrameStandsAsItIs)
+{
+    Printer printer({});
+    EXPECT_EQ(printer.Line(ParseLine("Process Architecture: x64")), "Process Architecture: x64\n");
+    EXPECT_EQ(printer.Line(ParseLine("")), "\n");
+}
+
+TEST(Printer, ColoursTellLevels)
+{
+    Printer printer({false, true, 0});
+    EXPECT_TRUE(printer.Line(sample).starts_with("\x1b[31mERR "));
+    EXPECT_TRUE(printer.Line(sample).ends_with("\x1b[0m\n"));
+    EXPECT_TRUE(printer.Line(Parsed(PlainLine("WARN", testTime, "t"))).starts_with("\x1b[33m"));
+    EXPECT_TRUE(printer.Line(Parsed(PlainLine(" DBG", testTime, "t"))).starts_with("\x1b[2m"));
+    EXPECT_TRUE(printer.Line(Parsed(PlainLine("INFO", testTime, "t"))).starts_with("INFO"));
+}
+
+TEST(Printer, LongLinesGoOnBelowTheirDescription)
+{
+    Printer printer({false, false, 70});
+    const std::string text = printer.Line(Parsed(PlainLine("INFO", testTime, std::string(50, 'x'))));
+    const std::string indent(44, ' ');
+    EXPECT_EQ(text, "INFO  " + testTime + "  pkcs11_x64  " + std::string(26, 'x') + "\n" + indent +
+                        std::string(24, 'x') + "\n");
+}
+
+TEST(Printer, CharactersAreNotCutApart)
+{
+    Printer printer({false, false, 64});
+    std::string accented;
+    for (int count = 0; count < 25; ++count) {
+        accented += "\u017E";
+    }
+    const std::string text = printer.Line(Parsed(PlainLine("INFO", testTime, accented)));
+    EXPECT_EQ(text, "INFO  " + testTime + "  pkcs11_x64  " + accented.substr(0, 40) + "\n" +
+                        std::string(44, ' ') + accented.substr(40) + "\n");
+}
+
+TEST(Printer, LineThatTheLibraryCutIsMarked)
+{
+    Printer printer({});
+    const std::string text = printer.Line(Parsed(PlainLine("INFO", testTime, std::string(4044, 'x'))));
+    EXPECT_TRUE(text.ends_with("x [cut]\n"));
+}
+
+TEST(Printer, ControlCharactersNeverReachTheTerminal)
+{
+    Printer printer({});
+    const std::string text = printer.Line(Parsed(PlainLine("INFO", testTime,
+                                                           "a\x1b[2Jb\tc\x7f"
+                                                           "d")));
+    EXPECT_TRUE(text.ends_with("  a?[2Jb?c?d\n")) << text;
+}
+
+TEST(Printer, BytesThatAreNoUtf8AreReplaced)
+{
+    EXPECT_EQ(Printable("a\xFF"
+                        "b\xC5"),
+              "a\uFFFDb\uFFFD");
+}
+
+TEST(Printer, LineAsJsonHasEveryField)
+{
+    Printer printer({true, true, 20});
+    const std::string text = printer.Line(sample);
+    EXPECT_EQ(text.find('\n'), text.size() - 1);
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_EQ(json, (nlohmann::json{{"level", "error"},
+                                    {"time", "2026-11-12T12:10:02"},
+                                    {"counter", nullptr},
+                                    {"module", "pkcs11_x64"},
+                                    {"description", "Session opened"},
+                                    {"thread", "0x1f3c"},
+                                    {"function", "C_OpenSession"},
+                                    {"verbose", "slotID 1"},
+                                    {"cut", false}}));
+}
+
+TEST(Printer, JsonIsUtf8WhateverTheBytes)
+{
+    Printer printer({true, false, 0});
+    const auto json =
+        nlohmann::json::parse(printer.Line(Parsed(PlainLine("INFO", "00000005", "\xFF\x01\"\\"))));
+    EXPECT_EQ(json.at("description"), "\uFFFD\x01\"\\");
+    EXPECT_EQ(json.at("counter"), 5);
+    EXPECT_EQ(json.at("time"), nullptr);
+    EXPECT_EQ(nlohmann::json::parse(printer.Line(ParseLine("no frame"))),
+              (nlohmann::json{{"text", "no frame"}}));
+}
+
+TEST(Printer, CallHasItsDurationFirst)
+{
+    Printer printer({});
+    EXPECT_EQ(printer.OneCall(SampleCall("0 CKR_OK", Unit::milliseconds, 1134)),
+              "   1134 ms  " + testTime + "  0x1f3c  C_Sign  0 CKR_OK\n");
+    EXPECT_EQ(printer.OneCall(SampleCall("0 CKR_OK", Unit::seconds, 3)),
+              "       3 s  " + testTime + "  0x1f3c  C_Sign  0 CKR_OK\n");
+    EXPECT_EQ(printer.OneCall(SampleCall("", Unit::none, 0)),
+              "         -  " + testTime + "  0x1f3c  C_Sign  no leaving line\n");
+}
+
+TEST(Printer, FailedCallsAreRed)
+{
+    Printer printer({false, true, 0});
+    EXPECT_TRUE(
+        printer.OneCall(SampleCall("a0 CKR_PIN_INCORRECT", Unit::milliseconds, 1)).starts_with("\x1b[31m"));
+    EXPECT_FALSE(printer.OneCall(SampleCall("0 CKR_OK", Unit::milliseconds, 1)).starts_with("\x1b"));
+    EXPECT_FALSE(printer.OneCall(SampleCall("", Unit::none, 0)).starts_with("\x1b"));
+}
+
+TEST(Printer, CallAsJsonSaysTheUnit)
+{
+    Printer printer({true, false, 0});
+    const auto timed = nlohmann::json::parse(printer.OneCall(SampleCall("0 CKR_OK", Unit::milliseconds, 7)));
+    EXPECT_EQ(timed.at("duration"), 7);
+    EXPECT_EQ(timed.at("unit"), "ms");
+    EXPECT_EQ(timed.at("function"), "C_Sign");
+    EXPECT_EQ(timed.at("result"), "0 CKR_OK");
+    const auto open = nlohmann::json::parse(printer.OneCall(SampleCall("", Unit::none, 0)));
+    EXPECT_EQ(open.at("duration"), nullptr);
+    EXPECT_EQ(open.at("unit"), nullptr);
+    EXPECT_EQ(open.at("result"), nullptr);
+}

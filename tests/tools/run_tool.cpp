@@ -1,0 +1,152 @@
+#include "run_tool.h"
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+int ExitCode(int status)
+{
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string Command(const std::string& arguments, const std::string& before, const std::string& behind)
+{
+    return before + " " + LOG_TOOL + " " + arguments + " " + behind;
+}
+
+std::string WithoutReturns(std::string text)
+{
+    std::erase(text, '\r');
+    return text;
+}
+
+[[noreturn]] void Become(const std::string& command)
+{
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+}
+
+} // namespace
+
+ToolRun RunTool(const std::string& arguments, const std::string& before, const std::string& behind)
+{
+    const std::string command = Command(arguments, before, behind) + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r"); // NOLINT(cert-env33-c): the commands are constants of the tests
+    if (pipe == nullptr) {
+        throw std::runtime_error("cannot run " + command);
+    }
+    ToolRun run;
+    std::array<char, 4096> block{};
+    for (size_t got = 0; (got = fread(block.data(), 1, block.size(), pipe)) > 0;) {
+        run.output.append(block.data(), got);
+    }
+    run.exitCode = ExitCode(pclose(pipe));
+    return run;
+}
+
+ToolRun RunToolOnTerminal(const std::string& arguments, unsigned short columns, const std::string& before)
+{
+    const std::string command = Command(arguments, before, "");
+    winsize size{};
+    size.ws_col = columns;
+    size.ws_row = 24;
+    int terminal = -1;
+    const pid_t process = forkpty(&terminal, nullptr, nullptr, &size);
+    if (process == 0) {
+        Become(command);
+    }
+    if (process < 0) {
+        throw std::runtime_error("no terminal");
+    }
+    ToolRun run;
+    std::array<char, 4096> block{};
+    // The end of the last process on a terminal is a failed read.
+    for (ssize_t got = 0; (got = read(terminal, block.data(), block.size())) > 0;) {
+        run.output.append(block.data(), static_cast<size_t>(got));
+    }
+    int status = 0;
+    waitpid(process, &status, 0);
+    close(terminal);
+    run.exitCode = ExitCode(status);
+    run.output = WithoutReturns(run.output);
+    return run;
+}
+
+FollowingTool::FollowingTool(const std::string& arguments)
+{
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    process = fork();
+    if (process == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+        Become("exec " + Command("--follow " + arguments, "", ""));
+    }
+    close(ends[1]);
+    reading = ends[0];
+}
+
+FollowingTool::~FollowingTool()
+{
+    Interrupt();
+    CloseReader();
+}
+
+std::string FollowingTool::ReadUntil(const std::string& text)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (output.find(text) == std::string::npos && std::chrono::steady_clock::now() < deadline) {
+        pollfd ready{reading, POLLIN, 0};
+        if (poll(&ready, 1, 100) <= 0) {
+            continue;
+        }
+        std::array<char, 4096> block{};
+        const ssize_t got = read(reading, block.data(), block.size());
+        if (got <= 0) {
+            break;
+        }
+        output.append(block.data(), static_cast<size_t>(got));
+    }
+    return output;
+}
+
+int FollowingTool::Interrupt()
+{
+    if (process > 0) {
+        kill(process, SIGINT);
+    }
+    return Await();
+}
+
+int FollowingTool::CloseReader()
+{
+    if (reading >= 0) {
+        close(reading);
+        reading = -1;
+    }
+    return Await();
+}
+
+int FollowingTool::Await()
+{
+    int status = 0;
+    if (process > 0) {
+        waitpid(process, &status, 0);
+        process = -1;
+    }
+    return ExitCode(status);
+}

@@ -1,0 +1,52 @@
+#include "test_log.h"
+
+#include <cstdlib>
+#include <fstream>
+
+TestLog::TestLog()
+{
+    std::string name = (std::filesystem::temp_directory_path() / "tavrik-log-XXXXXX").string();
+    folder = mkdtemp(name.data());
+}
+
+TestLog::~TestLog()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+}
+
+void TestLog::Append(const std::string& name, const std::string& text) const
+{
+    std::ofstream(folder / name, std::ios::app | std::ios::binary) << text;
+}
+
+void TestLog::Rename(const std::string& from, const std::string& to) const
+{
+    std::filesystem::rename(folder / from, folder / to);
+}
+
+void TestLog::Remove(const std::string& name) const
+{
+    std::filesystem::remove(folder / name);
+}
+
+std::string PlainLine(const std::string& level, const std::string& time, const std::string& description)
+{
+    return level + "; " + time + "; " + "     pkcs11_x64; " + description + "\r\n";
+}
+
+std::string ExtensiveLine(const std::string& level, const std::string& time, const std::string& description,
+                          const std::string& thread, const std::string& function, const std::string& verbose)
+{
+    const std::string behind = verbose.empty() ? "" : ";  " + verbose;
+    return PlainLine(level, time, description + "; ThID: 0x" + thread + "; VERB: " + function + behind);
+}
+
+std::string Header(const std::string& dateTime)
+{
+    return "CardAPI, version: v4.8_RC2\r\nProcess name: /usr/bin/host\r\nProcess Architecture: x64\r\n"
+           "Operating system: Debian 12 \r\nDateTime: " +
+           dateTime +
+           "\r\nLog Level; Time; Module; Description; Thread; VERB: Function; Verbose Description\r\n" +
+           std::string(71, '-') + "\r\n\r\n";
+}

@@ -1,0 +1,32 @@
+// Log files for the tests of the log reader.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+// A folder of its own, gone at the end of the test.
+class TestLog
+{
+public:
+    TestLog();
+    ~TestLog();
+    TestLog(const TestLog&) = delete;
+    TestLog& operator=(const TestLog&) = delete;
+
+    const std::filesystem::path& Folder() const { return folder; }
+    void Append(const std::string& name, const std::string& text) const;
+    void Rename(const std::string& from, const std::string& to) const;
+    void Remove(const std::string& name) const;
+
+private:
+    std::filesystem::path folder;
+};
+
+inline const std::string testTime = "Thu Nov 12 12:10:02 2026";
+
+// A line in the library's form, with its ending.
+std::string PlainLine(const std::string& level, const std::string& time, const std::string& description);
+std::string ExtensiveLine(const std::string& level, const std::string& time, const std::string& description,
+                          const std::string& thread, const std::string& function,
+                          const std::string& verbose = {});
+std::string Header(const std::string& dateTime);

@@ -1,0 +1,116 @@
+#include "log_line.h"
+
+#include <array>
+#include <optional>
+#include <utility>
+
+namespace logtool {
+namespace {
+
+constexpr std::string_view separator = "; ";
+constexpr std::string_view threadMark = "; ThID: ";
+constexpr std::string_view functionMark = "; VERB: ";
+// The longest line and the longest tail that the library composes, in characters without the line ending.
+constexpr size_t longestLine = 4093;
+constexpr size_t longestTail = 3581;
+
+constexpr std::array<std::pair<std::string_view, Level>, 5> levelTexts = {{{" ERR", Level::error},
+                                                                           {"WARN", Level::warning},
+                                                                           {"INFO", Level::info},
+                                                                           {" DBG", Level::debug},
+                                                                           {"Unknown", Level::unknown}}};
+
+// Takes the text up to the next separator, and the separator, off the front of `rest`.
+std::optional<std::string_view> TakeField(std::string_view& rest)
+{
+    const size_t end = rest.find(separator);
+    if (end == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string_view field = rest.substr(0, end);
+    rest.remove_prefix(end + separator.size());
+    return field;
+}
+
+std::optional<Level> ParseLevel(std::string_view field)
+{
+    for (const auto& [text, level] : levelTexts) {
+        if (text == field) {
+            return level;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view WithoutLeadingBlanks(std::string_view text)
+{
+    const size_t begin = text.find_first_not_of(' ');
+    return begin == std::string_view::npos ? std::string_view() : text.substr(begin);
+}
+
+void ParseTail(std::string_view tail, LogLine& line)
+{
+    tail.remove_prefix(threadMark.size());
+    const size_t threadEnd = tail.find(functionMark);
+    line.thread = tail.substr(0, threadEnd);
+    if (threadEnd == std::string_view::npos) {
+        return;
+    }
+    tail.remove_prefix(threadEnd + functionMark.size());
+    const size_t functionEnd = tail.find(separator);
+    line.function = tail.substr(0, functionEnd);
+    if (functionEnd != std::string_view::npos) {
+        line.verbose = WithoutLeadingBlanks(tail.substr(functionEnd + separator.size()));
+    }
+}
+
+} // namespace
+
+LogLine ParseLine(std::string_view text)
+{
+    LogLine line;
+    line.text = text;
+    std::string_view rest = text;
+    const auto levelField = TakeField(rest);
+    const auto timeField = TakeField(rest);
+    const auto moduleField = TakeField(rest);
+    if (!levelField || !timeField || !moduleField) {
+        return line;
+    }
+    const auto level = ParseLevel(*levelField);
+    const auto time = ParseTimeField(*timeField);
+    if (!level || !time) {
+        return line;
+    }
+    line.framed = true;
+    line.level = *level;
+    line.time = *time;
+    line.module = WithoutLeadingBlanks(*moduleField);
+    const size_t tail = rest.find(threadMark);
+    line.description = rest.substr(0, tail);
+    line.cut = text.size() >= longestLine;
+    if (tail != std::string_view::npos) {
+        line.cut = line.cut || rest.size() - tail >= longestTail;
+        ParseTail(rest.substr(tail), line);
+    }
+    return line;
+}
+
+std::string_view LevelName(Level level)
+{
+    switch (level) {
+    case Level::error:
+        return "error";
+    case Level::warning:
+        return "warning";
+    case Level::info:
+        return "info";
+    case Level::debug:
+        return "debug";
+    case Level::unknown:
+        break;
+    }
+    return "unknown";
+}
+
+} // namespace logtool
