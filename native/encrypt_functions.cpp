@@ -1,0 +1,101 @@
+// Encrypting, in software, and decrypting on the card.
+#include "native/boundary.h"
+#include "native/key_use.h"
+#include "native/output.h"
+#include "native/rsa_public.h"
+
+#include <botan/mem_ops.h>
+
+namespace native {
+namespace {
+
+// A plain text that is wiped with its end.
+Botan::secure_vector<uint8_t> TakeOver(Bytes plain)
+{
+    Botan::secure_vector<uint8_t> kept(plain.begin(), plain.end());
+    Botan::secure_scrub_memory(plain.data(), plain.size());
+    return kept;
+}
+
+void RequireRsaPkcs(const CK_MECHANISM* mechanism)
+{
+    Require(mechanism != nullptr, CKR_ARGUMENTS_BAD);
+    Require(mechanism->mechanism == CKM_RSA_PKCS, CKR_MECHANISM_INVALID);
+}
+
+} // namespace
+
+CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        RequireRsaPkcs(pMechanism);
+        Require(!session->encrypt, CKR_OPERATION_ACTIVE);
+        auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_ENCRYPT);
+        session->encrypt.emplace(std::move(key), front.LoginNumber(session->slot));
+        return CKR_OK;
+    });
+}
+
+CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pEncryptedData,
+                CK_ULONG_PTR pulEncryptedDataLen)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        RequireLoginOf(front, *session, session->encrypt);
+        Ending ending(session->encrypt);
+        const Input data = InputOf(pData, ulDataLen);
+        Require(pulEncryptedDataLen != nullptr, CKR_ARGUMENTS_BAD);
+        const EncryptOperation& operation = *session->encrypt;
+        if (const auto answer =
+                AnswerAboutLength(operation.modulusLength, pEncryptedData, pulEncryptedDataLen)) {
+            return ending.Stay(*answer);
+        }
+        Require(data.size() + blockFraming <= operation.modulusLength, CKR_DATA_LEN_RANGE);
+        HandOut(EncryptFor(*operation.key, data), pEncryptedData, pulEncryptedDataLen);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        RequireRsaPkcs(pMechanism);
+        const uint64_t login = front.LoginNumber(session->slot);
+        Require(!session->decrypt || session->decrypt->login != login, CKR_OPERATION_ACTIVE);
+        auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_DECRYPT);
+        Require(key->inner != 0, CKR_KEY_TYPE_INCONSISTENT);
+        session->decrypt.emplace(std::move(key), login);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG ulEncryptedDataLen,
+                CK_BYTE_PTR pData, CK_ULONG_PTR pulDataLen)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        RequireLoginOf(front, *session, session->decrypt);
+        Ending ending(session->decrypt);
+        const Input data = InputOf(pEncryptedData, ulEncryptedDataLen);
+        Require(pulDataLen != nullptr, CKR_ARGUMENTS_BAD);
+        DecryptOperation& operation = *session->decrypt;
+        Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);
+        if (pData == nullptr) {
+            *pulDataLen = operation.modulusLength; // at most; the card isn't asked for a question of length
+            return ending.Stay(CKR_OK);
+        }
+        if (!operation.decrypted) {
+            operation.decrypted =
+                TakeOver(front.DecryptOnCard(*session, *operation.key, Bytes(data.begin(), data.end())));
+        }
+        if (const auto answer = AnswerAboutLength(operation.decrypted->size(), pData, pulDataLen)) {
+            return ending.Stay(*answer);
+        }
+        HandOut(*operation.decrypted, pData, pulDataLen);
+        return CKR_OK;
+    });
+}
+
+} // namespace native

@@ -1,0 +1,110 @@
+// What the front knows between C_Initialize and C_Finalize, and how it has the library work.
+//
+// Locks are taken in this order: the lock of a session, the gate, the lock of the front. The last is held for
+// moments and never across a call of the library.
+#pragma once
+
+#include "native/gate.h"
+#include "native/library.h"
+#include "native/objects.h"
+#include "native/refusal.h"
+#include "native/session.h"
+#include "native/slot_table.h"
+
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+
+namespace native {
+
+// A session that a call works with, alone.
+class SessionUse
+{
+public:
+    explicit SessionUse(std::shared_ptr<Session> used);
+    Session* operator->() const { return session.get(); }
+    Session& operator*() const { return *session; }
+
+private:
+    std::shared_ptr<Session> session;
+    std::unique_lock<std::mutex> lock;
+};
+
+class Front
+{
+public:
+    // The library has been started.
+    explicit Front(Library& started);
+
+    CK_INFO Info() const; // of the library
+
+    // Slots. What is told is fresh unless somebody may stay behind the gate for long; then it is what was
+    // known.
+    void LookAtReaders();
+    std::vector<CK_SLOT_ID> SlotIds(bool withCardOnly);
+    Slot SlotOf(CK_SLOT_ID id);       // refuses an unknown one
+    Slot SlotWithCard(CK_SLOT_ID id); // and an empty one
+    // The next event that was not told yet. Blocking, it waits until there is one; the end of the front ends
+    // it.
+    CK_SLOT_ID WaitForEvent(bool blocking);
+    CK_TOKEN_INFO TokenInfo(CK_SLOT_ID id);
+
+    // Sessions.
+    CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot, bool readWrite);
+    SessionUse Use(CK_SESSION_HANDLE handle);
+    CK_SESSION_INFO InfoOf(CK_SESSION_HANDLE handle);
+    void CloseSession(SessionUse& session);
+    void CloseAllSessions(CK_SLOT_ID slot);
+
+    // Login.
+    CK_RV LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length);
+    CK_RV LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULONG length);
+    void Logout(const Session& session);
+    bool IsLoggedIn(CK_SLOT_ID slot);
+    uint64_t LoginNumber(CK_SLOT_ID slot);
+
+    // Objects.
+    CK_OBJECT_HANDLE AddObject(Object object);
+    void DestroyObject(const Session& session, CK_OBJECT_HANDLE handle);
+    std::shared_ptr<const Object> FindObject(const Session& session, CK_OBJECT_HANDLE handle);
+    std::vector<CK_OBJECT_HANDLE> Search(const Session& session, const Template& wanted);
+
+    // The card's work.
+    Bytes SignOnCard(Session& session, const Object& key, const Bytes& data);
+    Bytes DecryptOnCard(Session& session, const Object& key, const Bytes& data);
+    // The library's session of this one is given up, with whatever it was authorised to.
+    void DropInner(Session& session);
+
+    // No call waits any longer for an event.
+    void Close();
+
+    Gate gate;
+
+private:
+    std::shared_ptr<Session> FindSession(CK_SESSION_HANDLE handle);
+    void LookBehindGate();
+    packed::CK_SESSION_HANDLE KeeperOf(packed::CK_SLOT_ID inner);
+    packed::CK_SESSION_HANDLE InnerOf(Session& session);
+    packed::CK_SLOT_ID InnerSlot(CK_SLOT_ID slot);
+    std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
+    bool IsToRelease(CK_SLOT_ID slot);
+    void ReleaseCard(packed::CK_SLOT_ID inner);
+
+    Library& library;
+    CK_INFO info;
+    std::mutex state;
+    std::condition_variable closing;
+    bool closed = false;
+    SlotTable slots;
+    SessionTable sessions;
+    ObjectTable objects;
+    std::map<CK_SLOT_ID, uint64_t> loginNumbers; // goes up with each login and logout of the slot
+    // By the card's number: a session of the library that keeps the card's login as long as there are
+    // sessions. Changed behind the gate alone, with the lock of the front.
+    std::map<packed::CK_SLOT_ID, packed::CK_SESSION_HANDLE> keepers;
+    std::set<packed::CK_SLOT_ID> loggedInCards; // by number; used behind the gate alone
+};
+
+} // namespace native

@@ -1,0 +1,51 @@
+#include "native/gate.h"
+
+namespace native {
+
+void Gate::Enter(Stay stay)
+{
+    std::unique_lock lock(mutex);
+    left.wait(lock, [this] { return !taken; });
+    taken = true;
+    takenForLong = stay == Stay::may_be_long;
+    holder = std::this_thread::get_id();
+    if (takenForLong) {
+        left.notify_all(); // those who only wait for brief stays give up now
+    }
+}
+
+bool Gate::EnterUnlessLong()
+{
+    std::unique_lock lock(mutex);
+    left.wait(lock, [this] { return !taken || takenForLong; });
+    if (taken) {
+        return false;
+    }
+    taken = true;
+    holder = std::this_thread::get_id();
+    return true;
+}
+
+bool Gate::EnterForFork()
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (taken && holder == std::this_thread::get_id()) {
+            return false;
+        }
+    }
+    return EnterUnlessLong();
+}
+
+void Gate::Leave()
+{
+    {
+        const std::lock_guard lock(mutex);
+        taken = false;
+        takenForLong = false;
+        holder = {};
+    }
+    left.notify_all();
+}
+
+} // namespace native

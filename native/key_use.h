@@ -1,0 +1,27 @@
+// The start that the operations with a key share.
+#pragma once
+
+#include "native/front.h"
+
+namespace native {
+
+// The key, when the mechanism has no parameter and the key says that it may do this. Refuses with the code of
+// what is wrong.
+std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const CK_MECHANISM& mechanism,
+                                     CK_OBJECT_HANDLE key, CK_ATTRIBUTE_TYPE permission);
+
+// The hash of a signature mechanism; null for CKM_RSA_PKCS. Refuses another mechanism.
+const Hash* HashFor(const CK_MECHANISM* mechanism);
+
+// Refuses, and ends the operation, when the login that its key was found in is over.
+template <typename Operation>
+void RequireLoginOf(Front& front, Session& session, std::optional<Operation>& operation)
+{
+    if (operation && operation->key->IsPrivate() && operation->login != front.LoginNumber(session.slot)) {
+        operation.reset();
+        front.DropInner(session);
+    }
+    Require(operation.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+} // namespace native

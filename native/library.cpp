@@ -1,0 +1,281 @@
+#include "native/library.h"
+
+#include "native/library_mutex.h"
+#include "native/own_folder.h"
+#include "native/records.h"
+#include "native/refusal.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+namespace native {
+namespace {
+
+constexpr char fileName[] = "libpkcs11_x64.so";
+
+// The card has keys of up to 1024 bytes, and the library writes no more than a modulus; it is told no size.
+constexpr std::size_t outputCapacity = 2048;
+
+// Every attribute that an object of the library can have.
+constexpr std::array<packed::CK_ATTRIBUTE_TYPE, 36> readTypes = {CKA_CLASS,
+                                                                 CKA_TOKEN,
+                                                                 CKA_PRIVATE,
+                                                                 CKA_LABEL,
+                                                                 CKA_VALUE,
+                                                                 CKA_ISSUER,
+                                                                 CKA_SERIAL_NUMBER,
+                                                                 CKA_CERTIFICATE_TYPE,
+                                                                 CKA_TRUSTED,
+                                                                 CKA_KEY_TYPE,
+                                                                 CKA_SUBJECT,
+                                                                 CKA_ID,
+                                                                 CKA_SENSITIVE,
+                                                                 CKA_ENCRYPT,
+                                                                 CKA_DECRYPT,
+                                                                 CKA_WRAP,
+                                                                 CKA_UNWRAP,
+                                                                 CKA_SIGN,
+                                                                 CKA_SIGN_RECOVER,
+                                                                 CKA_VERIFY,
+                                                                 CKA_VERIFY_RECOVER,
+                                                                 CKA_DERIVE,
+                                                                 CKA_START_DATE,
+                                                                 CKA_END_DATE,
+                                                                 CKA_MODULUS,
+                                                                 CKA_MODULUS_BITS,
+                                                                 CKA_PUBLIC_EXPONENT,
+                                                                 CKA_EXTRACTABLE,
+                                                                 CKA_LOCAL,
+                                                                 CKA_NEVER_EXTRACTABLE,
+                                                                 CKA_ALWAYS_SENSITIVE,
+                                                                 CKA_MODIFIABLE,
+                                                                 CKA_SECONDARY_AUTH,
+                                                                 CKA_ALWAYS_AUTHENTICATE,
+                                                                 CKA_ALLOWED_MECHANISMS,
+                                                                 CKA_CHECK_VALUE};
+
+packed::CK_ULONG Narrow(std::size_t length)
+{
+    Require(length <= std::numeric_limits<int32_t>::max(), CKR_DATA_LEN_RANGE);
+    return static_cast<packed::CK_ULONG>(length);
+}
+
+packed::CK_MECHANISM RsaPkcs()
+{
+    return {CKM_RSA_PKCS, nullptr, 0};
+}
+
+} // namespace
+
+Library& Library::Instance()
+{
+    static auto& library = *new Library;
+    return library;
+}
+
+bool Library::Load()
+{
+    for (const auto& folder : OwnFolders()) {
+        if (handle == nullptr) {
+            handle = dlopen((folder / fileName).c_str(), RTLD_NOW | RTLD_LOCAL);
+        }
+    }
+    if (handle == nullptr) {
+        return false;
+    }
+    using GetFunctionList = packed::CK_RV(packed::CK_FUNCTION_LIST_PTR_PTR);
+    auto* getFunctionList = reinterpret_cast<GetFunctionList*>(dlsym(handle, "C_GetFunctionList"));
+    return getFunctionList != nullptr && getFunctionList(&functions) == CKR_OK;
+}
+
+CK_RV Library::Start()
+{
+    if (functions == nullptr && !Load()) {
+        return CKR_GENERAL_ERROR;
+    }
+    if (inherited) {
+        static_cast<void>(functions->C_Finalize(nullptr));
+        inherited = false;
+    }
+    auto arguments = LibraryMutexArguments();
+    const CK_RV started = functions->C_Initialize(&arguments);
+    running = started == CKR_OK;
+    return started == CKR_CRYPTOKI_ALREADY_INITIALIZED ? CKR_GENERAL_ERROR : started;
+}
+
+CK_RV Library::End()
+{
+    running = false;
+    return functions->C_Finalize(nullptr);
+}
+
+void Library::Unload()
+{
+    if (handle != nullptr) {
+        functions = nullptr;
+        dlclose(std::exchange(handle, nullptr));
+    }
+}
+
+void Library::AfterFork()
+{
+    inherited = inherited || running;
+    running = false;
+    RenewLibraryMutex();
+}
+
+CK_INFO Library::Info() const
+{
+    packed::CK_INFO info{};
+    Require(functions->C_GetInfo(&info) == CKR_OK, CKR_GENERAL_ERROR);
+    return Widen(info);
+}
+
+bool Library::HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const
+{
+    packed::CK_ULONG count = 0;
+    Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
+    return count != known.size() ||
+           !std::all_of(known.begin(), known.end(), [this](auto slot) { return HasSlot(slot); });
+}
+
+bool Library::HasSlot(packed::CK_SLOT_ID slot) const
+{
+    packed::CK_SLOT_INFO info{};
+    return functions->C_GetSlotInfo(slot, &info) == CKR_OK;
+}
+
+std::vector<packed::CK_SLOT_ID> Library::Slots() const
+{
+    while (true) {
+        packed::CK_ULONG count = 0;
+        Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
+        std::vector<packed::CK_SLOT_ID> slots(count + 1); // never an empty buffer
+        count = static_cast<packed::CK_ULONG>(slots.size());
+        if (functions->C_GetSlotList(CK_TRUE, slots.data(), &count) == CKR_OK) {
+            slots.resize(count);
+            return slots;
+        }
+    }
+}
+
+std::optional<SlotFacts> Library::Describe(packed::CK_SLOT_ID slot) const
+{
+    packed::CK_SLOT_INFO slotInfo{};
+    packed::CK_TOKEN_INFO tokenInfo{};
+    std::array<packed::CK_MECHANISM_TYPE, 16> mechanisms{};
+    auto count = static_cast<packed::CK_ULONG>(mechanisms.size());
+    if (functions->C_GetSlotInfo(slot, &slotInfo) != CKR_OK ||
+        functions->C_GetTokenInfo(slot, &tokenInfo) != CKR_OK ||
+        functions->C_GetMechanismList(slot, mechanisms.data(), &count) != CKR_OK) {
+        return std::nullopt;
+    }
+    packed::CK_MECHANISM_INFO rsa{};
+    if (functions->C_GetMechanismInfo(slot, CKM_RSA_PKCS, &rsa) != CKR_OK) {
+        return std::nullopt;
+    }
+    const auto* end = mechanisms.data() + count;
+    const bool hasRsa =
+        std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_RSA_PKCS) != end;
+    return SlotFacts{slot, Widen(slotInfo), Widen(tokenInfo), hasRsa, rsa.ulMaxKeySize};
+}
+
+packed::CK_SESSION_HANDLE Library::OpenSession(packed::CK_SLOT_ID slot) const
+{
+    packed::CK_SESSION_HANDLE session = 0;
+    Require(functions->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &session) == CKR_OK,
+            CKR_DEVICE_REMOVED);
+    return session;
+}
+
+void Library::CloseSession(packed::CK_SESSION_HANDLE session) const
+{
+    static_cast<void>(functions->C_CloseSession(session)); // the card may have taken it away already
+}
+
+CK_RV Library::Login(packed::CK_SESSION_HANDLE session, CK_USER_TYPE user, const CK_UTF8CHAR* code,
+                     CK_ULONG length) const
+{
+    // The library takes a pointer to what it doesn't change.
+    return functions->C_Login(session, static_cast<packed::CK_USER_TYPE>(user),
+                              const_cast<CK_UTF8CHAR*>(code), code == nullptr ? 0 : Narrow(length));
+}
+
+void Library::Logout(packed::CK_SESSION_HANDLE session) const
+{
+    static_cast<void>(functions->C_Logout(session)); // a card that has gone is logged out
+}
+
+std::vector<packed::CK_OBJECT_HANDLE> Library::Objects(packed::CK_SESSION_HANDLE session) const
+{
+    Require(functions->C_FindObjectsInit(session, nullptr, 0) == CKR_OK, CKR_DEVICE_REMOVED);
+    std::vector<packed::CK_OBJECT_HANDLE> objects;
+    std::array<packed::CK_OBJECT_HANDLE, 16> some{};
+    packed::CK_ULONG count = 0;
+    do {
+        const CK_RV found = functions->C_FindObjects(session, some.data(), some.size(), &count);
+        Require(found == CKR_OK, CKR_DEVICE_REMOVED);
+        objects.insert(objects.end(), some.data(), some.data() + count);
+    } while (count > 0);
+    static_cast<void>(functions->C_FindObjectsFinal(session));
+    return objects;
+}
+
+Attributes Library::Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE object) const
+{
+    Attributes attributes;
+    for (const packed::CK_ATTRIBUTE_TYPE type : readTypes) {
+        // One at a time: the library stops at the first that an object doesn't have.
+        packed::CK_ATTRIBUTE record{type, nullptr, 0};
+        const CK_RV asked = functions->C_GetAttributeValue(session, object, &record, 1);
+        if (asked != CKR_OK || record.ulValueLen > longestValue) {
+            continue;
+        }
+        Bytes value(record.ulValueLen + 1); // never without an address
+        record.pValue = value.data();
+        if (functions->C_GetAttributeValue(session, object, &record, 1) == CKR_OK) {
+            value.resize(record.ulValueLen);
+            attributes[type] = WidenValue(type, value);
+        }
+    }
+    return attributes;
+}
+
+CK_RV Library::Sign(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE key, const Bytes& data,
+                    Bytes& output) const
+{
+    auto mechanism = RsaPkcs();
+    const CK_RV begun = functions->C_SignInit(session, &mechanism, key);
+    if (begun != CKR_OK) {
+        return begun;
+    }
+    Bytes handed = data;
+    output.resize(outputCapacity);
+    auto length = Narrow(output.size());
+    const CK_RV result =
+        functions->C_Sign(session, handed.data(), Narrow(handed.size()), output.data(), &length);
+    output.resize(result == CKR_OK ? length : 0);
+    return result;
+}
+
+CK_RV Library::Decrypt(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE key, const Bytes& data,
+                       Bytes& output) const
+{
+    auto mechanism = RsaPkcs();
+    const CK_RV begun = functions->C_DecryptInit(session, &mechanism, key);
+    if (begun != CKR_OK) {
+        return begun;
+    }
+    Bytes handed = data;
+    output.resize(outputCapacity);
+    auto length = Narrow(output.size());
+    const CK_RV result =
+        functions->C_Decrypt(session, handed.data(), Narrow(handed.size()), output.data(), &length);
+    output.resize(result == CKR_OK ? length : 0);
+    return result;
+}
+
+} // namespace native

@@ -1,0 +1,55 @@
+// The objects that applications see: copies of the library's, a public key beside each private one, and the
+// public keys that applications make. Callers hold the lock of the front.
+#pragma once
+
+#include "native/attributes.h"
+#include "native/library.h"
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace native {
+
+struct Object
+{
+    CK_OBJECT_HANDLE handle = 0;
+    CK_SLOT_ID slot = 0;
+    CK_SESSION_HANDLE owner = 0;        // the session whose end is the object's; 0 for one of the card
+    packed::CK_OBJECT_HANDLE inner = 0; // 0 for one that the library doesn't have
+    Attributes attributes;
+
+    bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
+};
+
+// The objects of a card's slot out of what the library has of them, without handles and slot.
+std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read);
+
+// The public key that a template of C_CreateObject describes. Refuses what is none.
+Object PublicKeyOf(const Template& wanted);
+
+class ObjectTable
+{
+public:
+    // Gives the object its handle.
+    CK_OBJECT_HANDLE Add(Object object);
+    // Those of the card, for all that were there of this slot.
+    void Replace(CK_SLOT_ID slot, std::vector<Object> objects);
+    void Remove(CK_OBJECT_HANDLE handle);
+    void RemoveOfSlot(CK_SLOT_ID slot);
+    void RemovePrivate(CK_SLOT_ID slot);
+    void RemoveOfSession(CK_SESSION_HANDLE session);
+
+    // Null for an object that isn't in the slot, or is private when only public ones are to be seen.
+    std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle, bool privateToo) const;
+    std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted, bool privateToo) const;
+
+private:
+    std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects;
+    CK_OBJECT_HANDLE last = 0;
+};
+
+// Fills a template. Goes through all of it; answers the last of what was wrong.
+CK_RV FillTemplate(const Object& object, CK_ATTRIBUTE* records, CK_ULONG count);
+
+} // namespace native

@@ -1,0 +1,23 @@
+#include "native/own_folder.h"
+
+#include <dlfcn.h>
+
+namespace native {
+
+std::vector<std::filesystem::path> OwnFolders()
+{
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<const void*>(&OwnFolders), &info) == 0 || info.dli_fname == nullptr) {
+        return {};
+    }
+    std::error_code error;
+    const auto loaded = std::filesystem::absolute(info.dli_fname, error);
+    std::vector<std::filesystem::path> folders{loaded.parent_path()};
+    const auto real = std::filesystem::canonical(loaded, error);
+    if (!error && real.parent_path() != folders.front()) {
+        folders.push_back(real.parent_path());
+    }
+    return folders;
+}
+
+} // namespace native

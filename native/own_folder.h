@@ -1,0 +1,12 @@
+// Where the front lies.
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+namespace native {
+
+// The folder of the file that was loaded, and behind it that of the file itself when a link led to it.
+std::vector<std::filesystem::path> OwnFolders();
+
+} // namespace native

@@ -1,0 +1,57 @@
+#include "native/rsa_public.h"
+
+#include "native/refusal.h"
+
+#include <botan/pubkey.h>
+#include <botan/rsa.h>
+#include <botan/system_rng.h>
+
+#include <cerrno>
+
+#include <sys/random.h>
+
+namespace native {
+namespace {
+
+Botan::BigInt NumberIn(const Object& key, CK_ATTRIBUTE_TYPE type)
+{
+    const auto found = key.attributes.find(type);
+    Require(found != key.attributes.end() && !found->second.empty(), CKR_KEY_TYPE_INCONSISTENT);
+    return Botan::BigInt(found->second);
+}
+
+Botan::RSA_PublicKey PublicKey(const Object& key)
+{
+    return {NumberIn(key, CKA_MODULUS), NumberIn(key, CKA_PUBLIC_EXPONENT)};
+}
+
+} // namespace
+
+std::size_t ModulusLength(const Object& key)
+{
+    return NumberIn(key, CKA_MODULUS).bytes();
+}
+
+bool SignatureMatches(const Object& key, const Bytes& signedData, Input signature)
+{
+    Botan::PK_Verifier verifier(PublicKey(key), "EMSA3(Raw)");
+    return verifier.verify_message(signedData.data(), signedData.size(), signature.data(), signature.size());
+}
+
+Bytes EncryptFor(const Object& key, Input message)
+{
+    Botan::System_RNG random;
+    const Botan::PK_Encryptor_EME encryptor(PublicKey(key), random, "EME-PKCS1-v1_5");
+    return encryptor.encrypt(message.data(), message.size(), random);
+}
+
+void FillRandom(std::span<uint8_t> buffer)
+{
+    while (!buffer.empty()) {
+        const ssize_t got = getrandom(buffer.data(), buffer.size(), 0);
+        Require(got >= 0 || errno == EINTR, CKR_DEVICE_ERROR);
+        buffer = buffer.subspan(got > 0 ? static_cast<std::size_t>(got) : 0);
+    }
+}
+
+} // namespace native

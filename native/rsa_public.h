@@ -1,0 +1,23 @@
+// What is done with the public part of an RSA key, in software.
+#pragma once
+
+#include "native/objects.h"
+#include "native/operations.h"
+
+namespace native {
+
+// The framing of a block by PKCS#1 v1.5, in bytes: what a message must be shorter than the modulus.
+inline constexpr std::size_t blockFraming = 11;
+
+// In bytes. Refuses a key without a modulus with CKR_KEY_TYPE_INCONSISTENT.
+std::size_t ModulusLength(const Object& key);
+
+bool SignatureMatches(const Object& key, const Bytes& signedData, Input signature);
+
+// With padding from the system's random generator.
+Bytes EncryptFor(const Object& key, Input message);
+
+// Fills the buffer from the system's random generator. Refuses with CKR_DEVICE_ERROR when there is none.
+void FillRandom(std::span<uint8_t> buffer);
+
+} // namespace native

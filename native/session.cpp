@@ -1,0 +1,59 @@
+#include "native/session.h"
+
+#include <algorithm>
+
+namespace native {
+
+std::shared_ptr<Session> SessionTable::Open(CK_SLOT_ID slot, bool readWrite)
+{
+    auto session = std::make_shared<Session>();
+    session->handle = ++last;
+    session->slot = slot;
+    session->readWrite = readWrite;
+    sessions[last] = session;
+    return session;
+}
+
+std::shared_ptr<Session> SessionTable::Find(CK_SESSION_HANDLE handle) const
+{
+    const auto found = sessions.find(handle);
+    return found == sessions.end() ? nullptr : found->second;
+}
+
+bool SessionTable::Close(const Session& session)
+{
+    const auto found = sessions.find(session.handle);
+    if (found == sessions.end()) {
+        return false;
+    }
+    found->second->open = false;
+    sessions.erase(found);
+    return true;
+}
+
+void SessionTable::CloseOfSlot(CK_SLOT_ID slot)
+{
+    for (const auto& session : OfSlot(slot)) {
+        Close(*session);
+    }
+}
+
+std::vector<std::shared_ptr<Session>> SessionTable::OfSlot(CK_SLOT_ID slot) const
+{
+    std::vector<std::shared_ptr<Session>> found;
+    for (const auto& one : sessions) {
+        if (one.second->slot == slot) {
+            found.push_back(one.second);
+        }
+    }
+    return found;
+}
+
+CK_ULONG SessionTable::Count(CK_SLOT_ID slot, bool readWriteOnly) const
+{
+    return static_cast<CK_ULONG>(std::count_if(sessions.begin(), sessions.end(), [&](const auto& one) {
+        return one.second->slot == slot && (one.second->readWrite || !readWriteOnly);
+    }));
+}
+
+} // namespace native

@@ -1,0 +1,50 @@
+// A session of an application.
+#pragma once
+
+#include "native/operations.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace native {
+
+struct Session
+{
+    CK_SESSION_HANDLE handle = 0;
+    CK_SLOT_ID slot = 0;
+    bool readWrite = false;
+    std::atomic<bool> open{true};
+
+    // One call at a time works with what follows.
+    std::mutex use;
+    packed::CK_SESSION_HANDLE inner = 0; // the library's session for the card's work; 0 until there is some
+    std::optional<SearchOperation> search;
+    std::optional<DigestOperation> digest;
+    std::optional<SignOperation> sign;
+    std::optional<VerifyOperation> verify;
+    std::optional<EncryptOperation> encrypt;
+    std::optional<DecryptOperation> decrypt;
+};
+
+// Callers hold the lock of the front.
+class SessionTable
+{
+public:
+    std::shared_ptr<Session> Open(CK_SLOT_ID slot, bool readWrite);
+    std::shared_ptr<Session> Find(CK_SESSION_HANDLE handle) const; // null for an unknown one
+    // False when it was closed before.
+    bool Close(const Session& session);
+    void CloseOfSlot(CK_SLOT_ID slot);
+
+    std::vector<std::shared_ptr<Session>> OfSlot(CK_SLOT_ID slot) const;
+    CK_ULONG Count(CK_SLOT_ID slot, bool readWriteOnly) const;
+
+private:
+    std::map<CK_SESSION_HANDLE, std::shared_ptr<Session>> sessions;
+    CK_SESSION_HANDLE last = 0;
+};
+
+} // namespace native

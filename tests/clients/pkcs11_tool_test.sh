@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Lists, signs, verifies and decrypts with pkcs11-tool, through the front and with a software card.
+#   pkcs11_tool_test.sh FRONT CARD_TOOL SCRIPTED_PINENTRY
+set -euo pipefail
+
+front=$1
+card_tool=$2
+TAVRIK_HOME=$(mktemp -d)
+export TAVRIK_HOME TAVRIK_PINENTRY=$3 TAVRIK_PINENTRY_ANSWERS=$TAVRIK_HOME/answers
+trap 'rm -rf "$TAVRIK_HOME"' EXIT
+cd "$TAVRIK_HOME"
+
+tool() {
+    pkcs11-tool --module "$front" "$@" 2>&1
+}
+
+expect() { # TEXT in the standard input
+    local text
+    text=$(cat)
+    if ! grep -qF -- "$1" <<<"$text"; then
+        echo "'$1' is not in:"
+        echo "$text"
+        exit 1
+    fi
+}
+
+"$card_tool" new anna --bok 123456 --pin 654321 >/dev/null
+"$card_tool" insert anna >/dev/null
+echo "one hundred and twelve euros" >document
+
+echo "lists"
+tool --list-slots | expect "Slot 1"
+tool --list-mechanisms --slot 1 | expect "SHA256-RSA-PKCS"
+objects=$(tool --list-objects --slot 1 --login --pin 123456)
+expect "Certificate Object; type = X.509 cert" <<<"$objects"
+expect "Private Key Object; RSA" <<<"$objects"
+expect "Public Key Object; RSA 2048 bits" <<<"$objects"
+
+echo "signs with the ordinary key"
+id=$(sed -n 's/^ *ID: *//p' <<<"$objects" | head -n 1)
+tool --slot 1 --login --pin 123456 --sign --id "$id" --mechanism SHA256-RSA-PKCS --input-file document \
+    --output-file signature | expect "Using signature algorithm SHA256-RSA-PKCS"
+tool --slot 1 --login --pin 123456 --read-object --type pubkey --id "$id" --output-file key.der >/dev/null
+openssl dgst -sha256 -keyform DER -verify key.der -signature signature document | expect "Verified OK"
+
+echo "verifies, and finds a changed document"
+tool --slot 1 --login --pin 123456 --verify --id "$id" --mechanism SHA256-RSA-PKCS --input-file document \
+    --signature-file signature | expect "Signature is valid"
+echo "nine hundred and twelve euros" >changed
+tool --slot 1 --login --pin 123456 --verify --id "$id" --mechanism SHA256-RSA-PKCS --input-file changed \
+    --signature-file signature | expect "Invalid signature"
+
+echo "decrypts"
+echo "a secret" >secret
+openssl pkeyutl -encrypt -pubin -keyform DER -inkey key.der -in secret -out encrypted
+tool --slot 1 --login --pin 123456 --decrypt --id "$id" --mechanism RSA-PKCS --input-file encrypted \
+    --output-file decrypted >/dev/null
+cmp secret decrypted
+
+echo "signs with the qualified key, whose PIN the card's keyboard asks for"
+echo 654321 >"$TAVRIK_PINENTRY_ANSWERS"
+qualified=$(tool --list-objects --slot 0 --login --pin 123456 | sed -n 's/^ *ID: *//p' | head -n 1)
+tool --slot 0 --login --pin 123456 --sign --id "$qualified" --mechanism SHA256-RSA-PKCS --input-file document \
+    --output-file qualified.signature --pin 123456 | expect "Using signature algorithm"
+tool --slot 0 --login --pin 123456 --verify --id "$qualified" --mechanism SHA256-RSA-PKCS --input-file document \
+    --signature-file qualified.signature | expect "Signature is valid"

@@ -1,0 +1,134 @@
+#include "native/attributes.h"
+
+#include "native/objects.h"
+#include "native/refusal.h"
+
+#include <gtest/gtest.h>
+
+namespace native {
+namespace {
+
+CK_RV RefusalOf(const CK_ATTRIBUTE* records, CK_ULONG count)
+{
+    try {
+        static_cast<void>(ReadTemplate(records, count));
+    } catch (const Refusal& refusal) {
+        return refusal.answer;
+    }
+    return CKR_OK;
+}
+
+TEST(AttributesTest, NumberGoesFromFourBytesToEight)
+{
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {0x00, 0x08, 0, 0}), NumberValue(2048));
+}
+
+TEST(AttributesTest, UnavailableNumberKeepsItsMeaning)
+{
+    EXPECT_EQ(WidenValue(CKA_KEY_GEN_MECHANISM, {0xFF, 0xFF, 0xFF, 0xFF}),
+              NumberValue(unavailableInformation));
+}
+
+TEST(AttributesTest, NumberOfAnotherWidthStaysAsItIs)
+{
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {1, 2}), Bytes({1, 2}));
+}
+
+TEST(AttributesTest, EachNumberOfAnArrayIsWidened)
+{
+    Bytes expected = NumberValue(1);
+    const Bytes second = NumberValue(0x40);
+    expected.insert(expected.end(), second.begin(), second.end());
+    EXPECT_EQ(WidenValue(CKA_ALLOWED_MECHANISMS, {1, 0, 0, 0, 0x40, 0, 0, 0}), expected);
+}
+
+TEST(AttributesTest, AnyTrueBooleanBecomesOne)
+{
+    EXPECT_EQ(WidenValue(CKA_SIGN, {0xFF}), Bytes{1});
+    EXPECT_EQ(WidenValue(CKA_SIGN, {0}), Bytes{0});
+}
+
+TEST(AttributesTest, SerialNumberIsDer)
+{
+    EXPECT_EQ(WidenValue(CKA_SERIAL_NUMBER, {0x12, 0x34}), Bytes({2, 2, 0x12, 0x34}));
+}
+
+TEST(AttributesTest, DerIntegerWithAHighBitGetsAZeroInFront)
+{
+    EXPECT_EQ(DerInteger(Bytes{0x80}), Bytes({2, 2, 0, 0x80}));
+}
+
+TEST(AttributesTest, DerIntegerIsMinimal)
+{
+    EXPECT_EQ(DerInteger(Bytes{0, 0, 1}), Bytes({2, 1, 1}));
+    EXPECT_EQ(DerInteger(Bytes{}), Bytes({2, 1, 0}));
+}
+
+TEST(AttributesTest, DerIntegerOf200BytesHasALongLength)
+{
+    const Bytes encoded = DerInteger(Bytes(200, 0x11));
+    EXPECT_EQ(Bytes(encoded.begin(), encoded.begin() + 3), Bytes({2, 0x81, 200}));
+    EXPECT_EQ(encoded.size(), 203U);
+}
+
+TEST(AttributesTest, BooleansAreComparedAsBooleans)
+{
+    const Attributes own{{CKA_SIGN, {1}}, {CKA_ID, {1}}};
+    EXPECT_TRUE(Match(own, {{CKA_SIGN, {0xFF}}}));
+    EXPECT_FALSE(Match(own, {{CKA_SIGN, {0}}}));
+    EXPECT_FALSE(Match(own, {{CKA_ID, {0xFF}}}));
+}
+
+TEST(AttributesTest, MissingAttributeMatchesNothing)
+{
+    EXPECT_FALSE(Match({}, {{CKA_ID, {}}}));
+    EXPECT_TRUE(Match({}, {}));
+}
+
+TEST(AttributesTest, TemplateWithoutRecordsNeedsNoAddress)
+{
+    EXPECT_EQ(RefusalOf(nullptr, 0), CKR_OK);
+    EXPECT_EQ(RefusalOf(nullptr, 1), CKR_ARGUMENTS_BAD);
+}
+
+TEST(AttributesTest, RecordWithALengthNeedsAValue)
+{
+    const CK_ATTRIBUTE record{CKA_ID, nullptr, 1};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ARGUMENTS_BAD);
+}
+
+TEST(AttributesTest, NumberInFourBytesIsRefused)
+{
+    uint32_t number = 3;
+    const CK_ATTRIBUTE record{CKA_CLASS, &number, sizeof(number)};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+TEST(AttributesTest, LengthBeyondEveryValueIsRefusedUnread)
+{
+    uint8_t byte = 0;
+    const CK_ATTRIBUTE record{CKA_ID, &byte, 1UL << 40U};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+TEST(ObjectsTest, PrivateKeyGetsItsPublicKeyAndTheSubjectOfItsCertificate)
+{
+    const Attributes certificate{
+        {CKA_CLASS, NumberValue(CKO_CERTIFICATE)}, {CKA_ID, {1}}, {CKA_SUBJECT, {0x30, 0}}};
+    const Attributes key{{CKA_CLASS, NumberValue(CKO_PRIVATE_KEY)},
+                         {CKA_ID, {1}},
+                         {CKA_MODULUS, {5}},
+                         {CKA_DECRYPT, {1}},
+                         {CKA_PRIVATE, {1}}};
+    const auto objects = ObjectsOfCard({{7, certificate}, {8, key}});
+    ASSERT_EQ(objects.size(), 3U);
+    EXPECT_EQ(objects[1].inner, 8U);
+    EXPECT_EQ(objects[1].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
+    EXPECT_EQ(objects[2].inner, 0U);
+    EXPECT_FALSE(objects[2].IsPrivate());
+    EXPECT_TRUE(FlagOf(objects[2].attributes, CKA_ENCRYPT));
+    EXPECT_EQ(objects[2].attributes.at(CKA_MODULUS), Bytes{5});
+}
+
+} // namespace
+} // namespace native

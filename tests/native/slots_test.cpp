@@ -1,0 +1,194 @@
+#include "front_test.h"
+#include "test_certificates.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace FrontTests {
+namespace {
+
+using SlotsTest = FrontTest;
+
+CK_FLAGS FlagsOf(CK_FUNCTION_LIST* f, CK_SLOT_ID slot)
+{
+    CK_SLOT_INFO info{};
+    EXPECT_EQ(f->C_GetSlotInfo(slot, &info), CKR_OK);
+    return info.flags;
+}
+
+TEST_F(SlotsTest, SlotListNeedsRoomForAll)
+{
+    StartWithCard();
+    CK_SLOT_ID slots[2] = {77, 77};
+    CK_ULONG count = 1;
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots[0], 77U);
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+}
+
+TEST_F(SlotsTest, SlotKeepsItsPlaceWhenItsCardGoesAndComes)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{2, 3}));
+    EXPECT_EQ(Slots(false), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+    EXPECT_EQ(FlagsOf(f, 0) & CKF_TOKEN_PRESENT, 0U);
+    CK_TOKEN_INFO token{};
+    EXPECT_EQ(f->C_GetTokenInfo(0, &token), CKR_TOKEN_NOT_PRESENT);
+    CK_ULONG count = 0;
+    EXPECT_EQ(f->C_GetMechanismList(0, nullptr, &count), CKR_TOKEN_NOT_PRESENT);
+    CK_SESSION_HANDLE session = 0;
+    EXPECT_EQ(f->C_OpenSession(0, CKF_SERIAL_SESSION, nullptr, nullptr, &session), CKR_TOKEN_NOT_PRESENT);
+
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+    EXPECT_NE(FlagsOf(f, 0) & CKF_TOKEN_PRESENT, 0U);
+}
+
+TEST_F(SlotsTest, UnknownSlotIsInvalidAlsoBeyond32Bits)
+{
+    StartWithCard();
+    CK_SLOT_INFO info{};
+    EXPECT_EQ(f->C_GetSlotInfo(2, &info), CKR_SLOT_ID_INVALID);
+    EXPECT_EQ(f->C_GetSlotInfo(1UL << 32U, &info), CKR_SLOT_ID_INVALID);
+    EXPECT_EQ(f->C_CloseAllSessions(2), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, CardThatGoesClosesItsSessions)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    CK_SESSION_INFO info{};
+    EXPECT_EQ(f->C_GetSessionInfo(session, &info), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(SlotsTest, CardThatIsBackHasNoSessionsAndNoLogin)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    CK_SESSION_INFO info{};
+    EXPECT_EQ(f->C_GetSessionInfo(session, &info), CKR_SESSION_HANDLE_INVALID);
+    EXPECT_EQ(State(Open(qualified)), CKS_RO_PUBLIC_SESSION);
+}
+
+TEST_F(SlotsTest, TokenCountsItsSessions)
+{
+    StartWithCard();
+    Open(qualified);
+    Open(qualified, CKF_SERIAL_SESSION | CKF_RW_SESSION);
+    CK_TOKEN_INFO token{};
+    ASSERT_EQ(f->C_GetTokenInfo(qualified, &token), CKR_OK);
+    EXPECT_EQ(token.ulSessionCount, 2U);
+    EXPECT_EQ(token.ulRwSessionCount, 1U);
+    EXPECT_EQ(token.ulFreePublicMemory, unavailableInformation);
+    EXPECT_NE(token.flags & CKF_PROTECTED_AUTHENTICATION_PATH, 0U);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(token.label), 8), "Sig_ZEP ");
+}
+
+TEST_F(SlotsTest, RsaKeyHasTheHashAndSignMechanisms)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetMechanismList(ordinary, nullptr, &count), CKR_OK);
+    std::vector<CK_MECHANISM_TYPE> list(count);
+    ASSERT_EQ(f->C_GetMechanismList(ordinary, list.data(), &count), CKR_OK);
+    for (const CK_MECHANISM_TYPE type : {0x1UL, 0x6UL, 0x40UL, 0x41UL, 0x42UL, 0x46UL, 0x220UL, 0x250UL}) {
+        EXPECT_NE(std::find(list.begin(), list.end(), type), list.end()) << type;
+    }
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.ulMinKeySize, 1024U);
+    EXPECT_NE(info.flags & CKF_DECRYPT, 0U);
+    ASSERT_EQ(f->C_GetMechanismInfo(qualified, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags & CKF_DECRYPT, 0U);
+}
+
+TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
+{
+    auto card = BlackBox::CertifiedCard();
+    card.qesKeyInfo.keyReference = 5;
+    script->AddReader(readerA, card);
+    Start();
+    CK_MECHANISM_INFO info{};
+    EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_RSA_PKCS, &info), CKR_MECHANISM_INVALID);
+    EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_SHA256_RSA_PKCS, &info), CKR_MECHANISM_INVALID);
+    EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_SHA256, &info), CKR_OK);
+}
+
+TEST_F(SlotsTest, EventsAreToldOnceEach)
+{
+    StartWithCard();
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(slot, 0U);
+    ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(slot, 1U);
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+}
+
+TEST_F(SlotsTest, EventIsNotLostToTheSlotList)
+{
+    StartWithCard();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_TRUE(Slots().empty());
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+}
+
+TEST_F(SlotsTest, WaitBlocksUntilACardComes)
+{
+    script->AddReader(readerA);
+    Start();
+    std::thread later([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+    });
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(0, &slot, nullptr), CKR_OK);
+    later.join();
+    EXPECT_EQ(slot, 0U);
+}
+
+TEST_F(SlotsTest, FinalizeEndsTheWait)
+{
+    StartWithCard();
+    CK_RV answer = CKR_OK;
+    std::thread waiting([&] {
+        CK_SLOT_ID slot = 77;
+        answer = f->C_WaitForSlotEvent(0, &slot, nullptr);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK);
+    waiting.join();
+    EXPECT_EQ(answer, CKR_CRYPTOKI_NOT_INITIALIZED);
+}
+
+TEST_F(SlotsTest, WaitTestsItsArguments)
+{
+    StartWithCard();
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, &slot), CKR_ARGUMENTS_BAD);
+}
+
+} // namespace
+} // namespace FrontTests

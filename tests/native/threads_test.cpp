@@ -1,0 +1,155 @@
+#include "front_test.h"
+#include "test_certificates.h"
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+namespace FrontTests {
+namespace {
+
+using ThreadsTest = FrontTest;
+
+TEST_F(ThreadsTest, ManyThreadsWorkAtOnceWithoutCallbacks)
+{
+    script->SetRecording(false);
+    StartWithCard();
+    ASSERT_EQ(Login(Open(ordinary)), CKR_OK);
+    std::atomic<int> good{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 10; ++round) {
+                const CK_SESSION_HANDLE session = Open(ordinary);
+                Bytes digest;
+                Bytes signature;
+                const bool worked =
+                    SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)) == CKR_OK &&
+                    Sign(session, Text("message"), signature) == CKR_OK && signature == Bytes(128, 0x5A) &&
+                    Digest(session, CKM_SHA256, Text("abc"), digest) == CKR_OK && Slots().size() == 2;
+                good += worked && f->C_CloseSession(session) == CKR_OK ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(good, 40);
+    EXPECT_EQ(script->MostCallsInside(), 1);
+}
+
+TEST_F(ThreadsTest, CardsComeAndGoWhileThreadsWork)
+{
+    script->SetRecording(false);
+    StartWithCard();
+    std::atomic<bool> going{true};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&] {
+            while (going) {
+                CK_SESSION_HANDLE session = 0;
+                if (f->C_OpenSession(ordinary, CKF_SERIAL_SESSION, nullptr, nullptr, &session) == CKR_OK) {
+                    static_cast<void>(Login(session));
+                    CK_MECHANISM mechanism{CKM_SHA256, nullptr, 0};
+                    static_cast<void>(f->C_DigestInit(session, &mechanism));
+                    static_cast<void>(f->C_CloseSession(session));
+                }
+            }
+        });
+    }
+    for (int i = 0; i < 10; ++i) {
+        script->RemoveCard(readerA);
+        ProcessEvents();
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+        ProcessEvents();
+    }
+    going = false;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1}));
+}
+
+// A login that stands in the dialog of its card, in a thread of its own, until the test lets it go on.
+class DialogTest : public FrontTest
+{
+protected:
+    void StartWithDialogInFirstCard()
+    {
+        script->AddReader(readerA, BlackBox::CertifiedCard());
+        script->AddReader(readerB, BlackBox::CertifiedCard());
+        Start();
+        first = Open(0);
+        second = Open(3);
+        ASSERT_EQ(Login(second), CKR_OK);
+        script->Next("Passwords_VerifyBOK", {.hook = [this] {
+                         opened.set_value();
+                         closed.get_future().wait();
+                     }});
+        login = std::async(std::launch::async, [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+        opened.get_future().wait();
+    }
+
+    void EndDialog()
+    {
+        EXPECT_EQ(login.wait_for(std::chrono::seconds(0)), std::future_status::timeout)
+            << "the dialog has ended";
+        closed.set_value();
+        EXPECT_EQ(login.get(), CKR_OK);
+    }
+
+    CK_SESSION_HANDLE first = 0;
+    CK_SESSION_HANDLE second = 0;
+
+private:
+    std::promise<void> opened;
+    std::promise<void> closed;
+    std::future<CK_RV> login;
+};
+
+TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
+{
+    StartWithDialogInFirstCard();
+    EXPECT_EQ(Slots().size(), 4U);
+    CK_SLOT_INFO slot{};
+    EXPECT_EQ(f->C_GetSlotInfo(0, &slot), CKR_OK);
+    CK_TOKEN_INFO token{};
+    EXPECT_EQ(f->C_GetTokenInfo(3, &token), CKR_OK);
+    EXPECT_EQ(State(first), CKS_RO_PUBLIC_SESSION);
+    EXPECT_EQ(State(second), CKS_RO_USER_FUNCTIONS);
+    CK_ULONG count = 0;
+    EXPECT_EQ(f->C_GetMechanismList(3, nullptr, &count), CKR_OK);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_OK);
+    CK_SLOT_ID event = 0;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &event, nullptr), CKR_NO_EVENT);
+
+    Bytes digest;
+    EXPECT_EQ(Digest(second, CKM_SHA256, Text("abc"), digest), CKR_OK);
+    EXPECT_EQ(f->C_GenerateRandom(second, digest.data(), digest.size()), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(second, CKO_PUBLIC_KEY);
+    ASSERT_EQ(VerifyInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(second, Text("m"), Bytes(128, 1)), CKR_SIGNATURE_INVALID);
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    ASSERT_EQ(f->C_EncryptInit(second, &mechanism, key), CKR_OK);
+    Bytes block(128);
+    CK_ULONG length = block.size();
+    EXPECT_EQ(f->C_Encrypt(second, digest.data(), digest.size(), block.data(), &length), CKR_OK);
+    const CK_SESSION_HANDLE third = Open(2);
+    EXPECT_EQ(f->C_CloseSession(third), CKR_OK);
+    EndDialog();
+}
+
+TEST_F(DialogTest, CardsWorkWaitsForTheDialog)
+{
+    StartWithDialogInFirstCard();
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    auto signing = std::async(std::launch::async, [&] { return Sign(second, Text("m"), signature); });
+    EXPECT_EQ(signing.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    EndDialog();
+    EXPECT_EQ(signing.get(), CKR_OK);
+}
+
+} // namespace
+} // namespace FrontTests
