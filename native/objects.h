@@ -34,7 +34,7 @@ public:
     // Gives the object its handle.
     CK_OBJECT_HANDLE Add(Object object);
     // Those of the card, for all that were there of this slot.
-    void Replace(CK_SLOT_ID slot, std::vector<Object> objects);
+    void Replace(CK_SLOT_ID slot, std::vector<Object> added);
     void Remove(CK_OBJECT_HANDLE handle);
     void RemoveOfSlot(CK_SLOT_ID slot);
     void RemovePrivate(CK_SLOT_ID slot);

@@ -57,10 +57,17 @@ tool --slot 1 --login --pin 123456 --decrypt --id "$id" --mechanism RSA-PKCS --i
     --output-file decrypted >/dev/null
 cmp secret decrypted
 
-echo "signs with the qualified key, whose PIN the card's keyboard asks for"
-echo 654321 >"$TAVRIK_PINENTRY_ANSWERS"
+echo "signs with the qualified key; the card's keyboard asks for both codes"
+printf '123456\n654321\n' >"$TAVRIK_PINENTRY_ANSWERS"
 qualified=$(tool --list-objects --slot 0 --login --pin 123456 | sed -n 's/^ *ID: *//p' | head -n 1)
-tool --slot 0 --login --pin 123456 --sign --id "$qualified" --mechanism SHA256-RSA-PKCS --input-file document \
-    --output-file qualified.signature --pin 123456 | expect "Using signature algorithm"
+tool --slot 0 --login --sign --id "$qualified" --mechanism SHA256-RSA-PKCS --input-file document \
+    --output-file qualified.signature | expect "Using signature algorithm"
 tool --slot 0 --login --pin 123456 --verify --id "$qualified" --mechanism SHA256-RSA-PKCS --input-file document \
     --signature-file qualified.signature | expect "Signature is valid"
+
+echo "passes the tool's own tests, with a key that signs whatever it is given"
+"$card_tool" remove anna >/dev/null
+"$card_tool" new raw --bok 123456 --pin 654321 --es-reference 1 >/dev/null
+"$card_tool" insert raw >/dev/null
+tool --slot 1 --login --pin 123456 --test | expect "No errors"
+tool --slot 1 --test-fork >/dev/null
