@@ -63,11 +63,13 @@ protected:
 
 class FrontTest : public Client
 {
+public:
+    FrontTest(const FrontTest&) = delete;
+    FrontTest& operator=(const FrontTest&) = delete;
+
 protected:
     FrontTest();
     ~FrontTest() override;
-    FrontTest(const FrontTest&) = delete;
-    FrontTest& operator=(const FrontTest&) = delete;
 
     void Start(); // with what readers there are
     void StartWithCard();

@@ -53,7 +53,7 @@ TEST_F(SessionsTest, CodeThatCanBeNoneCostsNoTry)
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(qualified);
     EXPECT_EQ(Login(session, CKU_USER, std::string(300, '1')), CKR_PIN_LEN_RANGE);
-    EXPECT_EQ(Login(session, CKU_USER, std::string("123\0456", 7)), CKR_PIN_INVALID);
+    EXPECT_EQ(Login(session, CKU_USER, std::string("123") + '\0' + "456"), CKR_PIN_INVALID);
     CK_UTF8CHAR none = 0;
     EXPECT_EQ(f->C_Login(session, CKU_USER, &none, 0), CKR_PIN_LEN_RANGE);
     EXPECT_EQ(Login(session, CKU_SO), CKR_USER_TYPE_INVALID);

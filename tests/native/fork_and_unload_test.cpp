@@ -1,0 +1,82 @@
+#include "child_process.h"
+#include "front_test.h"
+
+#include <fstream>
+#include <iterator>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+namespace FrontTests {
+namespace {
+
+class ForkTest : public FrontTest
+{
+protected:
+    static std::ptrdiff_t ThreadsOfProcess()
+    {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    }
+
+    static bool IsMapped(const std::string& name)
+    {
+        std::ifstream maps("/proc/self/maps");
+        const std::string all{std::istreambuf_iterator<char>(maps), {}};
+        return all.find(name) != std::string::npos;
+    }
+};
+
+TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    const int exitCode = BlackBox::ExitOfChild([&] {
+        CK_SESSION_INFO info{};
+        CK_ULONG count = 0;
+        const bool refused = f->C_GetSessionInfo(session, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
+        const bool started = f->C_Initialize(nullptr) == CKR_OK;
+        const bool works = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK && count == 2 &&
+                           Login(Open(ordinary)) == CKR_OK && Find(Open(ordinary)).size() == 3;
+        const bool ended = f->C_Finalize(nullptr) == CKR_OK;
+        _exit((refused ? 0 : 1) + (started ? 0 : 2) + (works ? 0 : 4) + (ended ? 0 : 8));
+    });
+    EXPECT_EQ(exitCode, 0);
+    EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(Find(session).size(), 3U);
+}
+
+TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)
+{
+    // A card without keys: Botan, which the test makes keys with, waits at the end for threads that no child
+    // has.
+    script->AddReader(readerA, Scripted::Card{});
+    Start();
+    EXPECT_EQ(BlackBox::ExitOfChild([] {}), 0);
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
+{
+    void* handle = nullptr;
+    LoadFront(LibraryFolder() / "scripted", &handle);
+    dlclose(handle); // the fixture's stays
+    script->AddReader(readerA, Scripted::Card{});
+    Start(); // once before, because a sanitizer gets a thread of its own with the first
+    ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
+    const auto before = ThreadsOfProcess();
+    Start();
+    Open(qualified);
+    EXPECT_GT(ThreadsOfProcess(), before);
+    dlclose(handle);
+    EXPECT_EQ(ThreadsOfProcess(), before);
+    EXPECT_FALSE(IsMapped("tavrik-pkcs11.so"));
+    EXPECT_FALSE(IsMapped("libpkcs11_x64.so"));
+    f = LoadFront(LibraryFolder() / "scripted");
+    Start();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+} // namespace
+} // namespace FrontTests
