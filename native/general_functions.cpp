@@ -14,8 +14,6 @@ void CheckArguments(const CK_C_INITIALIZE_ARGS& arguments)
     const bool all = arguments.CreateMutex != nullptr && arguments.DestroyMutex != nullptr &&
                      arguments.LockMutex != nullptr && arguments.UnlockMutex != nullptr;
     Require(any == all, CKR_ARGUMENTS_BAD);
-    // The library watches the readers with a thread of its own.
-    Require((arguments.flags & CKF_LIBRARY_CANT_CREATE_OS_THREADS) == 0, CKR_NEED_TO_CREATE_THREADS);
 }
 
 } // namespace

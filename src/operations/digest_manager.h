@@ -17,8 +17,8 @@ struct DigestManager
 
     void SetData(std::unique_ptr<HexBinary> data);
 
-    // Hashes into `output`, which has the length that GetLength gives. CKR_DATA_INVALID without data. Throws what
-    // MakeHash throws.
+    // Hashes into `output`, which has the length that GetLength gives. CKR_DATA_INVALID without data. Throws
+    // what MakeHash throws.
     CK_RV Digest(HexBinary& output) const;
 
     // Back to inactive.

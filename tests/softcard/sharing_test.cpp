@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include <sys/wait.h>
+
 using namespace softcard::test;
 
 namespace {
@@ -17,6 +19,13 @@ namespace {
 constexpr int sharingViolation = 74;
 constexpr int incorrectCode = 15;
 constexpr int exitCardBusy = 12;
+
+bool StillRuns(pid_t process)
+{
+    siginfo_t ended{};
+    return waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0;
+}
 
 // Another process that has a transaction on the card in "Reader 0" as long as the object lives.
 class Holder
@@ -151,7 +160,7 @@ TEST_F(Sharing, LetsTheToolWaitForAShortTransaction)
     ASSERT_EQ(Library().startTransaction(session), 0);
     const pid_t tool = StartProgram({CARD_TOOL, "set-code", "ref2", "bok", "--old", bok, "--new", "new"});
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "not changed yet";
+    EXPECT_TRUE(StillRuns(tool)); // a look at the code itself could outlast the tool's patience
     ASSERT_EQ(Library().stopTransaction(session), 0);
     EXPECT_EQ(AwaitProgram(tool), 0);
     EXPECT_EQ(VerifyBok(session, "new").returned, 0);
