@@ -1,32 +1,11 @@
 #!/usr/bin/env bash
 # Lists, signs, verifies and decrypts with pkcs11-tool, through the front and with a software card.
-#   pkcs11_tool_test.sh FRONT CARD_TOOL SCRIPTED_PINENTRY
-set -euo pipefail
-
-front=$1
-card_tool=$2
-TAVRIK_HOME=$(mktemp -d)
-export TAVRIK_HOME TAVRIK_PINENTRY=$3 TAVRIK_PINENTRY_ANSWERS=$TAVRIK_HOME/answers
-trap 'rm -rf "$TAVRIK_HOME"' EXIT
-cd "$TAVRIK_HOME"
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/card.sh"
 
 tool() {
     pkcs11-tool --module "$front" "$@" 2>&1
 }
-
-expect() { # TEXT in the standard input
-    local text
-    text=$(cat)
-    if ! grep -qF -- "$1" <<<"$text"; then
-        echo "'$1' is not in:"
-        echo "$text"
-        exit 1
-    fi
-}
-
-"$card_tool" new anna --bok 123456 --pin 654321 >/dev/null
-"$card_tool" insert anna >/dev/null
-echo "one hundred and twelve euros" >document
 
 echo "lists"
 tool --list-slots | expect "Slot 1"
@@ -58,7 +37,7 @@ tool --slot 1 --login --pin 123456 --decrypt --id "$id" --mechanism RSA-PKCS --i
 cmp secret decrypted
 
 echo "signs with the qualified key; the card's keyboard asks for both codes"
-printf '123456\n654321\n' >"$TAVRIK_PINENTRY_ANSWERS"
+type_codes 123456 654321
 qualified=$(tool --list-objects --slot 0 --login --pin 123456 | sed -n 's/^ *ID: *//p' | head -n 1)
 tool --slot 0 --login --sign --id "$qualified" --mechanism SHA256-RSA-PKCS --input-file document \
     --output-file qualified.signature | expect "Using signature algorithm"

@@ -111,8 +111,7 @@ TEST(RsaPublicKey, CopyOfOneWithoutABotanKeyHasNone)
     const RSAPubKey none;
     RSAPubKey assigned(Modulus(), exponent);
     assigned = none;
-    RSAPubKey copy(none);
-    EXPECT_EQ(copy.GetBotanPublicKey(), nullptr);
+    EXPECT_EQ(RSAPubKey(none).GetBotanPublicKey(), nullptr);
     EXPECT_EQ(assigned.GetBotanPublicKey(), nullptr);
 }
 
@@ -231,8 +230,7 @@ TEST(RsaPrivateKey, CopyOfOneWithoutABotanKeyHasNone)
     const RSAPrivKey none;
     RSAPrivKey assigned(TestRsaKey());
     assigned = none;
-    RSAPrivKey copy(none);
-    EXPECT_EQ(copy.GetBotanPrivateKey(), nullptr);
+    EXPECT_EQ(RSAPrivKey(none).GetBotanPrivateKey(), nullptr);
     EXPECT_EQ(assigned.GetBotanPrivateKey(), nullptr);
     EXPECT_EQ(assigned.GetPublicKey(), nullptr);
 }

@@ -1,0 +1,34 @@
+# For the tests of clients, which source it: a folder of the test's own that goes with it, with a software card in a
+# reader. `card_options` may hold more options for the making of the card.
+#   CLIENT_test.sh FRONT CARD_TOOL SCRIPTED_PINENTRY
+set -euo pipefail
+
+front=$1
+card_tool=$2
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+TAVRIK_HOME=$(mktemp -d)
+export TAVRIK_HOME TAVRIK_PINENTRY=$3 TAVRIK_PINENTRY_ANSWERS=$TAVRIK_HOME/answers HOME=$TAVRIK_HOME
+trap 'rm -rf "$TAVRIK_HOME"' EXIT
+cd "$TAVRIK_HOME"
+
+"$card_tool" new anna --subject "Anna Horvátová" --bok 123456 --pin 654321 ${card_options[@]+"${card_options[@]}"} \
+    >/dev/null
+"$card_tool" insert anna >/dev/null
+authority=$TAVRIK_HOME/state/authority
+cat "$authority/root.pem" "$authority/issuing.pem" >authority.pem
+echo "one hundred and twelve euros" >document
+
+# What a person would type into the card's keyboard, in order.
+type_codes() {
+    printf '%s\n' "$@" >"$TAVRIK_PINENTRY_ANSWERS"
+}
+
+expect() { # TEXT in the standard input
+    local text
+    text=$(cat)
+    if ! grep -qF -- "$1" <<<"$text"; then
+        echo "'$1' is not in:"
+        echo "$text"
+        exit 1
+    fi
+}

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# p11tool and GnuTLS: list, read the certificate, sign, and prove to a TLS server who one is. The card's keyboard asks for
+# the login code, because the token says that it has one.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/card.sh"
+
+tool() {
+    type_codes 123456 123456 123456 123456
+    p11tool --provider "$front" "$@" 2>&1
+}
+
+tool --list-tokens | expect "token=Sig_ZEP"
+tool --list-all --login "pkcs11:token=Sig_EP" >objects
+expect "X.509 Certificate" <objects
+expect "Private key (RSA-2048)" <objects
+key=$(sed -n 's/^\tURL: \(.*type=private.*\)$/\1/p' objects | head -n 1)
+certificate=$(sed -n 's/^\tURL: \(.*type=cert.*\)$/\1/p' objects | head -n 1)
+
+echo "reads the certificate, and tests the key by a signature"
+tool --login --export "$certificate" >ordinary.pem
+"$card_tool" export-certificate anna es --der --out expected
+openssl x509 -in ordinary.pem -outform DER | cmp expected -
+tool --login --test-sign "$key" | expect "ok"
+
+echo "proves to a TLS server who one is"
+openssl req -x509 -newkey rsa:2048 -nodes -keyout server.key -out server.pem -days 1 -subj /CN=localhost \
+    -addext subjectAltName=DNS:localhost 2>/dev/null
+openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
+    -verify_return_error -naccept 1 -rev -tls1_2 -sigalgs RSA+SHA256 >server.log 2>&1 &
+server=$!
+trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+for _ in $(seq 100); do
+    grep -q "^ACCEPT" server.log && break
+    sleep 0.1
+done
+port=$(sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log)
+type_codes 123456 123456 123456
+{ echo "hello"; sleep 2; } | gnutls-cli --provider "$front" --x509keyfile "$key" --x509certfile "$certificate" \
+    --x509cafile server.pem --port "$port" localhost --verify-hostname localhost \
+    --priority "NORMAL:-VERS-ALL:+VERS-TLS1.2" >client.log 2>&1 || true
+expect "olleh" <client.log
+wait $server || true
+expect "Anna" <server.log

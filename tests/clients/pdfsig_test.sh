@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# pdfsig signs a PDF with the qualified key and verifies it. The card's keyboard asks for the login code and the PIN; the
+# password that pdfsig is given goes nowhere. It takes one token with a password and no more, so the other slot of the card
+# is disabled in the database, which itself has none.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/card.sh"
+
+mkdir nss
+certutil -N -d sql:nss --empty-password
+modutil -dbdir sql:nss -add tavrik -libfile "$front" -force >/dev/null 2>&1
+modutil -dbdir sql:nss -disable tavrik -slot "Reader 0; Sig_EP" -force >/dev/null 2>&1
+certutil -A -d sql:nss -n root -t CT,C,C -i "$authority/root.pem"
+certutil -A -d sql:nss -n issuing -t ,, -i "$authority/issuing.pem"
+/usr/bin/python3 "$here/write_pdf.py" contract.pdf
+
+type_codes 123456 654321 654321
+pdfsig contract.pdf signed.pdf -add-signature -nssdir "$PWD/nss" -nick "Sig_ZEP:Signing Certificate" \
+    -nss-pwd none >signing 2>&1 ||
+    { cat signing; exit 1; }
+type_codes 123456
+pdfsig -nssdir "$PWD/nss" -nss-pwd none signed.pdf >verified 2>&1
+expect "Anna" <verified
+expect "Signature is Valid" <verified
+sed 's/twelve euros/twenty euros/' signed.pdf >changed.pdf
+type_codes 123456
+pdfsig -nssdir "$PWD/nss" -nss-pwd none changed.pdf 2>&1 | expect "Digest Mismatch"
