@@ -68,6 +68,30 @@ packed::CK_MECHANISM RsaPkcs()
     return {CKM_RSA_PKCS, nullptr, 0};
 }
 
+struct CardWork
+{
+    packed::CK_SESSION_HANDLE session;
+    packed::CK_OBJECT_HANDLE key;
+    const Bytes& data;
+};
+
+// An operation of the card from its start to its end.
+template <typename Begin, typename Finish>
+CK_RV RunOperation(Begin* begin, Finish* finish, const CardWork& work, Bytes& output)
+{
+    auto mechanism = RsaPkcs();
+    const CK_RV begun = begin(work.session, &mechanism, work.key);
+    if (begun != CKR_OK) {
+        return begun;
+    }
+    Bytes handed = work.data;
+    output.resize(outputCapacity);
+    auto length = Narrow(output.size());
+    const CK_RV result = finish(work.session, handed.data(), Narrow(handed.size()), output.data(), &length);
+    output.resize(result == CKR_OK ? length : 0);
+    return result;
+}
+
 } // namespace
 
 Library& Library::Instance()
@@ -247,35 +271,13 @@ Attributes Library::Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HA
 CK_RV Library::Sign(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE key, const Bytes& data,
                     Bytes& output) const
 {
-    auto mechanism = RsaPkcs();
-    const CK_RV begun = functions->C_SignInit(session, &mechanism, key);
-    if (begun != CKR_OK) {
-        return begun;
-    }
-    Bytes handed = data;
-    output.resize(outputCapacity);
-    auto length = Narrow(output.size());
-    const CK_RV result =
-        functions->C_Sign(session, handed.data(), Narrow(handed.size()), output.data(), &length);
-    output.resize(result == CKR_OK ? length : 0);
-    return result;
+    return RunOperation(functions->C_SignInit, functions->C_Sign, {session, key, data}, output);
 }
 
 CK_RV Library::Decrypt(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE key, const Bytes& data,
                        Bytes& output) const
 {
-    auto mechanism = RsaPkcs();
-    const CK_RV begun = functions->C_DecryptInit(session, &mechanism, key);
-    if (begun != CKR_OK) {
-        return begun;
-    }
-    Bytes handed = data;
-    output.resize(outputCapacity);
-    auto length = Narrow(output.size());
-    const CK_RV result =
-        functions->C_Decrypt(session, handed.data(), Narrow(handed.size()), output.data(), &length);
-    output.resize(result == CKR_OK ? length : 0);
-    return result;
+    return RunOperation(functions->C_DecryptInit, functions->C_Decrypt, {session, key, data}, output);
 }
 
 } // namespace native
