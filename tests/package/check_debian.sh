@@ -51,6 +51,13 @@ for label in Sig_ZEP Sig_EP; do
         fail "$label: a bad signature"
 done
 
+front=$(find "$root/usr/lib" -path '*/pkcs11/tavrik-pkcs11.so')
+[ -n "$front" ] || fail "the front is not where applications look"
+[ -e "$root/usr/share/p11-kit/modules/tavrik.module" ] || fail "the module file is not there"
+pkcs11-tool --module "$front" --list-token-slots 2>/dev/null | grep -q "token label *: Sig_EP" ||
+    fail "the front shows no token"
+"$root/usr/bin/tavrik-log" "$TAVRIK_HOME/state" | grep -q "CardAPI, version" || fail "the log cannot be read"
+
 in_root --purge tavrik-pkcs11-dev tavrik-softcard tavrik-pkcs11
 left=$(find "$root/usr" "$root/etc" -mindepth 1 2>/dev/null || true)
 [ -z "$left" ] || fail "left behind: $left"
