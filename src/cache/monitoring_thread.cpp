@@ -54,7 +54,7 @@ void MonitoringThread::Start()
     LoadSlotList(0, "");
     CardAPI_WaitForReaderEvent(0, HandleReaderEvent);
     LOG_LINE(LogLevel_Debug, "MonitoringThread::Start", "Going to start DoMonitoring thread");
-    thread = std::make_unique<std::thread>([this] { DoMonitoring(waitMilliseconds); });
+    thread = std::make_unique<OwnThread>([this] { DoMonitoring(waitMilliseconds); });
     processId = Platform::ProcessId();
 }
 
@@ -73,7 +73,7 @@ void MonitoringThread::Join()
         static_cast<void>(thread.release());
         return;
     }
-    thread->join();
+    thread->Join();
 }
 
 void MonitoringThread::DoMonitoring(uint32_t timeout)

@@ -3,11 +3,11 @@
 
 #include "cache/internal_cache.h"
 #include "card/card_api.h"
+#include "platform/own_thread.h"
 
 #include <atomic>
 #include <memory>
 #include <string>
-#include <thread>
 
 class MonitoringThread
 {
@@ -31,7 +31,7 @@ private:
 
     void DoMonitoring(uint32_t timeout);
 
-    std::unique_ptr<std::thread> thread;
+    std::unique_ptr<OwnThread> thread;
     uint32_t processId = 0; // of the process that started the thread
     std::atomic<bool> running{false};
 };

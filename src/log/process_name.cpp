@@ -5,7 +5,7 @@
 const std::u16string& GetProcessName()
 {
     static const std::u16string name = [] {
-        auto executable = Platform::WideText(Platform::ExecutableName());
+        auto executable = Platform::ProcessName();
         return executable.empty() ? std::u16string(u"unknown") : executable;
     }();
     return name;

@@ -4,7 +4,7 @@
 
 namespace {
 
-constinit LibraryLock libraryLock;
+LibraryLock libraryLock;
 
 } // namespace
 

@@ -32,7 +32,7 @@ struct ApplicationMutex
 class LibraryLock
 {
 public:
-    constexpr LibraryLock() = default;
+    LibraryLock() = default;
     ~LibraryLock(); // unlocks first what is still owned
     LibraryLock(const LibraryLock&) = delete;
     LibraryLock& operator=(const LibraryLock&) = delete;

@@ -47,8 +47,12 @@ struct Platform
     // The path of the running program; empty when the system doesn't tell.
     static std::filesystem::path ExecutablePath();
 
-    // The file name of the running program, such as "soffice.bin".
+    // The file name of the running program, such as "soffice.bin", for comparison with known hosts. On
+    // Windows it is narrow text of at most 62 characters.
     static std::string ExecutableName();
+
+    // The file name of the running program as the system's list of processes has it; empty when it has none.
+    static std::u16string ProcessName();
 
     // A path given in UTF-16; empty when it is none.
     static std::filesystem::path PathOf(std::u16string_view path);
@@ -94,10 +98,9 @@ struct Platform
     // CSDVersion, MUILanguages and Version of the system.
     static const char* OsListingCommand();
 
-    // Runs a command, waits a second for its end, and takes at most 1023 bytes of what it has written to its
-    // standard output and error by then into `output`, which is left as it is when the command cannot be run,
-    // and gets "error: " and the system's number appended when nothing can be read. A command that is still
-    // running is ended.
+    // Runs a command, waits a second for its end, and takes what one read of at most 1023 bytes then gives of
+    // its standard output and error into `output`, which is left as it is when the command cannot be run, and
+    // gets "error: " and the system's number appended when nothing can be read.
     static void RunCommandCaptureOutput(const char* commandLine, std::string& output);
 
     // From now on OnLibraryUnload is called when the library goes or the process ends. What was loaded before

@@ -5,7 +5,8 @@
 // signal for its end: neither SIGCHLD nor a wait for just any child tells of it. A program that it became
 // would get that signal back, so the helper stays a copy of the host, and makes the command as its own child.
 // Between clone and exec there are system calls only, since other threads of the host may have held any lock
-// at that moment.
+// at that moment. What the command has not written within its second is lost, and a command that is still
+// running then is ended.
 #include "platform/platform.h"
 
 #include <fcntl.h>

@@ -67,3 +67,8 @@ std::string Platform::ExecutableName()
 {
     return ExecutablePath().filename().string();
 }
+
+std::u16string Platform::ProcessName()
+{
+    return WideText(ExecutableName());
+}
