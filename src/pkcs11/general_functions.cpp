@@ -5,6 +5,7 @@
 #include "pkcs11/entry_frame.h"
 #include "pkcs11/function_list.h"
 #include "pkcs11/lifecycle.h"
+#include "pkcs11/product.h"
 
 namespace {
 
@@ -68,10 +69,9 @@ CK_RV C_GetInfo(CK_INFO_PTR pInfo)
     return EntryFrame("C_GetInfo").Require(pInfo != nullptr).Run([&] {
         *pInfo = {};
         pInfo->cryptokiVersion = {2, 20};
-        CopyBlankPadded(pInfo->manufacturerID, sizeof(pInfo->manufacturerID), "Corvane");
-        CopyBlankPadded(pInfo->libraryDescription, sizeof(pInfo->libraryDescription),
-                        "Tavrik PKCS#11 library");
-        pInfo->libraryVersion = {4, 0};
+        CopyBlankPadded(pInfo->manufacturerID, sizeof(pInfo->manufacturerID), TAVRIK_MAKER);
+        CopyBlankPadded(pInfo->libraryDescription, sizeof(pInfo->libraryDescription), TAVRIK_DESCRIPTION);
+        pInfo->libraryVersion = {TAVRIK_VERSION_MAJOR, TAVRIK_VERSION_MINOR};
         return CKR_OK;
     });
 }

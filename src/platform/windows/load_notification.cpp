@@ -1,0 +1,23 @@
+#include "platform/platform.h"
+#include "platform/windows/unloading.h"
+
+#include <windows.h>
+
+std::atomic<bool> libraryIsUnloading{false};
+
+// NOLINTNEXTLINE(readability-identifier-naming): the name that the loader knows
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+{
+    if (reason == DLL_PROCESS_ATTACH) {
+        OnLibraryLoad();
+    } else if (reason == DLL_PROCESS_DETACH) {
+        libraryIsUnloading = true;
+        OnLibraryUnload();
+    }
+    return TRUE;
+}
+
+void Platform::ArmUnloadNotification()
+{
+    // The loader tells of the unload by itself, and of the libraries that came later only afterwards.
+}
