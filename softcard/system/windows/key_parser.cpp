@@ -150,7 +150,7 @@ bool IsFor(const SecretBytes& der, const Botan::RSA_PrivateKey& key)
 {
     try {
         const Botan::X509_Certificate certificate(der.data(), der.size());
-        return certificate.subject_public_key_bits() == key.public_key_bits();
+        return certificate.subject_public_key_bitstring() == key.public_key_bits();
     } catch (const Botan::Exception&) {
         return false;
     }
