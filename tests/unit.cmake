@@ -1,8 +1,5 @@
 # The unit tests: one program with the tests of all classes, and small ones of their own for what needs a process
 # of a different make.
-find_package(GTest REQUIRED)
-include(GoogleTest)
-
 # unit_test_program(target [card library folder]): a test program made of the library's code. The card-access
 # library is the one in that folder, or none.
 function(unit_test_program target)

@@ -1,4 +1,4 @@
-#include "child_process.h"
+#include "support/linux/child_process.h"
 #include "front_test.h"
 
 #include <fstream>

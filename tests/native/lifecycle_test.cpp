@@ -1,4 +1,4 @@
-#include "child_process.h"
+#include "support/system.h"
 #include "front_test.h"
 
 #include <cstdlib>
