@@ -282,7 +282,7 @@ CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG
     const GateStay stay(gate, Gate::Stay::may_be_long);
     Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN);
     const packed::CK_SLOT_ID inner = InnerSlot(session.slot);
-    const CK_RV accepted = library.Login(KeeperOf(inner), CKU_USER, code, length);
+    const CK_RV accepted = LoginToCard(inner, code, length);
     // The card's other slot may have been logged in to before.
     if (accepted != CKR_OK && accepted != CKR_USER_ALREADY_LOGGED_IN) {
         return Outward(accepted);
@@ -296,6 +296,20 @@ CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG
     slot->loggedIn = true;
     ++loginNumbers[session.slot];
     return CKR_OK;
+}
+
+CK_RV Front::LoginToCard(packed::CK_SLOT_ID inner, const CK_UTF8CHAR* code, CK_ULONG length)
+{
+    const packed::CK_SESSION_HANDLE keeper = KeeperOf(inner);
+    try {
+        return library.Login(keeper, CKU_USER, code, length);
+    } catch (...) {
+        // It may have come far enough to count as a login, without the objects that come with one.
+        if (!loggedInCards.contains(CardNumber(inner))) {
+            library.Logout(keeper);
+        }
+        throw;
+    }
 }
 
 CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
@@ -368,14 +382,13 @@ std::vector<CK_OBJECT_HANDLE> Front::Search(const Session& session, const Templa
 Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
 {
     Bytes signature;
-    CK_RV answer = CKR_OK;
-    {
+    try {
         const GateStay stay(gate, Gate::Stay::may_be_long);
-        answer = library.Sign(InnerOf(session), key.inner, data, signature);
-    }
-    if (answer != CKR_OK) {
+        const CK_RV answer = library.Sign(InnerOf(session), key.inner, data, signature);
+        Require(answer == CKR_OK, Outward(answer));
+    } catch (...) {
         DropInner(session); // an operation that failed may still stand in it
-        throw Refusal{Outward(answer)};
+        throw;
     }
     return signature;
 }

@@ -1,4 +1,6 @@
 #include "child_process.h"
+#include "dialog_test.h"
+#include "every_call.h"
 #include "front_test.h"
 
 #include <fstream>
@@ -45,6 +47,49 @@ TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
     EXPECT_EQ(exitCode, 0);
     EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(Find(session).size(), 3U);
+}
+
+TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    const int failed = BlackBox::ExitOfChild([&] {
+        CK_ULONG count = 0;
+        int others = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+        for (const auto& calls : {EveryCallWithASlot(f, ordinary), EveryCallWithASession(f, session)}) {
+            for (const NamedCall& call : calls) {
+                others += call.make() == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+            }
+        }
+        others += f->C_Finalize(nullptr) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+        _exit(others);
+    });
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
+}
+
+TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
+{
+    StartWithDialogInFirstCard();
+    const int exitCode = BlackBox::ExitOfChild([&] {
+        CK_SESSION_INFO info{};
+        const bool refused = f->C_GetSessionInfo(second, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
+        const bool started = f->C_Initialize(nullptr) == CKR_OK && Slots().size() == 4;
+        const CK_SESSION_HANDLE own = Open(1); // on the card of the dialog
+        Bytes signature;
+        const bool signs = Login(own) == CKR_OK &&
+                           SignInit(own, CKM_SHA256_RSA_PKCS, FindOne(own, CKO_PRIVATE_KEY)) == CKR_OK &&
+                           Sign(own, Text("m"), signature) == CKR_OK && signature == Bytes(128, 0x5A);
+        const bool finished = f->C_Finalize(nullptr) == CKR_OK;
+        _exit((refused ? 0 : 1) + (started ? 0 : 2) + (signs ? 0 : 4) + (finished ? 0 : 8));
+    });
+    EXPECT_EQ(exitCode, 0);
+    EndDialog();
+    EXPECT_EQ(State(first), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(Find(first).size(), 3U);
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
 }
 
 TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)
