@@ -129,6 +129,40 @@ TEST_F(OperationsTest, SigningInPartsGivesTheCardTheSame)
     EXPECT_EQ(calls[0].data, calls[1].data);
 }
 
+TEST_F(OperationsTest, KeyThatTakesWhatItIsGivenSignsWithEveryHash)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x40UL, 0x41UL, 0x42UL, 0x1UL}) {
+        ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
+        EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK) << type;
+    }
+    const auto calls = script->CallsOf("ES_SignData");
+    ASSERT_EQ(calls.size(), 6U);
+    const std::vector<std::size_t> lengths = {35, 47, 51, 67, 83, 1}; // of a DigestInfo, and of the data
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        EXPECT_EQ(calls[i].data.size(), lengths[i]);
+    }
+}
+
+TEST_F(OperationsTest, KeyForOneKindOfHashRefusesTheOthersWithoutASignature)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified); // whose key has reference 2
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x41UL, 0x42UL, 0x1UL}) {
+        ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
+        EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED) << type;
+    }
+    EXPECT_TRUE(script->CallsOf("QES_SignData").empty());
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(script->CallsOf("QES_SignData").at(0).data.size(), 32U);
+}
+
 TEST_F(OperationsTest, CancelledPinEndsTheOperationWhichStartsAgain)
 {
     StartWithCard();
