@@ -1,19 +1,21 @@
+// Calls that stand in the dialog of a card, in a thread of their own, until the test lets them go on.
 #pragma once
 
 #include "front_test.h"
 #include "test_certificates.h"
 
 #include <atomic>
+#include <functional>
 #include <semaphore>
 #include <thread>
 
 namespace FrontTests {
 
-// A login that stands in the dialog of its card, in a thread of its own, until the test lets it go on.
 class DialogTest : public FrontTest
 {
 protected:
-    void StartWithDialogInFirstCard()
+    // Two cards, with a session in the first slot of the first card, and a logged-in one in the last slot.
+    void StartWithTwoCards()
     {
         script->AddReader(readerA, BlackBox::CertifiedCard());
         script->AddReader(readerB, BlackBox::CertifiedCard());
@@ -21,22 +23,34 @@ protected:
         first = Open(0);
         second = Open(3);
         ASSERT_EQ(Login(second), CKR_OK);
-        script->Next("Passwords_VerifyBOK", {.hook = [this] {
+    }
+
+    // Makes the call, and returns once it is inside this function of the card.
+    void OpenDialog(const char* function, std::function<CK_RV()> call)
+    {
+        script->Next(function, {.hook = [this] {
                          opened.release();
                          closed.acquire();
                      }});
-        login = std::thread([this] {
-            answer = f->C_Login(first, CKU_USER, nullptr, 0);
+        ended = false;
+        inDialog = std::thread([this, made = std::move(call)] {
+            answer = made();
             ended = true;
         });
         opened.acquire();
+    }
+
+    void StartWithDialogInFirstCard()
+    {
+        StartWithTwoCards();
+        OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     }
 
     void EndDialog()
     {
         EXPECT_FALSE(ended) << "the dialog has ended";
         closed.release();
-        login.join();
+        inDialog.join();
         EXPECT_EQ(answer, CKR_OK);
     }
 
@@ -48,7 +62,7 @@ private:
     // sanitizer.
     std::binary_semaphore opened{0};
     std::binary_semaphore closed{0};
-    std::thread login;
+    std::thread inDialog;
     std::atomic<bool> ended{false};
     CK_RV answer = CKR_GENERAL_ERROR;
 };

@@ -92,6 +92,52 @@ TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
     EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
 }
 
+TEST_F(DialogTest, ForkWaitsForACallThatIsInsideTheLibrary)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    OpenDialog("QES_GetKeyInfo", [this] {
+        CK_ULONG count = 0;
+        return f->C_GetSlotList(CK_TRUE, nullptr, &count);
+    });
+    std::atomic<bool> forked{false};
+    int exitCode = -1;
+    std::thread forking([&] {
+        exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
+        forked = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(forked);
+    EndDialog();
+    forking.join();
+    EXPECT_EQ(exitCode, 0);
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkTest, CallThatForksItselfGoesOn)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    int exitCode = -1;
+    script->Next("QES_GetKeyInfo", {.hook = [&] { exitCode = BlackBox::ExitOfChild([] { _exit(0); }); }});
+    EXPECT_EQ(Slots().size(), 2U);
+    EXPECT_EQ(exitCode, 0);
+}
+
+TEST_F(DialogTest, ProcessEndsDuringADialog)
+{
+    script->AddReader(readerA, Scripted::Card{}); // without keys, as below
+    EXPECT_EQ(BlackBox::ExitOfChild([this] {
+                  Start();
+                  first = Open(0);
+                  OpenDialog("Passwords_VerifyBOK",
+                             [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+              }),
+              0);
+}
+
 TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)
 {
     // A card without keys: Botan, which the test makes keys with, waits at the end for threads that no child

@@ -163,6 +163,87 @@ TEST_F(OperationsTest, KeyForOneKindOfHashRefusesTheOthersWithoutASignature)
     EXPECT_EQ(script->CallsOf("QES_SignData").at(0).data.size(), 32U);
 }
 
+TEST_F(OperationsTest, DataToSignLeaveRoomForTheirFraming)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const auto& [size, answer] :
+         {std::pair(0, CKR_DATA_LEN_RANGE), {1, CKR_OK}, {117, CKR_OK}, {118, CKR_DATA_LEN_RANGE}}) {
+        ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
+        EXPECT_EQ(Sign(session, Bytes(size, 1), signature), answer) << size;
+    }
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, {}, signature), CKR_OK); // of nothing there is a hash
+}
+
+TEST_F(OperationsTest, MoreDataThanAnyKeyTakesAreNotKept)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes part(600);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_DATA_LEN_RANGE);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), 1), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, SignatureIsAsLongAsTheCardSays)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    script->Next("ES_SignData", {.output = Bytes(100, 7)});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(signature, Bytes(100, 7));
+}
+
+TEST_F(OperationsTest, FailedSignatureLeavesNothingStanding)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    script->Next("ES_SignData", {.status = 7});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+}
+
+TEST_F(OperationsTest, CardThatGoesDuringACallIsItsAnswer)
+{
+    StartWithCard();
+    const auto cardGoes = [this] {
+        script->RemoveCard(readerA);
+        ProcessEvents();
+    };
+    const auto cardIsBack = [this] {
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+        ProcessEvents();
+        const CK_SESSION_HANDLE session = Open(ordinary);
+        EXPECT_EQ(Login(session), CKR_OK);
+        return session;
+    };
+    CK_SESSION_HANDLE session = Open(ordinary);
+    script->Next("Passwords_VerifyBOK", {.hook = cardGoes});
+    EXPECT_EQ(Login(session), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+
+    session = cardIsBack();
+    Bytes block(128, 1);
+    script->Next("ES_SignData", {.status = 7, .hook = cardGoes});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), block), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+
+    session = cardIsBack();
+    script->Next("ES_DecryptData", {.status = 7, .hook = cardGoes});
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    block.resize(128);
+    CK_ULONG length = block.size();
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+}
+
 TEST_F(OperationsTest, CancelledPinEndsTheOperationWhichStartsAgain)
 {
     StartWithCard();
@@ -240,10 +321,12 @@ TEST_F(OperationsTest, EncryptionIsPaddedAtRandomAndTheKeyReadsIt)
 TEST_F(OperationsTest, MessageTooLongToEncryptIsRefused)
 {
     const CK_SESSION_HANDLE session = StartOrdinary();
-    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
     Bytes message(118);
     Bytes block(128);
     CK_ULONG length = block.size();
+    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
+    EXPECT_EQ(f->C_Encrypt(session, message.data(), 117, block.data(), &length), CKR_OK);
+    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
     EXPECT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length),
               CKR_DATA_LEN_RANGE);
     EXPECT_EQ(f->C_Encrypt(session, message.data(), 1, block.data(), &length), CKR_OPERATION_NOT_INITIALIZED);

@@ -124,5 +124,79 @@ TEST_F(DialogTest, CardsWorkWaitsForTheDialog)
     EXPECT_EQ(signingAnswer, CKR_OK);
 }
 
+TEST_F(DialogTest, EveryDialogLeavesTheRestToWork)
+{
+    StartWithTwoCards();
+    ASSERT_EQ(Login(first), CKR_OK);
+    ASSERT_EQ(SignInit(first, CKM_SHA256_RSA_PKCS, FindOne(first, CKO_PRIVATE_KEY)), CKR_OK);
+    OpenDialog("QES_VerifyPin", [this] { return f->C_Login(first, CKU_CONTEXT_SPECIFIC, nullptr, 0); });
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+    OpenDialog("QES_SignData", [this] {
+        Bytes signature;
+        return Sign(first, Text("m"), signature);
+    });
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+    const CK_OBJECT_HANDLE key = FindOne(second, CKO_PRIVATE_KEY);
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    ASSERT_EQ(f->C_DecryptInit(second, &mechanism, key), CKR_OK);
+    OpenDialog("ES_DecryptData", [this] {
+        Bytes block(128, 1);
+        CK_ULONG length = block.size();
+        return f->C_Decrypt(second, block.data(), block.size(), block.data(), &length);
+    });
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+}
+
+TEST_F(DialogTest, ReadersAreLookedAtAgainAfterTheDialog)
+{
+    StartWithDialogInFirstCard();
+    script->RemoveCard(readerB);
+    ProcessEvents();
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
+{
+    StartWithTwoCards();
+    const CK_OBJECT_HANDLE key = FindOne(second, CKO_PRIVATE_KEY);
+    Bytes signature;
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    ASSERT_EQ(Sign(second, Text("m"), signature), CKR_OK);
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+    CK_RV signingAnswer = CKR_OK;
+    std::thread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    script->RemoveCard(readerB);
+    ProcessEvents();
+    EndDialog();
+    signing.join();
+    EXPECT_EQ(signingAnswer, CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(second), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(DialogTest, FinalizeWaitsForTheDialog)
+{
+    StartWithDialogInFirstCard();
+    std::atomic<bool> done{false};
+    CK_RV ending = CKR_GENERAL_ERROR;
+    std::thread finalizing([&] {
+        ending = f->C_Finalize(nullptr);
+        done = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(done);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EndDialog();
+    finalizing.join();
+    EXPECT_EQ(ending, CKR_OK);
+}
+
 } // namespace
 } // namespace FrontTests
