@@ -20,7 +20,7 @@ protected:
     }
 
     CK_RV Begin(CK_RV (*begin)(CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE), CK_MECHANISM_TYPE type,
-                CK_OBJECT_HANDLE key)
+                CK_OBJECT_HANDLE key) const
     {
         CK_MECHANISM mechanism{type, nullptr, 0};
         return begin(session, &mechanism, key);

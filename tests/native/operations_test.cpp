@@ -169,7 +169,7 @@ TEST_F(OperationsTest, DataToSignLeaveRoomForTheirFraming)
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     Bytes signature;
     for (const auto& [size, answer] :
-         {std::pair(0, CKR_DATA_LEN_RANGE), {1, CKR_OK}, {117, CKR_OK}, {118, CKR_DATA_LEN_RANGE}}) {
+         {std::pair(0U, CKR_DATA_LEN_RANGE), {1U, CKR_OK}, {117U, CKR_OK}, {118U, CKR_DATA_LEN_RANGE}}) {
         ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
         EXPECT_EQ(Sign(session, Bytes(size, 1), signature), answer) << size;
     }
