@@ -6,7 +6,7 @@ set(softcard_folder softcard)
 
 install(TARGETS pkcs11_x64 RUNTIME DESTINATION . ARCHIVE DESTINATION lib)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/tavrik" DESTINATION include)
-#install(TARGETS CardAPI tavrik-card tavrik-scripted-pinentry RUNTIME DESTINATION "${softcard_folder}")
+install(TARGETS CardAPI tavrik-card tavrik-scripted-pinentry RUNTIME DESTINATION "${softcard_folder}")
 install(TARGETS pkcs11_x64 RUNTIME DESTINATION "${softcard_folder}" ARCHIVE DESTINATION lib)
 install(FILES README.md CHANGELOG.md docs/configuration.md docs/reading-logs.md docs/softcard.md docs/windows.md
     DESTINATION doc)

@@ -1,6 +1,6 @@
 #include "authority.h"
 
-#include "files.h"
+#include "system/files.h"
 #include "key_file.h"
 
 #include <botan/auto_rng.h>
@@ -135,7 +135,9 @@ Authority::Authority(const Directories& directories)
         MakeAuthority(folder);
     }
     issuingKey_ = ReadKeyFile(folder / "issuing.key", {});
-    issuingCertificate_ = Botan::X509_Certificate((folder / "issuing.pem").string());
+    const std::string certificate = ReadFile(folder / "issuing.pem");
+    issuingCertificate_ = Botan::X509_Certificate(
+        reinterpret_cast<const uint8_t*>(certificate.data()), certificate.size());
 }
 
 Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const Holder& holder,

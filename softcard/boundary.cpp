@@ -2,6 +2,7 @@
 
 #include "card_error.h"
 #include "fault.h"
+#include "system/process_end.h"
 
 #include <exception>
 
@@ -9,6 +10,9 @@ namespace softcard {
 
 CardStatus Guarded(const std::function<void()>& body) noexcept
 {
+    if (ThreadsAreGone()) {
+        return statusNotInitialized;
+    }
     try {
         body();
         return statusOk;

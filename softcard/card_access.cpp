@@ -61,7 +61,7 @@ void TryForAWhile(const Attempt& attempt)
 
 std::filesystem::path LockFile(const std::filesystem::path& cardFolder)
 {
-    return cardFolder / "transaction";
+    return LockFileOf(cardFolder, "transaction");
 }
 
 } // namespace

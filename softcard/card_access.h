@@ -2,7 +2,7 @@
 // meanwhile.
 #pragma once
 
-#include "files.h"
+#include "system/files.h"
 
 #include <filesystem>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "card_channel.h"
 
 #include "card_store.h"
-#include "files.h"
+#include "system/files.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hex.h>

@@ -10,7 +10,6 @@
 #include <botan/hex.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <system_error>
 
 namespace softcard {
@@ -86,11 +85,7 @@ public:
     explicit Workshop(const std::filesystem::path& cards)
     {
         EnsurePrivateFolder(cards);
-        std::string name = (cards / ".new-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), cards.string());
-        }
-        folder_ = name;
+        folder_ = MakeUniqueFolder(cards / ".new-");
     }
 
     ~Workshop()
@@ -108,13 +103,8 @@ public:
 
     void MoveTo(const std::filesystem::path& place, const std::string& name)
     {
-        std::error_code error;
-        std::filesystem::rename(folder_, place, error);
-        if (error == std::errc::directory_not_empty || error == std::errc::file_exists) {
+        if (!MoveFolder(folder_, place)) {
             throw StoreError(StoreFailure::nameTaken, "There is already a card named \"" + name + "\".");
-        }
-        if (error) {
-            throw std::system_error(error, place.string());
         }
     }
 

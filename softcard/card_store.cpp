@@ -55,7 +55,7 @@ bool HasCardDescription(const std::filesystem::path& folder)
 
 bool CardStore::Contains(const std::string& name) const
 {
-    return HasCardDescription(FolderOf(name));
+    return HasCardDescription(FolderOf(name)) && HasThisName(FolderOf(name));
 }
 
 std::vector<std::string> CardStore::Names() const
@@ -65,7 +65,7 @@ std::vector<std::string> CardStore::Names() const
         return names;
     }
     for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-        std::string name = entry.path().filename().string();
+        std::string name = Utf8Of(entry.path().filename());
         if (!name.starts_with('.') && Contains(name)) {
             names.push_back(std::move(name));
         }
@@ -96,11 +96,12 @@ Card CardStore::Load(const std::string& name) const
 void RequireCardName(std::string_view name)
 {
     const bool valid = !name.empty() && name.size() <= longestName && name.front() != '.' &&
-                       std::all_of(name.begin(), name.end(), IsNameCharacter);
+                       std::all_of(name.begin(), name.end(), IsNameCharacter) && CanBeAName(name);
     if (!valid) {
         throw StoreError(
             StoreFailure::badArgument,
-            "A card's name is 1 to 64 letters, digits, '-', '_' and '.', and does not begin with '.'.");
+            "A card's name is 1 to 64 letters, digits, '-', '_' and '.', and does not begin with '.'." +
+                std::string(NameRule()));
     }
 }
 
@@ -141,13 +142,13 @@ void DeleteCard(const CardStore& store, const std::string& name)
     }
     const std::filesystem::path grave = store.FolderOf("." + name + ".deleted");
     std::filesystem::remove_all(grave);
-    std::filesystem::rename(store.FolderOf(name), grave);
+    MoveFolder(store.FolderOf(name), grave);
     std::filesystem::remove_all(grave);
 }
 
 FileLock LockCard(const std::filesystem::path& cardFolder)
 {
-    return FileLock(cardFolder / "lock");
+    return FileLock(LockFileOf(cardFolder, "lock"));
 }
 
 } // namespace softcard

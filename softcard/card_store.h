@@ -10,8 +10,9 @@
 
 #include "code_record.h"
 #include "directories.h"
-#include "files.h"
 #include "secret.h"
+#include "system/files.h"
+#include "text.h"
 
 #include <botan/rsa.h>
 
@@ -70,7 +71,7 @@ class CardStore
 public:
     explicit CardStore(const Directories& directories) : folder_(directories.Cards()) {}
 
-    [[nodiscard]] std::filesystem::path FolderOf(const std::string& name) const { return folder_ / name; }
+    [[nodiscard]] std::filesystem::path FolderOf(const std::string& name) const { return folder_ / PathOf(name); }
     [[nodiscard]] bool Contains(const std::string& name) const;
 
     // The names of all cards, sorted.

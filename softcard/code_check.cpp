@@ -1,7 +1,7 @@
 #include "code_check.h"
 
 #include "card_store.h"
-#include "files.h"
+#include "system/files.h"
 
 #include <botan/auto_rng.h>
 #include <botan/mem_ops.h>

@@ -1,6 +1,6 @@
 #include "code_record.h"
 
-#include "files.h"
+#include "system/files.h"
 
 #include <botan/hex.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #include "directories.h"
 
-#include "files.h"
+#include "system/files.h"
 
 namespace softcard {
 

@@ -1,7 +1,7 @@
 #include "fault.h"
 
 #include "card_store.h"
-#include "files.h"
+#include "system/files.h"
 #include "reader_directory.h"
 #include "store_error.h"
 
@@ -153,7 +153,7 @@ void ClearFaults(const std::filesystem::path& cardFolder)
 
 bool MeetFault(const Directories& directories, const std::string& card, const std::string& operation)
 {
-    const auto fault = TakeFault(directories.Cards() / card, operation);
+    const auto fault = TakeFault(CardStore(directories).FolderOf(card), operation);
     if (!fault) {
         return false;
     }

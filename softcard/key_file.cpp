@@ -1,6 +1,7 @@
 #include "key_file.h"
 
-#include "files.h"
+#include "system/files.h"
+#include "text.h"
 
 #include <botan/auto_rng.h>
 #include <botan/data_src.h>
@@ -52,7 +53,7 @@ std::shared_ptr<const Botan::RSA_PrivateKey> ReadKeyFile(const std::filesystem::
     const std::shared_ptr<const Botan::Private_Key> key = Load(path, secret);
     auto rsaKey = std::dynamic_pointer_cast<const Botan::RSA_PrivateKey>(key);
     if (!rsaKey) {
-        throw std::runtime_error("The key in " + path.string() + " is not an RSA key.");
+        throw std::runtime_error("The key in " + Utf8Of(path) + " is not an RSA key.");
     }
     return rsaKey;
 }

@@ -1,171 +1,28 @@
 #include "pinentry.h"
 
-#include "files.h"
+#include "system/environment.h"
+#include "system/files.h"
+#include "system/pinentry_program.h"
+#include "text.h"
 
-#include <assuan.h>
-#include <gpg-error.h>
-
-#include <array>
-#include <csignal>
-#include <cstdlib>
-#include <ctime>
-#include <memory>
-#include <string_view>
 #include <system_error>
-
-#include <unistd.h>
 
 namespace softcard {
 namespace {
 
-constexpr const char* defaultProgram = "pinentry";
-
-std::string ConfiguredProgram(const std::filesystem::path& configFolder)
+// Empty when none is chosen.
+std::filesystem::path ChosenProgram(const std::filesystem::path& configFolder)
 {
-    const char* fromEnvironment = std::getenv("TAVRIK_PINENTRY");
-    if (fromEnvironment != nullptr && *fromEnvironment != '\0') {
+    const std::filesystem::path fromEnvironment = PathFromEnvironment("TAVRIK_PINENTRY");
+    if (!fromEnvironment.empty()) {
         return fromEnvironment;
     }
     try {
         const std::string content = ReadFile(configFolder / "pinentry");
-        const std::string line = content.substr(0, content.find_first_of("\r\n"));
-        return line.empty() ? defaultProgram : line;
+        return PathOf(content.substr(0, content.find_first_of("\r\n")));
     } catch (const std::system_error&) {
-        return defaultProgram;
+        return {};
     }
-}
-
-// Empty when there is no such program.
-std::string FindProgram(const std::string& name)
-{
-    if (name.find('/') != std::string::npos) {
-        return access(name.c_str(), X_OK) == 0 ? name : std::string();
-    }
-    const char* variable = std::getenv("PATH");
-    std::string_view path = variable == nullptr ? "/usr/bin:/bin" : variable;
-    while (!path.empty()) {
-        const std::string_view folder = path.substr(0, path.find(':'));
-        std::string candidate = std::string(folder) + "/" + name;
-        if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-        path.remove_prefix(std::min(path.size(), folder.size() + 1));
-    }
-    return {};
-}
-
-sigset_t BrokenPipeSignal()
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGPIPE);
-    return signals;
-}
-
-// A program that dies while it is spoken to must not take the host with it, and the host's signal handling is
-// its own.
-class BrokenPipeBlock
-{
-public:
-    BrokenPipeBlock()
-    {
-        const sigset_t signals = BrokenPipeSignal();
-        pthread_sigmask(SIG_BLOCK, &signals, &before_);
-    }
-
-    ~BrokenPipeBlock()
-    {
-        if (sigismember(&before_, SIGPIPE) == 0) {
-            const sigset_t signals = BrokenPipeSignal();
-            const timespec noTime{};
-            sigtimedwait(&signals, nullptr, &noTime);
-        }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
-
-    BrokenPipeBlock(const BrokenPipeBlock&) = delete;
-    BrokenPipeBlock& operator=(const BrokenPipeBlock&) = delete;
-    BrokenPipeBlock(BrokenPipeBlock&&) = delete;
-    BrokenPipeBlock& operator=(BrokenPipeBlock&&) = delete;
-
-private:
-    sigset_t before_{};
-};
-
-// Runs in the child, where the block is not wanted.
-void UnblockBrokenPipe(void* /*unused*/, int /*unused*/)
-{
-    const sigset_t signals = BrokenPipeSignal();
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-}
-
-std::string Escape(std::string_view text)
-{
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string escaped;
-    for (const char character : text) {
-        const auto byte = static_cast<uint8_t>(character);
-        if (byte < 0x20 || character == '%') {
-            escaped += {'%', digits[byte >> 4], digits[byte & 0x0F]};
-        } else {
-            escaped.push_back(character);
-        }
-    }
-    return escaped;
-}
-
-gpg_error_t CollectData(void* collected, const void* data, size_t length)
-{
-    const auto* characters = static_cast<const char*>(data);
-    auto* text = static_cast<SecretText*>(collected);
-    text->insert(text->end(), characters, characters + length);
-    return 0;
-}
-
-struct ReleaseContext
-{
-    void operator()(assuan_context_t context) const { assuan_release(context); }
-};
-using Context = std::unique_ptr<assuan_context_s, ReleaseContext>;
-
-bool Send(const Context& context, const std::string& command)
-{
-    return assuan_transact(context.get(), command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr,
-                           nullptr) == 0;
-}
-
-// Releasing the context ends the program and waits for it. Null when the program cannot be spoken to.
-Context Start(const std::string& program)
-{
-    assuan_context_t raw = nullptr;
-    if (program.empty() || assuan_new(&raw) != 0) {
-        return nullptr;
-    }
-    Context context(raw);
-    assuan_set_flag(raw, ASSUAN_NO_FIXSIGNALS, 1);
-    assuan_set_flag(raw, ASSUAN_NO_LOGGING, 1);
-    std::array<const char*, 2> arguments{program.c_str(), nullptr};
-    const gpg_error_t error =
-        assuan_pipe_connect(raw, program.c_str(), arguments.data(), nullptr, UnblockBrokenPipe, nullptr, 0);
-    return error == 0 ? std::move(context) : nullptr;
-}
-
-// The terminal and the language, for the programs that want to know. One that does not understand an option
-// says so, and that is no reason not to ask.
-void SendOptions(const Context& context)
-{
-    const auto send = [&context](const std::string& name, const char* value) {
-        if (value != nullptr && *value != '\0') {
-            Send(context, "OPTION " + name + "=" + value);
-        }
-    };
-    std::array<char, 256> terminal{};
-    const char* named = std::getenv("GPG_TTY");
-    const bool found = named == nullptr && ttyname_r(STDIN_FILENO, terminal.data(), terminal.size()) == 0;
-    send("ttyname", found ? terminal.data() : named);
-    send("ttytype", std::getenv("TERM"));
-    const char* everything = std::getenv("LC_ALL");
-    send("lc-ctype", everything != nullptr ? everything : std::getenv("LC_CTYPE"));
 }
 
 std::string Describe(const CodeRequest& request)
@@ -181,20 +38,11 @@ std::string Describe(const CodeRequest& request)
 
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder)
 {
-    const BrokenPipeBlock block;
-    const Context context = Start(FindProgram(ConfiguredProgram(configFolder)));
-    if (!context) {
-        return std::nullopt;
-    }
-    SendOptions(context);
-    const bool described = Send(context, "SETDESC " + Escape(Describe(request))) &&
-                           Send(context, request.kind == CodeKind::bok ? "SETPROMPT BOK:" : "SETPROMPT PIN:");
-    SecretText code;
-    assuan_begin_confidential(context.get());
-    const bool answered = described && assuan_transact(context.get(), "GETPIN", CollectData, &code, nullptr,
-                                                       nullptr, nullptr, nullptr) == 0;
-    assuan_end_confidential(context.get());
-    return answered && !code.empty() ? std::optional(std::move(code)) : std::nullopt;
+    const Question question{Describe(request), request.kind == CodeKind::bok ? "BOK:" : "PIN:"};
+    const std::filesystem::path program = ChosenProgram(configFolder);
+    std::optional<SecretText> code =
+        program.empty() ? AskWithoutChoice(question) : AskThroughProgram(program, question);
+    return code && !code->empty() ? std::move(code) : std::nullopt;
 }
 
 } // namespace softcard

@@ -1,4 +1,4 @@
-// The virtual keyboard: any pinentry program, spoken to by the Assuan protocol.
+// The virtual keyboard: any pinentry program, or what the system has in its place.
 #pragma once
 
 #include "code_record.h"
@@ -21,7 +21,7 @@ struct CodeRequest
 
 // Asks the user for a code, and waits for the answer. Nothing when the user cancelled, gave an empty code, or
 // could not be asked. The program is the one that TAVRIK_PINENTRY names, else the one named in the file
-// `pinentry` of the configuration folder, else `pinentry`; a name without a slash is looked for on the PATH.
+// `pinentry` of the configuration folder, else what AskWithoutChoice takes.
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder);
 
 } // namespace softcard

@@ -1,10 +1,10 @@
 #include "progress.h"
 
+#include "system/terminal.h"
+
 #include <array>
 #include <chrono>
 #include <iostream>
-
-#include <unistd.h>
 
 namespace softcard {
 namespace {
@@ -17,7 +17,7 @@ constexpr const char* eraseLine = "\r\033[K";
 
 Progress::Progress()
 {
-    if (isatty(STDERR_FILENO) != 0) {
+    if (ErrorsAreTerminal()) {
         thread_ = std::thread([this] { Turn(); });
     }
 }

@@ -1,8 +1,9 @@
 #include "reader_directory.h"
 
 #include "card_store.h"
-#include "files.h"
 #include "store_error.h"
+#include "system/card_link.h"
+#include "system/files.h"
 #include "text.h"
 
 #include <algorithm>
@@ -10,8 +11,6 @@
 #include <system_error>
 #include <tuple>
 #include <utility>
-
-#include <sys/stat.h>
 
 namespace softcard {
 namespace {
@@ -23,82 +22,40 @@ constexpr const char* linkName = "card"; // one name, so that a reader has room 
 
 bool IsReaderName(std::string_view name)
 {
-    if (name.empty() || name.size() > longestName || name.front() == '.') {
+    if (name.empty() || name.size() > longestName || name.front() == '.' || !CanBeAName(name)) {
         return false;
     }
     const auto characters = DecodeUtf8(name);
     return characters && std::none_of(characters->begin(), characters->end(), [](char32_t character) {
-               return character < U' ' || (character >= 0x7F && character < 0xA0) || character == U'/';
+               return character < U' ' || (character >= 0x7F && character < 0xA0);
            });
 }
 
-// A folder itself: a link to one is no reader.
-bool IsFolder(const fs::path& path)
+// The name of the card that the link leads to, empty when it leads to none.
+std::string LinkedCard(const fs::path& link, const fs::path& cards)
 {
-    std::error_code ignored;
-    return fs::symlink_status(path, ignored).type() == fs::file_type::directory;
-}
-
-bool IsLink(const fs::path& path)
-{
-    std::error_code ignored;
-    return fs::is_symlink(fs::symlink_status(path, ignored));
-}
-
-// The name of the card that the link leads to, empty when it leads elsewhere or nowhere.
-std::string CardBehind(const fs::path& link, const fs::path& cards)
-{
-    std::error_code linkError;
-    std::error_code cardsError;
-    const fs::path target = fs::canonical(link, linkError);
-    const fs::path store = fs::canonical(cards, cardsError);
-    if (linkError || cardsError || target.parent_path() != store) {
-        return {};
-    }
-    std::string name = target.filename().string();
-    return !name.starts_with('.') && HasCardDescription(target) ? name : std::string();
+    std::string name = CardBehind(link, cards);
+    return !name.empty() && !name.starts_with('.') && HasCardDescription(cards / PathOf(name)) ? name : std::string();
 }
 
 struct FoundReader
 {
     Reader reader;
-    timespec since{}; // when its link was made or moved here
+    std::chrono::nanoseconds since{}; // when its link was made or moved here
 };
 
-std::string Describe(const struct stat& file)
-{
-    return std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino);
-}
-
-std::string Describe(const timespec& time)
-{
-    return std::to_string(time.tv_sec) + "." + std::to_string(time.tv_nsec);
-}
-
-// A link that is made has a number of its own, and one that is moved or made in the place of another has a
-// new time of change. The folders tell a reader and a card from others that took their names.
 FoundReader LookInto(const fs::path& folder, const fs::path& cards)
 {
-    FoundReader found{{folder.filename().string(), {}, {}}, {}};
-    const fs::path path = folder / linkName;
-    struct stat reader
-    {
-    };
-    struct stat link
-    {
-    };
-    struct stat card
-    {
-    };
-    if (lstat(folder.c_str(), &reader) != 0 || lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode) ||
-        stat(path.c_str(), &card) != 0) {
+    FoundReader found{{Utf8Of(folder.filename()), {}, {}}, {}};
+    const fs::path link = folder / linkName;
+    const auto insertion = DescribeInsertion(link);
+    if (!insertion) {
         return found;
     }
-    found.reader.card = CardBehind(path, cards);
+    found.reader.card = LinkedCard(link, cards);
     if (!found.reader.card.empty()) {
-        found.since = link.st_ctim;
-        found.reader.insertion =
-            Describe(reader) + " " + Describe(link) + " " + Describe(link.st_ctim) + " " + Describe(card);
+        found.since = insertion->since;
+        found.reader.insertion = insertion->mark;
     }
     return found;
 }
@@ -107,8 +64,7 @@ FoundReader LookInto(const fs::path& folder, const fs::path& cards)
 void RefuseSecondPlaces(std::vector<FoundReader>& readers)
 {
     std::sort(readers.begin(), readers.end(), [](const FoundReader& a, const FoundReader& b) {
-        return std::tie(a.since.tv_sec, a.since.tv_nsec, a.reader.name) <
-               std::tie(b.since.tv_sec, b.since.tv_nsec, b.reader.name);
+        return std::tie(a.since, a.reader.name) < std::tie(b.since, b.reader.name);
     });
     std::set<std::string> placed;
     for (FoundReader& found : readers) {
@@ -128,9 +84,9 @@ FileLock LockReaders(const fs::path& folder)
 void MakeReader(const fs::path& folder)
 {
     EnsurePrivateFolder(folder);
-    if (!IsFolder(folder)) {
+    if (!IsFolder(folder) || !HasThisName(folder)) {
         throw StoreError(StoreFailure::readerOccupied,
-                         "\"" + folder.string() + "\" is in the place of a reader's folder.");
+                         "\"" + Utf8Of(folder) + "\" is in the place of a reader's folder.");
     }
 }
 
@@ -143,7 +99,7 @@ std::vector<fs::path> ReaderFolders(const fs::path& readersFolder)
         return folders;
     }
     for (const auto& entry : fs::directory_iterator(readersFolder)) {
-        if (IsReaderName(entry.path().filename().string()) && IsFolder(entry.path())) {
+        if (IsReaderName(Utf8Of(entry.path().filename())) && IsFolder(entry.path())) {
             folders.push_back(entry.path());
         }
     }
@@ -189,13 +145,14 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
                              "The card \"" + present.card + "\" is in the reader \"" + reader + "\".");
         }
     }
-    MakeReader(folder_ / reader);
-    const fs::path link = folder_ / reader / linkName;
-    if (fs::exists(fs::symlink_status(link)) && !IsLink(link)) {
+    const fs::path folder = folder_ / PathOf(reader);
+    MakeReader(folder);
+    const fs::path link = folder / linkName;
+    if (fs::exists(fs::symlink_status(link)) && !IsCardLink(link)) {
         throw StoreError(StoreFailure::readerOccupied,
                          "Something that is no card is in the reader \"" + reader + "\".");
     }
-    LinkAtomically((cards_ / card).lexically_relative(link.parent_path()), link);
+    MakeCardLink(cards_ / PathOf(card), link);
 }
 
 void ReaderDirectory::Remove(const std::string& card) const
@@ -204,7 +161,7 @@ void ReaderDirectory::Remove(const std::string& card) const
     bool wasInserted = false;
     for (const fs::path& folder : ReaderFolders(folder_)) {
         const fs::path link = folder / linkName;
-        if (IsLink(link) && CardBehind(link, cards_) == card) {
+        if (IsCardLink(link) && LinkedCard(link, cards_) == card) {
             RemoveFile(link);
             wasInserted = true;
         }
@@ -218,17 +175,18 @@ void ReaderDirectory::Plug(const std::string& reader) const
 {
     RequireReaderName(reader);
     const FileLock lock = LockReaders(folder_);
-    MakeReader(folder_ / reader);
+    MakeReader(folder_ / PathOf(reader));
 }
 
 void ReaderDirectory::Unplug(const std::string& reader) const
 {
     RequireReaderName(reader);
     const FileLock lock = LockReaders(folder_);
-    if (!IsFolder(folder_ / reader)) {
+    const fs::path folder = folder_ / PathOf(reader);
+    if (!IsFolder(folder) || !HasThisName(folder)) {
         throw StoreError(StoreFailure::unknownReader, "There is no reader named \"" + reader + "\".");
     }
-    fs::remove_all(folder_ / reader);
+    fs::remove_all(folder);
 }
 
 void RequireReaderName(std::string_view name)
@@ -237,7 +195,8 @@ void RequireReaderName(std::string_view name)
         throw StoreError(
             StoreFailure::badArgument,
             "A reader's name is 1 to 100 bytes of UTF-8 without control characters and '/', and does "
-            "not begin with '.'.");
+            "not begin with '.'." +
+                std::string(NameRule()));
     }
 }
 

@@ -1,6 +1,6 @@
-// The readers, each a folder `readers/NAME`. The card in a reader is a symbolic link `card` in that folder,
-// which leads to the card's own folder: a person puts a card in with `ln -s` and takes it out with `rm`. A
-// reader stays when its card goes.
+// The readers, each a folder `readers/NAME`. The card in a reader is a link `card` in that folder (see
+// system/card_link.h), which leads to the card's own folder: a person puts a card in by making the link and
+// takes it out by removing it. A reader stays when its card goes.
 #pragma once
 
 #include "directories.h"
@@ -55,7 +55,7 @@ private:
 std::vector<std::filesystem::path> ReaderFolders(const std::filesystem::path& readersFolder);
 
 // Throws StoreError unless the name can stand for a reader: UTF-8 without control characters and '/', 1 to
-// 100 bytes, with no leading '.'.
+// 100 bytes, with no leading '.', and a name that the system lets a folder have.
 void RequireReaderName(std::string_view name);
 
 } // namespace softcard

@@ -2,7 +2,7 @@
 
 #include "card_error.h"
 #include "fault.h"
-#include "files.h"
+#include "system/files.h"
 #include "secret.h"
 
 #include <botan/asn1_oid.h>

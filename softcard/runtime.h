@@ -4,7 +4,7 @@
 #include "card_store.h"
 #include "directories.h"
 #include "reader_directory.h"
-#include "reader_watch.h"
+#include "system/reader_watch.h"
 #include "session.h"
 
 #include "card/card_api.h"

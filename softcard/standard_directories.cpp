@@ -1,59 +1,18 @@
 #include "standard_directories.h"
 
-#include <cstdlib>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <vector>
-
-#include <pwd.h>
-#include <unistd.h>
+#include "system/environment.h"
+#include "system/user_directories.h"
 
 namespace softcard {
-namespace {
-
-constexpr std::string_view folderName = "tavrik";
-constexpr size_t accountRecordSize = 16384;
-
-std::filesystem::path FromEnvironment(const char* variable)
-{
-    const char* value = std::getenv(variable);
-    return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
-}
-
-std::filesystem::path FindHome()
-{
-    std::filesystem::path home = FromEnvironment("HOME");
-    if (home.is_absolute()) {
-        return home;
-    }
-    passwd account{};
-    passwd* found = nullptr;
-    std::vector<char> buffer(accountRecordSize);
-    if (getpwuid_r(getuid(), &account, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-        throw std::runtime_error("The user has no home folder.");
-    }
-    return found->pw_dir;
-}
-
-// A relative path in these variables counts as if it were not there, as their users agree.
-std::filesystem::path FindBase(const char* variable, std::string_view below)
-{
-    std::filesystem::path base = FromEnvironment(variable);
-    return base.is_absolute() ? base : FindHome() / below;
-}
-
-} // namespace
 
 Directories LocateDirectories()
 {
-    const std::filesystem::path home = FromEnvironment("TAVRIK_HOME");
+    const std::filesystem::path home = PathFromEnvironment("TAVRIK_HOME");
     if (!home.empty()) {
         const std::filesystem::path absolute = std::filesystem::absolute(home);
         return {absolute / "config", absolute / "state"};
     }
-    return {FindBase("XDG_CONFIG_HOME", ".config") / folderName,
-            FindBase("XDG_STATE_HOME", ".local/state") / folderName};
+    return UserDirectories();
 }
 
 } // namespace softcard

@@ -135,6 +135,21 @@ std::optional<std::string> ToUtf8(std::u16string_view text)
     return result;
 }
 
+std::filesystem::path PathOf(std::string_view text)
+{
+    return std::u8string(text.begin(), text.end());
+}
+
+std::string Utf8Of(const std::filesystem::path& path)
+{
+    try {
+        const std::u8string text = path.u8string();
+        return {text.begin(), text.end()};
+    } catch (const std::filesystem::filesystem_error&) {
+        return {};
+    }
+}
+
 void CopyToBuffer(std::u16string_view text, char16_t* buffer, uint32_t capacity)
 {
     if (buffer == nullptr || capacity == 0) {

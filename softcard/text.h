@@ -1,7 +1,8 @@
-// Texts on their way between the store, which is UTF-8, and the boundary, which is UTF-16.
+// Texts on their way between the store, which is UTF-8, the boundary, which is UTF-16, and the system's paths.
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,12 @@ std::u16string ToUtf16(std::string_view text);
 
 // Nothing when the text has a surrogate without its partner.
 std::optional<std::string> ToUtf8(std::u16string_view text);
+
+// Throws std::exception where paths are Unicode and the text is not well-formed.
+std::filesystem::path PathOf(std::string_view text);
+
+// Empty where paths are Unicode and this one is not well-formed.
+std::string Utf8Of(const std::filesystem::path& path);
 
 // Copies the text and a terminator. When they do not fit, an empty text is written instead.
 void CopyToBuffer(std::u16string_view text, char16_t* buffer, uint32_t capacity);

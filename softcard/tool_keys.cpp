@@ -4,6 +4,7 @@
 #include "key_import.h"
 #include "secret_input.h"
 #include "store_error.h"
+#include "text.h"
 #include "tool_commands.h"
 #include "tool_support.h"
 
@@ -71,7 +72,8 @@ void RunImport(ImportArguments& arguments)
     const CardStore store(FindDirectories());
     const auto askPassword = [&] { return TakeOrRead(arguments.password, "Password of the file"); };
     const ImportedKey imported = ImportKey(
-        arguments.file, arguments.keyFile.empty() ? arguments.file : arguments.keyFile, askPassword);
+        PathOf(arguments.file), PathOf(arguments.keyFile.empty() ? arguments.file : arguments.keyFile),
+        askPassword);
     RequireRoom(store.Load(arguments.card), arguments.family);
     const FamilyOpener opener = TakeOpener(arguments);
     const FileLock entry = KeepTransactionsAway(arguments.card);
@@ -98,7 +100,7 @@ void RunExport(const ExportArguments& arguments)
     if (arguments.output.empty()) {
         std::cout << content << std::flush;
     } else {
-        WriteFileAtomically(std::filesystem::absolute(arguments.output), content);
+        WriteFileAtomically(std::filesystem::absolute(PathOf(arguments.output)), content);
     }
 }
 

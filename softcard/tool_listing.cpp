@@ -1,6 +1,7 @@
 // The subcommands that tell about the cards.
 #include "fault.h"
 #include "reader_directory.h"
+#include "text.h"
 #include "tool_commands.h"
 #include "tool_support.h"
 
@@ -82,7 +83,7 @@ KeyFacts FactsOf(const Card& card, const CardKey& key)
     std::replace(end.begin(), end.end(), '/', '-');
     return {key.reference, certificate.load_subject_public_key()->key_length(),
             certificate.subject_dn().get_first_attribute("X520.CommonName"), end,
-            (card.folder / key.certificateFile).string()};
+            Utf8Of(card.folder / PathOf(key.certificateFile))};
 }
 
 Json KeysToJson(const Card& card, KeyFamily family)

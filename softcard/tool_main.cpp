@@ -5,12 +5,17 @@
 // 10 nothing to import, 11 unknown reader, 12 the card is in use. Every failure is told in one sentence on
 // the standard error.
 #include "store_error.h"
+#include "system/program_start.h"
 #include "tool_commands.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -46,7 +51,7 @@ int ExitCode(softcard::StoreFailure failure)
     return exitStoreTrouble;
 }
 
-int Run(int argumentCount, char** argumentValues)
+int Run(std::vector<std::string> arguments)
 {
     CLI::App app("Software cards", "tavrik-card");
     softcard::AddCardCommands(app);
@@ -56,7 +61,8 @@ int Run(int argumentCount, char** argumentValues)
     softcard::AddFaultCommand(app);
     app.require_subcommand(1);
     try {
-        app.parse(argumentCount, argumentValues);
+        std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+        app.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error);
@@ -72,7 +78,7 @@ int Run(int argumentCount, char** argumentValues)
 int main(int argumentCount, char** argumentValues)
 {
     try {
-        return Run(argumentCount, argumentValues);
+        return Run(softcard::StartProgram(argumentCount, argumentValues));
     } catch (const softcard::StoreError& error) {
         std::cerr << "tavrik-card: " << error.what() << '\n';
         return ExitCode(error.Failure());

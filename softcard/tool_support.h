@@ -3,7 +3,7 @@
 
 #include "card_store.h"
 #include "code_record.h"
-#include "files.h"
+#include "system/files.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 // The tool's commands for codes, seen by a program that uses the card meanwhile.
 #include "card_home.h"
-#include "files.h"
+#include "system/files.h"
 
 #include <string>
 #include <vector>
@@ -75,11 +75,10 @@ TEST_F(CardCodes, AreNotChangedByOthers)
 TEST_F(CardCodes, AreReadFromTheStandardInput)
 {
     WriteText(Scratch("codes"), std::string(bok) + "\nsecond\n");
-    const std::string command = std::string(CARD_TOOL) + " set-code ref2 bok <" + Scratch("codes").string();
-    EXPECT_EQ(RunProgram({"sh", "-c", command}).exitCode, 0);
+    EXPECT_EQ(RunProgramOn(Scratch("codes"), {CARD_TOOL, "set-code", "ref2", "bok"}).exitCode, 0);
     EXPECT_EQ(VerifyBok(InsertAndOpen("ref2"), "second").returned, 0);
-    const Finished without =
-        RunProgram({"sh", "-c", std::string(CARD_TOOL) + " set-code ref2 bok </dev/null"});
+    WriteText(Scratch("nothing"), "");
+    const Finished without = RunProgramOn(Scratch("nothing"), {CARD_TOOL, "set-code", "ref2", "bok"});
     EXPECT_EQ(without.exitCode, badArguments);
     EXPECT_NE(without.errors.find("Old code is missing"), std::string::npos);
 }

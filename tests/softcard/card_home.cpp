@@ -1,14 +1,13 @@
 #include "card_home.h"
 
-#include "files.h"
+#include "environment.h"
+#include "system/files.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <system_error>
 
 namespace softcard::test {
 namespace {
@@ -18,7 +17,7 @@ namespace fs = std::filesystem;
 void MakeTemplateCards(const fs::path& folder)
 {
     fs::remove_all(folder);
-    setenv("TAVRIK_HOME", folder.c_str(), 1);
+    SetVariable("TAVRIK_HOME", folder);
     const std::vector<std::vector<std::string>> cards = {
         {"new", "ref1", "--qes-reference", "1", "--es-reference", "1"},
         {"new", "ref2", "--subject", "Žofia Kľačanská"},
@@ -42,7 +41,7 @@ fs::path TemplateCards()
     fs::create_directories(base);
     const FileLock lock(base / "lock");
     const fs::path stamp = base / "made";
-    const auto changed = std::max(fs::last_write_time(CARD_TOOL), fs::last_write_time("/proc/self/exe"));
+    const auto changed = std::max(fs::last_write_time(CARD_TOOL), fs::last_write_time(OwnProgram()));
     if (!fs::exists(stamp) || fs::last_write_time(stamp) < changed) {
         MakeTemplateCards(base / "home");
         WriteText(stamp, "made\n");
@@ -54,19 +53,15 @@ fs::path TemplateCards()
 
 TemporaryHome::TemporaryHome()
 {
-    std::string name = (fs::temp_directory_path() / "softcard-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), name);
-    }
-    folder_ = name;
-    setenv("TAVRIK_HOME", name.c_str(), 1);
-    setenv("TAVRIK_PINENTRY", "/nowhere/pinentry", 1);
+    folder_ = MakeUniqueFolder(fs::temp_directory_path() / "softcard-test-");
+    SetVariable("TAVRIK_HOME", folder_);
+    SetVariable("TAVRIK_PINENTRY", "/nowhere/pinentry");
 }
 
 TemporaryHome::~TemporaryHome()
 {
     fs::remove_all(folder_);
-    unsetenv("TAVRIK_HOME");
+    UnsetVariable("TAVRIK_HOME");
 }
 
 Finished RunTool(std::vector<std::string> arguments)
@@ -78,7 +73,7 @@ Finished RunTool(std::vector<std::string> arguments)
 CardTest::CardTest()
 {
     const fs::path cards = TemplateCards();
-    setenv("TAVRIK_HOME", Home().c_str(), 1);
+    SetVariable("TAVRIK_HOME", Home());
     fs::copy(cards, Home(), fs::copy_options::recursive);
     Library().initialize(nullptr);
 }

@@ -1,8 +1,8 @@
 #include "card_library.h"
 
-#include <stdexcept>
+#include "shared_library.h"
 
-#include <dlfcn.h>
+#include <stdexcept>
 
 namespace softcard::test {
 namespace {
@@ -51,8 +51,7 @@ VerifyResult FreshResult()
 
 void* FindSymbol(const char* name)
 {
-    static void* const library = dlopen(CARD_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    void* const symbol = library == nullptr ? nullptr : dlsym(library, name);
+    void* const symbol = FindInLibrary(CARD_LIBRARY, name);
     if (symbol == nullptr) {
         throw std::runtime_error(std::string("missing: ") + name);
     }

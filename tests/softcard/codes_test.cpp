@@ -140,8 +140,8 @@ TEST_F(Codes, ProcessesAtOnceLoseNoTry)
 {
     for (const char* card : {"ref1", "ref2", "ref3", "ref4"}) {
         Insert(card);
-        std::array<pid_t, 3> processes{};
-        for (pid_t& process : processes) {
+        std::array<Process, 3> processes{};
+        for (Process& process : processes) {
             process = StartProgram({TRY_CODE, "pin", wrongCode});
         }
         std::array<int, 3> returned{};

@@ -1,10 +1,10 @@
-#include "program.h"
+#include "shared_library.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
-#include <sstream>
 #include <string>
+#include <vector>
 
 using namespace softcard::test;
 
@@ -12,7 +12,7 @@ namespace {
 
 TEST(Exports, AreTheBoundaryAndNothingElse)
 {
-    std::set<std::string> expected = {"_ZN5Zelmo6Crypto12HashFunction4HashEPKhm"};
+    std::set<std::string> expected = {HASH_METHOD};
     for (const char* function :
          {"GetAppDataDir",       "GetUserDataDir",     "Initialize",      "Finalize",
           "GetReaderList",       "OpenSession",        "CloseSession",    "StartTransaction",
@@ -26,13 +26,8 @@ TEST(Exports, AreTheBoundaryAndNothingElse)
         expected.insert(std::string("_ZN5Zelmo6Crypto") + name + "C1Ev");
         expected.insert(std::string("_ZN5Zelmo6Crypto") + name + "C2Ev");
     }
-    const Finished listed = RunProgram({"nm", "-D", "--defined-only", "--format=just-symbols", CARD_LIBRARY});
-    ASSERT_EQ(listed.exitCode, 0) << listed.errors;
-    std::istringstream lines(listed.output);
-    std::set<std::string> found;
-    for (std::string line; std::getline(lines, line);) {
-        found.insert(line);
-    }
+    const std::vector<std::string> listed = ExportsOf(CARD_LIBRARY);
+    const std::set<std::string> found(listed.begin(), listed.end());
     EXPECT_EQ(found, expected);
 }
 

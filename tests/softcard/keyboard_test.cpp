@@ -1,13 +1,8 @@
-#include "card_home.h"
-#include "files.h"
+#include "environment.h"
+#include "keyboard_home.h"
 
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <thread>
-
-#include <sys/wait.h>
 
 using namespace softcard::test;
 
@@ -18,43 +13,8 @@ constexpr int invalidCodeState = 17;
 constexpr int userInputError = 18;
 constexpr int removedCard = 92;
 
-class Keyboard : public CardTest
+class Keyboard : public KeyboardTest
 {
-protected:
-    Keyboard()
-    {
-        setenv("TAVRIK_PINENTRY", SCRIPTED_PINENTRY, 1);
-        setenv("TAVRIK_PINENTRY_ANSWERS", Scratch("answers").c_str(), 1);
-        setenv("TAVRIK_PINENTRY_LOG", Scratch("log").c_str(), 1);
-    }
-
-    ~Keyboard() override
-    {
-        unsetenv("TAVRIK_PINENTRY_ANSWERS");
-        unsetenv("TAVRIK_PINENTRY_LOG");
-    }
-
-    void Answer(const std::string& lines) const { WriteText(Scratch("answers"), lines); }
-    [[nodiscard]] std::string AnswersLeft() const { return softcard::ReadFile(Scratch("answers")); }
-    [[nodiscard]] std::string Log() const { return softcard::ReadFile(Scratch("log")); }
-
-    // A user who answers only after OpenGate.
-    void UseSlowUser() const
-    {
-        const std::string script = "#!/bin/sh\ntouch '" + Scratch("asked").string() + "'\nwhile [ ! -e '" +
-                                   Scratch("gate").string() +
-                                   "' ]; do sleep 0.02; done\nexec '" SCRIPTED_PINENTRY "'\n";
-        WriteText(Scratch("slow"), script);
-        std::filesystem::permissions(Scratch("slow"), std::filesystem::perms::owner_all);
-        setenv("TAVRIK_PINENTRY", Scratch("slow").c_str(), 1);
-    }
-    void AwaitQuestion() const
-    {
-        while (!std::filesystem::exists(Scratch("asked"))) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    void OpenGate() const { WriteText(Scratch("gate"), ""); }
 };
 
 TEST_F(Keyboard, AsksForTheCodeThatIsMissing)
@@ -127,65 +87,21 @@ TEST_F(Keyboard, CancelSpendsNoTry)
 TEST_F(Keyboard, ThatIsMissingCountsAsCancelled)
 {
     const CardSession session = InsertAndOpen("ref2");
-    setenv("TAVRIK_PINENTRY", "/nowhere/pinentry", 1);
+    SetVariable("TAVRIK_PINENTRY", "/nowhere/pinentry");
     EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
-    setenv("TAVRIK_PINENTRY", "no-program-has-this-name", 1);
+    SetVariable("TAVRIK_PINENTRY", "no-program-has-this-name");
     EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
-}
-
-TEST_F(Keyboard, ThatSpeaksNoAssuanCountsAsCancelled)
-{
-    const CardSession session = InsertAndOpen("ref2");
-    for (const char* program : {"true", "false"}) {
-        setenv("TAVRIK_PINENTRY", program, 1);
-        EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
-    }
-    EXPECT_EQ(VerifyBok(session, bok).returned, 0);
 }
 
 TEST_F(Keyboard, IsTheConfiguredOneUnlessTheEnvironmentNamesOne)
 {
     const CardSession session = InsertAndOpen("ref2");
-    unsetenv("TAVRIK_PINENTRY");
+    UnsetVariable("TAVRIK_PINENTRY");
     WriteText(Home() / "config/pinentry", SCRIPTED_PINENTRY "\n");
     Answer("123456\n123456\n");
     EXPECT_EQ(VerifyBok(session, nullptr).returned, 0);
-    setenv("TAVRIK_PINENTRY", "/nowhere/pinentry", 1);
+    SetVariable("TAVRIK_PINENTRY", "/nowhere/pinentry");
     EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
-}
-
-TEST_F(Keyboard, IsFoundOnThePath)
-{
-    const CardSession session = InsertAndOpen("ref2");
-    const std::string path = FromEnvironment("PATH");
-    std::filesystem::create_symlink(SCRIPTED_PINENTRY, Scratch("pinentry"));
-    unsetenv("TAVRIK_PINENTRY");
-    setenv("PATH", ("/nowhere:" + Home().string()).c_str(), 1);
-    Answer("123456\n");
-    const Verified verified = VerifyBok(session, nullptr);
-    setenv("PATH", path.c_str(), 1);
-    EXPECT_EQ(verified.returned, 0);
-}
-
-TEST_F(Keyboard, LeavesNoZombieAndNoSignalHandling)
-{
-    const CardSession session = InsertAndOpen("ref2");
-    Answer("123456\nCANCEL\n");
-    VerifyBok(session, nullptr);
-    VerifyBok(session, nullptr);
-    setenv("TAVRIK_PINENTRY", "true", 1);
-    VerifyBok(session, nullptr);
-    errno = 0;
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-    EXPECT_EQ(errno, ECHILD);
-    struct sigaction action
-    {
-    };
-    sigaction(SIGPIPE, nullptr, &action);
-    EXPECT_EQ(action.sa_handler, SIG_DFL);
-    sigset_t blocked;
-    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0);
 }
 
 TEST_F(Keyboard, KeepsNobodyElseWaiting)

@@ -4,13 +4,10 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <sys/wait.h>
 
 using namespace softcard::test;
 
@@ -19,13 +16,6 @@ namespace {
 constexpr int sharingViolation = 74;
 constexpr int incorrectCode = 15;
 constexpr int exitCardBusy = 12;
-
-bool StillRuns(pid_t process)
-{
-    siginfo_t ended{};
-    return waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-           ended.si_pid == 0;
-}
 
 // Another process that has a transaction on the card in "Reader 0" as long as the object lives.
 class Holder
@@ -41,7 +31,7 @@ public:
 
     ~Holder()
     {
-        kill(process_, SIGKILL);
+        KillProgram(process_);
         AwaitProgram(process_);
     }
 
@@ -51,7 +41,7 @@ public:
     Holder& operator=(Holder&&) = delete;
 
 private:
-    pid_t process_;
+    Process process_;
 };
 
 class Sharing : public CardTest
@@ -105,7 +95,7 @@ TEST_F(Sharing, WaitsForAShortTransaction)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);
-    const pid_t other = StartProgram({TRY_CODE, "bok", bok});
+    const Process other = StartProgram({TRY_CODE, "bok", bok});
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     ASSERT_EQ(Library().stopTransaction(session), 0);
     EXPECT_EQ(AwaitProgram(other), 0);
@@ -122,11 +112,8 @@ TEST_F(Sharing, LetsTheOwnProcessUseTheCard)
 TEST_F(Sharing, KeepsTheToolFromCodesAndKeysDuringATransaction)
 {
     Insert("ref2");
-    ASSERT_EQ(RunProgram({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
-                          Scratch("key.pem").string(), "-out", Scratch("certificate.pem").string(), "-subj",
-                          "/CN=Imported"})
-                  .exitCode,
-              0);
+    const std::string certificate = (State() / "authority/issuing.pem").string();
+    const std::string key = (State() / "authority/issuing.key").string();
     {
         const Holder holder(Scratch("holding"));
         for (const std::vector<std::string>& command :
@@ -134,8 +121,7 @@ TEST_F(Sharing, KeepsTheToolFromCodesAndKeysDuringATransaction)
               {"set-code", "ref2", "pin", "--puk", templatePuk, "--new", "1"},
               {"unblock", "ref2", "pin", "--puk", wrongCode},
               {"lock", "ref2", "pin"},
-              {"import", "ref2", "es", Scratch("certificate.pem").string(), "--key",
-               Scratch("key.pem").string(), "--code", wrongCode},
+              {"import", "ref2", "es", certificate, "--key", key, "--code", wrongCode},
               {"delete", "ref2", "--force"}}) {
             const Finished refused = RunTool(command);
             EXPECT_EQ(refused.exitCode, exitCardBusy) << command.front();
@@ -158,7 +144,7 @@ TEST_F(Sharing, LetsTheToolWaitForAShortTransaction)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);
-    const pid_t tool = StartProgram({CARD_TOOL, "set-code", "ref2", "bok", "--old", bok, "--new", "new"});
+    const Process tool = StartProgram({CARD_TOOL, "set-code", "ref2", "bok", "--old", bok, "--new", "new"});
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_TRUE(StillRuns(tool)); // a look at the code itself could outlast the tool's patience
     ASSERT_EQ(Library().stopTransaction(session), 0);

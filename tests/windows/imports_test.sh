@@ -4,7 +4,7 @@
 set -euo pipefail
 objdump=$1
 shift
-own='ADVAPI32|bcrypt|CRYPT32|KERNEL32|msvcrt|ncrypt|ole32|SHELL32|USER32|WS2_32'
+own='ADVAPI32|bcrypt|CRYPT32|KERNEL32|msvcrt|ncrypt|ntdll|ole32|SHELL32|USER32|WS2_32'
 
 for library in "$@"; do
     headers=$("$objdump" -p "$library")

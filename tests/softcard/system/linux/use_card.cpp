@@ -4,7 +4,7 @@
 #include "card_library.h"
 #include "code_change.h"
 #include "directories.h"
-#include "use_report.h"
+#include "system/linux/use_report.h"
 
 #include <exception>
 #include <iostream>

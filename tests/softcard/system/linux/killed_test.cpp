@@ -1,8 +1,10 @@
 // A program that is killed at any moment leaves a card that opens and counts truthfully.
 #include "card_home.h"
 #include "code_record.h"
-#include "files.h"
-#include "use_report.h"
+#include "system/files.h"
+#include "system/linux/file_descriptor.h"
+#include "system/linux/program_output.h"
+#include "system/linux/use_report.h"
 
 #include <chrono>
 #include <cmath>
@@ -13,7 +15,6 @@
 #include <string>
 #include <thread>
 
-#include <csignal>
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -64,9 +65,9 @@ public:
     // Whether it was running still.
     [[nodiscard]] bool Kill() const
     {
-        kill(process_, SIGKILL);
+        KillProgram(process_);
         int status = 0;
-        return waitpid(process_, &status, 0) == process_ && WIFSIGNALED(status);
+        return waitpid(static_cast<pid_t>(process_), &status, 0) == process_ && WIFSIGNALED(status);
     }
 
     // What may be left after all that it told, given what was left before.
@@ -101,7 +102,7 @@ private:
     }
 
     softcard::FileDescriptor reports_;
-    pid_t process_ = 0;
+    Process process_ = 0;
     UseStep begun_ = UseStep::done;
     std::optional<uint32_t> triesLeft_;
 };

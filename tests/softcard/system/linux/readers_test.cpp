@@ -1,6 +1,6 @@
 // Readers and cards that a person handles with `mkdir`, `ln -s`, `mv` and `rm` alone.
 #include "card_home.h"
-#include "files.h"
+#include "system/files.h"
 #include "reader_events.h"
 
 #include <algorithm>

@@ -1,8 +1,10 @@
-#include "program.h"
+#include "system/linux/program_output.h"
 
-#include "files.h"
+#include "system/files.h"
+#include "system/linux/file_descriptor.h"
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -62,10 +64,18 @@ private:
 
 Finished RunProgram(const std::vector<std::string>& arguments)
 {
+    return RunProgramOn({}, arguments);
+}
+
+Finished RunProgramOn(const std::filesystem::path& input, const std::vector<std::string>& arguments)
+{
     const Catcher output;
     const Catcher errors;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    if (!input.empty()) {
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
+    }
     output.Attach(actions, STDOUT_FILENO);
     errors.Attach(actions, STDERR_FILENO);
     const pid_t process = Spawn(arguments, &actions);
@@ -74,12 +84,12 @@ Finished RunProgram(const std::vector<std::string>& arguments)
     return {exitCode, output.Content(), errors.Content()};
 }
 
-pid_t StartProgram(const std::vector<std::string>& arguments)
+Process StartProgram(const std::vector<std::string>& arguments)
 {
     return Spawn(arguments, nullptr);
 }
 
-pid_t StartProgram(const std::vector<std::string>& arguments, int output)
+Process StartProgram(const std::vector<std::string>& arguments, int output)
 {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -89,15 +99,32 @@ pid_t StartProgram(const std::vector<std::string>& arguments, int output)
     return process;
 }
 
-int AwaitProgram(pid_t process)
+int AwaitProgram(Process process)
 {
     int status = 0;
-    while (waitpid(process, &status, 0) < 0) {
+    while (waitpid(static_cast<pid_t>(process), &status, 0) < 0) {
         if (errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "waitpid");
         }
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+bool StillRuns(Process process)
+{
+    siginfo_t ended{};
+    return waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0;
+}
+
+void KillProgram(Process process)
+{
+    kill(static_cast<pid_t>(process), SIGKILL);
+}
+
+std::filesystem::path OwnProgram()
+{
+    return "/proc/self/exe";
 }
 
 } // namespace softcard::test

@@ -2,19 +2,24 @@
 #pragma once
 
 #include "directories.h"
-#include "files.h"
 
 #include <chrono>
-#include <filesystem>
-#include <set>
+#include <memory>
 
 namespace softcard {
 
 // Sees readers and cards come and go. Where the system gives it no notification, it wakes often instead.
+// It neither loads code nor makes threads: a host may wait for its waiting thread in a place where the system
+// lets nobody do that.
 class ReaderWatch
 {
 public:
     explicit ReaderWatch(const Directories& directories);
+    ~ReaderWatch();
+    ReaderWatch(const ReaderWatch&) = delete;
+    ReaderWatch& operator=(const ReaderWatch&) = delete;
+    ReaderWatch(ReaderWatch&&) = delete;
+    ReaderWatch& operator=(ReaderWatch&&) = delete;
 
     // Follows the readers that there are now, and no longer those that have gone. Wait sees every change that
     // is made after this.
@@ -27,14 +32,8 @@ public:
     void WakeUp() const;
 
 private:
-    void FollowFolder(const std::filesystem::path& folder, std::set<int>& followed);
-
-    const std::filesystem::path readers_;
-    const std::filesystem::path cards_;
-    FileDescriptor notification_;
-    FileDescriptor wakeUp_;
-    std::set<int> followed_; // the numbers that the system knows the folders by
-    bool seesEverything_ = false;
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 } // namespace softcard

@@ -1,7 +1,11 @@
-#include "files.h"
+#include "system/files.h"
+
+#include "system/linux/file_descriptor.h"
+#include "system/linux/link_file.h"
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <system_error>
 #include <utility>
 
@@ -75,24 +79,6 @@ bool Lock(const FileDescriptor& file, const std::filesystem::path& path, int ope
 
 } // namespace
 
-FileDescriptor::~FileDescriptor()
-{
-    if (IsOpen()) {
-        close(descriptor_);
-    }
-}
-
-FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1))
-{
-}
-
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
-{
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-}
-
 void EnsurePrivateFolder(const std::filesystem::path& folder)
 {
     if (std::filesystem::is_directory(folder)) {
@@ -104,6 +90,47 @@ void EnsurePrivateFolder(const std::filesystem::path& folder)
     if (mkdir(folder.c_str(), privateFolderMode) != 0 && errno != EEXIST) {
         ThrowSystemError(folder);
     }
+}
+
+std::filesystem::path MakeUniqueFolder(const std::filesystem::path& beginning)
+{
+    std::string name = beginning.string() + "XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        ThrowSystemError(beginning);
+    }
+    return name;
+}
+
+bool MoveFolder(const std::filesystem::path& from, const std::filesystem::path& to)
+{
+    if (rename(from.c_str(), to.c_str()) == 0) {
+        return true;
+    }
+    if (errno != ENOTEMPTY && errno != EEXIST) {
+        ThrowSystemError(to);
+    }
+    return false;
+}
+
+bool IsFolder(const std::filesystem::path& path)
+{
+    std::error_code ignored;
+    return std::filesystem::symlink_status(path, ignored).type() == std::filesystem::file_type::directory;
+}
+
+bool HasThisName(const std::filesystem::path& /*path*/)
+{
+    return true;
+}
+
+bool CanBeAName(std::string_view name)
+{
+    return name.find('/') == std::string_view::npos;
+}
+
+std::string_view NameRule()
+{
+    return {};
 }
 
 std::string ReadFile(const std::filesystem::path& path)
@@ -164,35 +191,49 @@ void RemoveFile(const std::filesystem::path& path)
     SynchronizeFolder(path.parent_path());
 }
 
-FileLock::FileLock(const std::filesystem::path& path) : file_(Open(path, O_RDWR | O_CREAT))
+std::filesystem::path LockFileOf(const std::filesystem::path& folder, const std::string& name)
 {
-    Lock(file_, path, LOCK_EX);
+    return folder / name;
 }
 
-FileLock::~FileLock()
+struct FileLock::Held
 {
+    explicit Held(const std::filesystem::path& path) : file(Open(path, O_RDWR | O_CREAT)) {}
+
     // A forked child shares the open file, so closing it here alone would not release the lock.
-    if (file_.IsOpen()) {
-        flock(file_.Get(), LOCK_UN);
-    }
+    ~Held() { flock(file.Get(), LOCK_UN); }
+
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    Held(Held&&) = delete;
+    Held& operator=(Held&&) = delete;
+
+    FileDescriptor file;
+};
+
+FileLock::FileLock(const std::filesystem::path& path) : held_(std::make_unique<Held>(path))
+{
+    Lock(held_->file, path, LOCK_EX);
 }
+
+FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
+
+FileLock::~FileLock() = default;
+FileLock::FileLock(FileLock&& other) noexcept = default;
+FileLock& FileLock::operator=(FileLock&& other) noexcept = default;
 
 std::optional<FileLock> FileLock::Try(const std::filesystem::path& path)
 {
-    FileDescriptor file = Open(path, O_RDWR | O_CREAT);
-    if (!Lock(file, path, LOCK_EX | LOCK_NB)) {
-        return std::nullopt;
-    }
-    return FileLock(std::move(file));
+    auto held = std::make_unique<Held>(path);
+    return Lock(held->file, path, LOCK_EX | LOCK_NB) ? std::optional(FileLock(std::move(held)))
+                                                     : std::nullopt;
 }
 
 std::optional<FileLock> FileLock::TryShared(const std::filesystem::path& path)
 {
-    FileDescriptor file = Open(path, O_RDWR | O_CREAT);
-    if (!Lock(file, path, LOCK_SH | LOCK_NB)) {
-        return std::nullopt;
-    }
-    return FileLock(std::move(file));
+    auto held = std::make_unique<Held>(path);
+    return Lock(held->file, path, LOCK_SH | LOCK_NB) ? std::optional(FileLock(std::move(held)))
+                                                     : std::nullopt;
 }
 
 } // namespace softcard

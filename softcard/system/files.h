@@ -2,33 +2,35 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace softcard {
 
-// An open file, closed at the end of its scope.
-class FileDescriptor
-{
-public:
-    FileDescriptor() = default;
-    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-    ~FileDescriptor();
-    FileDescriptor(FileDescriptor&& other) noexcept;
-    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    [[nodiscard]] int Get() const { return descriptor_; }
-    [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
-
-private:
-    int descriptor_ = -1;
-};
-
 // Makes the folder and its missing parents, each open to the owner only. Throws std::system_error.
 void EnsurePrivateFolder(const std::filesystem::path& folder);
+
+// Makes a folder, open to the owner only, whose path is the given one and some characters more that nothing
+// else there has. Throws std::system_error.
+std::filesystem::path MakeUniqueFolder(const std::filesystem::path& beginning);
+
+// Gives a folder another path on the same volume. False when there is something already. Throws
+// std::system_error.
+bool MoveFolder(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// Whether it is a folder itself: a link to one is none.
+bool IsFolder(const std::filesystem::path& path);
+
+// Whether what lies there has this very name. Where case does not tell names apart, another one may lie there.
+bool HasThisName(const std::filesystem::path& path);
+
+// Whether the system lets a file or folder be called so. The name is not empty.
+bool CanBeAName(std::string_view name);
+
+// What CanBeAName asks for, as a sentence with a space in front; empty when its user asks for as much.
+std::string_view NameRule();
 
 // The whole content. Throws std::system_error.
 std::string ReadFile(const std::filesystem::path& path);
@@ -37,12 +39,11 @@ std::string ReadFile(const std::filesystem::path& path);
 // failure. The caller sees to it that one writes at a time. Throws std::system_error.
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content);
 
-// Makes the path a symbolic link, in the place of a file or link that is there: whoever looks meanwhile sees
-// the old one or the new one, as with WriteFileAtomically. Throws std::system_error.
-void LinkAtomically(const std::filesystem::path& target, const std::filesystem::path& path);
-
 // Takes a file or a link away, for good also after a power failure. Throws std::system_error.
 void RemoveFile(const std::filesystem::path& path);
+
+// Where a lock of a folder lies, so that the folder can be moved and removed while somebody holds the lock.
+std::filesystem::path LockFileOf(const std::filesystem::path& folder, const std::string& name);
 
 // An exclusive lock between processes, and between threads, bound to a lock file that is made when missing.
 class FileLock
@@ -51,8 +52,8 @@ public:
     // Waits for the lock. Throws std::system_error.
     explicit FileLock(const std::filesystem::path& path);
     ~FileLock();
-    FileLock(FileLock&&) = default;
-    FileLock& operator=(FileLock&&) = default;
+    FileLock(FileLock&& other) noexcept;
+    FileLock& operator=(FileLock&& other) noexcept;
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
@@ -63,9 +64,10 @@ public:
     static std::optional<FileLock> TryShared(const std::filesystem::path& path);
 
 private:
-    explicit FileLock(FileDescriptor file) : file_(std::move(file)) {}
+    struct Held;
+    explicit FileLock(std::unique_ptr<Held> held);
 
-    FileDescriptor file_;
+    std::unique_ptr<Held> held_;
 };
 
 } // namespace softcard

@@ -1,0 +1,167 @@
+// With OpenSSL, which knows the forms that keys are kept in, old ones too.
+#include "system/key_parser.h"
+
+#include "store_error.h"
+
+#include <botan/data_src.h>
+#include <botan/pkcs8.h>
+
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/pkcs12.h>
+#include <openssl/provider.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+namespace softcard {
+namespace {
+
+template <auto release>
+struct Releaser
+{
+    template <typename Object>
+    void operator()(Object* object) const
+    {
+        release(object);
+    }
+};
+
+using Bio = std::unique_ptr<BIO, Releaser<BIO_free_all>>;
+using Key = std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, Releaser<X509_free>>;
+using Bundle = std::unique_ptr<PKCS12, Releaser<PKCS12_free>>;
+using PlainKey = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Releaser<PKCS8_PRIV_KEY_INFO_free>>;
+using Provider = std::unique_ptr<OSSL_PROVIDER, Releaser<OSSL_PROVIDER_unload>>;
+
+struct Pair
+{
+    Key key;
+    Certificate certificate;
+};
+
+[[noreturn]] void Refuse(const std::string& sentence)
+{
+    ERR_clear_error();
+    throw StoreError(StoreFailure::notImportable, sentence);
+}
+
+Bio Reading(const std::string& content)
+{
+    return Bio(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
+}
+
+int AnswerPassword(char* buffer, int capacity, int /*writing*/, void* asked)
+{
+    const SecretText password = (*static_cast<const AskPassword*>(asked))();
+    if (password.size() > static_cast<size_t>(capacity)) {
+        return -1;
+    }
+    std::copy(password.begin(), password.end(), buffer);
+    return static_cast<int>(password.size());
+}
+
+Pair ReadPem(const std::string& certificates, const std::string& keyText, const AskPassword& askPassword)
+{
+    Pair pair;
+    const Bio keySource = Reading(keyText);
+    pair.key.reset(PEM_read_bio_PrivateKey(keySource.get(), nullptr, AnswerPassword,
+                                           const_cast<AskPassword*>(&askPassword)));
+    if (!pair.key) {
+        Refuse("There is no private key that can be read, or the password is wrong.");
+    }
+    const Bio source = Reading(certificates);
+    do {
+        pair.certificate.reset(PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr));
+    } while (pair.certificate && X509_check_private_key(pair.certificate.get(), pair.key.get()) != 1);
+    return pair;
+}
+
+Bundle DecodeBundle(const std::string& content)
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(content.data());
+    return Bundle(d2i_PKCS12(nullptr, &bytes, static_cast<long>(content.size())));
+}
+
+// Bundles of older programs use algorithms that are no longer there by default. They are there as long as
+// this lives, and what was made with them must not outlive it.
+class OldAlgorithms
+{
+private:
+    Provider present{OSSL_PROVIDER_load(nullptr, "default")};
+    Provider legacy{OSSL_PROVIDER_load(nullptr, "legacy")};
+};
+
+Pair OpenBundle(PKCS12* bundle, const AskPassword& askPassword)
+{
+    SecretText password;
+    if (PKCS12_verify_mac(bundle, nullptr, 0) != 1 && PKCS12_verify_mac(bundle, "", 0) != 1) {
+        password = askPassword();
+    }
+    password.push_back('\0');
+    EVP_PKEY* key = nullptr;
+    X509* certificate = nullptr;
+    if (PKCS12_parse(bundle, password.data(), &key, &certificate, nullptr) != 1) {
+        Refuse("The PKCS#12 file cannot be opened with this password.");
+    }
+    return {Key(key), Certificate(certificate)};
+}
+
+std::unique_ptr<Botan::RSA_PrivateKey> ConvertKey(const EVP_PKEY* key)
+{
+    const PlainKey plain(EVP_PKEY2PKCS8(key));
+    unsigned char* encoded = nullptr;
+    const int length = plain ? i2d_PKCS8_PRIV_KEY_INFO(plain.get(), &encoded) : -1;
+    if (length <= 0) {
+        Refuse("The private key cannot be read.");
+    }
+    const SecretBytes bytes(encoded, encoded + length);
+    OPENSSL_clear_free(encoded, static_cast<size_t>(length));
+    Botan::DataSource_Memory source(bytes);
+    std::unique_ptr<Botan::Private_Key> loaded = Botan::PKCS8::load_key(source);
+    auto* rsaKey = dynamic_cast<Botan::RSA_PrivateKey*>(loaded.get());
+    if (rsaKey == nullptr) {
+        Refuse("The private key is not an RSA key.");
+    }
+    (void)loaded.release();
+    return std::unique_ptr<Botan::RSA_PrivateKey>(rsaKey);
+}
+
+std::vector<uint8_t> ConvertCertificate(X509* certificate)
+{
+    unsigned char* encoded = nullptr;
+    const int length = i2d_X509(certificate, &encoded);
+    if (length <= 0) {
+        Refuse("The certificate cannot be read.");
+    }
+    std::vector<uint8_t> bytes(encoded, encoded + length);
+    OPENSSL_free(encoded);
+    return bytes;
+}
+
+} // namespace
+
+ImportedKey ParseKey(const std::string& certificates, const std::function<std::string()>& readKeyFile,
+                     const AskPassword& askPassword)
+{
+    const OldAlgorithms oldAlgorithms;
+    const Bundle bundle = DecodeBundle(certificates);
+    ERR_clear_error();
+    Pair pair;
+    if (bundle) {
+        pair = OpenBundle(bundle.get(), askPassword);
+    } else {
+        const SecretString keyText(readKeyFile());
+        pair = ReadPem(certificates, keyText.text, askPassword);
+    }
+    if (!pair.key || !pair.certificate ||
+        X509_check_private_key(pair.certificate.get(), pair.key.get()) != 1) {
+        Refuse("There is no certificate for the private key.");
+    }
+    ImportedKey imported{ConvertKey(pair.key.get()), ConvertCertificate(pair.certificate.get())};
+    ERR_clear_error();
+    return imported;
+}
+
+} // namespace softcard

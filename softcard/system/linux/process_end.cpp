@@ -1,0 +1,10 @@
+#include "system/process_end.h"
+
+namespace softcard {
+
+bool ThreadsAreGone()
+{
+    return false;
+}
+
+} // namespace softcard

@@ -1,0 +1,27 @@
+// Asking a person for a code.
+#pragma once
+
+#include "secret.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace softcard {
+
+// Both in UTF-8.
+struct Question
+{
+    std::string description; // lines
+    std::string prompt;
+};
+
+// Asks through a pinentry program, by the Assuan protocol, and waits for the answer, which may be empty. A
+// name without a folder is looked for on the PATH. Nothing when the user cancelled or the program cannot be
+// spoken to.
+std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program, const Question& question);
+
+// The same where no program was chosen, in the way that the system's users expect.
+std::optional<SecretText> AskWithoutChoice(const Question& question);
+
+} // namespace softcard

@@ -1,0 +1,19 @@
+// The standard streams, when a person sits at them.
+#pragma once
+
+#include "secret.h"
+
+#include <optional>
+
+namespace softcard {
+
+bool InputIsTerminal();
+
+// A terminal that follows ANSI's control sequences.
+bool ErrorsAreTerminal();
+
+// The next line of the standard input, in UTF-8 and without its end; nothing at the end of the input. Neither
+// is it shown at a terminal while it is typed, nor does it stay in any buffer.
+std::optional<SecretText> ReadSecretInput();
+
+} // namespace softcard

@@ -1,0 +1,67 @@
+#include "system/windows/console.h"
+
+#include <array>
+
+namespace softcard {
+namespace {
+
+class SilentConsole
+{
+public:
+    explicit SilentConsole(HANDLE console) : console_(console)
+    {
+        GetConsoleMode(console_, &before_);
+        SetConsoleMode(console_, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT);
+    }
+
+    ~SilentConsole() { SetConsoleMode(console_, before_); }
+
+    SilentConsole(const SilentConsole&) = delete;
+    SilentConsole& operator=(const SilentConsole&) = delete;
+    SilentConsole(SilentConsole&&) = delete;
+    SilentConsole& operator=(SilentConsole&&) = delete;
+
+private:
+    HANDLE console_;
+    DWORD before_ = 0;
+};
+
+using WideSecret = Botan::secure_vector<wchar_t>;
+
+SecretText ToUtf8(const WideSecret& wide)
+{
+    const auto length = static_cast<int>(wide.size());
+    const int needed = WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
+    SecretText text(static_cast<size_t>(needed));
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, text.data(), needed, nullptr, nullptr);
+    return text;
+}
+
+} // namespace
+
+bool IsConsole(HANDLE handle)
+{
+    DWORD mode = 0;
+    return GetConsoleMode(handle, &mode) != FALSE;
+}
+
+std::optional<SecretText> ReadSilently(HANDLE console)
+{
+    const SilentConsole silence(console);
+    WideSecret line;
+    while (true) {
+        wchar_t character = 0;
+        DWORD length = 0;
+        if (ReadConsoleW(console, &character, 1, &length, nullptr) == FALSE || length == 0) {
+            return std::nullopt;
+        }
+        if (character == L'\n') {
+            return ToUtf8(line);
+        }
+        if (character != L'\r') {
+            line.push_back(character);
+        }
+    }
+}
+
+} // namespace softcard

@@ -1,0 +1,106 @@
+// A program that speaks Assuan through pipes, or the host's console.
+#include "system/pinentry_program.h"
+
+#include "assuan_text.h"
+#include "system/environment.h"
+#include "system/windows/console.h"
+#include "system/windows/piped_program.h"
+#include "text.h"
+
+#include <string>
+
+namespace softcard {
+namespace {
+
+// Empty when there is no such program. The folder that the host is in is nothing to look in.
+std::filesystem::path FindProgram(const std::filesystem::path& name)
+{
+    if (name.has_parent_path()) {
+        return name;
+    }
+    const std::filesystem::path path = PathFromEnvironment("PATH");
+    std::wstring found(MAX_PATH, L'\0');
+    auto needed = static_cast<DWORD>(found.size());
+    do {
+        found.resize(needed);
+        needed = path.empty() ? 0
+                              : SearchPathW(path.c_str(), name.c_str(), L".exe", static_cast<DWORD>(found.size()),
+                                            found.data(), nullptr);
+    } while (needed > found.size());
+    found.resize(needed);
+    return found;
+}
+
+// The data that came with the answer to the last command; nothing when that was no success.
+std::optional<SecretText> AwaitAnswer(const LineChannel& channel)
+{
+    SecretText data;
+    while (const auto line = channel.Read()) {
+        const std::string_view text(line->data(), line->size());
+        if (BeginsWith(text, "OK")) {
+            return data;
+        }
+        if (BeginsWith(text, "ERR")) {
+            return std::nullopt;
+        }
+        if (BeginsWith(text, "D")) {
+            const SecretString plain(UnescapeFromAssuan(TextBehindWord(text)));
+            data.insert(data.end(), plain.text.begin(), plain.text.end());
+        } else if (BeginsWith(text, "INQUIRE") && !channel.Write("CAN")) {
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<SecretText> Transact(const LineChannel& channel, const std::string& command)
+{
+    return channel.Write(command) ? AwaitAnswer(channel) : std::nullopt;
+}
+
+void Show(HANDLE console, const std::string& text)
+{
+    const std::wstring wide = PathOf(text).native();
+    WriteConsoleW(console, wide.data(), static_cast<DWORD>(wide.size()), nullptr, nullptr);
+}
+
+Handle OpenConsole(const wchar_t* name)
+{
+    return Own(CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                           OPEN_EXISTING, 0, nullptr));
+}
+
+} // namespace
+
+std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program, const Question& question)
+{
+    const std::filesystem::path file = FindProgram(program);
+    const auto started = file.empty() ? std::nullopt : PipedProgram::Start(file);
+    if (!started) {
+        return std::nullopt;
+    }
+    const LineChannel channel = started->Channel();
+    if (!AwaitAnswer(channel) || !Transact(channel, "SETDESC " + EscapeForAssuan(question.description)) ||
+        !Transact(channel, "SETPROMPT " + EscapeForAssuan(question.prompt))) {
+        return std::nullopt;
+    }
+    auto code = Transact(channel, "GETPIN");
+    (void)Transact(channel, "BYE");
+    return code;
+}
+
+// A host without a console has nobody to ask: the same as a cancel.
+std::optional<SecretText> AskWithoutChoice(const Question& question)
+{
+    const Handle input = OpenConsole(L"CONIN$");
+    const Handle output = OpenConsole(L"CONOUT$");
+    if (!input || !output || !IsConsole(input.get())) {
+        return std::nullopt;
+    }
+    Show(output.get(), question.description + "\r\n" + question.prompt + " ");
+    auto code = ReadSilently(input.get());
+    Show(output.get(), "\r\n");
+    return code;
+}
+
+} // namespace softcard

@@ -1,0 +1,60 @@
+#include "keyboard_home.h"
+
+#include "environment.h"
+#include "system/files.h"
+
+#include <chrono>
+#include <thread>
+
+namespace softcard::test {
+
+KeyboardTest::KeyboardTest()
+{
+    SetVariable("TAVRIK_PINENTRY", SCRIPTED_PINENTRY);
+    SetVariable("TAVRIK_PINENTRY_ANSWERS", Scratch("answers"));
+    SetVariable("TAVRIK_PINENTRY_LOG", Scratch("log"));
+}
+
+KeyboardTest::~KeyboardTest()
+{
+    UnsetVariable("TAVRIK_PINENTRY_ANSWERS");
+    UnsetVariable("TAVRIK_PINENTRY_LOG");
+    UnsetVariable("SLOW_PINENTRY_ASKED");
+    UnsetVariable("SLOW_PINENTRY_GATE");
+}
+
+void KeyboardTest::Answer(const std::string& lines) const
+{
+    WriteText(Scratch("answers"), lines);
+}
+
+std::string KeyboardTest::AnswersLeft() const
+{
+    return ReadFile(Scratch("answers"));
+}
+
+std::string KeyboardTest::Log() const
+{
+    return ReadFile(Scratch("log"));
+}
+
+void KeyboardTest::UseSlowUser() const
+{
+    SetVariable("SLOW_PINENTRY_ASKED", Scratch("asked"));
+    SetVariable("SLOW_PINENTRY_GATE", Scratch("gate"));
+    SetVariable("TAVRIK_PINENTRY", SLOW_PINENTRY);
+}
+
+void KeyboardTest::AwaitQuestion() const
+{
+    while (!std::filesystem::exists(Scratch("asked"))) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+void KeyboardTest::OpenGate() const
+{
+    WriteText(Scratch("gate"), "");
+}
+
+} // namespace softcard::test

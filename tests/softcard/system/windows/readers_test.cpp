@@ -1,0 +1,175 @@
+// Readers and cards that a person handles with files and folders alone.
+#include "card_home.h"
+#include "reader_events.h"
+#include "system/files.h"
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace softcard::test;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int noCard = 75;
+constexpr int removedCard = 92;
+constexpr std::chrono::milliseconds promptly{100};
+constexpr std::chrono::milliseconds tick{20}; // longer than the clock of the files ticks
+
+class WindowsReaders : public CardTest
+{
+protected:
+    WindowsReaders()
+    {
+        TakeEvents();
+        fs::create_directories(Link().parent_path());
+    }
+
+    [[nodiscard]] fs::path Link(const std::string& reader = "Reader 0") const
+    {
+        return State() / "readers" / reader / "card";
+    }
+    void MakeLink(const std::string& text, const std::string& reader = "Reader 0") const
+    {
+        fs::create_directories(Link(reader).parent_path());
+        WriteText(Link(reader), text);
+    }
+
+    static CardStatus TryToOpen(const char16_t* reader = u"Reader 0")
+    {
+        CardSession session = 0;
+        return Library().openSession(reader, &session);
+    }
+
+    static void ExpectPromptEvent(uint32_t code, const std::u16string& reader, const std::string& deed)
+    {
+        const auto done = Clock::now();
+        const Event event = AwaitEvent();
+        EXPECT_EQ(event.code, code) << deed;
+        EXPECT_EQ(event.reader, reader) << deed;
+        EXPECT_LT(event.time - done, promptly) << deed;
+    }
+};
+
+TEST_F(WindowsReaders, AreSeenByARunningProgramWhenAPersonHandlesThem)
+{
+    const Monitor monitor;
+    for (int round = 0; round < 3; ++round) {
+        MakeLink("..\\..\\cards\\ref2\r\n");
+        ExpectPromptEvent(cardInsertedEvent, u"Reader 0", "writing the file");
+        fs::create_directories(Link("New").parent_path());
+        fs::rename(Link(), Link("New"));
+        ExpectPromptEvent(cardRemovedEvent, u"Reader 0", "moving the file away");
+        ExpectPromptEvent(cardInsertedEvent, u"New", "moving the file into another reader");
+        fs::rename(State() / "readers/New", State() / "readers/Renamed");
+        ExpectPromptEvent(cardRemovedEvent, u"New", "renaming the reader");
+        ExpectPromptEvent(cardInsertedEvent, u"Renamed", "renaming the reader");
+        fs::remove_all(State() / "readers/Renamed");
+        ExpectPromptEvent(cardRemovedEvent, u"Renamed", "removing the reader");
+    }
+}
+
+TEST_F(WindowsReaders, LoseACardWhoseFolderGoes)
+{
+    const Monitor monitor;
+    MakeLink("..\\..\\cards\\ref2");
+    ExpectPromptEvent(cardInsertedEvent, u"Reader 0", "writing the file");
+    fs::rename(State() / "cards/ref2", State() / "aside");
+    ExpectPromptEvent(cardRemovedEvent, u"Reader 0", "moving the card's folder away");
+    fs::rename(State() / "aside", State() / "cards/ref2");
+    ExpectPromptEvent(cardInsertedEvent, u"Reader 0", "moving it back");
+}
+
+TEST_F(WindowsReaders, TakeTheFileInAnyCommonForm)
+{
+    const std::string absolute = (State() / "cards" / "ref2").string();
+    const std::u16string wide = u"\uFEFF..\\..\\cards\\ref2\r\n";
+    for (const std::string& text :
+         {std::string("..\\..\\cards\\ref2"), std::string("../../cards/ref2/\n"),
+          std::string("..\\..\\cards\\ref3\\..\\ref2 \r\nanother line"), std::string("..\\..\\CARDS\\Ref2"),
+          std::string("\xEF\xBB\xBF..\\..\\cards\\ref2\r\n"), absolute,
+          std::string(reinterpret_cast<const char*>(wide.data()), wide.size() * 2)}) {
+        MakeLink(text);
+        EXPECT_EQ(TryToOpen(), 0) << text;
+        EXPECT_NE(RunTool({"list"}).output.find("ref2\tReader 0\t"), std::string::npos) << text;
+        fs::remove(Link());
+    }
+}
+
+TEST_F(WindowsReaders, WithAFileThatLeadsToNoCardAreEmpty)
+{
+    fs::create_directories(State() / "cards/bare");
+    fs::copy(State() / "cards/ref2", Scratch("elsewhere"), fs::copy_options::recursive);
+    for (const std::string& text :
+         {std::string(), std::string("\r\n"), std::string("..\\..\\cards\\nobody"), std::string("..\\..\\cards"),
+          std::string("..\\..\\cards\\bare"), std::string("..\\..\\cards\\ref2\\card.json"),
+          Scratch("elsewhere").string(), std::string("..\\..\\cards\\ref2\xFF"), std::string(70000, 'x'),
+          std::string("..\\..\\cards\\*")}) {
+        MakeLink(text);
+        EXPECT_EQ(TryToOpen(), noCard) << text.substr(0, 50);
+        EXPECT_TRUE(EventsNow().empty()) << text.substr(0, 50);
+    }
+    ASSERT_EQ(RunTool({"insert", "ref2"}).exitCode, 0) << "such a file makes room";
+    EXPECT_EQ(TryToOpen(), 0);
+}
+
+TEST_F(WindowsReaders, WithAFolderInThePlaceOfTheFileAreEmpty)
+{
+    fs::copy(State() / "cards/ref2", Link(), fs::copy_options::recursive);
+    EXPECT_EQ(TryToOpen(), noCard);
+    EXPECT_EQ(RunTool({"insert", "ref2"}).exitCode, 6);
+}
+
+TEST_F(WindowsReaders, GetAFileThatWorksElsewhereToo)
+{
+    Insert("ref2");
+    EXPECT_EQ(softcard::ReadFile(Link()), "..\\..\\cards\\ref2\r\n");
+    EXPECT_EQ(std::distance(fs::directory_iterator(Link().parent_path()), {}), 1) << "no litter";
+}
+
+TEST_F(WindowsReaders, HaveACardOnlyWhereItWasFirst)
+{
+    MakeLink("..\\..\\cards\\ref2", "Z first");
+    std::this_thread::sleep_for(tick);
+    MakeLink("..\\..\\cards\\ref2", "A second");
+    EXPECT_EQ(TryToOpen(u"A second"), noCard);
+    EXPECT_EQ(TryToOpen(u"Z first"), 0);
+    fs::remove(Link("Z first"));
+    EXPECT_EQ(TryToOpen(u"A second"), 0) << "the second file is the first now";
+}
+
+TEST_F(WindowsReaders, KnowACardThatWentAndCameBackByHand)
+{
+    const std::vector<std::pair<std::string, std::function<void()>>> deeds = {
+        {"removed and written anew",
+         [this] {
+             fs::remove(Link());
+             MakeLink("..\\..\\cards\\ref2");
+         }},
+        {"written again", [this] { MakeLink("..\\..\\cards\\ref2"); }},
+        {"moved away and back",
+         [this] {
+             fs::rename(Link(), Scratch("card"));
+             fs::rename(Scratch("card"), Link());
+         }},
+        {"the card replaced by another of its name", [this] {
+             fs::rename(State() / "cards/ref2", State() / "cards/before");
+             fs::rename(State() / "cards/ref3", State() / "cards/ref2");
+         }}};
+    for (const auto& [name, deed] : deeds) {
+        fs::remove(Link());
+        MakeLink("..\\..\\cards\\ref2");
+        EventsNow();
+        const CardSession session = Open();
+        std::this_thread::sleep_for(tick);
+        deed();
+        uint32_t flags = 0;
+        EXPECT_EQ(Library().getSessionFlags(session, &flags), removedCard) << name;
+        EXPECT_EQ(EventsNow().size(), 2U) << name;
+    }
+}
+
+} // namespace
