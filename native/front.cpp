@@ -8,20 +8,6 @@ namespace {
 
 constexpr std::chrono::milliseconds timeBetweenLooks{100};
 
-// An answer of the library that means that the card went during the call.
-CK_RV Outward(CK_RV answer)
-{
-    switch (answer) {
-    case CKR_SESSION_HANDLE_INVALID:
-    case CKR_SLOT_ID_INVALID:
-    case CKR_TOKEN_NOT_PRESENT:
-    case CKR_KEY_HANDLE_INVALID:
-        return CKR_DEVICE_REMOVED;
-    default:
-        return answer;
-    }
-}
-
 } // namespace
 
 SessionUse::SessionUse(std::shared_ptr<Session> used) : session(std::move(used)), lock(session->use)
@@ -282,10 +268,10 @@ CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG
     const GateStay stay(gate, Gate::Stay::may_be_long);
     Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN);
     const packed::CK_SLOT_ID inner = InnerSlot(session.slot);
-    const CK_RV accepted = library.Login(KeeperOf(inner), CKU_USER, code, length);
+    const CK_RV accepted = LoginToCard(inner, code, length);
     // The card's other slot may have been logged in to before.
     if (accepted != CKR_OK && accepted != CKR_USER_ALREADY_LOGGED_IN) {
-        return Outward(accepted);
+        return Outward(session, accepted);
     }
     loggedInCards.insert(CardNumber(inner));
     auto read = ReadObjects(inner);
@@ -298,6 +284,20 @@ CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG
     return CKR_OK;
 }
 
+CK_RV Front::LoginToCard(packed::CK_SLOT_ID inner, const CK_UTF8CHAR* code, CK_ULONG length)
+{
+    const packed::CK_SESSION_HANDLE keeper = KeeperOf(inner);
+    try {
+        return library.Login(keeper, CKU_USER, code, length);
+    } catch (...) {
+        // It may have come far enough to count as a login, without the objects that come with one.
+        if (!loggedInCards.contains(CardNumber(inner))) {
+            library.Logout(keeper);
+        }
+        throw;
+    }
+}
+
 CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
 {
     Require(session.sign && FlagOf(session.sign->key->attributes, CKA_ALWAYS_AUTHENTICATE),
@@ -306,7 +306,7 @@ CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULO
     const GateStay stay(gate, Gate::Stay::may_be_long);
     const CK_RV accepted = library.Login(InnerOf(session), CKU_CONTEXT_SPECIFIC, code, length);
     session.sign->authorised = accepted == CKR_OK;
-    return Outward(accepted);
+    return Outward(session, accepted);
 }
 
 void Front::Logout(const Session& session)
@@ -368,14 +368,13 @@ std::vector<CK_OBJECT_HANDLE> Front::Search(const Session& session, const Templa
 Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
 {
     Bytes signature;
-    CK_RV answer = CKR_OK;
-    {
+    try {
         const GateStay stay(gate, Gate::Stay::may_be_long);
-        answer = library.Sign(InnerOf(session), key.inner, data, signature);
-    }
-    if (answer != CKR_OK) {
+        const CK_RV answer = library.Sign(InnerOf(session), key.inner, data, signature);
+        Require(answer == CKR_OK, Outward(session, answer));
+    } catch (...) {
         DropInner(session); // an operation that failed may still stand in it
-        throw Refusal{Outward(answer)};
+        throw;
     }
     return signature;
 }
@@ -385,7 +384,7 @@ Bytes Front::DecryptOnCard(Session& session, const Object& key, const Bytes& dat
     Bytes plain;
     const GateStay stay(gate, Gate::Stay::may_be_long);
     const CK_RV answer = library.Decrypt(InnerOf(session), key.inner, data, plain);
-    Require(answer == CKR_OK, Outward(answer));
+    Require(answer == CKR_OK, Outward(session, answer));
     return plain;
 }
 
@@ -432,6 +431,22 @@ packed::CK_SLOT_ID Front::InnerSlot(CK_SLOT_ID slot)
 {
     const std::lock_guard lock(state);
     return slots.Find(slot)->facts.inner;
+}
+
+// The library's answer as applications are told it. Used behind the gate.
+CK_RV Front::Outward(const Session& session, CK_RV answer)
+{
+    switch (answer) {
+    case CKR_SESSION_HANDLE_INVALID:
+    case CKR_SLOT_ID_INVALID:
+    case CKR_TOKEN_NOT_PRESENT:
+    case CKR_KEY_HANDLE_INVALID:
+        return CKR_DEVICE_REMOVED; // the card went during the call
+    case CKR_FUNCTION_FAILED:
+        return library.HasSlot(InnerSlot(session.slot)) ? CKR_FUNCTION_FAILED : CKR_DEVICE_REMOVED;
+    default:
+        return answer;
+    }
 }
 
 std::vector<Object> Front::ReadObjects(packed::CK_SLOT_ID inner) const

@@ -88,6 +88,8 @@ private:
     packed::CK_SESSION_HANDLE KeeperOf(packed::CK_SLOT_ID inner);
     packed::CK_SESSION_HANDLE InnerOf(Session& session);
     packed::CK_SLOT_ID InnerSlot(CK_SLOT_ID slot);
+    CK_RV LoginToCard(packed::CK_SLOT_ID inner, const CK_UTF8CHAR* code, CK_ULONG length);
+    CK_RV Outward(const Session& session, CK_RV answer);
     std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
     bool IsToRelease(CK_SLOT_ID slot);
     void ReleaseCard(packed::CK_SLOT_ID inner);

@@ -9,9 +9,6 @@ void Gate::Enter(Stay stay)
     taken = true;
     takenForLong = stay == Stay::may_be_long;
     holder = std::this_thread::get_id();
-    if (takenForLong) {
-        left.notify_all(); // those who only wait for brief stays give up now
-    }
 }
 
 bool Gate::EnterUnlessLong()

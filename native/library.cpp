@@ -210,14 +210,23 @@ std::optional<SlotFacts> Library::Describe(packed::CK_SLOT_ID slot) const
 packed::CK_SESSION_HANDLE Library::OpenSession(packed::CK_SLOT_ID slot) const
 {
     packed::CK_SESSION_HANDLE session = 0;
-    Require(functions->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &session) == CKR_OK,
-            CKR_DEVICE_REMOVED);
+    try {
+        Require(functions->C_OpenSession(slot, CKF_SERIAL_SESSION, nullptr, nullptr, &session) == CKR_OK,
+                CKR_DEVICE_REMOVED);
+    } catch (...) {
+        CloseSession(session); // a failure can leave one behind
+        throw;
+    }
     return session;
 }
 
-void Library::CloseSession(packed::CK_SESSION_HANDLE session) const
+void Library::CloseSession(packed::CK_SESSION_HANDLE session) const noexcept
 {
-    static_cast<void>(functions->C_CloseSession(session)); // the card may have taken it away already
+    try {
+        static_cast<void>(functions->C_CloseSession(session)); // the card may have taken it away already
+    } catch (...) {
+        return; // the library lets go of a session before it calls the card
+    }
 }
 
 CK_RV Library::Login(packed::CK_SESSION_HANDLE session, CK_USER_TYPE user, const CK_UTF8CHAR* code,

@@ -1,6 +1,6 @@
 // The library behind the front, loaded privately from the front's own folder and called in its packed form.
 // Every call but those of its start and end is made behind the gate. What the library throws goes on to the
-// caller.
+// caller, unless a session is only closed.
 #pragma once
 
 #include "native/attributes.h"
@@ -48,7 +48,7 @@ public:
 
     // Refuses with CKR_DEVICE_REMOVED when the card has gone.
     packed::CK_SESSION_HANDLE OpenSession(packed::CK_SLOT_ID slot) const;
-    void CloseSession(packed::CK_SESSION_HANDLE session) const;
+    void CloseSession(packed::CK_SESSION_HANDLE session) const noexcept;
     // The code is handed on where it lies; a null one has the card side ask for it.
     CK_RV Login(packed::CK_SESSION_HANDLE session, CK_USER_TYPE user, const CK_UTF8CHAR* code,
                 CK_ULONG length) const;

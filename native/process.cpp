@@ -85,7 +85,13 @@ CK_RV StartFront()
     if (started != CKR_OK) {
         return started;
     }
-    auto front = std::make_unique<Front>(library);
+    std::unique_ptr<Front> front;
+    try {
+        front = std::make_unique<Front>(library);
+    } catch (...) {
+        static_cast<void>(library.End());
+        throw;
+    }
     const std::lock_guard lock(process.mutex);
     process.front = front.release();
     return CKR_OK;

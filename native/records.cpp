@@ -70,10 +70,4 @@ CK_TOKEN_INFO Widen(const packed::CK_TOKEN_INFO& info)
     return wide;
 }
 
-CK_MECHANISM_INFO Widen(const packed::CK_MECHANISM_INFO& info)
-{
-    return {Widen(packed::CK_ULONG{info.ulMinKeySize}), Widen(packed::CK_ULONG{info.ulMaxKeySize}),
-            info.flags};
-}
-
 } // namespace native

@@ -11,6 +11,5 @@ CK_ULONG Widen(packed::CK_ULONG number);
 CK_INFO Widen(const packed::CK_INFO& info);
 CK_SLOT_INFO Widen(const packed::CK_SLOT_INFO& info);
 CK_TOKEN_INFO Widen(const packed::CK_TOKEN_INFO& info);
-CK_MECHANISM_INFO Widen(const packed::CK_MECHANISM_INFO& info);
 
 } // namespace native

@@ -1,14 +1,12 @@
 # The unit tests: one program with the tests of all classes, and small ones of their own for what needs a process
 # of a different make.
-find_package(GTest REQUIRED)
-include(GoogleTest)
-
 # unit_test_program(target [card library folder]): a test program made of the library's code. The card-access
 # library is the one in that folder, or none.
 function(unit_test_program target)
     add_executable(${target})
     target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
     target_link_libraries(${target} PRIVATE pkcs11_core GTest::gtest_main tavrik_warnings)
+    tavrik_precompile(${target} <gtest/gtest.h>)
     if(ARGN)
         # The old kind of run path: the loader also follows it when a sanitizer makes the call for the program.
         set_target_properties(${target} PROPERTIES BUILD_RPATH "${ARGN}")

@@ -3,8 +3,6 @@
 #include "support/log_capture.h"
 #include "support/test_certificates.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -18,9 +16,8 @@ protected:
     static Function* CardFunction(const char* name)
     {
         static_cast<void>(Script());
-        static void* const cardLibrary =
-            dlopen((ScriptedFolder() / "libCardAPI.so").c_str(), RTLD_NOW | RTLD_NOLOAD);
-        return reinterpret_cast<Function*>(dlsym(cardLibrary, name));
+        static void* const cardLibrary = LoadedFrom(ScriptedFolder() / LibraryFileName("CardAPI"));
+        return reinterpret_cast<Function*>(SymbolOf(cardLibrary, name));
     }
 
     ScriptedCard* script = Script();

@@ -1,12 +1,13 @@
 // A host of the library for tests that need a process with a name and a standard output of its own.
 //
-//     log_host SCRIPTED_FOLDER DIRECTORY CALLS [list]
+//     log_host SCRIPTED_FOLDER DIRECTORY CALLS [list|leave]
 //
 // starts the library of that folder with the directory as that of its files, calls C_GetInfo so many times
-// and ends the library. With "list" it takes the function list between its start and its calls.
+// and ends the library. With "list" it takes the function list between its start and its calls; with "leave"
+// it doesn't end the library.
 #include "pkcs11/cryptoki.h"
 #include "scripted_card.h"
-#include "support/shared_library.h"
+#include "support/system.h"
 
 #include <filesystem>
 #include <iostream>
@@ -29,15 +30,15 @@ void Require(CK_RV answer)
 }
 
 void Run(const std::filesystem::path& scripted, const std::filesystem::path& directory, int calls,
-         bool takesList)
+         const std::string& option)
 {
-    void* library = BlackBox::Load(scripted / "libpkcs11_x64.so");
-    auto* script =
-        Take<ScriptedCard*()>(BlackBox::Load(scripted / "libCardAPI.so"), "ScriptedCard_Instance")();
+    void* library = BlackBox::Load(scripted / BlackBox::LibraryFileName("pkcs11_x64"));
+    auto* script = Take<ScriptedCard*()>(BlackBox::Load(scripted / BlackBox::LibraryFileName("CardAPI")),
+                                         "ScriptedCard_Instance")();
     const std::u16string files = directory.u16string() + u"/";
     script->SetDirectories(files, files);
     Require(Take<decltype(C_Initialize)>(library, "C_Initialize")(nullptr));
-    if (takesList) {
+    if (option == "list") {
         CK_FUNCTION_LIST* list = nullptr;
         Require(Take<decltype(C_GetFunctionList)>(library, "C_GetFunctionList")(&list));
     }
@@ -45,7 +46,9 @@ void Run(const std::filesystem::path& scripted, const std::filesystem::path& dir
         CK_INFO info{};
         Require(Take<decltype(C_GetInfo)>(library, "C_GetInfo")(&info));
     }
-    Require(Take<decltype(C_Finalize)>(library, "C_Finalize")(nullptr));
+    if (option != "leave") {
+        Require(Take<decltype(C_Finalize)>(library, "C_Finalize")(nullptr));
+    }
 }
 
 } // namespace
@@ -53,11 +56,12 @@ void Run(const std::filesystem::path& scripted, const std::filesystem::path& dir
 int main(int count, char** arguments)
 {
     try {
-        const bool takesList = count == 5 && arguments[4] == std::string("list");
-        if (count != 4 && !takesList) {
-            throw std::runtime_error("usage: log_host SCRIPTED_FOLDER DIRECTORY CALLS [list]");
+        BlackBox::LeaveLineEndsAlone();
+        const std::string option = count == 5 ? arguments[4] : "";
+        if (count < 4 || count > 5) {
+            throw std::runtime_error("usage: log_host SCRIPTED_FOLDER DIRECTORY CALLS [list|leave]");
         }
-        Run(arguments[1], arguments[2], std::stoi(arguments[3]), takesList);
+        Run(arguments[1], arguments[2], std::stoi(arguments[3]), option);
         return 0;
     } catch (const std::exception& exception) {
         std::cerr << "log_host: " << exception.what() << '\n';

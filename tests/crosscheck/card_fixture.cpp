@@ -1,6 +1,6 @@
 #include "card_fixture.h"
 
-#include "support/child_process.h"
+#include "support/system.h"
 
 #include <dlfcn.h>
 #include <unistd.h>

@@ -32,6 +32,8 @@ TEST(AttributesTest, UnavailableNumberKeepsItsMeaning)
 TEST(AttributesTest, NumberOfAnotherWidthStaysAsItIs)
 {
     EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {1, 2}), Bytes({1, 2}));
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, Bytes(8, 1)), Bytes(8, 1));
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {}), Bytes());
 }
 
 TEST(AttributesTest, EachNumberOfAnArrayIsWidened)
@@ -46,6 +48,25 @@ TEST(AttributesTest, AnyTrueBooleanBecomesOne)
 {
     EXPECT_EQ(WidenValue(CKA_SIGN, {0xFF}), Bytes{1});
     EXPECT_EQ(WidenValue(CKA_SIGN, {0}), Bytes{0});
+}
+
+TEST(AttributesTest, KindsOfWhatCardsHave)
+{
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_TOKEN, CKA_PRIVATE, CKA_TRUSTED, CKA_SENSITIVE, CKA_ENCRYPT, CKA_DECRYPT, CKA_WRAP, CKA_UNWRAP,
+          CKA_SIGN, CKA_SIGN_RECOVER, CKA_VERIFY, CKA_VERIFY_RECOVER, CKA_DERIVE, CKA_EXTRACTABLE, CKA_LOCAL,
+          CKA_NEVER_EXTRACTABLE, CKA_ALWAYS_SENSITIVE, CKA_MODIFIABLE, CKA_ALWAYS_AUTHENTICATE}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::boolean) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_CERTIFICATE_TYPE, CKA_CERTIFICATE_CATEGORY,
+                                         CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_KEY_GEN_MECHANISM}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::number) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_LABEL, CKA_VALUE, CKA_ISSUER, CKA_SUBJECT, CKA_ID, CKA_MODULUS, CKA_PUBLIC_EXPONENT,
+          CKA_START_DATE, CKA_END_DATE, CKA_CHECK_VALUE}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::bytes) << std::hex << type;
+    }
 }
 
 TEST(AttributesTest, SerialNumberIsDer)
@@ -69,6 +90,15 @@ TEST(AttributesTest, DerIntegerOf200BytesHasALongLength)
     const Bytes encoded = DerInteger(Bytes(200, 0x11));
     EXPECT_EQ(Bytes(encoded.begin(), encoded.begin() + 3), Bytes({2, 0x81, 200}));
     EXPECT_EQ(encoded.size(), 203U);
+}
+
+TEST(AttributesTest, DerLengthIsShortUpTo127)
+{
+    EXPECT_EQ(DerInteger(Bytes(127, 0x11)).at(1), 127);
+    const Bytes longer = DerInteger(Bytes(128, 0x11));
+    EXPECT_EQ(Bytes(longer.begin(), longer.begin() + 3), Bytes({2, 0x81, 128}));
+    const Bytes longest = DerInteger(Bytes(256, 0x11));
+    EXPECT_EQ(Bytes(longest.begin(), longest.begin() + 4), Bytes({2, 0x82, 1, 0}));
 }
 
 TEST(AttributesTest, BooleansAreComparedAsBooleans)
@@ -104,6 +134,13 @@ TEST(AttributesTest, NumberInFourBytesIsRefused)
     EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
 }
 
+TEST(AttributesTest, BooleanInFourBytesIsRefused)
+{
+    uint32_t flag = 1;
+    const CK_ATTRIBUTE record{CKA_SIGN, &flag, sizeof(flag)};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
 TEST(AttributesTest, LengthBeyondEveryValueIsRefusedUnread)
 {
     uint8_t byte = 0;
@@ -128,6 +165,18 @@ TEST(ObjectsTest, PrivateKeyGetsItsPublicKeyAndTheSubjectOfItsCertificate)
     EXPECT_FALSE(objects[2].IsPrivate());
     EXPECT_TRUE(FlagOf(objects[2].attributes, CKA_ENCRYPT));
     EXPECT_EQ(objects[2].attributes.at(CKA_MODULUS), Bytes{5});
+}
+
+TEST(ObjectsTest, KeyTakesNoSubjectOfAnotherCertificate)
+{
+    const Attributes own{{CKA_CLASS, NumberValue(CKO_CERTIFICATE)}, {CKA_ID, {1}}, {CKA_SUBJECT, {0x30, 0}}};
+    const Attributes other{
+        {CKA_CLASS, NumberValue(CKO_CERTIFICATE)}, {CKA_ID, {2}}, {CKA_SUBJECT, {0x31, 0}}};
+    const Attributes key{{CKA_CLASS, NumberValue(CKO_PRIVATE_KEY)}, {CKA_ID, {1}}};
+    const auto objects = ObjectsOfCard({{7, own}, {8, other}, {9, key}});
+    ASSERT_EQ(objects.size(), 4U);
+    EXPECT_EQ(objects[2].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
+    EXPECT_EQ(objects[3].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
-#include "child_process.h"
+#include "dialog_test.h"
+#include "every_call.h"
 #include "front_test.h"
+#include "support/linux/child_process.h"
 
 #include <fstream>
 #include <iterator>
@@ -45,6 +47,95 @@ TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
     EXPECT_EQ(exitCode, 0);
     EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(Find(session).size(), 3U);
+}
+
+TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    const int failed = BlackBox::ExitOfChild([&] {
+        CK_ULONG count = 0;
+        int others = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+        for (const auto& calls : {EveryCallWithASlot(f, ordinary), EveryCallWithASession(f, session)}) {
+            for (const NamedCall& call : calls) {
+                others += call.make() == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+            }
+        }
+        others += f->C_Finalize(nullptr) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+        _exit(others);
+    });
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
+}
+
+TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
+{
+    StartWithDialogInFirstCard();
+    const int exitCode = BlackBox::ExitOfChild([&] {
+        CK_SESSION_INFO info{};
+        const bool refused = f->C_GetSessionInfo(second, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
+        const bool started = f->C_Initialize(nullptr) == CKR_OK && Slots().size() == 4;
+        const CK_SESSION_HANDLE own = Open(1); // on the card of the dialog
+        Bytes signature;
+        const bool signs = Login(own) == CKR_OK &&
+                           SignInit(own, CKM_SHA256_RSA_PKCS, FindOne(own, CKO_PRIVATE_KEY)) == CKR_OK &&
+                           Sign(own, Text("m"), signature) == CKR_OK && signature == Bytes(128, 0x5A);
+        const bool finished = f->C_Finalize(nullptr) == CKR_OK;
+        _exit((refused ? 0 : 1) + (started ? 0 : 2) + (signs ? 0 : 4) + (finished ? 0 : 8));
+    });
+    EXPECT_EQ(exitCode, 0);
+    EndDialog();
+    EXPECT_EQ(State(first), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(Find(first).size(), 3U);
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
+}
+
+TEST_F(DialogTest, ForkWaitsForACallThatIsInsideTheLibrary)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    OpenDialog("QES_GetKeyInfo", [this] {
+        CK_ULONG count = 0;
+        return f->C_GetSlotList(CK_TRUE, nullptr, &count);
+    });
+    std::atomic<bool> forked{false};
+    int exitCode = -1;
+    std::thread forking([&] {
+        exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
+        forked = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(forked);
+    EndDialog();
+    forking.join();
+    EXPECT_EQ(exitCode, 0);
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkTest, CallThatForksItselfGoesOn)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    int exitCode = -1;
+    script->Next("QES_GetKeyInfo", {.hook = [&] { exitCode = BlackBox::ExitOfChild([] { _exit(0); }); }});
+    EXPECT_EQ(Slots().size(), 2U);
+    EXPECT_EQ(exitCode, 0);
+}
+
+TEST_F(DialogTest, ProcessEndsDuringADialog)
+{
+    script->AddReader(readerA, Scripted::Card{}); // without keys, as below
+    EXPECT_EQ(BlackBox::ExitOfChild([this] {
+                  Start();
+                  first = Open(0);
+                  OpenDialog("Passwords_VerifyBOK",
+                             [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+              }),
+              0);
 }
 
 TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)

@@ -1,5 +1,6 @@
-#include "child_process.h"
+#include "every_call.h"
 #include "front_test.h"
+#include "support/system.h"
 
 #include <cstdlib>
 
@@ -15,6 +16,23 @@ TEST_F(LifecycleTest, StartsAndEndsAgainAndAgain)
         ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
         EXPECT_EQ(f->C_Initialize(nullptr), CKR_CRYPTOKI_ALREADY_INITIALIZED);
         EXPECT_EQ(f->C_Finalize(&f), CKR_ARGUMENTS_BAD);
+        ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
+    }
+}
+
+TEST_F(LifecycleTest, NoCallWorksBeforeTheStartOrAfterTheEnd)
+{
+    for (int i = 0; i < 2; ++i) {
+        CK_ULONG count = 0;
+        EXPECT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_CRYPTOKI_NOT_INITIALIZED);
+        CK_SLOT_ID slot = 0;
+        EXPECT_EQ(f->C_WaitForSlotEvent(0, &slot, nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+        for (const auto& calls : {EveryCallWithASlot(f, 0), EveryCallWithASession(f, 1)}) {
+            for (const NamedCall& call : calls) {
+                EXPECT_EQ(call.make(), CKR_CRYPTOKI_NOT_INITIALIZED) << call.name;
+            }
+        }
+        Start();
         ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
     }
 }

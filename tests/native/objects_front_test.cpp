@@ -171,5 +171,194 @@ TEST_F(ObjectsFrontTest, TemplatesOfWhatIsNoPublicKeyAreRefused)
     EXPECT_EQ(f->C_DestroyObject(session, FindOne(session, CKO_CERTIFICATE)), CKR_TOKEN_WRITE_PROTECTED);
 }
 
+TEST_F(ObjectsFrontTest, BufferOneByteShortIsTooSmall)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes modulus(128, 0x5A);
+    CK_ATTRIBUTE record{CKA_MODULUS, modulus.data(), 127};
+    EXPECT_EQ(f->C_GetAttributeValue(session, key, &record, 1), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(record.ulValueLen, unavailableInformation);
+    EXPECT_EQ(modulus, Bytes(128, 0x5A));
+    record.ulValueLen = 128;
+    EXPECT_EQ(f->C_GetAttributeValue(session, key, &record, 1), CKR_OK);
+    EXPECT_EQ(record.ulValueLen, 128U);
+}
+
+TEST_F(ObjectsFrontTest, OnlyAPrivateKeyHasSecretParts)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    for (const auto& [objectClass, answer] : {std::pair(CKO_PRIVATE_KEY, CKR_ATTRIBUTE_SENSITIVE),
+                                              {CKO_PUBLIC_KEY, CKR_ATTRIBUTE_TYPE_INVALID},
+                                              {CKO_CERTIFICATE, CKR_ATTRIBUTE_TYPE_INVALID}}) {
+        const CK_OBJECT_HANDLE object = FindOne(session, objectClass);
+        for (const CK_ATTRIBUTE_TYPE type : {CKA_PRIVATE_EXPONENT, CKA_PRIME_1, CKA_PRIME_2, CKA_EXPONENT_1,
+                                             CKA_EXPONENT_2, CKA_COEFFICIENT}) {
+            CK_ATTRIBUTE record{type, nullptr, 0};
+            EXPECT_EQ(f->C_GetAttributeValue(session, object, &record, 1), answer) << type;
+        }
+    }
+}
+
+TEST_F(ObjectsFrontTest, PublicKeyBesideAPrivateKeyDoesItsOtherHalf)
+{
+    CK_SESSION_HANDLE session = StartLoggedIn();
+    CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
+    EXPECT_EQ(Read(session, key, CKA_PRIVATE), Bytes{CK_FALSE});
+    EXPECT_EQ(Read(session, key, CKA_VERIFY), Bytes{CK_TRUE});
+    EXPECT_EQ(Read(session, key, CKA_ENCRYPT), Bytes{CK_FALSE});
+    EXPECT_EQ(Read(session, key, CKA_TOKEN), Bytes{CK_TRUE});
+    EXPECT_EQ(Read(session, key, CKA_LABEL), Text("Public Key"));
+    EXPECT_EQ(Read(session, key, CKA_SUBJECT), Read(session, FindOne(session, CKO_CERTIFICATE), CKA_SUBJECT));
+    EXPECT_EQ(Read(session, key, CKA_ID), Read(session, FindOne(session, CKO_PRIVATE_KEY), CKA_ID));
+    session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(Read(session, FindOne(session, CKO_PUBLIC_KEY), CKA_ENCRYPT), Bytes{CK_TRUE});
+}
+
+TEST_F(ObjectsFrontTest, WhatTheLibraryLeavesOutHasItsStandardValue)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    const CK_OBJECT_HANDLE certificate = FindOne(session, CKO_CERTIFICATE);
+    const CK_OBJECT_HANDLE privateKey = FindOne(session, CKO_PRIVATE_KEY);
+    const CK_OBJECT_HANDLE publicKey = FindOne(session, CKO_PUBLIC_KEY);
+    const Bytes unavailable(sizeof(CK_ULONG), 0xFF);
+    EXPECT_EQ(Read(session, certificate, CKA_CERTIFICATE_CATEGORY), Bytes(sizeof(CK_ULONG)));
+    EXPECT_EQ(Read(session, certificate, CKA_URL), Bytes());
+    for (const CK_OBJECT_HANDLE object : {certificate, privateKey, publicKey}) {
+        EXPECT_EQ(Read(session, object, CKA_MODIFIABLE), Bytes{CK_FALSE});
+    }
+    for (const CK_OBJECT_HANDLE key : {privateKey, publicKey}) {
+        EXPECT_EQ(Read(session, key, CKA_START_DATE), Bytes());
+        EXPECT_EQ(Read(session, key, CKA_DERIVE), Bytes{CK_FALSE});
+        EXPECT_EQ(Read(session, key, CKA_KEY_GEN_MECHANISM), unavailable);
+    }
+    EXPECT_EQ(Read(session, privateKey, CKA_ALWAYS_SENSITIVE), Bytes{CK_TRUE});
+    EXPECT_EQ(Read(session, privateKey, CKA_UNWRAP), Bytes{CK_FALSE});
+    EXPECT_EQ(Read(session, privateKey, CKA_ALWAYS_AUTHENTICATE), Bytes{CK_TRUE}); // what is there, stays
+    EXPECT_EQ(Read(session, publicKey, CKA_WRAP), Bytes{CK_FALSE});
+}
+
+TEST_F(ObjectsFrontTest, ObjectIsOfItsSlotAlone)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
+    const CK_SESSION_HANDLE other = Open(ordinary);
+    ASSERT_EQ(Login(other), CKR_OK);
+    CK_OBJECT_HANDLE made = 0;
+    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), made), CKR_OK);
+    EXPECT_EQ(Find(session).size(), 4U);
+    EXPECT_EQ(Find(other).size(), 3U);
+    CK_ULONG size = 0;
+    EXPECT_EQ(f->C_GetObjectSize(other, made, &size), CKR_OBJECT_HANDLE_INVALID);
+    EXPECT_EQ(f->C_DestroyObject(other, made), CKR_OBJECT_HANDLE_INVALID);
+    EXPECT_EQ(f->C_GetObjectSize(other, FindOne(session, CKO_CERTIFICATE), &size), CKR_OBJECT_HANDLE_INVALID);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    EXPECT_EQ(Find(session).size(), 2U);
+    EXPECT_EQ(Find(other).size(), 3U);
+}
+
+TEST_F(ObjectsFrontTest, SecondLoginShowsEachObjectOnce)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(Find(session).size(), 3U);
+}
+
+TEST_F(ObjectsFrontTest, SizeIsThatOfAllValues)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    CK_OBJECT_HANDLE first = 0;
+    CK_OBJECT_HANDLE second = 0;
+    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), first), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Add(CKA_LABEL, Text("mine")), second), CKR_OK);
+    CK_ULONG size = 0;
+    CK_ULONG sizeWithLabel = 0;
+    ASSERT_EQ(f->C_GetObjectSize(session, first, &size), CKR_OK);
+    ASSERT_EQ(f->C_GetObjectSize(session, second, &sizeWithLabel), CKR_OK);
+    EXPECT_GT(size, 128U);
+    EXPECT_EQ(sizeWithLabel, size + 4);
+    EXPECT_EQ(f->C_GetObjectSize(session, second + 1, &size), CKR_OBJECT_HANDLE_INVALID);
+}
+
+TEST_F(ObjectsFrontTest, MadePrivateObjectGoesWithTheLogin)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    CK_OBJECT_HANDLE key = 0;
+    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
+    EXPECT_EQ(Find(session).size(), 4U);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    EXPECT_EQ(Find(session).size(), 1U);
+    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key),
+              CKR_USER_NOT_LOGGED_IN);
+}
+
+TEST_F(ObjectsFrontTest, ReadOnlySessionHasItsOwnRefusalOfTokenObjects)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    CK_OBJECT_HANDLE key = 0;
+    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_TOKEN, 1), key),
+              CKR_SESSION_READ_ONLY);
+    EXPECT_EQ(f->C_DestroyObject(session, FindOne(session, CKO_CERTIFICATE)), CKR_SESSION_READ_ONLY);
+}
+
+TEST_F(ObjectsFrontTest, NumbersOfAMadeKeyAreTested)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    const auto create = [&](CK_ULONG objectClass, CK_ULONG type, const Bytes& modulus,
+                            const Bytes& exponent) {
+        CK_OBJECT_HANDLE key = 0;
+        Records records;
+        records.Number(CKA_CLASS, objectClass).Number(CKA_KEY_TYPE, type);
+        return Create(session, records.Add(CKA_MODULUS, modulus).Add(CKA_PUBLIC_EXPONENT, exponent), key);
+    };
+    const Bytes exponent{1, 0, 1};
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, CKK_RSA, Bytes(1024, 0xFF), Bytes(8, 1)), CKR_OK);
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, CKK_RSA, Bytes(1025, 0xFF), exponent), CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, CKK_RSA, Bytes(128), exponent), CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, CKK_RSA, {}, exponent), CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, CKK_RSA, Bytes(128, 1), Bytes(9, 1)), CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, CKK_RSA, Bytes(128, 1), {0}), CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(create(CKO_PRIVATE_KEY, CKK_RSA, Bytes(128, 1), exponent), CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(create(CKO_PUBLIC_KEY, 3, Bytes(128, 1), exponent), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+TEST_F(ObjectsFrontTest, EachPartOfAMadeKeyIsNeeded)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    const std::vector<std::pair<CK_ATTRIBUTE_TYPE, Bytes>> parts = {
+        {CKA_CLASS, {CKO_PUBLIC_KEY, 0, 0, 0, 0, 0, 0, 0}},
+        {CKA_KEY_TYPE, {CKK_RSA, 0, 0, 0, 0, 0, 0, 0}},
+        {CKA_MODULUS, Bytes(128, 1)},
+        {CKA_PUBLIC_EXPONENT, {1, 0, 1}}};
+    for (std::size_t left = 0; left <= parts.size(); ++left) {
+        Records records;
+        for (std::size_t i = 0; i < parts.size(); ++i) {
+            if (i != left) {
+                records.Add(parts[i].first, parts[i].second);
+            }
+        }
+        CK_OBJECT_HANDLE key = 0;
+        EXPECT_EQ(Create(session, records, key), left < parts.size() ? CKR_TEMPLATE_INCOMPLETE : CKR_OK)
+            << left;
+    }
+}
+
+TEST_F(ObjectsFrontTest, BitsOfAMadeKeyAreCounted)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    for (const auto& [modulus, bits] : {std::pair(Bytes{0, 0x01, 0x00}, 9), {{0xFF}, 8}, {{0x40, 0}, 15}}) {
+        CK_OBJECT_HANDLE key = 0;
+        Records records;
+        records.Number(CKA_CLASS, CKO_PUBLIC_KEY).Number(CKA_KEY_TYPE, CKK_RSA).Add(CKA_MODULUS, modulus);
+        ASSERT_EQ(Create(session, records.Add(CKA_PUBLIC_EXPONENT, {3}), key), CKR_OK);
+        EXPECT_EQ(Read(session, key, CKA_MODULUS_BITS).at(0), bits);
+    }
+}
+
 } // namespace
 } // namespace FrontTests

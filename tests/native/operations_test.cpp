@@ -129,6 +129,121 @@ TEST_F(OperationsTest, SigningInPartsGivesTheCardTheSame)
     EXPECT_EQ(calls[0].data, calls[1].data);
 }
 
+TEST_F(OperationsTest, KeyThatTakesWhatItIsGivenSignsWithEveryHash)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x40UL, 0x41UL, 0x42UL, 0x1UL}) {
+        ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
+        EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK) << type;
+    }
+    const auto calls = script->CallsOf("ES_SignData");
+    ASSERT_EQ(calls.size(), 6U);
+    const std::vector<std::size_t> lengths = {35, 47, 51, 67, 83, 1}; // of a DigestInfo, and of the data
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        EXPECT_EQ(calls[i].data.size(), lengths[i]);
+    }
+}
+
+TEST_F(OperationsTest, KeyForOneKindOfHashRefusesTheOthersWithoutASignature)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified); // whose key has reference 2
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x41UL, 0x42UL, 0x1UL}) {
+        ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
+        EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED) << type;
+    }
+    EXPECT_TRUE(script->CallsOf("QES_SignData").empty());
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(script->CallsOf("QES_SignData").at(0).data.size(), 32U);
+}
+
+TEST_F(OperationsTest, DataToSignLeaveRoomForTheirFraming)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const auto& [size, answer] :
+         {std::pair(0U, CKR_DATA_LEN_RANGE), {1U, CKR_OK}, {117U, CKR_OK}, {118U, CKR_DATA_LEN_RANGE}}) {
+        ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
+        EXPECT_EQ(Sign(session, Bytes(size, 1), signature), answer) << size;
+    }
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, {}, signature), CKR_OK); // of nothing there is a hash
+}
+
+TEST_F(OperationsTest, MoreDataThanAnyKeyTakesAreNotKept)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes part(600);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_DATA_LEN_RANGE);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), 1), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, SignatureIsAsLongAsTheCardSays)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    script->Next("ES_SignData", {.output = Bytes(100, 7)});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(signature, Bytes(100, 7));
+}
+
+TEST_F(OperationsTest, FailedSignatureLeavesNothingStanding)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    script->Next("ES_SignData", {.status = 7});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+}
+
+TEST_F(OperationsTest, CardThatGoesDuringACallIsItsAnswer)
+{
+    StartWithCard();
+    const auto cardGoes = [this] {
+        script->RemoveCard(readerA);
+        ProcessEvents();
+    };
+    const auto cardIsBack = [this] {
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+        ProcessEvents();
+        const CK_SESSION_HANDLE session = Open(ordinary);
+        EXPECT_EQ(Login(session), CKR_OK);
+        return session;
+    };
+    CK_SESSION_HANDLE session = Open(ordinary);
+    script->Next("Passwords_VerifyBOK", {.hook = cardGoes});
+    EXPECT_EQ(Login(session), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+
+    session = cardIsBack();
+    Bytes block(128, 1);
+    script->Next("ES_SignData", {.status = 7, .hook = cardGoes});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), block), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+
+    session = cardIsBack();
+    script->Next("ES_DecryptData", {.status = 7, .hook = cardGoes});
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    block.resize(128);
+    CK_ULONG length = block.size();
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+}
+
 TEST_F(OperationsTest, CancelledPinEndsTheOperationWhichStartsAgain)
 {
     StartWithCard();
@@ -206,10 +321,12 @@ TEST_F(OperationsTest, EncryptionIsPaddedAtRandomAndTheKeyReadsIt)
 TEST_F(OperationsTest, MessageTooLongToEncryptIsRefused)
 {
     const CK_SESSION_HANDLE session = StartOrdinary();
-    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
     Bytes message(118);
     Bytes block(128);
     CK_ULONG length = block.size();
+    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
+    EXPECT_EQ(f->C_Encrypt(session, message.data(), 117, block.data(), &length), CKR_OK);
+    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
     EXPECT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length),
               CKR_DATA_LEN_RANGE);
     EXPECT_EQ(f->C_Encrypt(session, message.data(), 1, block.data(), &length), CKR_OPERATION_NOT_INITIALIZED);

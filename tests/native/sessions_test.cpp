@@ -1,3 +1,4 @@
+#include "every_call.h"
 #include "front_test.h"
 
 namespace FrontTests {
@@ -23,6 +24,16 @@ TEST_F(SessionsTest, ReadWriteSessionIsReportedAsSuch)
     ASSERT_EQ(Login(reading), CKR_OK);
     EXPECT_EQ(State(reading), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(State(writing), rwUserFunctions);
+}
+
+TEST_F(SessionsTest, ClosedSessionIsNoneForEveryCall)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
+    for (const NamedCall& call : EveryCallWithASession(f, session)) {
+        EXPECT_EQ(call.make(), CKR_SESSION_HANDLE_INVALID) << call.name;
+    }
 }
 
 TEST_F(SessionsTest, ParallelSessionIsRefused)
@@ -58,6 +69,24 @@ TEST_F(SessionsTest, CodeThatCanBeNoneCostsNoTry)
     EXPECT_EQ(f->C_Login(session, CKU_USER, &none, 0), CKR_PIN_LEN_RANGE);
     EXPECT_EQ(Login(session, CKU_SO), CKR_USER_TYPE_INVALID);
     EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
+}
+
+TEST_F(SessionsTest, LengthOfANullCodeMeansNothing)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(f->C_Login(session, CKU_USER, nullptr, 1UL << 40U), CKR_OK);
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, std::nullopt);
+}
+
+TEST_F(SessionsTest, CodeOf255BytesIsTheLongest)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    EXPECT_EQ(Login(session, CKU_USER, std::string(256, '1')), CKR_PIN_LEN_RANGE);
+    EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
+    EXPECT_EQ(Login(session, CKU_USER, std::string(255, '1')), CKR_OK);
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, std::string(255, '1'));
 }
 
 TEST_F(SessionsTest, WrongCodeLeavesTheSessionLoggedOut)
@@ -102,6 +131,66 @@ TEST_F(SessionsTest, LastSessionOfASlotTakesItsLoginAlong)
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }
 
+TEST_F(SessionsTest, SessionTellsItsSlot)
+{
+    StartWithCard();
+    CK_SESSION_INFO info{77, 77, 77, 77};
+    ASSERT_EQ(f->C_GetSessionInfo(Open(ordinary), &info), CKR_OK);
+    EXPECT_EQ(info.slotID, ordinary);
+    EXPECT_EQ(info.ulDeviceError, 0U);
+}
+
+TEST_F(SessionsTest, AllSessionsOfASlotAreNotThoseOfTheOther)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE first = Open(qualified);
+    const CK_SESSION_HANDLE second = Open(ordinary);
+    ASSERT_EQ(Login(first), CKR_OK);
+    ASSERT_EQ(Login(second), CKR_OK);
+    ASSERT_EQ(f->C_CloseAllSessions(qualified), CKR_OK);
+    EXPECT_EQ(f->C_CloseSession(first), CKR_SESSION_HANDLE_INVALID);
+    EXPECT_EQ(State(second), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(State(Open(qualified)), CKS_RO_PUBLIC_SESSION); // the login went with its last session
+    Bytes signature;
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
+}
+
+TEST_F(SessionsTest, CardIsHeldFromItsFirstWorkToItsLastSession)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE first = Open(qualified);
+    const CK_SESSION_HANDLE second = Open(ordinary);
+    script->ForgetCalls();
+    ASSERT_EQ(Login(first), CKR_OK);
+    EXPECT_EQ(script->CallsOf("StartTransaction").size(), 1U);
+    ASSERT_EQ(f->C_CloseSession(first), CKR_OK);
+    ASSERT_EQ(Login(second), CKR_OK); // the last login to the card was gone
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 2U);
+    Bytes signature;
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(Sign(second, Text("m"), signature), CKR_OK);
+    ASSERT_EQ(f->C_CloseSession(second), CKR_OK);
+    EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
+    EXPECT_EQ(script->Violations(), std::vector<std::string>{});
+}
+
+TEST_F(SessionsTest, SessionThatHasNotWorkedHoldsNoCard)
+{
+    StartWithCard();
+    script->ForgetCalls();
+    Open(qualified);
+    EXPECT_TRUE(script->CallsOf("StartTransaction").empty());
+}
+
+TEST_F(SessionsTest, CloseAllSessionsNeedsACardInTheSlot)
+{
+    StartWithCard();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_EQ(f->C_CloseAllSessions(qualified), CKR_TOKEN_NOT_PRESENT);
+}
+
 TEST_F(SessionsTest, HandleBeyond32BitsIsInvalid)
 {
     StartWithCard();
@@ -123,6 +212,29 @@ TEST_F(SessionsTest, LoginForAnOperationNeedsTheOperation)
     ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
     ASSERT_EQ(script->CallsOf("QES_VerifyPin").size(), 1U);
     EXPECT_EQ(script->CallsOf("QES_VerifyPin").at(0).code, "654321");
+}
+
+TEST_F(SessionsTest, LoginForAnOperationThatFailedIsAskedForAgain)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    script->Next("QES_VerifyPin", {.status = 15});
+    EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_PIN_INCORRECT);
+    EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
+    EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_USER_ALREADY_LOGGED_IN);
+    EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U);
+}
+
+TEST_F(SessionsTest, OrdinaryKeyTakesNoLoginForAnOperation)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OPERATION_NOT_INITIALIZED);
+    EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
 }
 
 TEST_F(SessionsTest, AuthorisationThatWasNotUsedIsNotLeftForTheNextSignature)
@@ -152,6 +264,7 @@ TEST_F(SessionsTest, RandomBytesComeAndNoSeedGoes)
     EXPECT_EQ(f->C_GenerateRandom(session, nullptr, 1), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_GenerateRandom(session + 1, first.data(), 1), CKR_SESSION_HANDLE_INVALID);
     EXPECT_EQ(f->C_SeedRandom(session, first.data(), 1), CKR_RANDOM_SEED_NOT_SUPPORTED);
+    EXPECT_EQ(f->C_SeedRandom(session + 1, first.data(), 1), CKR_SESSION_HANDLE_INVALID);
 }
 
 } // namespace

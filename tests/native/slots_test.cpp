@@ -1,3 +1,4 @@
+#include "every_call.h"
 #include "front_test.h"
 #include "test_certificates.h"
 
@@ -53,6 +54,53 @@ TEST_F(SlotsTest, SlotKeepsItsPlaceWhenItsCardGoesAndComes)
     EXPECT_NE(FlagsOf(f, 0) & CKF_TOKEN_PRESENT, 0U);
 }
 
+TEST_F(SlotsTest, ReadersWhoseNamesAreCutAlikeHaveSlotsOfTheirOwn)
+{
+    const std::u16string longName(70, u'R');
+    script->AddReader(longName + u"1", BlackBox::CertifiedCard());
+    script->AddReader(longName + u"2", BlackBox::CertifiedCard());
+    Start();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+}
+
+TEST_F(SlotsTest, CardInAnotherReaderHasAnotherSlot)
+{
+    StartWithCard();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{2, 3}));
+}
+
+TEST_F(SlotsTest, SlotInfoIsTheReaders)
+{
+    StartWithCard();
+    CK_SLOT_INFO info{};
+    ASSERT_EQ(f->C_GetSlotInfo(qualified, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_TOKEN_PRESENT | CKF_REMOVABLE_DEVICE | CKF_HW_SLOT);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(info.slotDescription), 17), "Reader A; Sig_ZEP");
+    EXPECT_EQ(info.hardwareVersion.minor, 2);
+    EXPECT_EQ(info.firmwareVersion.major, 3);
+    EXPECT_EQ(f->C_GetSlotInfo(3, &info), CKR_SLOT_ID_INVALID);
+    for (const NamedCall& call : EveryCallWithASlot(f, 3)) {
+        EXPECT_EQ(call.make(), CKR_SLOT_ID_INVALID) << call.name;
+    }
+}
+
+TEST_F(SlotsTest, InfoIsTheLibrarys)
+{
+    Start();
+    CK_INFO info{};
+    ASSERT_EQ(f->C_GetInfo(&info), CKR_OK);
+    EXPECT_EQ(info.cryptokiVersion.major, 2);
+    EXPECT_EQ(info.cryptokiVersion.minor, 20);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(info.manufacturerID), 32),
+              "Corvane" + std::string(25, ' '));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(info.libraryDescription), 22), "Tavrik PKCS#11 library");
+    EXPECT_EQ(info.libraryVersion.major, 4);
+}
+
 TEST_F(SlotsTest, UnknownSlotIsInvalidAlsoBeyond32Bits)
 {
     StartWithCard();
@@ -86,11 +134,41 @@ TEST_F(SlotsTest, CardThatIsBackHasNoSessionsAndNoLogin)
     EXPECT_EQ(State(Open(qualified)), CKS_RO_PUBLIC_SESSION);
 }
 
+TEST_F(SlotsTest, CardThatGoesTakesItsObjectsAlongAndNoOthers)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+    const CK_SESSION_HANDLE stays = Open(2);
+    ASSERT_EQ(Login(Open(0)), CKR_OK);
+    ASSERT_EQ(Login(stays), CKR_OK);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_EQ(Find(stays).size(), 3U);
+    EXPECT_EQ(State(stays), CKS_RO_USER_FUNCTIONS);
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_TRUE(Find(Open(0)).empty());
+}
+
+TEST_F(SlotsTest, TokenHasARandomGeneratorAndAnyNumberOfSessions)
+{
+    StartWithCard();
+    CK_TOKEN_INFO token{};
+    ASSERT_EQ(f->C_GetTokenInfo(ordinary, &token), CKR_OK);
+    EXPECT_NE(token.flags & hasRandomGenerator, 0U);
+    EXPECT_NE(token.flags & CKF_LOGIN_REQUIRED, 0U);
+    EXPECT_EQ(token.ulMaxSessionCount, effectivelyInfinite);
+    EXPECT_EQ(token.ulMaxRwSessionCount, effectivelyInfinite);
+    EXPECT_EQ(token.ulTotalPrivateMemory, unavailableInformation);
+}
+
 TEST_F(SlotsTest, TokenCountsItsSessions)
 {
     StartWithCard();
     Open(qualified);
     Open(qualified, CKF_SERIAL_SESSION | CKF_RW_SESSION);
+    Open(ordinary, CKF_SERIAL_SESSION | CKF_RW_SESSION);
     CK_TOKEN_INFO token{};
     ASSERT_EQ(f->C_GetTokenInfo(qualified, &token), CKR_OK);
     EXPECT_EQ(token.ulSessionCount, 2U);
@@ -118,6 +196,27 @@ TEST_F(SlotsTest, RsaKeyHasTheHashAndSignMechanisms)
     EXPECT_EQ(info.flags & CKF_DECRYPT, 0U);
 }
 
+TEST_F(SlotsTest, EachMechanismTellsWhatItDoes)
+{
+    StartWithCard();
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_HW | CKF_SIGN | CKF_VERIFY | CKF_ENCRYPT | CKF_DECRYPT);
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_SHA256_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_HW | CKF_SIGN | CKF_VERIFY);
+    EXPECT_EQ(info.ulMinKeySize, 1024U);
+    EXPECT_EQ(info.ulMaxKeySize, 1024U);
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_SHA512, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_DIGEST);
+    EXPECT_EQ(info.ulMaxKeySize, 0U);
+    EXPECT_EQ(f->C_GetMechanismInfo(ordinary, CKM_ECDSA, &info), CKR_MECHANISM_INVALID);
+    CK_ULONG count = 3;
+    CK_MECHANISM_TYPE few[3] = {77, 77, 77};
+    EXPECT_EQ(f->C_GetMechanismList(ordinary, few, &count), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 11U);
+    EXPECT_EQ(few[0], 77U);
+}
+
 TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
 {
     auto card = BlackBox::CertifiedCard();
@@ -128,6 +227,9 @@ TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
     EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_RSA_PKCS, &info), CKR_MECHANISM_INVALID);
     EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_SHA256_RSA_PKCS, &info), CKR_MECHANISM_INVALID);
     EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_SHA256, &info), CKR_OK);
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetMechanismList(qualified, nullptr, &count), CKR_OK);
+    EXPECT_EQ(count, 5U);
 }
 
 TEST_F(SlotsTest, EventsAreToldOnceEach)
@@ -142,6 +244,10 @@ TEST_F(SlotsTest, EventsAreToldOnceEach)
     ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
     EXPECT_EQ(slot, 1U);
     EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(slot, 0U);
 }
 
 TEST_F(SlotsTest, EventIsNotLostToTheSlotList)

@@ -1,9 +1,9 @@
+#include "dialog_test.h"
 #include "front_test.h"
 #include "test_certificates.h"
 
 #include <atomic>
 #include <chrono>
-#include <semaphore>
 #include <thread>
 
 namespace FrontTests {
@@ -73,50 +73,6 @@ TEST_F(ThreadsTest, CardsComeAndGoWhileThreadsWork)
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1}));
 }
 
-// A login that stands in the dialog of its card, in a thread of its own, until the test lets it go on.
-class DialogTest : public FrontTest
-{
-protected:
-    void StartWithDialogInFirstCard()
-    {
-        script->AddReader(readerA, BlackBox::CertifiedCard());
-        script->AddReader(readerB, BlackBox::CertifiedCard());
-        Start();
-        first = Open(0);
-        second = Open(3);
-        ASSERT_EQ(Login(second), CKR_OK);
-        script->Next("Passwords_VerifyBOK", {.hook = [this] {
-                         opened.release();
-                         closed.acquire();
-                     }});
-        login = std::thread([this] {
-            answer = f->C_Login(first, CKU_USER, nullptr, 0);
-            ended = true;
-        });
-        opened.acquire();
-    }
-
-    void EndDialog()
-    {
-        EXPECT_FALSE(ended) << "the dialog has ended";
-        closed.release();
-        login.join();
-        EXPECT_EQ(answer, CKR_OK);
-    }
-
-    CK_SESSION_HANDLE first = 0;
-    CK_SESSION_HANDLE second = 0;
-
-private:
-    // No futures: Botan, which is not instrumented, would share their code with this program under a
-    // sanitizer.
-    std::binary_semaphore opened{0};
-    std::binary_semaphore closed{0};
-    std::thread login;
-    std::atomic<bool> ended{false};
-    CK_RV answer = CKR_GENERAL_ERROR;
-};
-
 TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
 {
     StartWithDialogInFirstCard();
@@ -166,6 +122,80 @@ TEST_F(DialogTest, CardsWorkWaitsForTheDialog)
     EndDialog();
     signing.join();
     EXPECT_EQ(signingAnswer, CKR_OK);
+}
+
+TEST_F(DialogTest, EveryDialogLeavesTheRestToWork)
+{
+    StartWithTwoCards();
+    ASSERT_EQ(Login(first), CKR_OK);
+    ASSERT_EQ(SignInit(first, CKM_SHA256_RSA_PKCS, FindOne(first, CKO_PRIVATE_KEY)), CKR_OK);
+    OpenDialog("QES_VerifyPin", [this] { return f->C_Login(first, CKU_CONTEXT_SPECIFIC, nullptr, 0); });
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+    OpenDialog("QES_SignData", [this] {
+        Bytes signature;
+        return Sign(first, Text("m"), signature);
+    });
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+    const CK_OBJECT_HANDLE key = FindOne(second, CKO_PRIVATE_KEY);
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    ASSERT_EQ(f->C_DecryptInit(second, &mechanism, key), CKR_OK);
+    OpenDialog("ES_DecryptData", [this] {
+        Bytes block(128, 1);
+        CK_ULONG length = block.size();
+        return f->C_Decrypt(second, block.data(), block.size(), block.data(), &length);
+    });
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+}
+
+TEST_F(DialogTest, ReadersAreLookedAtAgainAfterTheDialog)
+{
+    StartWithDialogInFirstCard();
+    script->RemoveCard(readerB);
+    ProcessEvents();
+    EXPECT_EQ(Slots().size(), 4U);
+    EndDialog();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
+{
+    StartWithTwoCards();
+    const CK_OBJECT_HANDLE key = FindOne(second, CKO_PRIVATE_KEY);
+    Bytes signature;
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    ASSERT_EQ(Sign(second, Text("m"), signature), CKR_OK);
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+    CK_RV signingAnswer = CKR_OK;
+    std::thread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    script->RemoveCard(readerB);
+    ProcessEvents();
+    EndDialog();
+    signing.join();
+    EXPECT_EQ(signingAnswer, CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(second), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(DialogTest, FinalizeWaitsForTheDialog)
+{
+    StartWithDialogInFirstCard();
+    std::atomic<bool> done{false};
+    CK_RV ending = CKR_GENERAL_ERROR;
+    std::thread finalizing([&] {
+        ending = f->C_Finalize(nullptr);
+        done = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(done);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EndDialog();
+    finalizing.join();
+    EXPECT_EQ(ending, CKR_OK);
 }
 
 } // namespace

@@ -40,20 +40,58 @@ SECURITY_ATTRIBUTES Inheritable()
     return attributes;
 }
 
+// The one handle that a new process inherits. Without such a list it would inherit all that can be inherited,
+// and whoever holds the log keeps it from being moved.
+class InheritedHandle
+{
+public:
+    explicit InheritedHandle(HANDLE inherited) : handle(inherited)
+    {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        storage.resize(size);
+        usable = InitializeProcThreadAttributeList(List(), 1, 0, &size) != FALSE;
+        usable = usable && UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, &handle,
+                                                     sizeof(handle), nullptr, nullptr) != FALSE;
+    }
+    ~InheritedHandle()
+    {
+        if (usable) {
+            DeleteProcThreadAttributeList(List());
+        }
+    }
+    InheritedHandle(const InheritedHandle&) = delete;
+    InheritedHandle& operator=(const InheritedHandle&) = delete;
+
+    LPPROC_THREAD_ATTRIBUTE_LIST List()
+    {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage.data());
+    }
+
+private:
+    HANDLE handle;
+    std::vector<char> storage;
+    bool usable = false;
+};
+
 // Starts the command and gives its process; false when there is none.
 bool Start(const char* commandLine, HANDLE output, Handle& process)
 {
-    STARTUPINFOA startup{};
-    GetStartupInfoA(&startup);
-    startup.hStdOutput = output;
-    startup.hStdError = output;
-    startup.dwFlags |= STARTF_USESTDHANDLES;
+    InheritedHandle inherited(output);
+    STARTUPINFOEXA startup{};
+    GetStartupInfoA(&startup.StartupInfo);
+    startup.StartupInfo.cb = sizeof(startup);
+    startup.StartupInfo.hStdOutput = output;
+    startup.StartupInfo.hStdError = output;
+    startup.StartupInfo.dwFlags |= STARTF_USESTDHANDLES;
+    startup.lpAttributeList = inherited.List();
 
     std::string writable = commandLine; // the call may change it
     auto attributes = Inheritable();
     PROCESS_INFORMATION started{};
-    if (CreateProcessA(nullptr, writable.data(), &attributes, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
-                       nullptr, &startup, &started) == FALSE) {
+    if (CreateProcessA(nullptr, writable.data(), &attributes, nullptr, TRUE,
+                       CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                       &startup.StartupInfo, &started) == FALSE) {
         return false;
     }
     CloseHandle(started.hThread);

@@ -56,9 +56,9 @@ std::u16string Platform::WideText(const std::string& text)
 // As the C library of the host's locale has it, up to the first character that the locale does not have.
 std::string Platform::NarrowPath(const std::filesystem::path& path, std::size_t limit)
 {
-    std::string text(limit, '\0');
+    std::vector<char> text(limit + 1);
     static_cast<void>(std::wcstombs(text.data(), path.c_str(), limit));
-    return text.c_str(); // up to the first zero
+    return text.data();
 }
 
 std::vector<std::u16string> Platform::ListEntries(std::u16string_view mask)
@@ -76,6 +76,7 @@ std::vector<std::u16string> Platform::ListEntries(std::u16string_view mask)
               [](const auto& first, const auto& second) { return CompareNames(first, second) < 0; });
 
     std::vector<std::u16string> listed;
+    listed.reserve(names.size());
     for (const auto& found : names) {
         listed.push_back(TextOf(found));
     }

@@ -1,7 +1,7 @@
-// A thread that can be joined while the loader's lock is held. A thread needs that lock for its last steps,
-// so one that is waited for inside the unload notification never ends. So each thread stops before these
-// steps, says that it has done its work, and goes on only when told to; inside the notification it is ended
-// where it stands, with no lock in its hands.
+// A thread that can be joined while the loader's lock is held. A thread needs that lock for its first and its
+// last steps, so one that is waited for inside the unload notification neither begins nor ends. So each
+// thread has begun when it is handed out, stops before its last steps, says that it has done its work, and
+// goes on only when told to; inside the notification it is ended where it stands, with no lock in its hands.
 #include "platform/own_thread.h"
 #include "platform/windows/unloading.h"
 
@@ -17,13 +17,14 @@
 struct OwnThread::State
 {
     explicit State(std::function<void()> work)
-        : body(std::move(work)), done(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+        : body(std::move(work)), begun(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+          done(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
           mayEnd(CreateEventW(nullptr, TRUE, FALSE, nullptr))
     {
     }
     ~State()
     {
-        for (HANDLE handle : {done, mayEnd, thread}) {
+        for (HANDLE handle : {begun, done, mayEnd, thread}) {
             if (handle != nullptr) {
                 CloseHandle(handle);
             }
@@ -35,6 +36,7 @@ struct OwnThread::State
     static unsigned __stdcall Run(void* argument)
     {
         auto* state = static_cast<State*>(argument);
+        SetEvent(state->begun);
         state->body();
         SetEvent(state->done);
         WaitForSingleObject(state->mayEnd, INFINITE);
@@ -42,6 +44,7 @@ struct OwnThread::State
     }
 
     std::function<void()> body;
+    HANDLE begun;
     HANDLE done;
     HANDLE mayEnd;
     HANDLE thread = nullptr;
@@ -50,13 +53,15 @@ struct OwnThread::State
 
 OwnThread::OwnThread(std::function<void()> body) : state(std::make_unique<State>(std::move(body)))
 {
-    if (state->done != nullptr && state->mayEnd != nullptr) {
+    if (state->begun != nullptr && state->done != nullptr && state->mayEnd != nullptr) {
         state->thread = reinterpret_cast<HANDLE>(
             _beginthreadex(nullptr, 0, &State::Run, state.get(), 0, &state->identifier));
     }
     if (state->thread == nullptr) {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     }
+    // Its first steps need the loader's lock as well.
+    WaitForSingleObject(state->begun, INFINITE);
 }
 
 OwnThread::~OwnThread() = default;

@@ -1,8 +1,6 @@
 #include "black_box_test.h"
 
-#include "shared_library.h"
-
-#include <unistd.h>
+#include "system.h"
 
 #include <stdexcept>
 
@@ -11,7 +9,9 @@ namespace {
 
 std::filesystem::path MakeDirectory()
 {
-    auto path = std::filesystem::temp_directory_path() / ("tavrik_blackbox_" + std::to_string(getpid()));
+    auto path = std::filesystem::temp_directory_path() / ("tavrik_blackbox_" + std::to_string(ProcessId()));
+    // Left by another process of that number, where files that are open until the end can't be removed.
+    std::filesystem::remove_all(path);
     std::filesystem::create_directories(path);
     return path;
 }
@@ -20,21 +20,20 @@ std::filesystem::path MakeDirectory()
 
 std::filesystem::path ScriptedFolder()
 {
-    static const auto folder = std::filesystem::canonical(
-        std::filesystem::canonical("/proc/self/exe").parent_path() / "../lib/scripted");
+    static const auto folder = std::filesystem::canonical(RunningProgram().parent_path() / "../lib/scripted");
     return folder;
 }
 
 void* Library()
 {
-    static void* const library = Load(ScriptedFolder() / "libpkcs11_x64.so");
+    static void* const library = Load(ScriptedFolder() / LibraryFileName("pkcs11_x64"));
     return library;
 }
 
 ScriptedCard* Script()
 {
     static ScriptedCard* const script = [] {
-        void* cardLibrary = Load(ScriptedFolder() / "libCardAPI.so");
+        void* cardLibrary = Load(ScriptedFolder() / LibraryFileName("CardAPI"));
         using Accessor = ScriptedCard*();
         return reinterpret_cast<Accessor*>(SymbolOf(cardLibrary, "ScriptedCard_Instance"))();
     }();

@@ -36,7 +36,7 @@ public:
     FolderWithLibrary(const FolderWithLibrary&) = delete;
     FolderWithLibrary& operator=(const FolderWithLibrary&) = delete;
 
-    std::filesystem::path Library() const { return folder / "libpkcs11_x64.so"; }
+    std::filesystem::path Library() const;
 
     const std::filesystem::path folder;
 };

@@ -1,8 +1,5 @@
 #include "log_capture.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstdio>
 #include <optional>
@@ -13,17 +10,6 @@ namespace {
 
 constexpr size_t moduleWidth = 15;
 constexpr size_t levelWidth = 4;
-
-int OpenTemporaryFile()
-{
-    std::array<char, 32> name{"/tmp/tavrik_log_XXXXXX"};
-    const int file = mkostemp(name.data(), O_CLOEXEC);
-    if (file < 0) {
-        throw std::runtime_error("no temporary file");
-    }
-    unlink(name.data());
-    return file;
-}
 
 bool BeginsLikeALine(const std::string& text)
 {
@@ -89,21 +75,17 @@ std::string LogLine::Text() const
     return hasVerbose ? text + " VERB:" + verbose : text;
 }
 
-LogCapture::LogCapture(ScriptedCard* scripted, const Scripted::LogSwitches& switches)
-    : script(scripted), savedOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)), file(OpenTemporaryFile())
+LogCapture::LogCapture(ScriptedCard* scripted, const Scripted::LogSwitches& switches) : script(scripted)
 {
     static_assert(moduleWidth == sizeof("     pkcs11_x64") - 1);
     script->SetLogSwitches(switches);
-    static_cast<void>(std::fflush(stdout));
-    dup2(file, STDOUT_FILENO);
+    output.emplace();
 }
 
 LogCapture::~LogCapture()
 {
     Forget();
-    dup2(savedOutput, STDOUT_FILENO);
-    close(savedOutput);
-    close(file);
+    output.reset();
     script->SetLogSwitches(std::nullopt);
     static_cast<void>(std::fputs(foreign.c_str(), stdout));
     static_cast<void>(std::fflush(stdout));
@@ -111,18 +93,7 @@ LogCapture::~LogCapture()
 
 std::string LogCapture::Raw() const
 {
-    static_cast<void>(std::fflush(stdout));
-    std::string text;
-    std::array<char, 65536> block{};
-    size_t offset = position;
-    while (true) {
-        const ssize_t got = pread(file, block.data(), block.size(), static_cast<off_t>(offset));
-        if (got <= 0) {
-            return text;
-        }
-        text.append(block.data(), static_cast<size_t>(got));
-        offset += static_cast<size_t>(got);
-    }
+    return output->From(position);
 }
 
 std::vector<LogLine> LogCapture::Lines() const

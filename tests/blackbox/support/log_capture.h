@@ -12,6 +12,7 @@
 #pragma once
 
 #include "scripted_card.h"
+#include "support/system.h"
 
 #include <string>
 #include <vector>
@@ -58,8 +59,7 @@ public:
 
 private:
     ScriptedCard* script;
-    int savedOutput;
-    int file;
+    std::optional<OutputRedirection> output;
     size_t position = 0;
     std::string foreign;
 };

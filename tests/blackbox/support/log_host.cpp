@@ -1,6 +1,7 @@
 #include "log_host.h"
 
 #include "black_box_test.h"
+#include "system.h"
 
 #include <fstream>
 #include <iterator>
@@ -8,14 +9,9 @@
 namespace BlackBox {
 namespace {
 
-std::filesystem::path LogHost()
+std::filesystem::path Program(const std::string& name)
 {
-    return std::filesystem::canonical("/proc/self/exe").parent_path() / "log_host";
-}
-
-std::string Quoted(const std::filesystem::path& path)
-{
-    return "'" + path.string() + "'";
+    return RunningProgram().replace_filename(name).replace_extension(RunningProgram().extension());
 }
 
 } // namespace
@@ -23,15 +19,22 @@ std::string Quoted(const std::filesystem::path& path)
 std::string LogHostCommand(const std::filesystem::path& directory, int calls, const std::string& option,
                            const std::filesystem::path& program)
 {
-    return Quoted(program.empty() ? LogHost() : program) + " " + Quoted(ScriptedFolder()) + " " +
+    return Quoted(program.empty() ? Program("log_host") : program) + " " + Quoted(ScriptedFolder()) + " " +
            Quoted(directory) + " " + std::to_string(calls) + " " + option;
+}
+
+std::filesystem::path CopyOfProgram(const std::string& program, const std::filesystem::path& directory,
+                                    const std::string& name)
+{
+    auto copy = directory / name;
+    std::filesystem::remove(copy); // what has the name in other letters, where that counts for nothing
+    std::filesystem::copy_file(Program(program), copy);
+    return copy;
 }
 
 std::filesystem::path CopyOfLogHost(const std::filesystem::path& directory, const std::string& name)
 {
-    auto copy = directory / name;
-    std::filesystem::copy_file(LogHost(), copy);
-    return copy;
+    return CopyOfProgram("log_host", directory, name);
 }
 
 std::string ReadFile(const std::filesystem::path& file)

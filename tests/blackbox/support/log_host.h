@@ -12,7 +12,11 @@ namespace BlackBox {
 std::string LogHostCommand(const std::filesystem::path& directory, int calls, const std::string& option = "",
                            const std::filesystem::path& program = {});
 
-// A copy of log_host under another name; it goes with the directory.
+// A copy, under another name, of a program that lies beside the running one; it goes with the directory.
+std::filesystem::path CopyOfProgram(const std::string& program, const std::filesystem::path& directory,
+                                    const std::string& name);
+
+// Such a copy of log_host.
 std::filesystem::path CopyOfLogHost(const std::filesystem::path& directory, const std::string& name);
 
 std::string ReadFile(const std::filesystem::path& file); // empty when there is none

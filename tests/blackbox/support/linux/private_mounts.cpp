@@ -1,4 +1,4 @@
-#include "private_mounts.h"
+#include "support/linux/private_mounts.h"
 
 #include <sched.h>
 #include <sys/mount.h>

@@ -1,13 +1,11 @@
-#include "child_process.h"
+#include "support/linux/child_process.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <stdexcept>
 #include <thread>
 
 namespace BlackBox {
@@ -31,24 +29,6 @@ int ExitOfChild(const std::function<void()>& body, std::chrono::milliseconds lim
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string OutputOf(const std::string& command)
-{
-    FILE* pipe = popen(command.c_str(), "r"); // NOLINT(cert-env33-c): the commands are constants of the tests
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
-    std::string output;
-    std::array<char, 4096> block{};
-    size_t got = 0;
-    while ((got = fread(block.data(), 1, block.size(), pipe)) > 0) {
-        output.append(block.data(), got);
-    }
-    if (pclose(pipe) != 0) {
-        throw std::runtime_error("failed: " + command);
-    }
-    return output;
 }
 
 } // namespace BlackBox

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <functional>
-#include <string>
 
 namespace BlackBox {
 
@@ -11,8 +10,5 @@ namespace BlackBox {
 // exit status; -1 when it ended by a signal, and -2 when it did not end within the limit and was killed.
 int ExitOfChild(const std::function<void()>& body,
                 std::chrono::milliseconds limit = std::chrono::seconds(10));
-
-// What the command writes to its standard output. Throws when it fails.
-std::string OutputOf(const std::string& command);
 
 } // namespace BlackBox

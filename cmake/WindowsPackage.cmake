@@ -1,0 +1,29 @@
+# What is installed on Windows, and what `cpack` makes of it in the build folder: a ZIP and an installer.
+#
+# The software card has a folder of its own, with a copy of the library: beside the library itself its CardAPI.dll would
+# be taken instead of the one that came with the card.
+set(softcard_folder softcard)
+
+install(TARGETS pkcs11_x64 RUNTIME DESTINATION . ARCHIVE DESTINATION lib)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/tavrik" DESTINATION include)
+install(TARGETS CardAPI tavrik-card tavrik-scripted-pinentry RUNTIME DESTINATION "${softcard_folder}")
+install(TARGETS pkcs11_x64 RUNTIME DESTINATION "${softcard_folder}" ARCHIVE DESTINATION lib)
+install(FILES README.md CHANGELOG.md docs/configuration.md docs/reading-logs.md docs/softcard.md docs/windows.md
+    DESTINATION doc)
+
+set(CPACK_GENERATOR ZIP NSIS)
+set(CPACK_PACKAGE_NAME tavrik)
+set(CPACK_PACKAGE_VENDOR "Corvane")
+set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGE_FILE_NAME "tavrik-${PROJECT_VERSION}-x64")
+set(CPACK_PACKAGE_INSTALL_DIRECTORY "Tavrik")
+set(CPACK_STRIP_FILES ON)
+
+set(CPACK_NSIS_PACKAGE_NAME "Tavrik PKCS11 library")
+set(CPACK_NSIS_DISPLAY_NAME "Tavrik PKCS11 library")
+set(CPACK_NSIS_INSTALL_ROOT "$PROGRAMFILES64")
+set(CPACK_NSIS_UNINSTALL_NAME "uninstall")
+# An installer for 64-bit Windows that is a 64-bit program itself.
+set(CPACK_NSIS_DEFINES "Target amd64-unicode")
+
+include(CPack)

@@ -1,0 +1,69 @@
+// The library leaves with its process, and with a copy of its process.
+#include "support/black_box_test.h"
+#include "support/linux/child_process.h"
+#include "support/loaded_library.h"
+#include "support/system.h"
+
+#include <sys/mman.h>
+
+#include <thread>
+
+namespace BlackBox {
+namespace {
+
+class ProcessEndTest : public ::testing::Test
+{
+protected:
+    ProcessEndTest()
+        : finalizeCalls(static_cast<int*>(
+              mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
+    {
+        script->SetLogSwitches(Scripted::LogSwitches{.toConsole = false});
+        script->Always("Finalize", {.hook = [this] { ++*finalizeCalls; }});
+    }
+
+    static std::filesystem::path LibraryFile() { return ScriptedFolder() / LibraryFileName("pkcs11_x64"); }
+
+    ScriptedCard* script = Script();
+    int* finalizeCalls; // shared with the children
+};
+
+TEST_F(ProcessEndTest, ProcessMayEndWhileTheLibraryIsInitialised)
+{
+    EXPECT_EQ(ExitOfChild([] {
+                  static auto* const library =
+                      new LoadedLibrary(LibraryFile()); // stays to the end of the process
+                  if (library->f->C_Initialize(nullptr) != CKR_OK) {
+                      std::exit(1); // NOLINT(concurrency-mt-unsafe)
+                  }
+              }),
+              0);
+    EXPECT_EQ(*finalizeCalls, 0);
+}
+
+TEST_F(ProcessEndTest, ProcessMayEndWhileTheThreadIsInALongWait)
+{
+    script->SetLongestWait(std::chrono::milliseconds(500));
+    EXPECT_EQ(ExitOfChild([] {
+                  static auto* const library = new LoadedLibrary(LibraryFile());
+                  if (library->f->C_Initialize(nullptr) != CKR_OK) {
+                      std::exit(1); // NOLINT(concurrency-mt-unsafe)
+                  }
+                  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+              }),
+              0);
+}
+
+TEST_F(ProcessEndTest, ForkedChildOfAnInitialisedProcessMayEnd)
+{
+    LoadedLibrary library(LibraryFile());
+    ASSERT_EQ(library.f->C_Initialize(nullptr), CKR_OK);
+    EXPECT_EQ(ExitOfChild([] {}), 0) << "the monitoring thread is the parent's";
+    EXPECT_EQ(*finalizeCalls, 0);
+    CK_INFO info{};
+    EXPECT_EQ(library.f->C_GetInfo(&info), CKR_OK) << "the parent goes on";
+    EXPECT_EQ(library.f->C_Finalize(nullptr), CKR_OK);
+}
+
+} // namespace
+} // namespace BlackBox

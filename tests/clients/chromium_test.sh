@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# Chromium, without a screen, opens a page of a server that wants a client certificate, and shows whom the server saw.
+# Chromium asks for a code in a dialog of its own, for each slot. What is typed there goes nowhere, and the card's keyboard
+# asks, once. The qualified certificate is none for TLS, so it is the ordinary one that is shown.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/card.sh"
+
+database=sql:$HOME/.pki/nssdb
+mkdir -p .pki/nssdb
+certutil -N -d "$database" --empty-password
+modutil -dbdir "$database" -add tavrik -libfile "$front" -force >/dev/null 2>&1
+openssl req -x509 -newkey rsa:2048 -nodes -keyout server.key -out server.pem -days 1 -subj /CN=localhost \
+    -addext subjectAltName=DNS:localhost 2>/dev/null
+certutil -A -d "$database" -n server -t CP,, -i server.pem
+
+openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
+    -verify_return_error -www >server.log 2>&1 &
+server=$!
+unlocking=
+trap 'kill $server $unlocking 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+for _ in $(seq 100); do
+    grep -q "^ACCEPT" server.log && break
+    sleep 0.1
+done
+port=$(sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log)
+
+# The certificate is chosen by a policy, which Chromium reads where only this test has put it.
+mkdir -p settings/policies/managed profile
+cat >settings/policies/managed/certificate.json <<END
+{"AutoSelectCertificateForUrls": ["{\"pattern\": \"https://localhost:$port\", \"filter\": {}}"]}
+END
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
+open_page() {
+    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+        mount --bind settings /etc/chromium
+        exec timeout 50 chromium "$@"' sh --ssl-version-max=tls1.2 --headless --dump-dom --no-sandbox --disable-gpu \
+        --disable-quic --no-first-run --disable-background-networking --disable-component-update --disable-sync \
+        --user-data-dir="$PWD/profile" --enable-ui-devtools=0 \
+        --enable-features=ui-debug-tools-enable-synthetic-events "$@"
+}
+
+type_codes 123456
+timeout 55 /usr/bin/python3 "$here/chromium_unlock.py" "$PWD/profile" >dialogs &
+unlocking=$!
+TMPDIR=$PWD open_page "https://localhost:$port/" >page 2>chromium.log ||
+    { cat dialogs server.log; tail -n 40 chromium.log; exit 1; }
+wait $unlocking
+expect "unlock Sig_EP to authenticate to localhost" <dialogs
+expect "unlock Sig_ZEP to authenticate to localhost" <dialogs
+
+echo "the page shows the certificate that the server saw"
+expect "Client certificate" <page
+"$card_tool" export-certificate anna es | openssl x509 -noout -serial >ordinary
+sed -n '/BEGIN CERTIFICATE/,/END CERTIFICATE/p' page | openssl x509 -noout -serial -subject >seen
+expect "$(cat ordinary)" <seen
+expect "CN = Anna" <seen
+
+echo "the card's keyboard has asked once, and the letter in the dialog has cost no try"
+test ! -s "$TAVRIK_PINENTRY_ANSWERS"
+"$card_tool" list | cut -f 3 | grep -qx 3
