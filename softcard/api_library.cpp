@@ -9,7 +9,8 @@ namespace {
 void CopyFolder(std::filesystem::path softcard::Directories::*folder, char16_t* buffer, uint32_t capacity)
 {
     std::u16string text;
-    softcard::Guarded([&] { text = softcard::ToUtf16(softcard::Utf8Of(softcard::FindDirectories().*folder / "")); });
+    softcard::Guarded(
+        [&] { text = softcard::ToUtf16(softcard::Utf8Of(softcard::FindDirectories().*folder / "")); });
     softcard::CopyToBuffer(text, buffer, capacity);
 }
 

@@ -1,7 +1,7 @@
 #include "authority.h"
 
-#include "system/files.h"
 #include "key_file.h"
+#include "system/files.h"
 
 #include <botan/auto_rng.h>
 #include <botan/der_enc.h>
@@ -136,8 +136,8 @@ Authority::Authority(const Directories& directories)
     }
     issuingKey_ = ReadKeyFile(folder / "issuing.key", {});
     const std::string certificate = ReadFile(folder / "issuing.pem");
-    issuingCertificate_ = Botan::X509_Certificate(
-        reinterpret_cast<const uint8_t*>(certificate.data()), certificate.size());
+    issuingCertificate_ =
+        Botan::X509_Certificate(reinterpret_cast<const uint8_t*>(certificate.data()), certificate.size());
 }
 
 Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const Holder& holder,

@@ -71,7 +71,10 @@ class CardStore
 public:
     explicit CardStore(const Directories& directories) : folder_(directories.Cards()) {}
 
-    [[nodiscard]] std::filesystem::path FolderOf(const std::string& name) const { return folder_ / PathOf(name); }
+    [[nodiscard]] std::filesystem::path FolderOf(const std::string& name) const
+    {
+        return folder_ / PathOf(name);
+    }
     [[nodiscard]] bool Contains(const std::string& name) const;
 
     // The names of all cards, sorted.

@@ -1,9 +1,9 @@
 #include "fault.h"
 
 #include "card_store.h"
-#include "system/files.h"
 #include "reader_directory.h"
 #include "store_error.h"
+#include "system/files.h"
 
 #include <nlohmann/json.hpp>
 

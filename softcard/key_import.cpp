@@ -48,8 +48,8 @@ ImportedKey ImportKey(const std::filesystem::path& certificateFile, const std::f
                       const std::function<SecretText()>& askPassword)
 {
     const SecretString certificates(ReadImport(certificateFile));
-    ImportedKey imported =
-        ParseKey(certificates.text, [&keyFile] { return ReadImport(keyFile); }, askPassword);
+    ImportedKey imported = ParseKey(
+        certificates.text, [&keyFile] { return ReadImport(keyFile); }, askPassword);
     RequireFitting(imported);
     return imported;
 }

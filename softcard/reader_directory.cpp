@@ -35,7 +35,9 @@ bool IsReaderName(std::string_view name)
 std::string LinkedCard(const fs::path& link, const fs::path& cards)
 {
     std::string name = CardBehind(link, cards);
-    return !name.empty() && !name.starts_with('.') && HasCardDescription(cards / PathOf(name)) ? name : std::string();
+    return !name.empty() && !name.starts_with('.') && HasCardDescription(cards / PathOf(name))
+               ? name
+               : std::string();
 }
 
 struct FoundReader

@@ -2,8 +2,8 @@
 
 #include "card_error.h"
 #include "fault.h"
-#include "system/files.h"
 #include "secret.h"
+#include "system/files.h"
 
 #include <botan/asn1_oid.h>
 

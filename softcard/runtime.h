@@ -4,8 +4,8 @@
 #include "card_store.h"
 #include "directories.h"
 #include "reader_directory.h"
-#include "system/reader_watch.h"
 #include "session.h"
+#include "system/reader_watch.h"
 
 #include "card/card_api.h"
 

@@ -1,4 +1,5 @@
-// Texts on their way between the store, which is UTF-8, the boundary, which is UTF-16, and the system's paths.
+// Texts on their way between the store, which is UTF-8, the boundary, which is UTF-16, and the system's
+// paths.
 #pragma once
 
 #include <cstdint>

@@ -71,9 +71,9 @@ void RunImport(ImportArguments& arguments)
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     const CardStore store(FindDirectories());
     const auto askPassword = [&] { return TakeOrRead(arguments.password, "Password of the file"); };
-    const ImportedKey imported = ImportKey(
-        PathOf(arguments.file), PathOf(arguments.keyFile.empty() ? arguments.file : arguments.keyFile),
-        askPassword);
+    const ImportedKey imported =
+        ImportKey(PathOf(arguments.file),
+                  PathOf(arguments.keyFile.empty() ? arguments.file : arguments.keyFile), askPassword);
     RequireRoom(store.Load(arguments.card), arguments.family);
     const FamilyOpener opener = TakeOpener(arguments);
     const FileLock entry = KeepTransactionsAway(arguments.card);

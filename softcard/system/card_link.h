@@ -17,7 +17,7 @@ std::string CardBehind(const std::filesystem::path& link, const std::filesystem:
 
 struct Insertion
 {
-    std::string mark;                // another one after each insertion
+    std::string mark;                 // another one after each insertion
     std::chrono::nanoseconds since{}; // when the link was made or moved here
 };
 

@@ -23,7 +23,8 @@ bool MoveFolder(const std::filesystem::path& from, const std::filesystem::path& 
 // Whether it is a folder itself: a link to one is none.
 bool IsFolder(const std::filesystem::path& path);
 
-// Whether what lies there has this very name. Where case does not tell names apart, another one may lie there.
+// Whether what lies there has this very name. Where case does not tell names apart, another one may lie
+// there.
 bool HasThisName(const std::filesystem::path& path);
 
 // Whether the system lets a file or folder be called so. The name is not empty.

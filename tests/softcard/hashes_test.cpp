@@ -32,8 +32,8 @@ std::string Hash(const char* constructor, const std::string& text)
     alignas(HashFunction) unsigned char storage[sizeof(HashFunction)];
     FindFunction<void(void*)>(constructor)(storage);
     auto* function = std::launder(reinterpret_cast<HashFunction*>(storage));
-    auto* hash = FindFunction<std::vector<unsigned char>(HashFunction*, const unsigned char*, uint64_t)>(
-        HASH_METHOD);
+    auto* hash =
+        FindFunction<std::vector<unsigned char>(HashFunction*, const unsigned char*, uint64_t)>(HASH_METHOD);
     const auto* data = text.empty() ? nullptr : reinterpret_cast<const unsigned char*>(text.data());
     std::string result = Botan::hex_encode(hash(function, data, text.size()), false);
     function->~HashFunction();

@@ -1,5 +1,5 @@
-// softcard_slow_pinentry: a pinentry that makes the file SLOW_PINENTRY_ASKED, and when somebody has made the file
-// SLOW_PINENTRY_GATE, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
+// softcard_slow_pinentry: a pinentry that makes the file SLOW_PINENTRY_ASKED, and when somebody has made the
+// file SLOW_PINENTRY_GATE, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
 #include "system/assuan_server.h"
 #include "system/environment.h"
 

@@ -1,6 +1,6 @@
 /*
- * A host in plain C, built with another compiler than the library: from LoadLibrary to a signature of the card in the
- * first reader, which the library then verifies.
+ * A host in plain C, built with another compiler than the library: from LoadLibrary to a signature of the
+ * card in the first reader, which the library then verifies.
  *
  *     c_host LIBRARY BOK
  *
@@ -125,8 +125,8 @@ static Value DigestInfoOf(CK_SESSION_HANDLE session, char* text)
     CK_MECHANISM mechanism = {CKM_SHA256, NULL, 0};
     CK_ULONG length = HASH_LENGTH;
     Check(functions->C_DigestInit(session, &mechanism), "C_DigestInit");
-    Check(functions->C_Digest(session, (CK_BYTE_PTR)text, (CK_ULONG)strlen(text), info.bytes + sizeof digestInfoStart,
-                              &length),
+    Check(functions->C_Digest(session, (CK_BYTE_PTR)text, (CK_ULONG)strlen(text),
+                              info.bytes + sizeof digestInfoStart, &length),
           "C_Digest");
     Demand(length == HASH_LENGTH, "a hash of 32 bytes");
     info.length = (CK_ULONG)sizeof digestInfoStart + length;
@@ -138,7 +138,8 @@ static Value Sign(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Value* data)
     Value signature = {{0}, LONGEST_ATTRIBUTE};
     CK_MECHANISM mechanism = {CKM_RSA_PKCS, NULL, 0};
     Check(functions->C_SignInit(session, &mechanism, key), "C_SignInit");
-    Check(functions->C_Sign(session, data->bytes, data->length, signature.bytes, &signature.length), "C_Sign");
+    Check(functions->C_Sign(session, data->bytes, data->length, signature.bytes, &signature.length),
+          "C_Sign");
     return signature;
 }
 
@@ -149,7 +150,8 @@ static CK_RV Verify(CK_SESSION_HANDLE session, Value* data, Value* signature)
     while (zeros < signature->length && signature->bytes[zeros] == 0) {
         ++zeros;
     }
-    return functions->C_Verify(session, data->bytes, data->length, signature->bytes + zeros, signature->length - zeros);
+    return functions->C_Verify(session, data->bytes, data->length, signature->bytes + zeros,
+                               signature->length - zeros);
 }
 
 int main(int count, char** words)

@@ -54,10 +54,9 @@ std::optional<Insertion> DescribeInsertion(const fs::path& link)
         !S_ISLNK(file.st_mode) || stat(link.c_str(), &card) != 0) {
         return std::nullopt;
     }
-    return Insertion{Describe(reader) + " " + Describe(file) + " " + Describe(file.st_ctim) + " " +
-                         Describe(card),
-                     std::chrono::seconds(file.st_ctim.tv_sec) +
-                         std::chrono::nanoseconds(file.st_ctim.tv_nsec)};
+    return Insertion{
+        Describe(reader) + " " + Describe(file) + " " + Describe(file.st_ctim) + " " + Describe(card),
+        std::chrono::seconds(file.st_ctim.tv_sec) + std::chrono::nanoseconds(file.st_ctim.tv_nsec)};
 }
 
 void MakeCardLink(const fs::path& cardFolder, const fs::path& link)

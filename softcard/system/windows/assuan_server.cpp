@@ -14,7 +14,8 @@ constexpr std::string_view unknownCommand = "ERR 83886355 Unknown IPC command <P
 bool AnswerGetPin(const LineChannel& channel, const PinentryBehaviour& behaviour)
 {
     const auto answer = behaviour.answer();
-    return answer ? channel.Write("D " + EscapeForAssuan(*answer)) && channel.Write("OK") : channel.Write(cancelled);
+    return answer ? channel.Write("D " + EscapeForAssuan(*answer)) && channel.Write("OK")
+                  : channel.Write(cancelled);
 }
 
 bool Answer(const LineChannel& channel, std::string_view line, const PinentryBehaviour& behaviour)

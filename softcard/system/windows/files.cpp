@@ -1,6 +1,6 @@
-// Folders and files inherit who may open them from the folder that they are made in. A file that another program
-// has open can't be replaced, removed or, as that program likes it, read; such programs are waited for a
-// little.
+// Folders and files inherit who may open them from the folder that they are made in. A file that another
+// program has open can't be replaced, removed or, as that program likes it, read; such programs are waited
+// for a little.
 #include "system/files.h"
 
 #include "system/windows/handle.h"
@@ -48,7 +48,8 @@ Handle Open(const std::filesystem::path& path, DWORD access, DWORD share, DWORD 
 {
     Handle file;
     const bool opened = TryForAWhile([&] {
-        file = Own(CreateFileW(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+        file = Own(
+            CreateFileW(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
         return file != nullptr;
     });
     if (!opened) {
@@ -61,7 +62,8 @@ void WriteAll(const Handle& file, const std::filesystem::path& path, std::string
 {
     while (!content.empty()) {
         DWORD written = 0;
-        if (WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) == FALSE) {
+        if (WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ==
+            FALSE) {
             ThrowLastError(path);
         }
         content.remove_prefix(written);
@@ -113,7 +115,7 @@ bool IsDevice(std::string_view name)
         return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
     });
     constexpr std::array<std::string_view, 6> single = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
-    constexpr std::array<std::string_view, 12> numbers = {"1", "2", "3", "4",    "5",    "6",
+    constexpr std::array<std::string_view, 12> numbers = {"1", "2", "3", "4",      "5",      "6",
                                                           "7", "8", "9", "\u00B9", "\u00B2", "\u00B3"};
     const std::string_view number = std::string_view(stem).substr(std::min<size_t>(stem.size(), 3));
     const bool hasPorts = stem.starts_with("COM") || stem.starts_with("LPT");
@@ -194,7 +196,8 @@ bool CanBeAName(std::string_view name)
 
 std::string_view NameRule()
 {
-    return " It has none of <>:\"/\\|?*, no '.' or space at its end, and is not the name of a device such as CON.";
+    return " It has none of <>:\"/\\|?*, no '.' or space at its end, and is not the name of a device such as "
+           "CON.";
 }
 
 std::string ReadFile(const std::filesystem::path& path)
@@ -204,7 +207,8 @@ std::string ReadFile(const std::filesystem::path& path)
     std::array<char, 4096> buffer{};
     while (true) {
         DWORD length = 0;
-        if (::ReadFile(file.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr) == FALSE) {
+        if (::ReadFile(file.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &length, nullptr) ==
+            FALSE) {
             ThrowLastError(path);
         }
         if (length == 0) {

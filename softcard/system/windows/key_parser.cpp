@@ -91,7 +91,8 @@ std::unique_ptr<Botan::Private_Key> LoadEncrypted(const SecretBytes& bytes, cons
 }
 
 // The first private key among the blocks.
-std::unique_ptr<Botan::Private_Key> LoadFromPem(const std::vector<PemBlock>& blocks, const AskPassword& askPassword)
+std::unique_ptr<Botan::Private_Key> LoadFromPem(const std::vector<PemBlock>& blocks,
+                                                const AskPassword& askPassword)
 {
     for (const PemBlock& block : blocks) {
         if (block.label == "PRIVATE KEY") {

@@ -33,8 +33,8 @@ bool LineChannel::Write(std::string_view line) const
     size_t sent = 0;
     while (sent < rest.size()) {
         DWORD length = 0;
-        if (WriteFile(output_, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length, nullptr) ==
-            FALSE) {
+        if (WriteFile(output_, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length,
+                      nullptr) == FALSE) {
             return false;
         }
         sent += length;

@@ -24,8 +24,8 @@ std::filesystem::path FindProgram(const std::filesystem::path& name)
     do {
         found.resize(needed);
         needed = path.empty() ? 0
-                              : SearchPathW(path.c_str(), name.c_str(), L".exe", static_cast<DWORD>(found.size()),
-                                            found.data(), nullptr);
+                              : SearchPathW(path.c_str(), name.c_str(), L".exe",
+                                            static_cast<DWORD>(found.size()), found.data(), nullptr);
     } while (needed > found.size());
     found.resize(needed);
     return found;

@@ -86,8 +86,8 @@ std::optional<PipedProgram> PipedProgram::Start(const std::filesystem::path& pro
     start.lpAttributeList = inherited.List();
     std::wstring commandLine = L"\"" + program.native() + L"\"";
     PROCESS_INFORMATION made{};
-    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
-                       nullptr, nullptr, &start.StartupInfo, &made) == FALSE) {
+    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                       EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo, &made) == FALSE) {
         return std::nullopt;
     }
     CloseHandle(made.hThread);

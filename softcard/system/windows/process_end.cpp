@@ -5,8 +5,8 @@
 // NOLINTNEXTLINE(readability-identifier-naming): the names that Windows knows
 extern "C" BOOLEAN NTAPI RtlDllShutdownInProgress(void);
 
-// A host's thread can still be waiting for reader events when the host lets go of the library, so the library stays.
-// NOLINTNEXTLINE(readability-identifier-naming)
+// A host's thread can still be waiting for reader events when the host lets go of the library, so the library
+// stays. NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" BOOL WINAPI DllMain(HINSTANCE /*library*/, DWORD reason, LPVOID /*reserved*/)
 {
     if (reason == DLL_PROCESS_ATTACH) {

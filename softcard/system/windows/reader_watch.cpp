@@ -9,8 +9,8 @@
 namespace softcard {
 namespace {
 
-// Windows tells of some changes of a file only when its writer closes it, and of a folder that was moved away not
-// at all.
+// Windows tells of some changes of a file only when its writer closes it, and of a folder that was moved away
+// not at all.
 constexpr std::chrono::milliseconds longestWait{1000};
 constexpr std::chrono::milliseconds longestBlindWait{50};
 
@@ -43,15 +43,15 @@ struct ReaderWatch::State
 };
 
 ReaderWatch::ReaderWatch(const Directories& directories)
-    : state_(new State{directories.Readers(), directories.Cards(), Own(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-                       nullptr, nullptr})
+    : state_(new State{directories.Readers(), directories.Cards(),
+                       Own(CreateEventW(nullptr, TRUE, FALSE, nullptr)), nullptr, nullptr})
 {
 }
 
 ReaderWatch::~ReaderWatch() = default;
 
-// Anew each time, since the folders may be others than before. One notification serves all readers: a handle on
-// each of them would keep people from renaming it.
+// Anew each time, since the folders may be others than before. One notification serves all readers: a handle
+// on each of them would keep people from renaming it.
 void ReaderWatch::Follow()
 {
     state_->inReaders = Notify(state_->readers, true, changesInReaders);

@@ -39,7 +39,8 @@ bool ErrorsAreTerminal()
     HANDLE console = GetStdHandle(STD_ERROR_HANDLE);
     DWORD mode = 0;
     return GetConsoleMode(console, &mode) != FALSE &&
-           SetConsoleMode(console, mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
+           SetConsoleMode(console, mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING) !=
+               FALSE;
 }
 
 std::optional<SecretText> ReadSecretInput()

@@ -1,7 +1,7 @@
 // Readers and cards that a person handles with `mkdir`, `ln -s`, `mv` and `rm` alone.
 #include "card_home.h"
-#include "system/files.h"
 #include "reader_events.h"
+#include "system/files.h"
 
 #include <algorithm>
 #include <fstream>

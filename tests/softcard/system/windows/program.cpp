@@ -21,8 +21,8 @@ Handle OpenForPrograms(const std::filesystem::path& path, DWORD access, DWORD di
     return file;
 }
 
-// So that the program finds it as one argument again. None of the tests' has a backslash before a quotation mark
-// or at its end.
+// So that the program finds it as one argument again. None of the tests' has a backslash before a quotation
+// mark or at its end.
 std::wstring Quote(const std::string& argument)
 {
     const std::filesystem::path wide = PathOf(argument);
@@ -46,7 +46,8 @@ struct Streams
 Process Spawn(const std::vector<std::string>& arguments, const Streams& streams)
 {
     // Paths of the build begin with a slash, which Windows takes for an option in this place.
-    const std::filesystem::path program = std::filesystem::absolute(PathOf(arguments.front())).make_preferred();
+    const std::filesystem::path program =
+        std::filesystem::absolute(PathOf(arguments.front())).make_preferred();
     std::wstring commandLine;
     for (const std::string& argument : arguments) {
         commandLine += Quote(argument) + L" ";
@@ -58,8 +59,8 @@ Process Spawn(const std::vector<std::string>& arguments, const Streams& streams)
     start.hStdOutput = streams.output;
     start.hStdError = streams.errors;
     PROCESS_INFORMATION made{};
-    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &made) ==
-        FALSE) {
+    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                       &start, &made) == FALSE) {
         throw std::runtime_error("cannot be started: " + arguments.front());
     }
     CloseHandle(made.hThread);

@@ -104,10 +104,10 @@ TEST_F(WindowsReaders, WithAFileThatLeadsToNoCardAreEmpty)
     fs::create_directories(State() / "cards/bare");
     fs::copy(State() / "cards/ref2", Scratch("elsewhere"), fs::copy_options::recursive);
     for (const std::string& text :
-         {std::string(), std::string("\r\n"), std::string("..\\..\\cards\\nobody"), std::string("..\\..\\cards"),
-          std::string("..\\..\\cards\\bare"), std::string("..\\..\\cards\\ref2\\card.json"),
-          Scratch("elsewhere").string(), std::string("..\\..\\cards\\ref2\xFF"), std::string(70000, 'x'),
-          std::string("..\\..\\cards\\*")}) {
+         {std::string(), std::string("\r\n"), std::string("..\\..\\cards\\nobody"),
+          std::string("..\\..\\cards"), std::string("..\\..\\cards\\bare"),
+          std::string("..\\..\\cards\\ref2\\card.json"), Scratch("elsewhere").string(),
+          std::string("..\\..\\cards\\ref2\xFF"), std::string(70000, 'x'), std::string("..\\..\\cards\\*")}) {
         MakeLink(text);
         EXPECT_EQ(TryToOpen(), noCard) << text.substr(0, 50);
         EXPECT_TRUE(EventsNow().empty()) << text.substr(0, 50);
