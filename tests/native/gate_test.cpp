@@ -89,7 +89,7 @@ TEST(GateTest, LongStayIsForgottenWithItsEnd)
     EXPECT_TRUE(other.Result());
 }
 
-TEST(GateTest, LongStayThatBeginsEndsTheWaitForABriefOne)
+TEST(GateTest, LongStayThatHadToWaitIsALongOneToo)
 {
     Gate gate;
     gate.Enter(Gate::Stay::brief);
