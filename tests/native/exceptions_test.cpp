@@ -134,8 +134,6 @@ TEST_F(ExceptionsTest, LoginThatComesHalfWayIsNoLogin)
     EXPECT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 1U); // the card asks anew
     EXPECT_EQ(Find(session).size(), 3U);
-    ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
-    EXPECT_EQ(script->CallsOf("StopTransaction").size(), 1U); // no session was left behind to hold the card
 }
 
 TEST_F(ExceptionsTest, LoginToTheOtherSlotThatFailsLeavesTheFirst)
@@ -185,6 +183,19 @@ TEST_F(ExceptionsTest, SessionThatCannotLetGoOfItsCardIsClosed)
     EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
     EXPECT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(f->C_CloseAllSessions(ordinary), CKR_OK);
+}
+
+TEST_F(ExceptionsTest, SessionThatDidNotOpenHoldsNoCard)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    script->Next("StartTransaction", Throwing());
+    EXPECT_EQ(Login(session), CKR_FUNCTION_FAILED);
+    script->Next("Passwords_VerifyBOK", {.status = 15});
+    EXPECT_EQ(Login(session), CKR_PIN_INCORRECT);
+    script->ForgetCalls();
+    EXPECT_EQ(f->C_CloseSession(session), CKR_OK);
+    EXPECT_EQ(script->CallsOf("StopTransaction").size(), 1U);
 }
 
 TEST_F(ExceptionsTest, CardThatWasNeverLetGoOfProperlyOpensAgain)

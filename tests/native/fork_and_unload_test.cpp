@@ -3,6 +3,7 @@
 #include "front_test.h"
 #include "support/linux/child_process.h"
 
+#include <chrono>
 #include <fstream>
 #include <iterator>
 
@@ -12,9 +13,18 @@
 namespace FrontTests {
 namespace {
 
+// The thread that watches the readers takes a lock of the scripted card at each of its waits. A child that is
+// forked just then has the lock and not the thread, so it is to wait less often.
+void LetTheReadersRest(ScriptedCard* script)
+{
+    script->SetLongestWait(std::chrono::milliseconds(500));
+}
+
 class ForkTest : public FrontTest
 {
 protected:
+    ForkTest() { LetTheReadersRest(script); }
+
     static std::ptrdiff_t ThreadsOfProcess()
     {
         const std::filesystem::directory_iterator tasks("/proc/self/task");
@@ -70,6 +80,7 @@ TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
 
 TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
 {
+    LetTheReadersRest(script);
     StartWithDialogInFirstCard();
     const int exitCode = BlackBox::ExitOfChild([&] {
         CK_SESSION_INFO info{};
@@ -94,6 +105,7 @@ TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
 
 TEST_F(DialogTest, ForkWaitsForACallThatIsInsideTheLibrary)
 {
+    LetTheReadersRest(script);
     Start();
     script->InsertCard(readerA, BlackBox::CertifiedCard());
     ProcessEvents();

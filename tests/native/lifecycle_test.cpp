@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+#include <dlfcn.h>
+
 namespace FrontTests {
 namespace {
 
@@ -83,6 +85,20 @@ TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
     std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder / "tavrik-pkcs11.so");
     EXPECT_EQ(LoadFront(folder)->C_Initialize(nullptr), CKR_GENERAL_ERROR);
     std::filesystem::remove_all(folder);
+}
+
+TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
+{
+    void* library =
+        dlopen((LibraryFolder() / "scripted" / "libpkcs11_x64.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr);
+    using Initialize = packed::CK_RV(packed::CK_VOID_PTR);
+    ASSERT_EQ(reinterpret_cast<Initialize*>(dlsym(library, "C_Initialize"))(nullptr), CKR_OK);
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_GENERAL_ERROR);
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+    ASSERT_EQ(reinterpret_cast<Initialize*>(dlsym(library, "C_Finalize"))(nullptr), CKR_OK);
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
+    dlclose(library);
 }
 
 TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)

@@ -292,6 +292,8 @@ TEST_F(ObjectsFrontTest, MadePrivateObjectGoesWithTheLogin)
     EXPECT_EQ(Find(session).size(), 1U);
     EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key),
               CKR_USER_NOT_LOGGED_IN);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(Find(session).size(), 3U);
 }
 
 TEST_F(ObjectsFrontTest, ReadOnlySessionHasItsOwnRefusalOfTokenObjects)

@@ -264,8 +264,12 @@ TEST_F(OperationsTest, LogoutEndsWhatAPrivateKeyHasBegun)
     const CK_SESSION_HANDLE session = StartOrdinary();
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
-    ASSERT_EQ(Login(session), CKR_OK);
     Bytes signature;
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OPERATION_NOT_INITIALIZED);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OPERATION_NOT_INITIALIZED);
     EXPECT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
 }

@@ -170,7 +170,14 @@ TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
     ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     CK_RV signingAnswer = CKR_OK;
-    std::thread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
+    std::atomic<bool> begun{false};
+    std::thread signing([&] {
+        begun = true;
+        signingAnswer = Sign(second, Text("m"), signature);
+    });
+    while (!begun) {
+        std::this_thread::yield();
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     script->RemoveCard(readerB);
     ProcessEvents();
@@ -189,10 +196,12 @@ TEST_F(DialogTest, FinalizeWaitsForTheDialog)
         ending = f->C_Finalize(nullptr);
         done = true;
     });
+    CK_INFO info{};
+    while (f->C_GetInfo(&info) != CKR_CRYPTOKI_NOT_INITIALIZED) {
+        std::this_thread::yield();
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(done);
-    CK_INFO info{};
-    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
     EndDialog();
     finalizing.join();
     EXPECT_EQ(ending, CKR_OK);
