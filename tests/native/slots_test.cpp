@@ -142,8 +142,12 @@ TEST_F(SlotsTest, CardThatGoesTakesItsObjectsAlongAndNoOthers)
     const CK_SESSION_HANDLE stays = Open(2);
     ASSERT_EQ(Login(Open(0)), CKR_OK);
     ASSERT_EQ(Login(stays), CKR_OK);
+    ASSERT_EQ(Find(stays).size(), 3U);
+    const CK_OBJECT_HANDLE key = FindOne(stays, CKO_PRIVATE_KEY);
     script->RemoveCard(readerA);
     ProcessEvents();
+    EXPECT_EQ(Slots().size(), 2U) << "the front has seen it";
+    EXPECT_FALSE(Read(stays, key, CKA_ID).empty()) << "without another search";
     EXPECT_EQ(Find(stays).size(), 3U);
     EXPECT_EQ(State(stays), CKS_RO_USER_FUNCTIONS);
     script->InsertCard(readerA, BlackBox::CertifiedCard());
