@@ -13,7 +13,7 @@ namespace {
 // Empty when none is chosen.
 std::filesystem::path ChosenProgram(const std::filesystem::path& configFolder)
 {
-    const std::filesystem::path fromEnvironment = PathFromEnvironment("TAVRIK_PINENTRY");
+    std::filesystem::path fromEnvironment = PathFromEnvironment("TAVRIK_PINENTRY");
     if (!fromEnvironment.empty()) {
         return fromEnvironment;
     }

@@ -2,9 +2,11 @@
  * A host in plain C, built with another compiler than the library: from LoadLibrary to a signature of the
  * card in the first reader, which the library then verifies.
  *
- *     c_host LIBRARY BOK
+ *     c_host LIBRARY BOK finalize|unload|exit
  *
- * Says each step on the standard output. The exit code is 0 when all of them worked.
+ * The last word is how it parts from the library, which watches the readers on a thread of its own until
+ * then: as it should, or by FreeLibrary alone, or by ending. Says each step on the standard output. The exit
+ * code is 0 when all of them worked.
  */
 #include "pkcs11/cryptoki.h"
 
@@ -29,6 +31,7 @@ typedef struct
     CK_ULONG length;
 } Value;
 
+static HMODULE library;
 static CK_FUNCTION_LIST_PTR functions;
 
 static void Demand(int holds, const char* step)
@@ -51,7 +54,7 @@ static void Check(CK_RV result, const char* step)
 
 static void Load(const char* file)
 {
-    HMODULE library = LoadLibraryA(file);
+    library = LoadLibraryA(file);
     Demand(library != NULL, "LoadLibrary");
     GetFunctionList getFunctionList = (GetFunctionList)(void*)GetProcAddress(library, "C_GetFunctionList");
     Demand(getFunctionList != NULL, "GetProcAddress");
@@ -154,9 +157,21 @@ static CK_RV Verify(CK_SESSION_HANDLE session, Value* data, Value* signature)
                                signature->length - zeros);
 }
 
+static void Part(const char* way)
+{
+    if (strcmp(way, "finalize") == 0) {
+        Check(functions->C_Finalize(NULL), "C_Finalize");
+    } else if (strcmp(way, "unload") == 0) {
+        Demand(FreeLibrary(library), "FreeLibrary");
+        Demand(GetModuleHandleA("pkcs11_x64.dll") == NULL, "the library is gone");
+    } else {
+        Demand(strcmp(way, "exit") == 0, "the end without a word");
+    }
+}
+
 int main(int count, char** words)
 {
-    Demand(count == 3, "LIBRARY and BOK");
+    Demand(count == 4, "LIBRARY, BOK, and how to part");
     Load(words[1]);
     CK_SESSION_HANDLE session = LogIn(FindSlot(), words[2]);
     CK_OBJECT_HANDLE key = FindKey(session);
@@ -169,7 +184,7 @@ int main(int count, char** words)
     Check(Verify(session, &data, &signature), "C_Verify");
     data.bytes[data.length - 1] ^= 1U;
     Demand(Verify(session, &data, &signature) == CKR_FUNCTION_FAILED, "C_Verify refuses another text");
-    Check(functions->C_Finalize(NULL), "C_Finalize");
+    Part(words[3]);
     printf("done\n");
     return EXIT_SUCCESS;
 }

@@ -20,12 +20,14 @@ for_user() {
 for_user tavrik-card.exe new anna --bok 123456 --puk 1
 for_user tavrik-card.exe insert anna
 test -f "$folder/Tavrik/state/readers/Reader 0/card"
-said=$(for_user c_host.exe pkcs11_x64.dll 123456)
-echo "$said"
-grep -q '^done' <<<"$said"
+for way in finalize unload exit; do
+    said=$(for_user c_host.exe pkcs11_x64.dll 123456 "$way")
+    echo "$said"
+    grep -q '^done' <<<"$said"
+done
 
 # A wrong code is refused, and the card has counted it: the host did use this card.
-if for_user c_host.exe pkcs11_x64.dll 000000; then
+if for_user c_host.exe pkcs11_x64.dll 000000 finalize; then
     exit 1
 fi
 for_user tavrik-card.exe list | grep -q $'^anna\tReader 0\t2\t3\tanna'
