@@ -50,7 +50,7 @@ for_user() { # COMMAND LINE
 cd "$programs/softcard"
 for_user "tavrik-card.exe new anna --bok 123456 --puk 1"
 for_user "tavrik-card.exe insert anna"
-said=$(for_user "Z:${build//\//\\}\\bin\\c_host.exe pkcs11_x64.dll 123456")
+said=$(for_user "Z:${build//\//\\}\\bin\\c_host.exe pkcs11_x64.dll 123456 finalize")
 grep -q '^done' <<<"$said" || fail "the host did not sign: $said"
 cd /
 
