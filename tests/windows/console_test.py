@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+"""The host in C at a console: without a keyboard program the card asks there, and what is typed does not show.
+
+Arguments: what runs Windows' programs, and the folder with them. The console is a pseudo-terminal.
+"""
+import os
+import pty
+import re
+import select
+import subprocess
+import sys
+import tempfile
+import time
+
+LONGEST = 60.0  # seconds
+RIGHT_CODE = "123456"
+WRONG_CODE = "987650"
+
+
+def without_movements(text):
+    """What a person sees of a terminal's output, without blanks, which Wine draws as movements."""
+    return re.sub(rb"\x1b\[[?0-9;]*[a-zA-Z]", b"", text).replace(b" ", b"").decode()
+
+
+def run_at_console(command, folder, environment, code):
+    """Types the code when the prompt stands there; returns what was shown and the exit code."""
+    child, terminal = pty.fork()
+    if child == 0:
+        os.chdir(folder)
+        os.execvpe(command[0], command, environment)
+    shown = b""
+    typed = False
+    end = time.monotonic() + LONGEST
+    while time.monotonic() < end:
+        if select.select([terminal], [], [], 0.3)[0]:
+            try:
+                shown += os.read(terminal, 4096)
+            except OSError:  # the other end is closed
+                break
+        elif not typed and without_movements(shown).endswith("BOK:"):
+            os.write(terminal, code.encode() + b"\r")
+            typed = True
+    else:
+        os.kill(child, 9)
+    status = os.waitpid(child, 0)[1]
+    return without_movements(shown), os.waitstatus_to_exitcode(status)
+
+
+def demand(holds, what, shown):
+    if not holds:
+        sys.exit(f"console_test: {what}:\n{shown}")
+
+
+def main():
+    run, programs = sys.argv[1:]
+    with tempfile.TemporaryDirectory() as home:
+        environment = dict(os.environ, TERM="xterm", TAVRIK_HOME="Z:" + home.replace("/", "\\"))
+        environment.pop("TAVRIK_PINENTRY", None)
+        card_tool = [run, f"{programs}/tavrik-card.exe"]
+        subprocess.run(card_tool + ["new", "anna", "--bok", RIGHT_CODE, "--puk", "1"], env=environment, check=True)
+        subprocess.run(card_tool + ["insert", "anna"], env=environment, check=True)
+        host = [run, "c_host.exe", "pkcs11_x64.dll", "", "finalize"]  # a code of no length has the card ask
+
+        shown, status = run_at_console(host, programs, environment, RIGHT_CODE)
+        demand("logincode(BOK)ofthecard\"anna\"" in shown, "the card did not ask", shown)
+        demand(status == 0 and "done" in shown, "the host did not sign", shown)
+        demand(RIGHT_CODE not in shown, "the code was shown", shown)
+
+        shown, status = run_at_console(host, programs, environment, WRONG_CODE)
+        demand(status == 1 and "0xa0:C_Login" in shown, "a wrong code was not refused", shown)
+        demand(WRONG_CODE not in shown, "the wrong code was shown", shown)
+
+
+main()
