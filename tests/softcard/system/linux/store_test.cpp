@@ -102,7 +102,7 @@ TEST_F(OwnedStore, VerifiesACodeQuickly)
     VerifyBok(session, bok);
     const std::clock_t start = std::clock();
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
-    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC * 3 / 10);
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC * 3 / 10 * INSTRUMENTED_SLOWDOWN);
 }
 
 class Certificates : public CardTest
