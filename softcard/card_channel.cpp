@@ -12,7 +12,7 @@
 namespace softcard {
 namespace {
 
-constexpr const char* fileName = "channel";
+constexpr const char* channelFile = "channel";
 constexpr size_t markLength = 16;
 
 } // namespace
@@ -20,7 +20,7 @@ constexpr size_t markLength = 16;
 std::string ReadChannelMark(const std::filesystem::path& cardFolder)
 {
     try {
-        return ReadFile(cardFolder / fileName);
+        return ReadFile(cardFolder / channelFile);
     } catch (const std::system_error&) {
         return {};
     }
@@ -31,7 +31,7 @@ void BreakChannel(const std::filesystem::path& cardFolder)
     const FileLock lock = LockCard(cardFolder);
     std::vector<uint8_t> mark(markLength);
     Botan::AutoSeeded_RNG().randomize(mark.data(), mark.size());
-    WriteFileAtomically(cardFolder / fileName, Botan::hex_encode(mark, false));
+    WriteFileAtomically(cardFolder / channelFile, Botan::hex_encode(mark, false));
 }
 
 } // namespace softcard

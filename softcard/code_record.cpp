@@ -12,7 +12,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* fileName = "state.json";
+constexpr const char* stateFile = "state.json";
 
 Json ToJson(const CodeRecord& record)
 {
@@ -44,7 +44,7 @@ CodeRecord FromJson(const Json& json)
 
 CodeRecords ReadCodeRecords(const std::filesystem::path& cardFolder)
 {
-    const Json json = Json::parse(ReadFile(cardFolder / fileName));
+    const Json json = Json::parse(ReadFile(cardFolder / stateFile));
     return {FromJson(json.at("bok")), FromJson(json.at("pin")), FromJson(json.at("puk"))};
 }
 
@@ -52,7 +52,7 @@ void WriteCodeRecords(const std::filesystem::path& cardFolder, const CodeRecords
 {
     const Json json = {
         {"bok", ToJson(records.bok)}, {"pin", ToJson(records.pin)}, {"puk", ToJson(records.puk)}};
-    WriteFileAtomically(cardFolder / fileName, json.dump(4) + "\n");
+    WriteFileAtomically(cardFolder / stateFile, json.dump(4) + "\n");
 }
 
 } // namespace softcard

@@ -6,7 +6,6 @@ function(unit_test_program target)
     add_executable(${target})
     target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
     target_link_libraries(${target} PRIVATE pkcs11_core GTest::gtest_main tavrik_warnings)
-    tavrik_precompile(${target} <gtest/gtest.h>)
     if(ARGN)
         # The old kind of run path: the loader also follows it when a sanitizer makes the call for the program.
         set_target_properties(${target} PROPERTIES BUILD_RPATH "${ARGN}")

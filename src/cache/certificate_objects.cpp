@@ -2,6 +2,7 @@
 #include "cache/attribute_template.h"
 #include "cache/internal_cache.h"
 #include "crypto/certificate_accessor.h"
+#include "log/cryptoki_names.h"
 #include "log/logger.h"
 
 #include <botan/x509_dn.h>
@@ -117,11 +118,6 @@ void SetPublicKeyAttributes(PkcsObject& object, const Slot& slot, const std::str
         .AddBoolean(CKA_NEVER_EXTRACTABLE, false)
         .AddBytes(CKA_VERIFY, &verify, sizeof(verify));
     object.SetAttributes(attributes.Records(), attributes.Count());
-}
-
-unsigned long ForLog(CK_OBJECT_HANDLE handle)
-{
-    return handle;
 }
 
 } // namespace

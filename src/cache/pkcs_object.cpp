@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr char logFunction[] = "PkcsObject::FilterMatches";
+constexpr char filterFunction[] = "PkcsObject::FilterMatches";
 
 bool SameBytes(const HexBinary& first, const HexBinary& second)
 {
@@ -25,17 +25,12 @@ bool HasSameValue(const PkcsAttributes& attributes, const PkcsAttribute& require
     });
 }
 
-unsigned long ForLog(CK_ULONG number)
-{
-    return number;
-}
-
 void LogFilter(const PkcsAttributes& filter, CK_OBJECT_HANDLE objectHandle)
 {
     for (const auto& required : filter) {
-        LOG_LINE(LogLevel_Debug, logFunction, "Required attribute %s in object with handle 0x%lx",
+        LOG_LINE(LogLevel_Debug, filterFunction, "Required attribute %s in object with handle 0x%lx",
                  AttributeName(required->type), ForLog(objectHandle));
-        LOG_LINE(LogLevel_Debug, logFunction, "Required attribute value %s",
+        LOG_LINE(LogLevel_Debug, filterFunction, "Required attribute value %s",
                  required->value->ToHexString().c_str());
     }
 }
@@ -87,30 +82,30 @@ bool PkcsObject::FilterMatches(const PkcsAttributes& filter) const
         return true;
     }
     if (attributes.empty()) {
-        LOG_LINE(LogLevel_Debug, logFunction, "object 0x%lx has not attributes", ForLog(objectHandle));
+        LOG_LINE(LogLevel_Debug, filterFunction, "object 0x%lx has not attributes", ForLog(objectHandle));
         return false;
     }
     LogFilter(filter, objectHandle);
     for (const auto& required : filter) {
         if (FindAttribute(required->type) == nullptr) {
-            LOG_LINE(LogLevel_Debug, logFunction,
+            LOG_LINE(LogLevel_Debug, filterFunction,
                      "Filter does not match, attribute %s not found in object with handle 0x%lx",
                      AttributeName(required->type), ForLog(objectHandle));
             return false;
         }
         if (!HasSameValue(attributes, *required)) {
             LOG_LINE(
-                LogLevel_Debug, logFunction,
+                LogLevel_Debug, filterFunction,
                 "Filter does not match, attribute %s found in object but values are different, object handle "
                 "0x%lx",
                 AttributeName(required->type), ForLog(objectHandle));
-            LOG_LINE(LogLevel_Debug, logFunction, "Filter required template attribute value: %s",
+            LOG_LINE(LogLevel_Debug, filterFunction, "Filter required template attribute value: %s",
                      required->value->ToHexString().c_str());
             return false;
         }
-        LOG_LINE(LogLevel_Debug, logFunction, "Attribute: %lu found", ForLog(required->type));
+        LOG_LINE(LogLevel_Debug, filterFunction, "Attribute: %lu found", ForLog(required->type));
     }
-    LOG_LINE(LogLevel_Debug, logFunction, "Filter matches, all attributes found, object handle 0x%lx",
+    LOG_LINE(LogLevel_Debug, filterFunction, "Filter matches, all attributes found, object handle 0x%lx",
              ForLog(objectHandle));
     return true;
 }

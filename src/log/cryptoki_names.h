@@ -9,3 +9,9 @@ const char* ResultName(CK_RV result);
 
 // The CKA_ name of an attribute type, or "[%08Xh] UNKNOWN ATTRIBUTE" for a number without a name.
 const char* AttributeName(CK_ATTRIBUTE_TYPE type);
+
+// The number as the formats of the log take it, %lu and %lx; a CK_ULONG is narrower on some systems.
+inline unsigned long ForLog(CK_ULONG number)
+{
+    return number;
+}

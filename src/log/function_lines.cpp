@@ -11,7 +11,6 @@ void LogEntering(const char* function)
 CK_RV LogLeaving(const char* function, CK_RV result)
 {
     const LogLevel level = result == CKR_OK ? LogLevel_Debug : LogLevel_Error;
-    LOG_LINE(level, function, "PKCS11_FUNCTION_LEAVING, result %lx %s", static_cast<unsigned long>(result),
-             ResultName(result));
+    LOG_LINE(level, function, "PKCS11_FUNCTION_LEAVING, result %lx %s", ForLog(result), ResultName(result));
     return result;
 }

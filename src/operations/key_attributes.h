@@ -7,6 +7,8 @@
 #include <optional>
 #include <vector>
 
+inline constexpr uint32_t bitsPerByte = 8;
+
 // The bytes of the attribute; none when the key gives no value.
 std::vector<uint8_t> ReadBytes(const PkcsObject& key, CK_ATTRIBUTE_TYPE type);
 

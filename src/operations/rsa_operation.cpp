@@ -5,12 +5,6 @@
 #include "log/logger.h"
 #include "operations/key_attributes.h"
 
-namespace {
-
-constexpr uint32_t bitsPerByte = 8;
-
-} // namespace
-
 CK_RV RsaOperation::Begin(const RsaOperationKind& kind, CK_SESSION_HANDLE session,
                           const CK_MECHANISM* requested, CK_OBJECT_HANDLE key)
 {

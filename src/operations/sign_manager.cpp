@@ -16,7 +16,6 @@ namespace {
 constexpr char initFunction[] = "SignManager::Init";
 constexpr char signFunction[] = "SignManager::Sign";
 constexpr uint8_t octetStringTag = 4;
-constexpr uint32_t bitsPerByte = 8;
 
 // How a key wants to be handed what it signs.
 constexpr uint32_t rawKeyReference = 1;

@@ -3,6 +3,7 @@
 #include "cache/internal_cache.h"
 #include "log/cryptoki_names.h"
 #include "log/logger.h"
+#include "operations/key_attributes.h"
 #include "pkcs11/entry_frame.h"
 
 #include <algorithm>
@@ -11,12 +12,6 @@
 namespace {
 
 constexpr std::size_t requestTextSize = 1024;
-constexpr uint32_t bitsPerByte = 8;
-
-unsigned long ForLog(CK_ULONG number)
-{
-    return number;
-}
 
 // The first record of a type that points to a value; null when there is none.
 const CK_ATTRIBUTE* FindGiven(const CK_ATTRIBUTE* records, CK_ULONG count, CK_ATTRIBUTE_TYPE type)

@@ -1,15 +1,11 @@
 // The functions that open, close and describe sessions. A session holds its card: the card's transaction goes
 // on from the first session to the last.
 #include "cache/internal_cache.h"
+#include "log/cryptoki_names.h"
 #include "log/logger.h"
 #include "pkcs11/entry_frame.h"
 
 namespace {
-
-unsigned long ForLog(CK_ULONG number)
-{
-    return number;
-}
 
 // After a session of the token was removed: when it was the last, on both slots of the card, the login is
 // forgotten and the transaction ends.

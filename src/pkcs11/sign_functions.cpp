@@ -3,13 +3,13 @@
 #include "cache/session_records.h"
 #include "log/logger.h"
 #include "operations/code_verification.h"
+#include "operations/key_attributes.h"
 #include "pkcs11/entry_frame.h"
 #include "pkcs11/output.h"
 
 namespace {
 
 constexpr char signFunction[] = "C_Sign";
-constexpr uint32_t bitsPerByte = 8;
 
 // Sees to it that the signature PIN was verified, where the key wants it.
 CK_RV AuthoriseSignature(SignManager& manager, const Slot& slot, CardSession cardSession)

@@ -6,7 +6,7 @@
 namespace BlackBox {
 namespace {
 
-constexpr size_t length = 128; // of the modulus of test key 0
+constexpr size_t modulusLength = 128; // of the modulus of test key 0
 
 Bytes Hash(const Bytes& digestInfo)
 {
@@ -27,7 +27,7 @@ Bytes LongLength(uint8_t tag, const Bytes& content)
 Bytes BlockWithOnes(size_t ones, const Bytes& content, uint8_t filler)
 {
     const Bytes front = Bytes{0, 1} + Repeated(0xFF, ones) + Bytes{0} + content;
-    return front + Repeated(filler, length - front.size());
+    return front + Repeated(filler, modulusLength - front.size());
 }
 
 Bytes Changed(Bytes block, size_t position, uint8_t byte)
@@ -38,7 +38,7 @@ Bytes Changed(Bytes block, size_t position, uint8_t byte)
 
 Bytes Block(const Bytes& content)
 {
-    return SignatureBlock(length, content);
+    return SignatureBlock(modulusLength, content);
 }
 
 struct BadBlock
@@ -58,7 +58,7 @@ const std::vector<BadBlock> badBlocks{
     {"NoContent", [](const Bytes&) { return Block({}); }},
     {"HashWithOneByteChanged",
      [](const Bytes& data) {
-         return Changed(Block(data), length - 1, static_cast<uint8_t>(data.back() ^ 1U));
+         return Changed(Block(data), modulusLength - 1, static_cast<uint8_t>(data.back() ^ 1U));
      }},
     {"HashOneByteShort", [](const Bytes& data) { return Block(Bytes(data.begin(), data.end() - 1)); }},
     {"OtherHashIdentifier",
@@ -108,21 +108,23 @@ const std::vector<BadBlock> badBlocks{
     {"OneByteOfPadding", [](const Bytes& data) { return BlockWithOnes(1, data, 0); }},
     {"NoPadding", [](const Bytes& data) { return BlockWithOnes(0, data, 0); }},
     {"PaddingOneByteShort",
-     [](const Bytes& data) { return BlockWithOnes(length - 4 - data.size(), data, 0); }},
+     [](const Bytes& data) { return BlockWithOnes(modulusLength - 4 - data.size(), data, 0); }},
     {"PaddingWithAnotherByte", [](const Bytes& data) { return Changed(Block(data), 20, 0xFE); }},
     {"PaddingWithAZero", [](const Bytes& data) { return Changed(Block(data), 20, 0); }},
     {"FirstPaddingByteZero", [](const Bytes& data) { return Changed(Block(data), 2, 0); }},
     {"LastPaddingByteChanged",
-     [](const Bytes& data) { return Changed(Block(data), length - data.size() - 2, 0x7F); }},
-    {"NoSeparator", [](const Bytes& data) { return Changed(Block(data), length - data.size() - 1, 0xFF); }},
-    {"OtherSeparator", [](const Bytes& data) { return Changed(Block(data), length - data.size() - 1, 1); }},
+     [](const Bytes& data) { return Changed(Block(data), modulusLength - data.size() - 2, 0x7F); }},
+    {"NoSeparator",
+     [](const Bytes& data) { return Changed(Block(data), modulusLength - data.size() - 1, 0xFF); }},
+    {"OtherSeparator",
+     [](const Bytes& data) { return Changed(Block(data), modulusLength - data.size() - 1, 1); }},
     {"BlockTypeZero", [](const Bytes& data) { return Changed(Block(data), 1, 0); }},
     {"BlockTypeTwo", [](const Bytes& data) { return Changed(Block(data), 1, 2); }},
     {"FirstByteOne", [](const Bytes& data) { return Changed(Block(data), 0, 1); }},
-    {"PaddingOfZeros", [](const Bytes& data) { return Repeated(0, length - data.size()) + data; }},
+    {"PaddingOfZeros", [](const Bytes& data) { return Repeated(0, modulusLength - data.size()) + data; }},
     {"ContentFirst",
      [](const Bytes& data) {
-         return Bytes{0, 1} + data + Repeated(0xFF, length - 2 - data.size());
+         return Bytes{0, 1} + data + Repeated(0xFF, modulusLength - 2 - data.size());
      }},
 };
 
@@ -149,7 +151,7 @@ TEST_P(BadBlockTest, FailsTheFunction)
     const Botan::RSA_PrivateKey& key = Key();
     ASSERT_EQ(VerifyInit(session, CreateKey(session, key)), CKR_OK);
     const SignedData bad = SignBlock(key, GetParam().make);
-    ASSERT_EQ(GetParam().make(bad.data).size(), length);
+    ASSERT_EQ(GetParam().make(bad.data).size(), modulusLength);
     EXPECT_EQ(Verify(session, bad), CKR_FUNCTION_FAILED);
     EXPECT_EQ(Verify(session, SignWell(key)), CKR_OK);
 }
@@ -216,7 +218,7 @@ TEST_F(BadSignatureTest, ThatIsASpecialNumberFailsTheFunction)
 TEST_F(BadSignatureTest, ThatIsTheBlockItselfFailsTheFunction)
 {
     const CK_SESSION_HANDLE session = StartVerifying();
-    const Bytes block = SignatureBlock(length, good.data);
+    const Bytes block = SignatureBlock(modulusLength, good.data);
     EXPECT_EQ(Verify(session, good.data, Bytes(block.begin() + 1, block.end())), CKR_FUNCTION_FAILED);
 }
 
@@ -226,7 +228,7 @@ TEST_F(BadSignatureTest, WithFewerThanEightOnesFailsTheFunction)
     const CK_SESSION_HANDLE session = StartVerifying();
     for (const size_t count : {117U, 118U, 124U, 125U}) {
         const Bytes data = Counting(count, 9);
-        const Bytes signature = PrivateOperation(TestKey(0), SignatureBlock(length, data));
+        const Bytes signature = PrivateOperation(TestKey(0), SignatureBlock(modulusLength, data));
         const CK_RV judged = count == 117 ? CKR_OK : CKR_FUNCTION_FAILED;
         EXPECT_EQ(Verify(session, data, signature), signature.front() == 0 ? CKR_ARGUMENTS_BAD : judged)
             << count;

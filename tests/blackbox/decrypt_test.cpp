@@ -9,21 +9,12 @@ namespace {
 constexpr CK_OBJECT_HANDLE ordinaryKey = firstPrivateKey + 1; // of CertifiedCard, test key 1
 constexpr size_t keyLength = 128;
 
-const std::string initLine = "DBG DecryptionManager::Init: DecryptionManager::Init ";
-const std::string lengthLine = "DBG DecryptionManager::GetLength: DecryptionManager::GetLength going to "
-                               "retrieve CKA_MODULUS_BITS attribute";
+const std::string decryptInitLine = "DBG DecryptionManager::Init: DecryptionManager::Init ";
+const std::string decryptLengthLine =
+    "DBG DecryptionManager::GetLength: DecryptionManager::GetLength going to "
+    "retrieve CKA_MODULUS_BITS attribute";
 const std::string noCertificateLine = "DBG DecryptionManager::Decrypt: DecryptionManager::Decrypt cannot "
                                       "find certificate to private key handle";
-
-Texts InitFrame(const Texts& inside)
-{
-    return Texts{EnteringLine("C_DecryptInit")} + inside + Texts{LeavingLine("C_DecryptInit", "0 CKR_OK")};
-}
-
-Texts DecryptFrame(const Texts& inside, const std::string& result)
-{
-    return Texts{EnteringLine("C_Decrypt")} + inside + Texts{LeavingLine("C_Decrypt", result)};
-}
 
 Texts ManagerLeaves(const std::string& result)
 {
@@ -222,8 +213,9 @@ TEST_F(DecryptTest, KeyWithoutACertificateFailsTheFunctionAndLogsWhy)
     log.Forget();
     script->ForgetCalls();
     EXPECT_EQ(Decrypt(session, encrypted), Failed(CKR_FUNCTION_FAILED));
-    EXPECT_EQ(log.Take(), DecryptFrame(Texts{noCertificateLine} + ManagerLeaves("60 CKR_KEY_HANDLE_INVALID"),
-                                       "6 CKR_FUNCTION_FAILED"));
+    EXPECT_EQ(log.Take(),
+              Framed("C_Decrypt", Texts{noCertificateLine} + ManagerLeaves("60 CKR_KEY_HANDLE_INVALID"),
+                     "6 CKR_FUNCTION_FAILED"));
     EXPECT_EQ(TakeCalls(), Texts{});
     EXPECT_EQ(DecryptLength(session).length, keyLength);
 }
@@ -352,9 +344,9 @@ TEST_F(DecryptTest, InitLogsWhatItFindsAndItsLeavingLine)
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard(), ordinarySlot);
     log.Forget();
     EXPECT_EQ(DecryptInit(session, ordinaryKey), CKR_OK);
-    EXPECT_EQ(log.Take(),
-              InitFrame({initLine + "private key found", initLine + "private key has Decrypt attribute",
-                         LeavingLine("DecryptionManager::Init", "0 CKR_OK")}));
+    EXPECT_EQ(log.Take(), Framed("C_DecryptInit", {decryptInitLine + "private key found",
+                                                   decryptInitLine + "private key has Decrypt attribute",
+                                                   LeavingLine("DecryptionManager::Init", "0 CKR_OK")}));
 }
 
 TEST_F(DecryptTest, InitLogsTheRefusalsThatItDoesNotAnswer)
@@ -364,16 +356,17 @@ TEST_F(DecryptTest, InitLogsTheRefusalsThatItDoesNotAnswer)
     const std::string manager = "DecryptionManager::Init";
     log.Forget();
     DecryptInit(session, 99, CKM_SHA_1);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine(manager, "70 CKR_MECHANISM_INVALID")}));
+    EXPECT_EQ(log.Take(), Framed("C_DecryptInit", {LeavingLine(manager, "70 CKR_MECHANISM_INVALID")}));
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 4};
     f->C_DecryptInit(session, &mechanism, 99);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine(manager, "71 CKR_MECHANISM_PARAM_INVALID")}));
+    EXPECT_EQ(log.Take(), Framed("C_DecryptInit", {LeavingLine(manager, "71 CKR_MECHANISM_PARAM_INVALID")}));
     DecryptInit(session, 99);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine(manager, "60 CKR_KEY_HANDLE_INVALID")}));
+    EXPECT_EQ(log.Take(), Framed("C_DecryptInit", {LeavingLine(manager, "60 CKR_KEY_HANDLE_INVALID")}));
     DecryptInit(session, firstCertificate);
-    EXPECT_EQ(log.Take(), InitFrame({initLine + "private key found",
-                                     initLine + "private key has no Decrypt attribute set",
-                                     LeavingLine(manager, "68 CKR_KEY_FUNCTION_NOT_PERMITTED")}));
+    EXPECT_EQ(log.Take(),
+              Framed("C_DecryptInit", {decryptInitLine + "private key found",
+                                       decryptInitLine + "private key has no Decrypt attribute set",
+                                       LeavingLine(manager, "68 CKR_KEY_FUNCTION_NOT_PERMITTED")}));
 }
 
 TEST_F(DecryptTest, DecryptLogsItsManagersLeavingLine)
@@ -382,12 +375,13 @@ TEST_F(DecryptTest, DecryptLogsItsManagersLeavingLine)
     const CK_SESSION_HANDLE session = StartDecrypting();
     log.Forget();
     DecryptLength(session);
-    EXPECT_EQ(log.Take(), DecryptFrame({lengthLine}, "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Decrypt", {decryptLengthLine}, "0 CKR_OK"));
     Decrypt(session, encrypted);
-    EXPECT_EQ(log.Take(), DecryptFrame(ManagerLeaves("0 CKR_OK"), "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Decrypt", ManagerLeaves("0 CKR_OK"), "0 CKR_OK"));
     script->Next("ES_DecryptData", {.status = anyOtherStatus});
     Decrypt(session, encrypted);
-    EXPECT_EQ(log.Take(), DecryptFrame(ManagerLeaves("6 CKR_FUNCTION_FAILED"), "6 CKR_FUNCTION_FAILED"));
+    EXPECT_EQ(log.Take(),
+              Framed("C_Decrypt", ManagerLeaves("6 CKR_FUNCTION_FAILED"), "6 CKR_FUNCTION_FAILED"));
 }
 
 TEST_F(DecryptTest, RefusalsBeforeTheManagerLogTheFrameOnly)
@@ -396,13 +390,13 @@ TEST_F(DecryptTest, RefusalsBeforeTheManagerLogTheFrameOnly)
     const CK_SESSION_HANDLE session = StartSession();
     log.Forget();
     Decrypt(99, {});
-    EXPECT_EQ(log.Take(), DecryptFrame({}, "b3 CKR_SESSION_HANDLE_INVALID"));
+    EXPECT_EQ(log.Take(), Framed("C_Decrypt", {}, "b3 CKR_SESSION_HANDLE_INVALID"));
     Decrypt(session, {});
-    EXPECT_EQ(log.Take(), DecryptFrame({}, "91 CKR_OPERATION_NOT_INITIALIZED"));
+    EXPECT_EQ(log.Take(), Framed("C_Decrypt", {}, "91 CKR_OPERATION_NOT_INITIALIZED"));
     DecryptInit(session, 99);
     log.Forget();
     DecryptLength(session);
-    EXPECT_EQ(log.Take(), DecryptFrame({lengthLine}, "6 CKR_FUNCTION_FAILED"));
+    EXPECT_EQ(log.Take(), Framed("C_Decrypt", {decryptLengthLine}, "6 CKR_FUNCTION_FAILED"));
 }
 
 } // namespace

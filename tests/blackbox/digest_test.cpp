@@ -13,16 +13,6 @@ namespace {
 
 constexpr CK_MECHANISM_TYPE md5 = 0x210;
 
-Texts DigestFrame(const Texts& inside, const std::string& result)
-{
-    return Texts{EnteringLine("C_Digest")} + inside + Texts{LeavingLine("C_Digest", result)};
-}
-
-Texts InitFrame(const Texts& inside)
-{
-    return Texts{EnteringLine("C_DigestInit")} + inside + Texts{LeavingLine("C_DigestInit", "0 CKR_OK")};
-}
-
 Result HashedBy(const std::string& hash, const Bytes& data)
 {
     const auto function = Botan::HashFunction::create_or_throw(hash);
@@ -269,17 +259,18 @@ TEST_F(DigestTest, LogHasTheManagersLinesBetweenThoseOfTheFrame)
     const CK_SESSION_HANDLE session = StartSession();
     log.Forget();
     DigestInit(session, CKM_SHA256);
-    EXPECT_EQ(log.Take(), InitFrame({}));
+    EXPECT_EQ(log.Take(), Framed("C_DigestInit", {}));
     DigestLength(session);
-    EXPECT_EQ(log.Take(), DigestFrame({}, "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Digest", {}, "0 CKR_OK"));
     Digest(session, Counting(3));
-    EXPECT_EQ(log.Take(), DigestFrame({LeavingLine("DigestManager::Digest", "0 CKR_OK")}, "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Digest", {LeavingLine("DigestManager::Digest", "0 CKR_OK")}, "0 CKR_OK"));
     DigestInit(session, md5);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine("DigestManager::Init", "70 CKR_MECHANISM_INVALID")}));
+    EXPECT_EQ(log.Take(),
+              Framed("C_DigestInit", {LeavingLine("DigestManager::Init", "70 CKR_MECHANISM_INVALID")}));
     Digest(session, Counting(3));
-    EXPECT_EQ(log.Take(), DigestFrame({}, "91 CKR_OPERATION_NOT_INITIALIZED"));
+    EXPECT_EQ(log.Take(), Framed("C_Digest", {}, "91 CKR_OPERATION_NOT_INITIALIZED"));
     Digest(99, Counting(3));
-    EXPECT_EQ(log.Take(), DigestFrame({}, "b3 CKR_SESSION_HANDLE_INVALID"));
+    EXPECT_EQ(log.Take(), Framed("C_Digest", {}, "b3 CKR_SESSION_HANDLE_INVALID"));
 }
 
 } // namespace

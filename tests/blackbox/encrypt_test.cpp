@@ -10,24 +10,17 @@
 namespace BlackBox {
 namespace {
 
-const std::string initLine = "DBG EncryptionManager::Init: EncryptionManager::Init ";
-const std::string lengthLine = "DBG EncryptionManager::GetLength: EncryptionManager::GetLength going to "
-                               "retrieve CKA_MODULUS_BITS attribute";
-
-Texts InitFrame(const Texts& inside)
-{
-    return Texts{EnteringLine("C_EncryptInit")} + inside + Texts{LeavingLine("C_EncryptInit", "0 CKR_OK")};
-}
-
-Texts EncryptFrame(const Texts& inside, const std::string& result)
-{
-    return Texts{EnteringLine("C_Encrypt")} + inside + Texts{LeavingLine("C_Encrypt", result)};
-}
+const std::string encryptInitLine = "DBG EncryptionManager::Init: EncryptionManager::Init ";
+const std::string encryptLengthLine =
+    "DBG EncryptionManager::GetLength: EncryptionManager::GetLength going to "
+    "retrieve CKA_MODULUS_BITS attribute";
 
 // An encryption that gets as far as the manager and ends there with this result.
 Texts EncryptLines(const std::string& result)
 {
-    return EncryptFrame({lengthLine, lengthLine, LeavingLine("EncryptionManager::Encrypt", result)}, result);
+    return Framed("C_Encrypt",
+                  {encryptLengthLine, encryptLengthLine, LeavingLine("EncryptionManager::Encrypt", result)},
+                  result);
 }
 
 class EncryptTest : public CryptoTest
@@ -392,8 +385,8 @@ TEST_F(EncryptTest, InitLogsWhatItFindsAndNoLeavingLineOfItsOwn)
     const CK_OBJECT_HANDLE key = CreateKey(session, TestKey(3));
     log.Forget();
     EXPECT_EQ(EncryptInit(session, key), CKR_OK);
-    EXPECT_EQ(log.Take(),
-              InitFrame({initLine + "private key found", initLine + "private key has Encrypt attribute"}));
+    EXPECT_EQ(log.Take(), Framed("C_EncryptInit", {encryptInitLine + "private key found",
+                                                   encryptInitLine + "private key has Encrypt attribute"}));
 }
 
 TEST_F(EncryptTest, InitLogsTheRefusalsThatItDoesNotAnswer)
@@ -403,16 +396,17 @@ TEST_F(EncryptTest, InitLogsTheRefusalsThatItDoesNotAnswer)
     const std::string manager = "EncryptionManager::Init";
     log.Forget();
     EncryptInit(session, 99, CKM_SHA_1);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine(manager, "70 CKR_MECHANISM_INVALID")}));
+    EXPECT_EQ(log.Take(), Framed("C_EncryptInit", {LeavingLine(manager, "70 CKR_MECHANISM_INVALID")}));
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 4};
     f->C_EncryptInit(session, &mechanism, 99);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine(manager, "71 CKR_MECHANISM_PARAM_INVALID")}));
+    EXPECT_EQ(log.Take(), Framed("C_EncryptInit", {LeavingLine(manager, "71 CKR_MECHANISM_PARAM_INVALID")}));
     EncryptInit(session, 99);
-    EXPECT_EQ(log.Take(), InitFrame({LeavingLine(manager, "60 CKR_KEY_HANDLE_INVALID")}));
+    EXPECT_EQ(log.Take(), Framed("C_EncryptInit", {LeavingLine(manager, "60 CKR_KEY_HANDLE_INVALID")}));
     EncryptInit(session, firstCertificate);
-    EXPECT_EQ(log.Take(), InitFrame({initLine + "private key found",
-                                     initLine + "private key has no Encrypt attribute set",
-                                     LeavingLine(manager, "68 CKR_KEY_FUNCTION_NOT_PERMITTED")}));
+    EXPECT_EQ(log.Take(),
+              Framed("C_EncryptInit", {encryptInitLine + "private key found",
+                                       encryptInitLine + "private key has no Encrypt attribute set",
+                                       LeavingLine(manager, "68 CKR_KEY_FUNCTION_NOT_PERMITTED")}));
 }
 
 TEST_F(EncryptTest, EncryptLogsBothLooksAtTheLength)
@@ -421,7 +415,7 @@ TEST_F(EncryptTest, EncryptLogsBothLooksAtTheLength)
     const CK_SESSION_HANDLE session = StartEncrypting();
     log.Forget();
     EncryptLength(session);
-    EXPECT_EQ(log.Take(), EncryptFrame({lengthLine}, "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Encrypt", {encryptLengthLine}, "0 CKR_OK"));
     Encrypt(session, Counting(5));
     EXPECT_EQ(log.Take(), EncryptLines("0 CKR_OK"));
     Encrypt(session, Counting(246));
@@ -434,13 +428,13 @@ TEST_F(EncryptTest, RefusalsBeforeTheManagerLogTheFrameOnly)
     const CK_SESSION_HANDLE session = StartSession();
     log.Forget();
     Encrypt(99, {});
-    EXPECT_EQ(log.Take(), EncryptFrame({}, "b3 CKR_SESSION_HANDLE_INVALID"));
+    EXPECT_EQ(log.Take(), Framed("C_Encrypt", {}, "b3 CKR_SESSION_HANDLE_INVALID"));
     Encrypt(session, {});
-    EXPECT_EQ(log.Take(), EncryptFrame({}, "91 CKR_OPERATION_NOT_INITIALIZED"));
+    EXPECT_EQ(log.Take(), Framed("C_Encrypt", {}, "91 CKR_OPERATION_NOT_INITIALIZED"));
     EncryptInit(session, 99);
     log.Forget();
     EncryptLength(session);
-    EXPECT_EQ(log.Take(), EncryptFrame({lengthLine}, "6 CKR_FUNCTION_FAILED"));
+    EXPECT_EQ(log.Take(), Framed("C_Encrypt", {encryptLengthLine}, "6 CKR_FUNCTION_FAILED"));
     Encrypt(session, {});
     EXPECT_EQ(log.Take(), EncryptLines("6 CKR_FUNCTION_FAILED"));
 }

@@ -14,7 +14,8 @@ std::filesystem::path LibraryFile()
 }
 
 // How the types of the exported members read.
-const std::string text = "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
+const std::string stringType =
+    "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >";
 const std::string bytes = "std::vector<unsigned char, std::allocator<unsigned char> >";
 const std::string guardedBytes = "std::vector<unsigned char, Botan::secure_allocator<unsigned char> >";
 const std::string space = "Zelmo::Crypto::";
@@ -38,8 +39,8 @@ const std::vector<ExportedClass> cryptoClasses{
     {"SHA384", {}, {}, true},
     {"SHA512", {}, {}, true},
     {"RSA",
-     {privateKey + ", " + text, publicKey + ", " + text},
-     {"Sign(" + hex + ")", "Verify(" + hex + ", " + hex + ")", "GetSignerMode(" + text + ")"}},
+     {privateKey + ", " + stringType, publicKey + ", " + stringType},
+     {"Sign(" + hex + ")", "Verify(" + hex + ", " + hex + ")", "GetSignerMode(" + stringType + ")"}},
     {"RSAPrivKey",
      {"", "int", hex + ", " + hex + ", " + hex},
      {"GetBotanPrivateKey() const", "GetPublicKey() const", "SetPublicKey(" + publicKey + ")",
@@ -47,12 +48,14 @@ const std::vector<ExportedClass> cryptoClasses{
     {"RSAPubKey",
      {"", "Botan::AlgorithmIdentifier const*, " + bytes, bytes + ", " + bytes},
      {"GetBotanPublicKey() const", "Get_N() const", "Get_E() const", "SetModulus(" + hex + ")"}},
-    {"RsaSigner", {privateKey + ", " + text}, {"Sign(" + hex + ")"}},
+    {"RsaSigner", {privateKey + ", " + stringType}, {"Sign(" + hex + ")"}},
     {"RsaVerifier",
-     {privateKey + ", " + text, publicKey + ", " + text},
+     {privateKey + ", " + stringType, publicKey + ", " + stringType},
      {"Verify(" + bytes + ", " + bytes + ")"}},
-    {"RsaEncryptor", {privateKey + ", " + text, publicKey + ", " + text}, {"Encrypt(" + bytes + ")"}},
-    {"RsaDecryptor", {privateKey + ", " + text}, {"Decrypt(" + hex + ")"}}};
+    {"RsaEncryptor",
+     {privateKey + ", " + stringType, publicKey + ", " + stringType},
+     {"Encrypt(" + bytes + ")"}},
+    {"RsaDecryptor", {privateKey + ", " + stringType}, {"Decrypt(" + hex + ")"}}};
 
 // "prefix" + "name(arguments)".
 std::string Call(const std::string& prefix, const std::string& name, const std::string& arguments)
@@ -87,11 +90,11 @@ std::set<std::string> ClassSymbols()
 {
     std::set<std::string> names{"vtable for HexBinary", "typeinfo for HexBinary",
                                 "typeinfo name for HexBinary"};
-    for (const std::string& member :
-         Texts{"HexBinary(int)", "HexBinary(unsigned char const*, int, bool)", "HexBinary(" + text + ")",
-               "~HexBinary()", "ToHexString[abi:cxx11]() const", "Append(" + hex + ")",
-               "ToByteVector(" + bytes + "&) const", "ToByteVector(" + guardedBytes + "&) const",
-               "FromByteVector(" + bytes + "&)", "Compare(HexBinary const*, HexBinary const*)"}) {
+    for (const std::string& member : Texts{
+             "HexBinary(int)", "HexBinary(unsigned char const*, int, bool)", "HexBinary(" + stringType + ")",
+             "~HexBinary()", "ToHexString[abi:cxx11]() const", "Append(" + hex + ")",
+             "ToByteVector(" + bytes + "&) const", "ToByteVector(" + guardedBytes + "&) const",
+             "FromByteVector(" + bytes + "&)", "Compare(HexBinary const*, HexBinary const*)"}) {
         names.insert("HexBinary::" + member);
     }
     for (const ExportedClass& exported : cryptoClasses) {

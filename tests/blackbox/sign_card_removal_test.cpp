@@ -57,11 +57,12 @@ TEST_F(SignCardRemovalTest, LinesOfThatFailureAreThoseOfAnyOther)
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_FAILED));
     EXPECT_EQ(log.TakeOf("C_Sign"),
-              SignFrame(Texts{"DBG C_Sign: SignManager isLogged is set to false"} + KeyboardLines() +
-                            Texts{"DBG C_Sign: signManager.isLogged set to true",
-                                  "DBG C_Sign: SignManager going to sign data",
-                                  "DBG C_Sign: signManager.isLogged set to false"},
-                        "6 CKR_FUNCTION_FAILED"));
+              Framed("C_Sign",
+                     Texts{"DBG C_Sign: SignManager isLogged is set to false"} + KeyboardLines() +
+                         Texts{"DBG C_Sign: signManager.isLogged set to true",
+                               "DBG C_Sign: SignManager going to sign data",
+                               "DBG C_Sign: signManager.isLogged set to false"},
+                     "6 CKR_FUNCTION_FAILED"));
 }
 
 TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardKeepsACancelOrRefusal)

@@ -46,9 +46,9 @@ Texts EndOfSignLines()
             "DBG SignManager::Reset: SignManager::Reset end"};
 }
 
-Texts SignFrame(const Texts& inside, const std::string& result)
+Texts Framed(const std::string& function, const Texts& inside, const std::string& result)
 {
-    return Texts{EnteringLine("C_Sign")} + inside + Texts{LeavingLine("C_Sign", result)};
+    return Texts{EnteringLine(function)} + inside + Texts{LeavingLine(function, result)};
 }
 
 VerifyResult Verified()

@@ -20,7 +20,7 @@ Texts KeyboardLines();
 Texts QualifiedSignLines(const Bytes& data);
 Texts OrdinarySignLines();
 Texts EndOfSignLines(); // isLogged cleared, manager reset
-Texts SignFrame(const Texts& inside, const std::string& result);
+Texts Framed(const std::string& function, const Texts& inside, const std::string& result = "0 CKR_OK");
 
 VerifyResult Verified();                    // accepted
 VerifyResult NotVerified(uint32_t status);  // refused, with this state of the code

@@ -34,9 +34,10 @@ TEST_F(SignPinTest, KeyboardAndSignatureAreLoggedStepByStep)
     ASSERT_EQ(SignInit(session), CKR_OK);
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), SignedByDefault());
-    EXPECT_EQ(log.Take(), SignFrame(keyboardOpens + KeyboardLines() + Texts{loggedInLine} +
-                                        QualifiedSignLines(hash) + EndOfSignLines(),
-                                    "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign",
+                                 keyboardOpens + KeyboardLines() + Texts{loggedInLine} +
+                                     QualifiedSignLines(hash) + EndOfSignLines(),
+                                 "0 CKR_OK"));
 }
 
 TEST_F(SignPinTest, WrongPinBringsTheKeyboardBackUntilItIsRight)
@@ -54,9 +55,10 @@ TEST_F(SignPinTest, WrongPinBringsTheKeyboardBackUntilItIsRight)
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), SignedByDefault());
     EXPECT_EQ(TakeCalls(), calls + Texts({openKeyboard, SignCall("QES", hash)}));
-    EXPECT_EQ(log.Take(), SignFrame(keyboardOpens + keyboards + KeyboardLines() + Texts{loggedInLine} +
-                                        QualifiedSignLines(hash) + EndOfSignLines(),
-                                    "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign",
+                                 keyboardOpens + keyboards + KeyboardLines() + Texts{loggedInLine} +
+                                     QualifiedSignLines(hash) + EndOfSignLines(),
+                                 "0 CKR_OK"));
 }
 
 TEST_F(SignPinTest, RecordIsSetUpOnceForAllTries)
@@ -91,7 +93,7 @@ TEST_F(SignPinTest, CancelLeavesTheOperationActiveAndTheSignatureCanBeRepeated)
     script->Next("QES_VerifyPin", {.status = userInputError});
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_CANCELED));
-    EXPECT_EQ(log.Take(), SignFrame(keyboardOpens + KeyboardLines(), "50 CKR_FUNCTION_CANCELED"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign", keyboardOpens + KeyboardLines(), "50 CKR_FUNCTION_CANCELED"));
     EXPECT_EQ(TakeCalls(), Texts{openKeyboard});
     ExpectActive(session);
     EXPECT_EQ(Sign(session, digestInfo), SignedByDefault());
@@ -140,7 +142,7 @@ TEST_F(SignPinTest, RefusedPinIsLoggedByItsFrameOnly)
     script->Next("QES_VerifyPin", {.verify = NotVerified(5)});
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_PIN_LOCKED));
-    EXPECT_EQ(log.Take(), SignFrame(keyboardOpens + KeyboardLines(), "a4 CKR_PIN_LOCKED"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign", keyboardOpens + KeyboardLines(), "a4 CKR_PIN_LOCKED"));
 }
 
 TEST_F(SignPinTest, AcceptedRecordCountsWhateverTheCallReturned)
@@ -178,9 +180,10 @@ TEST_F(SignPinTest, OrdinarySlotOpensNoKeyboard)
     ASSERT_EQ(SignInit(session, key), CKR_OK);
     log.Forget();
     EXPECT_EQ(Sign(session, Counting(5)), SignedByDefault());
-    EXPECT_EQ(log.Take(), SignFrame(Texts{"DBG C_Sign: SignManager isLogged is set to true"} +
-                                        OrdinarySignLines() + EndOfSignLines(),
-                                    "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign",
+                                 Texts{"DBG C_Sign: SignManager isLogged is set to true"} +
+                                     OrdinarySignLines() + EndOfSignLines(),
+                                 "0 CKR_OK"));
     EXPECT_EQ(TakeCalls(), Texts{SignCall("ES", Counting(5))});
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK) << "the authorisation was used up here too";
 }

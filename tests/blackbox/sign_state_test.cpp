@@ -8,15 +8,10 @@ namespace {
 
 using SignStateTest = SigningTest;
 
-const std::string initLine = "DBG SignManager::Init: SignManager::Init ";
-const Texts initBegin{initLine + "called", "DBG SignManager::Reset: SignManager::Reset called",
+const std::string signInitLine = "DBG SignManager::Init: SignManager::Init ";
+const Texts initBegin{signInitLine + "called", "DBG SignManager::Reset: SignManager::Reset called",
                       "DBG SignManager::Reset: SignManager::Reset end",
-                      initLine + "going to retrieve private key"};
-
-Texts InitFrame(const Texts& inside, const std::string& result)
-{
-    return Texts{EnteringLine("C_SignInit")} + inside + Texts{LeavingLine("C_SignInit", result)};
-}
+                      signInitLine + "going to retrieve private key"};
 
 TEST_F(SignStateTest, BothFunctionsBeforeTheStartAreRefused)
 {
@@ -64,12 +59,13 @@ TEST_F(SignStateTest, InitLogsEachOfItsStepsAndAsksTheCardNothing)
     log.Forget();
     EXPECT_EQ(SignInit(session), CKR_OK);
     EXPECT_EQ(log.Take(),
-              InitFrame(initBegin + Texts{initLine + "private key found",
-                                          initLine + "going to retrieve CKA_SIGN attribute",
-                                          initLine + "going to retrieve CKA_MODULUS_BITS attribute",
-                                          initLine + "going to retrieve "
-                                                     "CKA_ALWAYS_AUTHENTICATE attribute"},
-                        "0 CKR_OK"));
+              Framed("C_SignInit",
+                     initBegin + Texts{signInitLine + "private key found",
+                                       signInitLine + "going to retrieve CKA_SIGN attribute",
+                                       signInitLine + "going to retrieve CKA_MODULUS_BITS attribute",
+                                       signInitLine + "going to retrieve "
+                                                      "CKA_ALWAYS_AUTHENTICATE attribute"},
+                     "0 CKR_OK"));
     EXPECT_EQ(TakeCalls(), Texts{});
 }
 
@@ -80,8 +76,9 @@ TEST_F(SignStateTest, UnknownKeyIsRefusedBeforeTheMechanismIsRead)
     log.Forget();
     EXPECT_EQ(f->C_SignInit(session, nullptr, 99), CKR_KEY_HANDLE_INVALID);
     EXPECT_EQ(log.Take(),
-              InitFrame(initBegin + Texts{LeavingLine("SignManager::Init", "60 CKR_KEY_HANDLE_INVALID")},
-                        "60 CKR_KEY_HANDLE_INVALID"));
+              Framed("C_SignInit",
+                     initBegin + Texts{LeavingLine("SignManager::Init", "60 CKR_KEY_HANDLE_INVALID")},
+                     "60 CKR_KEY_HANDLE_INVALID"));
     ExpectIdle(session);
     EXPECT_EQ(SignInit(session), CKR_OK);
 }
@@ -93,9 +90,10 @@ TEST_F(SignStateTest, MechanismIsRefusedBehindTheKey)
     log.Forget();
     EXPECT_EQ(SignInit(session, firstPrivateKey, CKM_ECDSA), CKR_MECHANISM_INVALID);
     EXPECT_EQ(log.Take(),
-              InitFrame(initBegin + Texts{initLine + "private key found",
-                                          LeavingLine("SignManager::Init", "70 CKR_MECHANISM_INVALID")},
-                        "70 CKR_MECHANISM_INVALID"));
+              Framed("C_SignInit",
+                     initBegin + Texts{signInitLine + "private key found",
+                                       LeavingLine("SignManager::Init", "70 CKR_MECHANISM_INVALID")},
+                     "70 CKR_MECHANISM_INVALID"));
     ExpectIdle(session);
     EXPECT_EQ(InitAndSign(session, digestInfo), SignedByDefault());
 }
@@ -106,11 +104,12 @@ TEST_F(SignStateTest, KeyThatMayNotSignIsRefusedLast)
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     log.Forget();
     EXPECT_EQ(SignInit(session, firstCertificate), CKR_KEY_FUNCTION_NOT_PERMITTED);
-    EXPECT_EQ(log.Take(), InitFrame(initBegin + Texts{initLine + "private key found",
-                                                      initLine + "going to retrieve CKA_SIGN attribute",
-                                                      LeavingLine("SignManager::Init",
-                                                                  "68 CKR_KEY_FUNCTION_NOT_PERMITTED")},
-                                    "68 CKR_KEY_FUNCTION_NOT_PERMITTED"));
+    EXPECT_EQ(log.Take(),
+              Framed("C_SignInit",
+                     initBegin + Texts{signInitLine + "private key found",
+                                       signInitLine + "going to retrieve CKA_SIGN attribute",
+                                       LeavingLine("SignManager::Init", "68 CKR_KEY_FUNCTION_NOT_PERMITTED")},
+                     "68 CKR_KEY_FUNCTION_NOT_PERMITTED"));
     ExpectIdle(session);
 }
 
@@ -121,7 +120,7 @@ TEST_F(SignStateTest, SecondInitIsRefusedBeforeKeyAndMechanismAndTheFirstStaysGo
     ASSERT_EQ(SignInit(session), CKR_OK);
     log.Forget();
     EXPECT_EQ(f->C_SignInit(session, nullptr, 99), CKR_OPERATION_ACTIVE);
-    EXPECT_EQ(log.Take(), InitFrame({}, "90 CKR_OPERATION_ACTIVE"));
+    EXPECT_EQ(log.Take(), Framed("C_SignInit", {}, "90 CKR_OPERATION_ACTIVE"));
     EXPECT_EQ(SignInit(session, firstPrivateKey + 1), CKR_OPERATION_ACTIVE);
     EXPECT_EQ(Sign(session, digestInfo), SignedByDefault());
     EXPECT_EQ(TakeCalls(), (Texts{openKeyboard, SignCall("QES", hash)})) << "with the first key";
@@ -133,7 +132,7 @@ TEST_F(SignStateTest, SignWithoutAnInitIsRefusedAlsoForTheLength)
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_OPERATION_NOT_INITIALIZED));
-    EXPECT_EQ(log.Take(), SignFrame({}, "91 CKR_OPERATION_NOT_INITIALIZED"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign", {}, "91 CKR_OPERATION_NOT_INITIALIZED"));
     ExpectIdle(session);
     EXPECT_EQ(f->C_Sign(session, nullptr, 0, nullptr, nullptr), CKR_OPERATION_NOT_INITIALIZED);
     EXPECT_EQ(TakeCalls(), Texts{});
@@ -148,7 +147,7 @@ TEST_F(SignStateTest, LengthQueryStaysActiveAndReadsNoData)
     CK_ULONG length = untouchedLength;
     EXPECT_EQ(f->C_Sign(session, nullptr, 77, nullptr, &length), CKR_OK);
     EXPECT_EQ(length, 128U);
-    EXPECT_EQ(log.Take(), SignFrame({}, "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign", {}, "0 CKR_OK"));
     EXPECT_EQ(TakeCalls(), Texts{});
     ExpectActive(session);
     EXPECT_EQ(Sign(session, digestInfo), SignedByDefault());

@@ -133,10 +133,11 @@ TEST_F(SignTest, WhatIsNoDigestInfoFailsWithSevenInTheLog)
         ASSERT_EQ(SignInit(session), CKR_OK);
         log.Forget();
         EXPECT_EQ(Sign(session, data), Failed(CKR_FUNCTION_FAILED)) << UpperHex(data);
-        EXPECT_EQ(log.Take(), SignFrame(Texts{"DBG C_Sign: SignManager going to sign data",
-                                              LeavingLine("SignManager::Sign", "7 CKR_ARGUMENTS_BAD")} +
-                                            EndOfSignLines(),
-                                        "6 CKR_FUNCTION_FAILED"))
+        EXPECT_EQ(log.Take(), Framed("C_Sign",
+                                     Texts{"DBG C_Sign: SignManager going to sign data",
+                                           LeavingLine("SignManager::Sign", "7 CKR_ARGUMENTS_BAD")} +
+                                         EndOfSignLines(),
+                                     "6 CKR_FUNCTION_FAILED"))
             << UpperHex(data);
         ExpectIdle(session);
     }
@@ -150,10 +151,11 @@ TEST_F(SignTest, WrongHashLengthShowsSevenInTheLogToo)
     ASSERT_EQ(SignInit(session), CKR_OK);
     log.Forget();
     EXPECT_EQ(Sign(session, DigestInfo(Counting(20))), Failed(CKR_FUNCTION_FAILED));
-    EXPECT_EQ(log.Take(), SignFrame(Texts{"DBG C_Sign: SignManager going to sign data",
-                                          LeavingLine("SignManager::Sign", "7 CKR_ARGUMENTS_BAD")} +
-                                        EndOfSignLines(),
-                                    "6 CKR_FUNCTION_FAILED"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign",
+                                 Texts{"DBG C_Sign: SignManager going to sign data",
+                                       LeavingLine("SignManager::Sign", "7 CKR_ARGUMENTS_BAD")} +
+                                     EndOfSignLines(),
+                                 "6 CKR_FUNCTION_FAILED"));
     ExpectIdle(session);
 }
 
@@ -326,7 +328,7 @@ TEST_F(SignTest, LinesOfAnOrdinarySignatureHaveNoData)
     ASSERT_EQ(SignInit(session, firstPrivateKey + 1), CKR_OK);
     log.Forget();
     EXPECT_EQ(Sign(session, Counting(5)), SignedByDefault());
-    EXPECT_EQ(log.Take(), SignFrame(OrdinarySignLines() + EndOfSignLines(), "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign", OrdinarySignLines() + EndOfSignLines(), "0 CKR_OK"));
 }
 
 TEST_F(SignTest, LinesOfAQualifiedSignatureHaveWhatTheCardWasGiven)
@@ -337,9 +339,10 @@ TEST_F(SignTest, LinesOfAQualifiedSignatureHaveWhatTheCardWasGiven)
     ASSERT_EQ(SignInit(session), CKR_OK);
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), SignedByDefault());
-    EXPECT_EQ(log.Take(), SignFrame(Texts{"DBG C_Sign: SignManager isLogged is set to true"} +
-                                        QualifiedSignLines(hash) + EndOfSignLines(),
-                                    "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Sign",
+                                 Texts{"DBG C_Sign: SignManager isLogged is set to true"} +
+                                     QualifiedSignLines(hash) + EndOfSignLines(),
+                                 "0 CKR_OK"));
 }
 
 TEST_F(SignTest, RefusalByTheCardIsLoggedBehindTheReportOfTheSigning)
@@ -350,10 +353,11 @@ TEST_F(SignTest, RefusalByTheCardIsLoggedBehindTheReportOfTheSigning)
     script->Next("ES_SignData", {.status = anyOtherStatus});
     log.Forget();
     EXPECT_EQ(Sign(session, Counting(5)), Failed(CKR_FUNCTION_FAILED));
-    EXPECT_EQ(log.Take(), SignFrame(OrdinarySignLines() +
-                                        Texts{LeavingLine("SignManager::Sign", "6 CKR_FUNCTION_FAILED")} +
-                                        EndOfSignLines(),
-                                    "6 CKR_FUNCTION_FAILED"));
+    EXPECT_EQ(log.Take(),
+              Framed("C_Sign",
+                     OrdinarySignLines() + Texts{LeavingLine("SignManager::Sign", "6 CKR_FUNCTION_FAILED")} +
+                         EndOfSignLines(),
+                     "6 CKR_FUNCTION_FAILED"));
 }
 
 TEST_F(SignTest, BelowTheDebugLevelOnlyFailuresAreLogged)

@@ -9,19 +9,9 @@
 namespace BlackBox {
 namespace {
 
-const std::string initLine = "DBG VerifyManager::Init: VerifyManager::Init ";
+const std::string verifyInitLine = "DBG VerifyManager::Init: VerifyManager::Init ";
 const std::string failedCheck = "6 CKR_FUNCTION_FAILED";
 const Texts goodVerifyLines{LeavingLine("VerifyManager::Verify", "0 CKR_OK")};
-
-Texts InitFrame(const Texts& inside, const std::string& result)
-{
-    return Texts{EnteringLine("C_VerifyInit")} + inside + Texts{LeavingLine("C_VerifyInit", result)};
-}
-
-Texts VerifyFrame(const Texts& inside, const std::string& result)
-{
-    return Texts{EnteringLine("C_Verify")} + inside + Texts{LeavingLine("C_Verify", result)};
-}
 
 class VerifyTest : public CryptoTest
 {
@@ -254,8 +244,9 @@ TEST_F(VerifyTest, ObjectWithoutModulusFailsTheFunctionAndLogsWhy)
     EXPECT_EQ(VerifyInit(session, firstCertificate), CKR_KEY_FUNCTION_NOT_PERMITTED);
     log.Forget();
     EXPECT_EQ(Verify(session, good), CKR_FUNCTION_FAILED);
-    EXPECT_EQ(log.Take(), VerifyFrame({LeavingLine("VerifyManager::Verify", "12 CKR_ATTRIBUTE_TYPE_INVALID")},
-                                      failedCheck));
+    EXPECT_EQ(log.Take(),
+              Framed("C_Verify", {LeavingLine("VerifyManager::Verify", "12 CKR_ATTRIBUTE_TYPE_INVALID")},
+                     failedCheck));
 }
 
 TEST_F(VerifyTest, PartsThatMakeNoKeyFailTheFunction)
@@ -271,7 +262,8 @@ TEST_F(VerifyTest, PartsThatMakeNoKeyFailTheFunction)
         ASSERT_EQ(VerifyInit(session, CreateKey(session, ownModulus, exponent)), CKR_OK);
         log.Forget();
         EXPECT_EQ(Verify(session, good), CKR_FUNCTION_FAILED);
-        EXPECT_EQ(log.Take(), VerifyFrame({LeavingLine("VerifyManager::Verify", failedCheck)}, failedCheck));
+        EXPECT_EQ(log.Take(),
+                  Framed("C_Verify", {LeavingLine("VerifyManager::Verify", failedCheck)}, failedCheck));
         EXPECT_EQ(Verify(session, good), CKR_FUNCTION_FAILED) << "nothing half made is kept";
     }
 }
@@ -402,11 +394,12 @@ TEST_F(VerifyTest, InitLogsWhatItFinds)
     const CK_OBJECT_HANDLE key = CreateKey(session, TestKey(0));
     log.Forget();
     EXPECT_EQ(VerifyInit(session, key), CKR_OK);
-    EXPECT_EQ(log.Take(),
-              InitFrame({initLine + "private key found", initLine + "private key has Verify attribute"},
-                        "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_VerifyInit",
+                                 {verifyInitLine + "private key found",
+                                  verifyInitLine + "private key has Verify attribute"},
+                                 "0 CKR_OK"));
     EXPECT_EQ(VerifyInit(session, key), CKR_OPERATION_ACTIVE);
-    EXPECT_EQ(log.Take(), InitFrame({}, "90 CKR_OPERATION_ACTIVE"));
+    EXPECT_EQ(log.Take(), Framed("C_VerifyInit", {}, "90 CKR_OPERATION_ACTIVE"));
 }
 
 TEST_F(VerifyTest, InitLogsItsRefusals)
@@ -414,7 +407,8 @@ TEST_F(VerifyTest, InitLogsItsRefusals)
     LogCapture log(script);
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     const auto expectRefusal = [&](const Texts& lines, const std::string& result) {
-        EXPECT_EQ(log.Take(), InitFrame(lines + Texts{LeavingLine("VerifyManager::Init", result)}, result));
+        EXPECT_EQ(log.Take(),
+                  Framed("C_VerifyInit", lines + Texts{LeavingLine("VerifyManager::Init", result)}, result));
     };
     log.Forget();
     VerifyInit(session, firstPrivateKey, CKM_ECDSA);
@@ -427,8 +421,9 @@ TEST_F(VerifyTest, InitLogsItsRefusals)
     const CK_SESSION_HANDLE other = OpenSession(qualifiedSlot);
     log.Forget();
     VerifyInit(other, firstPrivateKey);
-    expectRefusal({initLine + "private key found", initLine + "private key has no Verify attribute set"},
-                  "68 CKR_KEY_FUNCTION_NOT_PERMITTED");
+    expectRefusal(
+        {verifyInitLine + "private key found", verifyInitLine + "private key has no Verify attribute set"},
+        "68 CKR_KEY_FUNCTION_NOT_PERMITTED");
 }
 
 TEST_F(VerifyTest, FailedCheckLogsSuccessInsideAndFailureOutside)
@@ -437,9 +432,9 @@ TEST_F(VerifyTest, FailedCheckLogsSuccessInsideAndFailureOutside)
     const CK_SESSION_HANDLE session = StartVerifying();
     log.Forget();
     EXPECT_EQ(Verify(session, good), CKR_OK);
-    EXPECT_EQ(log.Take(), VerifyFrame(goodVerifyLines, "0 CKR_OK"));
+    EXPECT_EQ(log.Take(), Framed("C_Verify", goodVerifyLines, "0 CKR_OK"));
     EXPECT_EQ(Verify(session, DigestInfo(Counting(32, 100)), good.signature), CKR_FUNCTION_FAILED);
-    EXPECT_EQ(log.Take(), VerifyFrame(goodVerifyLines, failedCheck));
+    EXPECT_EQ(log.Take(), Framed("C_Verify", goodVerifyLines, failedCheck));
 }
 
 TEST_F(VerifyTest, RefusalsBeforeTheCheckLogTheFrameOnly)
@@ -448,13 +443,13 @@ TEST_F(VerifyTest, RefusalsBeforeTheCheckLogTheFrameOnly)
     const CK_SESSION_HANDLE session = StartSession();
     log.Forget();
     Verify(99, good);
-    EXPECT_EQ(log.Take(), VerifyFrame({}, "b3 CKR_SESSION_HANDLE_INVALID"));
+    EXPECT_EQ(log.Take(), Framed("C_Verify", {}, "b3 CKR_SESSION_HANDLE_INVALID"));
     Verify(session, good);
-    EXPECT_EQ(log.Take(), VerifyFrame({}, "91 CKR_OPERATION_NOT_INITIALIZED"));
+    EXPECT_EQ(log.Take(), Framed("C_Verify", {}, "91 CKR_OPERATION_NOT_INITIALIZED"));
     VerifyInit(session, CreateKey(session, TestKey(0)));
     log.Forget();
     VerifyPointers(session, nullptr, 0, nullptr, 0);
-    EXPECT_EQ(log.Take(), VerifyFrame({}, "7 CKR_ARGUMENTS_BAD"));
+    EXPECT_EQ(log.Take(), Framed("C_Verify", {}, "7 CKR_ARGUMENTS_BAD"));
 }
 
 TEST_F(VerifyTest, CheckWithoutAKeyLogsItsFailure)
@@ -464,7 +459,8 @@ TEST_F(VerifyTest, CheckWithoutAKeyLogsItsFailure)
     VerifyInit(session, 99);
     log.Forget();
     EXPECT_EQ(Verify(session, good), CKR_FUNCTION_FAILED);
-    EXPECT_EQ(log.Take(), VerifyFrame({LeavingLine("VerifyManager::Verify", failedCheck)}, failedCheck));
+    EXPECT_EQ(log.Take(),
+              Framed("C_Verify", {LeavingLine("VerifyManager::Verify", failedCheck)}, failedCheck));
 }
 
 } // namespace

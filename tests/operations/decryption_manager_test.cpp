@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr char function[] = "DecryptionManager::Decrypt";
+constexpr char decryptFunction[] = "DecryptionManager::Decrypt";
 using Messages = std::vector<std::string>;
 
 class DecryptionManagerTest : public RsaStoreTest
@@ -84,7 +84,7 @@ TEST_F(DecryptionManagerTest, WithoutDataThereIsNothingToDecrypt)
     outputLength = 77;
     EXPECT_EQ(manager.Decrypt(*output, outputLength), CKR_DATA_INVALID);
     EXPECT_EQ(outputLength, 0U);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("20 CKR_DATA_INVALID")});
+    EXPECT_EQ(log.MessagesOf(decryptFunction), Messages{Leaving("20 CKR_DATA_INVALID")});
 }
 
 TEST_F(DecryptionManagerTest, WithoutAKeyTheFunctionFails)
@@ -93,7 +93,7 @@ TEST_F(DecryptionManagerTest, WithoutAKeyTheFunctionFails)
     LogCapture log;
     EXPECT_EQ(Decrypt({1}), CKR_FUNCTION_FAILED);
     EXPECT_EQ(outputLength, 0U);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("6 CKR_FUNCTION_FAILED")});
+    EXPECT_EQ(log.MessagesOf(decryptFunction), Messages{Leaving("6 CKR_FUNCTION_FAILED")});
 }
 
 TEST_F(DecryptionManagerTest, ObjectOfNoKindHasNoId)
@@ -102,7 +102,7 @@ TEST_F(DecryptionManagerTest, ObjectOfNoKindHasNoId)
     manager.operation.keyObject = std::make_shared<PkcsObject>(0, 1, card.ordinarySlot);
     LogCapture log;
     EXPECT_EQ(Decrypt({1}), CKR_ATTRIBUTE_TYPE_INVALID);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("12 CKR_ATTRIBUTE_TYPE_INVALID")});
+    EXPECT_EQ(log.MessagesOf(decryptFunction), Messages{Leaving("12 CKR_ATTRIBUTE_TYPE_INVALID")});
 }
 
 TEST_F(DecryptionManagerTest, KeyWithoutACertificateIsRefused)
@@ -111,7 +111,7 @@ TEST_F(DecryptionManagerTest, KeyWithoutACertificateIsRefused)
     ASSERT_EQ(Init(key), 0U);
     LogCapture log;
     EXPECT_EQ(Decrypt({1}), CKR_KEY_HANDLE_INVALID);
-    EXPECT_EQ(log.MessagesOf(function),
+    EXPECT_EQ(log.MessagesOf(decryptFunction),
               (Messages{"DecryptionManager::Decrypt cannot find certificate to private key handle",
                         Leaving("60 CKR_KEY_HANDLE_INVALID")}));
     EXPECT_TRUE(StubCard().signCalls.empty());
@@ -175,7 +175,7 @@ TEST_F(DecryptionManagerTest, FailureOfTheCardFailsTheFunction)
     EXPECT_EQ(Decrypt({1, 2, 3}), CKR_FUNCTION_FAILED);
     EXPECT_EQ(outputLength, 0U);
     EXPECT_EQ(Output(), Bytes(3, 0xEE));
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("6 CKR_FUNCTION_FAILED")});
+    EXPECT_EQ(log.MessagesOf(decryptFunction), Messages{Leaving("6 CKR_FUNCTION_FAILED")});
 }
 
 TEST_F(DecryptionManagerTest, CardThatHasGoneGivesNoBytesAndNoFailure)
@@ -189,7 +189,7 @@ TEST_F(DecryptionManagerTest, CardThatHasGoneGivesNoBytesAndNoFailure)
     EXPECT_EQ(Decrypt({1, 2, 3}), 0U);
     EXPECT_EQ(outputLength, 0U);
     EXPECT_EQ(Output(), Bytes(3, 0xEE));
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("0 CKR_OK")});
+    EXPECT_EQ(log.MessagesOf(decryptFunction), Messages{Leaving("0 CKR_OK")});
     EXPECT_TRUE(StubCard().signCalls.empty());
 }
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr char function[] = "DigestManager::Digest";
+constexpr char digestFunction[] = "DigestManager::Digest";
 using Messages = std::vector<std::string>;
 
 // The stub's hash is the name of its class with the data behind it.
@@ -115,7 +115,7 @@ TEST_F(DigestManagerTest, WithoutDataThereIsNothingToHash)
     LogCapture log;
     output = Value(Bytes(20));
     EXPECT_EQ(manager.Digest(*output), CKR_DATA_INVALID);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("20 CKR_DATA_INVALID")});
+    EXPECT_EQ(log.MessagesOf(digestFunction), Messages{Leaving("20 CKR_DATA_INVALID")});
 }
 
 TEST_F(DigestManagerTest, NoDataAreHashedToo)
@@ -141,5 +141,5 @@ TEST_F(DigestManagerTest, DigestLogsItsLeavingLineAndKeepsTheOperation)
     Digest({'x'}, 6);
     EXPECT_TRUE(manager.active);
     EXPECT_NE(manager.inputData, nullptr);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("0 CKR_OK")});
+    EXPECT_EQ(log.MessagesOf(digestFunction), Messages{Leaving("0 CKR_OK")});
 }

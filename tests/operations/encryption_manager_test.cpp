@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr char function[] = "EncryptionManager::Encrypt";
+constexpr char encryptFunction[] = "EncryptionManager::Encrypt";
 constexpr char lengthLine[] = "EncryptionManager::GetLength going to retrieve CKA_MODULUS_BITS attribute";
 using Messages = std::vector<std::string>;
 
@@ -57,7 +57,7 @@ TEST_F(EncryptionManagerTest, WithoutDataThereIsNothingToEncrypt)
     LogCapture log;
     output = Value(Bytes(128));
     EXPECT_EQ(manager.Encrypt(*output), CKR_DATA_INVALID);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("20 CKR_DATA_INVALID")});
+    EXPECT_EQ(log.MessagesOf(encryptFunction), Messages{Leaving("20 CKR_DATA_INVALID")});
 }
 
 TEST_F(EncryptionManagerTest, InitDropsTheDataOfBefore)
@@ -88,7 +88,7 @@ TEST_F(EncryptionManagerTest, LengthIsLoggedOnceInTheEncryption)
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0].function, "EncryptionManager::GetLength");
     EXPECT_EQ(lines[0].message, lengthLine);
-    EXPECT_EQ(lines[1].function, function);
+    EXPECT_EQ(lines[1].function, encryptFunction);
     EXPECT_EQ(lines[1].message, Leaving("0 CKR_OK"));
 }
 
@@ -116,7 +116,7 @@ TEST_F(EncryptionManagerTest, KeyWhoseTwoLengthsDisagreeIsRefusedByTheBlock)
     SetAttribute(ObjectOf(key), CKA_MODULUS_BITS, NumberBytes(4096));
     LogCapture log;
     EXPECT_EQ(Encrypt(Bytes(200, 1)), CKR_DATA_LEN_RANGE);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("21 CKR_DATA_LEN_RANGE")});
+    EXPECT_EQ(log.MessagesOf(encryptFunction), Messages{Leaving("21 CKR_DATA_LEN_RANGE")});
 }
 
 TEST_F(EncryptionManagerTest, ObjectWithoutTheAttributesIsRefused)
@@ -125,7 +125,7 @@ TEST_F(EncryptionManagerTest, ObjectWithoutTheAttributesIsRefused)
     manager.operation.keyObject = Cache().GetObject(AddCertificate(card.ordinarySlot));
     LogCapture log;
     EXPECT_EQ(Encrypt({1}), CKR_ATTRIBUTE_TYPE_INVALID);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("12 CKR_ATTRIBUTE_TYPE_INVALID")});
+    EXPECT_EQ(log.MessagesOf(encryptFunction), Messages{Leaving("12 CKR_ATTRIBUTE_TYPE_INVALID")});
 }
 
 TEST_F(EncryptionManagerTest, WithoutAKeyTheFunctionFails)
@@ -141,7 +141,7 @@ TEST_F(EncryptionManagerTest, PartsThatMakeNoKeyFailTheFunction)
     SetAttribute(ObjectOf(key), CKA_PUBLIC_EXPONENT, {});
     LogCapture log;
     EXPECT_EQ(Encrypt({1}), CKR_FUNCTION_FAILED);
-    EXPECT_EQ(log.MessagesOf(function), Messages{Leaving("6 CKR_FUNCTION_FAILED")});
+    EXPECT_EQ(log.MessagesOf(encryptFunction), Messages{Leaving("6 CKR_FUNCTION_FAILED")});
 }
 
 TEST_F(EncryptionManagerTest, ResultIsCutToTheOutputAndNoFurther)

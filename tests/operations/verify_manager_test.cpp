@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr char function[] = "VerifyManager::Verify";
+constexpr char verifyFunction[] = "VerifyManager::Verify";
 using Messages = std::vector<std::string>;
 
 class VerifyManagerTest : public RsaStoreTest
@@ -69,7 +69,7 @@ TEST_F(VerifyManagerTest, WithoutDataNothingIsWritten)
     ASSERT_EQ(Init(key), 0U);
     LogCapture log;
     ExpectNoResult();
-    EXPECT_EQ(log.MessagesOf(function), Messages(2, Leaving("20 CKR_DATA_INVALID")));
+    EXPECT_EQ(log.MessagesOf(verifyFunction), Messages(2, Leaving("20 CKR_DATA_INVALID")));
 }
 
 TEST_F(VerifyManagerTest, WritesTheAnswerAndLogsSuccessForEither)
@@ -80,7 +80,7 @@ TEST_F(VerifyManagerTest, WritesTheAnswerAndLogsSuccessForEither)
     ExpectResult(true);
     manager.SetData(Value(signature), Value({'d'}));
     ExpectResult(false);
-    EXPECT_EQ(log.MessagesOf(function), Messages(4, Leaving("0 CKR_OK")));
+    EXPECT_EQ(log.MessagesOf(verifyFunction), Messages(4, Leaving("0 CKR_OK")));
 }
 
 TEST_F(VerifyManagerTest, SetDataKeepsWhatItIsGivenAndDropsWhatWas)
@@ -97,7 +97,7 @@ TEST_F(VerifyManagerTest, WithoutAKeyNothingIsWritten)
     SetGoodData();
     LogCapture log;
     ExpectNoResult();
-    EXPECT_EQ(log.MessagesOf(function), Messages(2, Leaving("6 CKR_FUNCTION_FAILED")));
+    EXPECT_EQ(log.MessagesOf(verifyFunction), Messages(2, Leaving("6 CKR_FUNCTION_FAILED")));
 }
 
 TEST_F(VerifyManagerTest, ObjectWithoutTheAttributesWritesNothing)
@@ -106,7 +106,7 @@ TEST_F(VerifyManagerTest, ObjectWithoutTheAttributesWritesNothing)
     SetGoodData();
     LogCapture log;
     ExpectNoResult();
-    EXPECT_EQ(log.MessagesOf(function), Messages(2, Leaving("12 CKR_ATTRIBUTE_TYPE_INVALID")));
+    EXPECT_EQ(log.MessagesOf(verifyFunction), Messages(2, Leaving("12 CKR_ATTRIBUTE_TYPE_INVALID")));
 }
 
 TEST_F(VerifyManagerTest, PartsThatMakeNoKeyWriteNothing)
@@ -118,7 +118,7 @@ TEST_F(VerifyManagerTest, PartsThatMakeNoKeyWriteNothing)
         SetGoodData();
         LogCapture log;
         ExpectNoResult();
-        EXPECT_EQ(log.MessagesOf(function), Messages(2, Leaving("6 CKR_FUNCTION_FAILED")));
+        EXPECT_EQ(log.MessagesOf(verifyFunction), Messages(2, Leaving("6 CKR_FUNCTION_FAILED")));
     }
 }
 

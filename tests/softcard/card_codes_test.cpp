@@ -1,4 +1,5 @@
 // The tool's commands for codes, seen by a program that uses the card meanwhile.
+#include "answers.h"
 #include "card_home.h"
 #include "system/files.h"
 
@@ -8,13 +9,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int incorrectCode = 15;
-constexpr int invalidCodeState = 17;
-constexpr int badArguments = 2;
-constexpr int unknownCard = 3;
-constexpr int exitWrongCode = 8;
-constexpr int exitCodeUnusable = 9;
 
 class CardCodes : public CardTest
 {
@@ -65,7 +59,7 @@ TEST_F(CardCodes, AreNotChangedByOthers)
                "The signature PIN is wrong; 1 try is left.");
     ExpectExit({"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"}, exitCodeUnusable,
                "The signature PIN is locked.");
-    ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", ""}, badArguments,
+    ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", ""}, exitBadArguments,
                "A code has 1 to 64 bytes.");
     const CardSession session = InsertAndOpen("ref2");
     EXPECT_EQ(VerifyPin(session, pin).returned, invalidCodeState);
@@ -79,7 +73,7 @@ TEST_F(CardCodes, AreReadFromTheStandardInput)
     EXPECT_EQ(VerifyBok(InsertAndOpen("ref2"), "second").returned, 0);
     WriteText(Scratch("nothing"), "");
     const Finished without = RunProgramOn(Scratch("nothing"), {CARD_TOOL, "set-code", "ref2", "bok"});
-    EXPECT_EQ(without.exitCode, badArguments);
+    EXPECT_EQ(without.exitCode, exitBadArguments);
     EXPECT_NE(without.errors.find("Old code is missing"), std::string::npos);
 }
 
@@ -146,19 +140,19 @@ TEST_F(CardCodes, PukIsPrintedWhenItIsMade)
 
 TEST_F(CardCodes, PukDoesNotServeItself)
 {
-    ExpectExit({"unblock", "ref2", "puk", "--puk", templatePuk}, badArguments,
+    ExpectExit({"unblock", "ref2", "puk", "--puk", templatePuk}, exitBadArguments,
                "The PUK serves the other codes, not itself.");
-    ExpectExit({"set-code", "ref2", "puk", "--puk", templatePuk, "--new", "1"}, badArguments,
+    ExpectExit({"set-code", "ref2", "puk", "--puk", templatePuk, "--new", "1"}, exitBadArguments,
                "The PUK serves the other codes, not itself.");
 }
 
 TEST_F(CardCodes, AreThoseOfACard)
 {
     for (const char* command : {"set-code", "unblock", "lock"}) {
-        ExpectExit({command, "nobody", "bok"}, unknownCard, "There is no card named \"nobody\".");
-        EXPECT_EQ(RunTool({command, "ref2", "other"}).exitCode, badArguments);
+        ExpectExit({command, "nobody", "bok"}, exitUnknownCard, "There is no card named \"nobody\".");
+        EXPECT_EQ(RunTool({command, "ref2", "other"}).exitCode, exitBadArguments);
     }
-    ExpectExit({"break-channel", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+    ExpectExit({"break-channel", "nobody"}, exitUnknownCard, "There is no card named \"nobody\".");
 }
 
 TEST_F(CardCodes, LetNoSecretLieInClear)

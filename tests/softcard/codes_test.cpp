@@ -1,3 +1,4 @@
+#include "answers.h"
 #include "card_home.h"
 #include "code_record.h"
 
@@ -10,9 +11,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int incorrectCode = 15;
-constexpr int invalidCodeState = 17;
 
 class Codes : public CardTest
 {

@@ -1,3 +1,4 @@
+#include "answers.h"
 #include "environment.h"
 #include "keyboard_home.h"
 
@@ -7,11 +8,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int incorrectCode = 15;
-constexpr int invalidCodeState = 17;
-constexpr int userInputError = 18;
-constexpr int removedCard = 92;
 
 class Keyboard : public KeyboardTest
 {

@@ -1,3 +1,4 @@
+#include "answers.h"
 #include "card_home.h"
 
 #include <array>
@@ -7,14 +8,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int notInitialized = 2;
-constexpr int invalidSession = 3;
-constexpr int unknownReader = 72;
-constexpr int sharingViolation = 74;
-constexpr int noCard = 75;
-constexpr int notTransacted = 84;
-constexpr int removedCard = 92;
 
 class Sessions : public CardTest
 {

@@ -1,4 +1,5 @@
 // Two processes on one card: the transaction of one keeps the other from codes and keys.
+#include "answers.h"
 #include "card_home.h"
 
 #include <nlohmann/json.hpp>
@@ -12,10 +13,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int sharingViolation = 74;
-constexpr int incorrectCode = 15;
-constexpr int exitCardBusy = 12;
 
 // Another process that has a transaction on the card in "Reader 0" as long as the object lives.
 class Holder

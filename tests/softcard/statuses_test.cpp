@@ -1,5 +1,6 @@
 // Every status that the boundary knows, straight through its functions: by ordinary use here and in the other
 // tests, by a fault for what a card in good health never answers.
+#include "answers.h"
 #include "card_home.h"
 #include "environment.h"
 #include "fault.h"
@@ -14,12 +15,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int notInitialized = 2;
-constexpr int insufficientBuffer = 6;
-constexpr int internalError = 10;
-constexpr int unknownPrivateKey = 21;
-constexpr int certificateNotLoaded = 24;
 
 // The two ranges that have names, and two numbers that have none.
 std::vector<CardStatus> AllStatuses()

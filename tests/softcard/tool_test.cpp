@@ -1,3 +1,4 @@
+#include "answers.h"
 #include "card_home.h"
 #include "environment.h"
 #include "system/files.h"
@@ -11,13 +12,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int unknownCard = 3;
-constexpr int nameTaken = 4;
-constexpr int alreadyInserted = 5;
-constexpr int readerOccupied = 6;
-constexpr int notInserted = 7;
-constexpr int unknownReader = 11;
 
 class Tool : public CardTest
 {
@@ -53,14 +47,14 @@ TEST_F(Tool, ListsTheCards)
 
 TEST_F(Tool, RefusesAnUnknownCard)
 {
-    ExpectFailure({"insert", "nobody"}, unknownCard, "There is no card named \"nobody\".");
-    ExpectFailure({"remove", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+    ExpectFailure({"insert", "nobody"}, exitUnknownCard, "There is no card named \"nobody\".");
+    ExpectFailure({"remove", "nobody"}, exitUnknownCard, "There is no card named \"nobody\".");
 }
 
 TEST_F(Tool, RefusesANameThatIsTaken)
 {
     const std::string before = softcard::ReadFile(State() / "cards/ref2/card.json");
-    ExpectFailure({"new", "ref2"}, nameTaken, "There is already a card named \"ref2\".");
+    ExpectFailure({"new", "ref2"}, exitNameTaken, "There is already a card named \"ref2\".");
     EXPECT_EQ(softcard::ReadFile(State() / "cards/ref2/card.json"), before);
 }
 
@@ -68,21 +62,21 @@ TEST_F(Tool, RefusesACardInTwoReaders)
 {
     Insert("ref2");
     const std::string sentence = "The card \"ref2\" is already in the reader \"Reader 0\".";
-    ExpectFailure({"insert", "ref2", "Another"}, alreadyInserted, sentence);
-    ExpectFailure({"insert", "ref2"}, alreadyInserted, sentence);
+    ExpectFailure({"insert", "ref2", "Another"}, exitAlreadyInserted, sentence);
+    ExpectFailure({"insert", "ref2"}, exitAlreadyInserted, sentence);
 }
 
 TEST_F(Tool, RefusesTwoCardsInAReader)
 {
     Insert("ref2");
-    ExpectFailure({"insert", "ref3"}, readerOccupied, "The card \"ref2\" is in the reader \"Reader 0\".");
+    ExpectFailure({"insert", "ref3"}, exitReaderOccupied, "The card \"ref2\" is in the reader \"Reader 0\".");
     Remove("ref2");
     Insert("ref3");
 }
 
 TEST_F(Tool, RefusesToRemoveACardThatIsInNoReader)
 {
-    ExpectFailure({"remove", "ref2"}, notInserted, "The card \"ref2\" is in no reader.");
+    ExpectFailure({"remove", "ref2"}, exitNotInserted, "The card \"ref2\" is in no reader.");
 }
 
 TEST_F(Tool, MakesWhatItIsAskedFor)
@@ -129,7 +123,7 @@ TEST_F(Tool, ShowsACard)
     EXPECT_NE(shown.output.find("Subject      Žofia Kľačanská\n"), std::string::npos) << shown.output;
     EXPECT_NE(shown.output.find("Reader       Reader 0\n"), std::string::npos);
     EXPECT_NE(shown.output.find("PIN          usable, 3 of 3 tries left\n"), std::string::npos);
-    ExpectFailure({"show", "nobody"}, unknownCard, "There is no card named \"nobody\".");
+    ExpectFailure({"show", "nobody"}, exitUnknownCard, "There is no card named \"nobody\".");
 }
 
 TEST_F(Tool, ListsAsJson)
@@ -159,9 +153,9 @@ TEST_F(Tool, DeletesACard)
     ASSERT_EQ(RunTool({"delete", "ref1"}).exitCode, 0);
     EXPECT_EQ(List().find("ref1"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(State() / "cards/ref1"));
-    ExpectFailure({"delete", "ref1"}, unknownCard, "There is no card named \"ref1\".");
+    ExpectFailure({"delete", "ref1"}, exitUnknownCard, "There is no card named \"ref1\".");
     const CardSession session = InsertAndOpen("ref2");
-    ExpectFailure({"delete", "ref2"}, alreadyInserted,
+    ExpectFailure({"delete", "ref2"}, exitAlreadyInserted,
                   "The card \"ref2\" is in the reader \"Reader 0\"; --force takes it out first.");
     ASSERT_EQ(RunTool({"delete", "ref2", "--force"}).exitCode, 0);
     EXPECT_EQ(VerifyBok(session, bok).returned, 92);
@@ -179,7 +173,7 @@ TEST_F(Tool, ConnectsAndDisconnectsReaders)
     ASSERT_EQ(RunTool({"unplug", "Second"}).exitCode, 0);
     uint32_t flags = 0;
     EXPECT_EQ(Library().getSessionFlags(session, &flags), 92);
-    ExpectFailure({"unplug", "Second"}, unknownReader, "There is no reader named \"Second\".");
+    ExpectFailure({"unplug", "Second"}, exitUnknownReader, "There is no reader named \"Second\".");
     Insert("ref2", "Third");
 }
 
@@ -189,7 +183,7 @@ TEST_F(Tool, LeavesNothingOfTwoCardsOfOneName)
     const Finished second = RunTool({"new", "twin"});
     const int firstCode = AwaitProgram(first);
     EXPECT_EQ(std::min(firstCode, second.exitCode), 0);
-    EXPECT_EQ(std::max(firstCode, second.exitCode), nameTaken);
+    EXPECT_EQ(std::max(firstCode, second.exitCode), exitNameTaken);
     for (const auto& entry : std::filesystem::directory_iterator(State() / "cards")) {
         EXPECT_FALSE(entry.path().filename().string().starts_with('.')) << entry.path();
     }

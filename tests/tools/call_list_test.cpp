@@ -10,11 +10,6 @@ namespace {
 constexpr const char* entering = "PKCS11_FUNCTION_ENTERING";
 constexpr const char* leaving = "PKCS11_FUNCTION_LEAVING, result 0 CKR_OK";
 
-LogLine Parsed(const std::string& line)
-{
-    return ParseLine(line.substr(0, line.size() - 2));
-}
-
 class CallListTest : public testing::Test
 {
 protected:

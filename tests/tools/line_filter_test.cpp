@@ -7,11 +7,6 @@ using namespace logtool;
 
 namespace {
 
-LogLine Parsed(const std::string& line)
-{
-    return ParseLine(line.substr(0, line.size() - 2));
-}
-
 LogLine Line(const std::string& level, const std::string& function = "C_Sign",
              const std::string& time = testTime)
 {

@@ -9,11 +9,6 @@ using namespace logtool;
 
 namespace {
 
-LogLine Parsed(const std::string& line)
-{
-    return ParseLine(line.substr(0, line.size() - 2));
-}
-
 const LogLine sample =
     Parsed(ExtensiveLine(" ERR", testTime, "Session opened", "1f3c", "C_OpenSession", "slotID 1"));
 

@@ -50,3 +50,9 @@ std::string Header(const std::string& dateTime)
            "\r\nLog Level; Time; Module; Description; Thread; VERB: Function; Verbose Description\r\n" +
            std::string(71, '-') + "\r\n\r\n";
 }
+
+logtool::LogLine Parsed(const std::string& line)
+{
+    constexpr std::size_t ending = 2; // CR and LF
+    return logtool::ParseLine(line.substr(0, line.size() - ending));
+}

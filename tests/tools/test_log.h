@@ -1,6 +1,8 @@
 // Log files for the tests of the log reader.
 #pragma once
 
+#include "log_line.h"
+
 #include <filesystem>
 #include <string>
 
@@ -30,3 +32,6 @@ std::string ExtensiveLine(const std::string& level, const std::string& time, con
                           const std::string& thread, const std::string& function,
                           const std::string& verbose = {});
 std::string Header(const std::string& dateTime);
+
+// Such a line as the reader takes it, which is without its ending.
+logtool::LogLine Parsed(const std::string& line);

@@ -62,7 +62,7 @@ void WriteAll(const Handle& file, const std::filesystem::path& path, std::string
 {
     while (!content.empty()) {
         DWORD written = 0;
-        if (WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ==
+        if (::WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ==
             FALSE) {
             ThrowLastError(path);
         }

@@ -15,7 +15,7 @@ std::optional<SecretText> LineChannel::Read() const
     while (line.size() <= longestLine) {
         char byte = 0;
         DWORD length = 0;
-        if (ReadFile(input_, &byte, 1, &length, nullptr) == FALSE || length == 0) {
+        if (::ReadFile(input_, &byte, 1, &length, nullptr) == FALSE || length == 0) {
             return std::nullopt;
         }
         if (byte == '\n') {
@@ -33,7 +33,7 @@ bool LineChannel::Write(std::string_view line) const
     size_t sent = 0;
     while (sent < rest.size()) {
         DWORD length = 0;
-        if (WriteFile(output_, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length,
+        if (::WriteFile(output_, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length,
                       nullptr) == FALSE) {
             return false;
         }

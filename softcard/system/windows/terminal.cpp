@@ -14,7 +14,7 @@ std::optional<SecretText> ReadLine(HANDLE input)
     while (true) {
         char byte = 0;
         DWORD length = 0;
-        if (ReadFile(input, &byte, 1, &length, nullptr) == FALSE || length == 0) {
+        if (::ReadFile(input, &byte, 1, &length, nullptr) == FALSE || length == 0) {
             return line.empty() ? std::nullopt : std::optional(std::move(line));
         }
         if (byte == '\n') {
