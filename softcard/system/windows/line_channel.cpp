@@ -34,7 +34,7 @@ bool LineChannel::Write(std::string_view line) const
     while (sent < rest.size()) {
         DWORD length = 0;
         if (::WriteFile(output_, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length,
-                      nullptr) == FALSE) {
+                        nullptr) == FALSE) {
             return false;
         }
         sent += length;
