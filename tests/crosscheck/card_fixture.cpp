@@ -2,7 +2,6 @@
 
 #include "support/system.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -72,11 +71,7 @@ CardFixture::~CardFixture()
 
 void CardFixture::LoadLibrary()
 {
-    void* library = dlopen(LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    void* symbol = library == nullptr ? nullptr : dlsym(library, "C_GetFunctionList");
-    if (symbol == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
+    void* symbol = BlackBox::SymbolOf(BlackBox::Load(LIBRARY), "C_GetFunctionList");
     ASSERT_EQ(reinterpret_cast<CK_RV (*)(CK_FUNCTION_LIST_PTR_PTR)>(symbol)(&f), CKR_OK);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
 }

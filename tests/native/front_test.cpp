@@ -1,39 +1,21 @@
 #include "front_test.h"
 
+#include "support/system.h"
 #include "test_certificates.h"
 
 #include <cstring>
 #include <stdexcept>
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 namespace FrontTests {
-namespace {
 
-void* Load(const std::filesystem::path& file)
-{
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
-    return library;
-}
-
-void* SymbolOf(void* library, const char* name)
-{
-    void* symbol = dlsym(library, name);
-    if (symbol == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
-    return symbol;
-}
-
-} // namespace
+using BlackBox::Load;
+using BlackBox::SymbolOf;
 
 std::filesystem::path LibraryFolder()
 {
-    return std::filesystem::canonical(std::filesystem::canonical("/proc/self/exe").parent_path() / "../lib");
+    return std::filesystem::canonical(BlackBox::RunningProgram().parent_path() / "../lib");
 }
 
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle)

@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 
-#include <dlfcn.h>
-
 namespace FrontTests {
 namespace {
 
@@ -89,16 +87,14 @@ TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
 
 TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
 {
-    void* library =
-        dlopen((LibraryFolder() / "scripted" / "libpkcs11_x64.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library, nullptr);
+    void* library = BlackBox::Load(LibraryFolder() / "scripted" / "libpkcs11_x64.so");
     using Initialize = packed::CK_RV(packed::CK_VOID_PTR);
-    ASSERT_EQ(reinterpret_cast<Initialize*>(dlsym(library, "C_Initialize"))(nullptr), CKR_OK);
+    ASSERT_EQ(reinterpret_cast<Initialize*>(BlackBox::SymbolOf(library, "C_Initialize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_GENERAL_ERROR);
     EXPECT_EQ(f->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
-    ASSERT_EQ(reinterpret_cast<Initialize*>(dlsym(library, "C_Finalize"))(nullptr), CKR_OK);
+    ASSERT_EQ(reinterpret_cast<Initialize*>(BlackBox::SymbolOf(library, "C_Finalize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
-    dlclose(library);
+    BlackBox::Unload(library);
 }
 
 TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
