@@ -1,5 +1,7 @@
 #include "run_tool.h"
 
+#include "blackbox/support/command_pipe.h"
+
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -42,14 +44,8 @@ ToolRun RunTool(const std::string& arguments, const std::string& before, const s
 {
     const std::string command = Command(arguments, before, behind) + " 2>&1";
     FILE* pipe = popen(command.c_str(), "r"); // NOLINT(cert-env33-c): the commands are constants of the tests
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
     ToolRun run;
-    std::array<char, 4096> block{};
-    for (size_t got = 0; (got = fread(block.data(), 1, block.size(), pipe)) > 0;) {
-        run.output.append(block.data(), got);
-    }
+    run.output = BlackBox::ReadPipe(pipe, command);
     run.exitCode = ExitCode(pclose(pipe));
     return run;
 }

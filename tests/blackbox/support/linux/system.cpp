@@ -1,5 +1,7 @@
 #include "support/system.h"
 
+#include "support/command_pipe.h"
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -101,15 +103,7 @@ std::string Quoted(const std::filesystem::path& path)
 std::string OutputOf(const std::string& command)
 {
     FILE* pipe = popen(command.c_str(), "r"); // NOLINT(cert-env33-c): the commands are constants of the tests
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
-    std::string output;
-    std::array<char, 4096> block{};
-    size_t got = 0;
-    while ((got = fread(block.data(), 1, block.size(), pipe)) > 0) {
-        output.append(block.data(), got);
-    }
+    std::string output = ReadPipe(pipe, command);
     if (pclose(pipe) != 0) {
         throw std::runtime_error("failed: " + command);
     }

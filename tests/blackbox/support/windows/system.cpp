@@ -1,5 +1,6 @@
 #include "support/system.h"
 
+#include "support/command_pipe.h"
 #include "support/windows/loaded_image.h"
 
 #include <windows.h>
@@ -127,15 +128,7 @@ std::string OutputOf(const std::string& command)
     // The command processor takes a pair of quotation marks around all of it off.
     // NOLINTNEXTLINE(cert-env33-c): the commands are constants of the tests
     FILE* pipe = _popen(("\"" + command + "\"").c_str(), "rb");
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
-    std::string output;
-    std::array<char, 4096> block{};
-    size_t got = 0;
-    while ((got = fread(block.data(), 1, block.size(), pipe)) > 0) {
-        output.append(block.data(), got);
-    }
+    std::string output = ReadPipe(pipe, command);
     if (_pclose(pipe) != 0) {
         throw std::runtime_error("failed: " + command);
     }
