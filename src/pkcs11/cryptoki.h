@@ -8,157 +8,13 @@
 #include <stdint.h> // NOLINT(modernize-deprecated-headers): a C host includes this too
 
 /* NOLINTBEGIN(modernize-use-using): typedefs, because this is C as well */
-typedef unsigned char CK_BYTE;
-typedef CK_BYTE CK_CHAR;
-typedef CK_BYTE CK_UTF8CHAR;
-typedef CK_BYTE CK_BBOOL;
 typedef uint32_t CK_ULONG;
 typedef int32_t CK_LONG;
-typedef CK_ULONG CK_FLAGS;
-typedef CK_ULONG CK_RV;
-typedef CK_ULONG CK_SLOT_ID;
-typedef CK_ULONG CK_SESSION_HANDLE;
-typedef CK_ULONG CK_OBJECT_HANDLE;
-typedef CK_ULONG CK_USER_TYPE;
-typedef CK_ULONG CK_STATE;
-typedef CK_ULONG CK_NOTIFICATION;
-typedef CK_ULONG CK_OBJECT_CLASS;
-typedef CK_ULONG CK_KEY_TYPE;
-typedef CK_ULONG CK_CERTIFICATE_TYPE;
-typedef CK_ULONG CK_ATTRIBUTE_TYPE;
-typedef CK_ULONG CK_MECHANISM_TYPE;
-
-typedef void* CK_VOID_PTR;
-typedef CK_VOID_PTR* CK_VOID_PTR_PTR;
-typedef CK_BYTE* CK_BYTE_PTR;
-typedef CK_UTF8CHAR* CK_UTF8CHAR_PTR;
-typedef CK_ULONG* CK_ULONG_PTR;
-typedef CK_SLOT_ID* CK_SLOT_ID_PTR;
-typedef CK_SESSION_HANDLE* CK_SESSION_HANDLE_PTR;
-typedef CK_OBJECT_HANDLE* CK_OBJECT_HANDLE_PTR;
-typedef CK_MECHANISM_TYPE* CK_MECHANISM_TYPE_PTR;
-
-/* Callbacks of the application. */
-typedef CK_RV (*CK_NOTIFY)(CK_SESSION_HANDLE hSession, CK_NOTIFICATION event, CK_VOID_PTR pApplication);
-typedef CK_RV (*CK_CREATEMUTEX)(CK_VOID_PTR_PTR ppMutex);
-typedef CK_RV (*CK_DESTROYMUTEX)(CK_VOID_PTR pMutex);
-typedef CK_RV (*CK_LOCKMUTEX)(CK_VOID_PTR pMutex);
-typedef CK_RV (*CK_UNLOCKMUTEX)(CK_VOID_PTR pMutex);
+/* NOLINTEND(modernize-use-using) */
 
 #pragma pack(push, 1)
-
-typedef struct CK_VERSION
-{
-    CK_BYTE major;
-    CK_BYTE minor;
-} CK_VERSION;
-
-typedef struct CK_INFO
-{
-    CK_VERSION cryptokiVersion;
-    CK_UTF8CHAR manufacturerID[32];
-    CK_FLAGS flags;
-    CK_UTF8CHAR libraryDescription[32];
-    CK_VERSION libraryVersion;
-} CK_INFO;
-typedef CK_INFO* CK_INFO_PTR;
-
-typedef struct CK_SLOT_INFO
-{
-    CK_UTF8CHAR slotDescription[64];
-    CK_UTF8CHAR manufacturerID[32];
-    CK_FLAGS flags;
-    CK_VERSION hardwareVersion;
-    CK_VERSION firmwareVersion;
-} CK_SLOT_INFO;
-typedef CK_SLOT_INFO* CK_SLOT_INFO_PTR;
-
-typedef struct CK_TOKEN_INFO
-{
-    CK_UTF8CHAR label[32];
-    CK_UTF8CHAR manufacturerID[32];
-    CK_UTF8CHAR model[16];
-    CK_CHAR serialNumber[16];
-    CK_FLAGS flags;
-    CK_ULONG ulMaxSessionCount;
-    CK_ULONG ulSessionCount;
-    CK_ULONG ulMaxRwSessionCount;
-    CK_ULONG ulRwSessionCount;
-    CK_ULONG ulMaxPinLen;
-    CK_ULONG ulMinPinLen;
-    CK_ULONG ulTotalPublicMemory;
-    CK_ULONG ulFreePublicMemory;
-    CK_ULONG ulTotalPrivateMemory;
-    CK_ULONG ulFreePrivateMemory;
-    CK_VERSION hardwareVersion;
-    CK_VERSION firmwareVersion;
-    CK_CHAR utcTime[16];
-} CK_TOKEN_INFO;
-typedef CK_TOKEN_INFO* CK_TOKEN_INFO_PTR;
-
-typedef struct CK_SESSION_INFO
-{
-    CK_SLOT_ID slotID;
-    CK_STATE state;
-    CK_FLAGS flags;
-    CK_ULONG ulDeviceError;
-} CK_SESSION_INFO;
-typedef CK_SESSION_INFO* CK_SESSION_INFO_PTR;
-
-typedef struct CK_ATTRIBUTE
-{
-    CK_ATTRIBUTE_TYPE type;
-    CK_VOID_PTR pValue;
-    CK_ULONG ulValueLen;
-} CK_ATTRIBUTE;
-typedef CK_ATTRIBUTE* CK_ATTRIBUTE_PTR;
-
-typedef struct CK_MECHANISM
-{
-    CK_MECHANISM_TYPE mechanism;
-    CK_VOID_PTR pParameter;
-    CK_ULONG ulParameterLen;
-} CK_MECHANISM;
-typedef CK_MECHANISM* CK_MECHANISM_PTR;
-
-typedef struct CK_MECHANISM_INFO
-{
-    CK_ULONG ulMinKeySize;
-    CK_ULONG ulMaxKeySize;
-    CK_FLAGS flags;
-} CK_MECHANISM_INFO;
-typedef CK_MECHANISM_INFO* CK_MECHANISM_INFO_PTR;
-
-typedef struct CK_C_INITIALIZE_ARGS
-{
-    CK_CREATEMUTEX CreateMutex;
-    CK_DESTROYMUTEX DestroyMutex;
-    CK_LOCKMUTEX LockMutex;
-    CK_UNLOCKMUTEX UnlockMutex;
-    CK_FLAGS flags;
-    CK_VOID_PTR pReserved;
-} CK_C_INITIALIZE_ARGS;
-typedef CK_C_INITIALIZE_ARGS* CK_C_INITIALIZE_ARGS_PTR;
-
-typedef struct CK_FUNCTION_LIST CK_FUNCTION_LIST;
-typedef CK_FUNCTION_LIST* CK_FUNCTION_LIST_PTR;
-typedef CK_FUNCTION_LIST_PTR* CK_FUNCTION_LIST_PTR_PTR;
-
-/* One pointer per function, each under the function's own name, in the standard order. */
-struct CK_FUNCTION_LIST
-{
-    CK_VERSION version;
-/* NOLINTBEGIN(bugprone-macro-parentheses): declarators, not expressions */
-#define CRYPTOKI_WORKS(name, parameters) CK_RV(*name) parameters;
-#define CRYPTOKI_REFUSES(name, parameters, answer) CK_RV(*name) parameters;
-/* NOLINTEND(bugprone-macro-parentheses) */
-#include "functions.inc"
-#undef CRYPTOKI_REFUSES
-#undef CRYPTOKI_WORKS
-};
-
+#include "records.inc"
 #pragma pack(pop)
-/* NOLINTEND(modernize-use-using) */
 
 #ifdef __cplusplus
 extern "C" {
@@ -166,7 +22,7 @@ extern "C" {
 
 #define CRYPTOKI_WORKS(name, parameters) CK_RV name parameters;
 #define CRYPTOKI_REFUSES(name, parameters, answer) CK_RV name parameters;
-#include "functions.inc" // NOLINT(readability-duplicate-include): once for the list, once for the prototypes
+#include "functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
 
