@@ -1,4 +1,4 @@
-// The functions and the hash classes of the card-access library, as the unit tests want them.
+// The functions and the hashing of the card-access library, as the unit tests want them.
 #include "card/stub_card.h"
 
 #include "tavrik/hash_functions.h"
@@ -240,47 +240,12 @@ CardStatus CardAPI_QES_VerifyPin(CardSession session, const char* code, VerifyRe
 
 namespace Zelmo::Crypto {
 
-namespace {
-
-// It does not throw, so that a constructor needs no destructor: that one is not the card-access library's.
-void Name(HashFunction& function, const char* name) noexcept
-{
-    function.name = name;
-}
-
-} // namespace
-
 // The digest is no hash: the name of the class and the data, so that a test sees what arrived.
 std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_t length)
 {
     std::vector<unsigned char> digest(name.begin(), name.end());
     digest.insert(digest.end(), data, data + length);
     return digest;
-}
-
-SHA1::SHA1()
-{
-    Name(*this, "SHA-1");
-}
-
-SHA224::SHA224()
-{
-    Name(*this, "SHA-224");
-}
-
-SHA256::SHA256()
-{
-    Name(*this, "SHA-256");
-}
-
-SHA384::SHA384()
-{
-    Name(*this, "SHA-384");
-}
-
-SHA512::SHA512()
-{
-    Name(*this, "SHA-512");
 }
 
 } // namespace Zelmo::Crypto

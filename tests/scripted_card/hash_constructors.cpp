@@ -1,6 +1,5 @@
-// The hash classes of the card-access library. An object is its name and nothing else.
-#include "scripted_card_core.h"
-
+// The constructors of the card-access library's hash classes, for any stand-in. An object is its name and
+// nothing else.
 #include "tavrik/hash_functions.h"
 
 namespace Zelmo::Crypto {
@@ -14,13 +13,6 @@ void Name(HashFunction& function, const char* name) noexcept
 }
 
 } // namespace
-
-// Not const, because the name that it is bound by is that of a non-const member.
-// NOLINTNEXTLINE(readability-make-member-function-const)
-std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_t length)
-{
-    return Scripted::Core::Instance().Hash(name, Scripted::Bytes(data, data + length));
-}
 
 SHA1::SHA1()
 {
