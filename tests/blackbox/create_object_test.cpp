@@ -288,9 +288,7 @@ TEST_F(CreateObjectTest, WithoutALoginTheKeyCanBeReadAtOnceAndFoundOnlyLater)
 
 TEST_F(CreateObjectTest, KeyOutlivesItsSessionAndALogoutAndDiesWithItsSlot)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard());
     const CK_SESSION_HANDLE maker = OpenSession(qualifiedSlot);
     const CK_SESSION_HANDLE other = OpenSession(qualifiedSlot);
     const CK_SESSION_HANDLE otherCard = OpenSession(3);

@@ -193,9 +193,7 @@ TEST_F(DecryptTest, PublicKeyObjectWithTheIdOfACertificateDecryptsToo)
 
 TEST_F(DecryptTest, CertificateOfAnotherCardCountsToo)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard());
     LoginUser(OpenSession(ordinarySlot));
     const CK_SESSION_HANDLE session = OpenSession(4);
     ASSERT_EQ(DecryptInit(session, ordinaryKey), CKR_OK);
@@ -232,9 +230,7 @@ TEST_F(DecryptTest, CertificateOfTheOtherFamilyIsNoMatch)
 
 TEST_F(DecryptTest, CertificatesThatLeftWithTheirCardAreMissed)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard());
     LoginUser(OpenSession(ordinarySlot));
     const CK_SESSION_HANDLE session = OpenSession(4);
     ASSERT_EQ(DecryptInit(session, ordinaryKey), CKR_OK);

@@ -355,9 +355,7 @@ TEST_F(EncryptTest, LogoutDoesNotEndIt)
 
 TEST_F(EncryptTest, KeyThatLeavesWithItsCardIsHeld)
 {
-    script->AddReader(readerA, Card{});
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards();
     const CK_OBJECT_HANDLE key = CreateKey(OpenSession(ordinarySlot), TestKey(3));
     const CK_SESSION_HANDLE session = OpenSession(4);
     ASSERT_EQ(EncryptInit(session, key), CKR_OK);

@@ -35,6 +35,21 @@ protected:
         script->ForgetCalls();
     }
 
+    // The same, logged in by the first of them.
+    void StartLoggedIn()
+    {
+        StartWithTwoSessions();
+        LoginUser(qualified);
+    }
+
+    // The same, logged out again.
+    void StartAndLogOut()
+    {
+        StartLoggedIn();
+        ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
+        script->ForgetCalls();
+    }
+
     void BreakChannel()
     {
         script->ChangeCard(readerA, [](Card& card) { card.flags &= ~secureMessagingFlag; });
@@ -60,16 +75,13 @@ TEST_F(LoginTest, UserLoginVerifiesTheBokAndThenReadsTheCertificates)
 
 TEST_F(LoginTest, UserLoginMarksEverySessionOfTheCard)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     EXPECT_EQ(StateOf(ordinary), CKS_RO_USER_FUNCTIONS);
 }
 
 TEST_F(LoginTest, UserLoginLeavesTheSessionsOfAnotherCardAlone)
 {
-    script->AddReader(readerA, Card{});
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards();
     const CK_SESSION_HANDLE onA = OpenSession(1);
     const CK_SESSION_HANDLE onB = OpenSession(3);
     LoginUser(onA);
@@ -79,8 +91,7 @@ TEST_F(LoginTest, UserLoginLeavesTheSessionsOfAnotherCardAlone)
 
 TEST_F(LoginTest, SecondUserLoginWithALiveChannelIsRefusedWithoutVerifying)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     script->ForgetCalls();
     EXPECT_EQ(Login(qualified), CKR_USER_ALREADY_LOGGED_IN);
     EXPECT_EQ(script->Calls(), Texts{"GetSessionFlags(101)"});
@@ -88,31 +99,27 @@ TEST_F(LoginTest, SecondUserLoginWithALiveChannelIsRefusedWithoutVerifying)
 
 TEST_F(LoginTest, UserLoginOnASecondSessionMarkedByTheFirstIsRefused)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     EXPECT_EQ(Login(ordinary), CKR_USER_ALREADY_LOGGED_IN);
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 1U);
 }
 
 TEST_F(LoginTest, UserLoginOnASessionOpenedAfterTheLoginIsRefused)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     EXPECT_EQ(Login(OpenSession(1)), CKR_USER_ALREADY_LOGGED_IN);
 }
 
 TEST_F(LoginTest, ShortCutLooksAtNoPin)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     auto* nowhere = reinterpret_cast<CK_UTF8CHAR_PTR>(uintptr_t{8});
     EXPECT_EQ(f->C_Login(qualified, CKU_USER, nowhere, 6), CKR_USER_ALREADY_LOGGED_IN);
 }
 
 TEST_F(LoginTest, BrokenChannelVerifiesAgain)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     BreakChannel();
     script->ForgetCalls();
     EXPECT_EQ(Login(qualified), CKR_OK);
@@ -121,8 +128,7 @@ TEST_F(LoginTest, BrokenChannelVerifiesAgain)
 
 TEST_F(LoginTest, ChannelWhoseFlagsCannotBeReadCountsAsBroken)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     script->ForgetCalls();
     script->Next("GetSessionFlags", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
     EXPECT_EQ(Login(qualified), CKR_OK);
@@ -131,8 +137,7 @@ TEST_F(LoginTest, ChannelWhoseFlagsCannotBeReadCountsAsBroken)
 
 TEST_F(LoginTest, FailedVerificationOnABrokenChannelKeepsTheSessionsLoggedIn)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     BreakChannel();
     script->Next("Passwords_VerifyBOK", {.status = incorrectCode});
     EXPECT_EQ(Login(qualified), CKR_PIN_INCORRECT);
@@ -146,8 +151,7 @@ TEST_F(LoginTest, FailedVerificationOnABrokenChannelKeepsTheSessionsLoggedIn)
 
 TEST_F(LoginTest, UserLoginWhileTheCardIsNotLoggedInVerifiesWhateverTheSessionSays)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     BreakChannel();
     script->Next("Passwords_VerifyBOK", {.status = incorrectCode});
     ASSERT_EQ(Login(qualified), CKR_PIN_INCORRECT);
@@ -158,20 +162,14 @@ TEST_F(LoginTest, UserLoginWhileTheCardIsNotLoggedInVerifiesWhateverTheSessionSa
 
 TEST_F(LoginTest, LoginAfterALogoutOfAnotherSessionVerifiesAgain)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
-    ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
-    script->ForgetCalls();
+    StartAndLogOut();
     EXPECT_EQ(Login(ordinary), CKR_OK);
     EXPECT_EQ(script->Calls(), (Texts{"StartTransaction(101)", verifyBok}));
 }
 
 TEST_F(LoginTest, SecurityOfficerLoginFailsWithoutACardCallAndLeavesTheTransactionStarted)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
-    ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
-    script->ForgetCalls();
+    StartAndLogOut();
     EXPECT_EQ(Login(qualified, CKU_SO), CKR_FUNCTION_FAILED);
     EXPECT_EQ(TakeCalls(), Texts{"StartTransaction(101)"});
     OpenSession(1);
@@ -223,8 +221,7 @@ TEST_F(LoginTest, ContextLoginOnTheOrdinarySlotVerifiesTheSignaturePinToo)
 
 TEST_F(LoginTest, ContextLoginSurvivesALogout)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     ASSERT_EQ(Login(qualified, CKU_CONTEXT_SPECIFIC), CKR_OK);
     ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
     EXPECT_EQ(Login(qualified, CKU_CONTEXT_SPECIFIC), CKR_USER_ALREADY_LOGGED_IN);
@@ -406,10 +403,7 @@ INSTANTIATE_TEST_SUITE_P(Table, LoginJudgementTest, ::testing::ValuesIn(judgemen
 
 TEST_F(LoginTest, FailedLoginLeavesTheTransactionOpen)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
-    ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
-    script->ForgetCalls();
+    StartAndLogOut();
     script->Next("Passwords_VerifyBOK", {.status = incorrectCode});
     EXPECT_EQ(Login(qualified), CKR_PIN_INCORRECT);
     EXPECT_EQ(TakeCalls(), (Texts{"StartTransaction(101)", verifyBok}));
@@ -428,9 +422,7 @@ TEST_F(LoginTest, LoginRetriesNothing)
 
 TEST_F(LoginTest, FirstLoginMakesObjectsForTheEmptySlotsOfEveryCard)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, CertifiedCard());
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard(), CertifiedCard());
     const CK_SESSION_HANDLE onB = OpenSession(3);
     script->ForgetCalls();
     LoginUser(onB);
@@ -445,10 +437,7 @@ TEST_F(LoginTest, FirstLoginMakesObjectsForTheEmptySlotsOfEveryCard)
 
 TEST_F(LoginTest, SecondLoginOnACardMakesNoObjects)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
-    ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
-    script->ForgetCalls();
+    StartAndLogOut();
     LoginUser(qualified);
     EXPECT_EQ(script->Calls(), (Texts{"StartTransaction(101)", verifyBok}));
     EXPECT_EQ(FindAll(qualified).size(), 2U);
@@ -474,8 +463,7 @@ TEST_F(LoginTest, UnknownSessionIsRefusedBeforeEverythingElse)
 
 TEST_F(LoginTest, SessionOfACardThatHasLeftIsUnknown)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     script->RemoveCard(readerA);
     ProcessEvents();
     script->ForgetCalls();
@@ -503,8 +491,7 @@ TEST_F(LoginTest, LogoutOfASessionThatIsNotLoggedInIsRefused)
 
 TEST_F(LoginTest, LogoutLogsOutEverySessionOfTheCardAndOnlyEndsTheTransaction)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     script->ForgetCalls();
     EXPECT_EQ(f->C_Logout(ordinary), CKR_OK);
     EXPECT_EQ(TakeCalls(), Texts{"StopTransaction(101)"});
@@ -517,9 +504,7 @@ TEST_F(LoginTest, LogoutLogsOutEverySessionOfTheCardAndOnlyEndsTheTransaction)
 
 TEST_F(LoginTest, LogoutRefusedOnOneCardLeavesTheLoginOfAnother)
 {
-    script->AddReader(readerA, Card{});
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards();
     const CK_SESSION_HANDLE onA = OpenSession(1);
     const CK_SESSION_HANDLE onB = OpenSession(3);
     LoginUser(onA);
@@ -530,8 +515,7 @@ TEST_F(LoginTest, LogoutRefusedOnOneCardLeavesTheLoginOfAnother)
 
 TEST_F(LoginTest, LogoutKeepsTheObjects)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     const std::vector<CK_OBJECT_HANDLE> before = FindAll(qualified);
     ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
     EXPECT_EQ(FindAll(qualified), std::vector<CK_OBJECT_HANDLE>{})
@@ -542,8 +526,7 @@ TEST_F(LoginTest, LogoutKeepsTheObjects)
 
 TEST_F(LoginTest, LogoutDropsASearchInProgress)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     ASSERT_EQ(f->C_FindObjectsInit(qualified, nullptr, 0), CKR_OK);
     CK_OBJECT_HANDLE object = 0;
     CK_ULONG count = 0;
@@ -558,8 +541,7 @@ TEST_F(LoginTest, LogoutDropsASearchInProgress)
 
 TEST_F(LoginTest, LogoutLeavesTheSearchOfAnotherSession)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     ASSERT_EQ(f->C_FindObjectsInit(ordinary, nullptr, 0), CKR_OK);
     ASSERT_EQ(f->C_Logout(qualified), CKR_OK);
     EXPECT_EQ(f->C_FindObjectsInit(ordinary, nullptr, 0), CKR_OPERATION_ACTIVE);
@@ -567,8 +549,7 @@ TEST_F(LoginTest, LogoutLeavesTheSearchOfAnotherSession)
 
 TEST_F(LoginTest, LogoutResetsTheSigningOfItsOwnSessionOnly)
 {
-    StartWithTwoSessions();
-    LoginUser(qualified);
+    StartLoggedIn();
     const CK_SESSION_HANDLE second = OpenSession(1);
     const CK_OBJECT_HANDLE key = FindAll(qualified).back();
     ASSERT_EQ(SignInit(qualified, key), CKR_OK);

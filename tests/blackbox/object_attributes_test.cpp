@@ -314,9 +314,7 @@ TEST_F(ObjectAttributesTest, StoredEmptyValueHasTheLengthZeroAndIsNotUnavailable
 
 TEST_F(ObjectAttributesTest, ObjectOfTheOtherSlotAndOfAnotherCardCanBeRead)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard());
     LoginUser(OpenSession(qualifiedSlot));
     const CK_SESSION_HANDLE ordinary = OpenSession(ordinarySlot);
     const CK_SESSION_HANDLE otherCard = OpenSession(3);
@@ -333,9 +331,7 @@ TEST_F(ObjectAttributesTest, SessionThatIsNotLoggedInCanReadAnObjectWhoseHandleI
 
 TEST_F(ObjectAttributesTest, ObjectOfARemovedCardIsUnknown)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard());
     LoginUser(OpenSession(qualifiedSlot));
     const CK_SESSION_HANDLE otherCard = OpenSession(3);
     EXPECT_EQ(Read(otherCard, firstCertificate, CKA_ID), Stored(TextBytes("Sig_ZEP_0")));

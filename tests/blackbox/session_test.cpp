@@ -172,9 +172,7 @@ TEST_F(SessionTest, SessionsOfBothSlotsHoldTheTransactionTogether)
 
 TEST_F(SessionTest, CardsHoldTheirTransactionsApart)
 {
-    script->AddReader(readerA, Card{});
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards();
     const CK_SESSION_HANDLE onA = OpenSession(1);
     OpenSession(4);
     EXPECT_EQ(TakeCalls(), (Texts{"StartTransaction(101)", "StartTransaction(102)"}));

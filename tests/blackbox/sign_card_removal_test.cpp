@@ -21,9 +21,7 @@ protected:
     // Two cards, the keys on the first one; a session on the second one's slot of the same family.
     CK_SESSION_HANDLE StartWithKeyOnAnotherCard(CK_SLOT_ID slot)
     {
-        script->AddReader(readerA, CertifiedCard());
-        script->AddReader(readerB, Card{});
-        Initialize();
+        InitializeWithTwoCards(CertifiedCard());
         LoginUser(OpenSession(qualifiedSlot));
         const CK_SESSION_HANDLE session = OpenSession(slot);
         script->ForgetCalls();

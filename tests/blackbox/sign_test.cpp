@@ -239,9 +239,7 @@ TEST_F(SignTest, SlotOfTheSessionDecidesAndNotThatOfTheKey)
 
 TEST_F(SignTest, CardOfTheSessionSignsAlsoWithAKeyOfAnotherCard)
 {
-    script->AddReader(readerA, CertifiedCard());
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards(CertifiedCard());
     LoginUser(OpenSession(ordinarySlot));
     const CK_SESSION_HANDLE session = OpenSession(4);
     script->ForgetCalls();

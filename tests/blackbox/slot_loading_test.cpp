@@ -93,9 +93,7 @@ TEST_F(SlotLoadingTest, OnlyTheSessionTellsWhetherACardWasOpened)
 
 TEST_F(SlotLoadingTest, EverySlotPairIsTheQualifiedKeyAndThenTheOrdinaryOne)
 {
-    script->AddReader(readerA, Card{});
-    script->AddReader(readerB, Card{});
-    Initialize();
+    InitializeWithTwoCards();
     const std::array<std::string, 4> labels{"Sig_ZEP", "Sig_EP", "Sig_ZEP", "Sig_EP"};
     for (CK_SLOT_ID slot = 1; slot <= 4; ++slot) {
         CK_TOKEN_INFO info{};
@@ -252,9 +250,7 @@ TEST_F(SlotLoadingTest, CertificateThatDoesNotParseIsLeftOutAndTheNextMovesUp)
     card.qes = {TestCertifiedKey(0, 2, "First"), Unparsable(), TestCertifiedKey(2, 2, "Third")};
     Card whole;
     whole.qes = {TestCertifiedKey(0, 2, "First"), TestCertifiedKey(2, 2, "Third")};
-    script->AddReader(readerA, card);
-    script->AddReader(readerB, whole);
-    Initialize();
+    InitializeWithTwoCards(card, whole);
     const CK_SESSION_HANDLE session = OpenSession(1);
     const CK_SESSION_HANDLE onWhole = OpenSession(3);
     LoginUser(session);

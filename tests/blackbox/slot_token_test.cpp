@@ -13,13 +13,6 @@ namespace {
 class SlotTokenTest : public BlackBoxTest
 {
 protected:
-    void InitializeWithTwoCards()
-    {
-        script->AddReader(readerA, Card{});
-        script->AddReader(readerB, Card{});
-        Initialize();
-    }
-
     void RemoveCardOfReaderA()
     {
         script->RemoveCard(readerA);

@@ -11,13 +11,6 @@ namespace {
 class StoreTest : public BlackBoxTest
 {
 protected:
-    void InitializeWithTwoCards()
-    {
-        script->AddReader(readerA, CertifiedCard());
-        script->AddReader(readerB, CertifiedCard());
-        Initialize();
-    }
-
     void Remove(const char16_t* reader)
     {
         script->RemoveCard(reader);
@@ -40,7 +33,7 @@ protected:
 
 TEST_F(StoreTest, RemovingOneReaderLeavesTheOtherUntouched)
 {
-    InitializeWithTwoCards();
+    InitializeWithTwoCards(CertifiedCard(), CertifiedCard());
     const CK_SESSION_HANDLE onA = OpenSession(2);
     const CK_SESSION_HANDLE onB = OpenSession(4);
     LoginUser(onB);
@@ -57,7 +50,7 @@ TEST_F(StoreTest, RemovingOneReaderLeavesTheOtherUntouched)
 
 TEST_F(StoreTest, SessionsOfOneCardDoNotHoldTheTransactionOfAnother)
 {
-    InitializeWithTwoCards();
+    InitializeWithTwoCards(CertifiedCard(), CertifiedCard());
     const CK_SESSION_HANDLE onA = OpenSession(1);
     const CK_SESSION_HANDLE onB = OpenSession(3);
     LoginUser(onA);
@@ -134,7 +127,7 @@ TEST_F(StoreTest, NewStartDropsTheObjectsOfTheOldRun)
 
 TEST_F(StoreTest, NewStartClosesTheOldCardsInTheirOrder)
 {
-    InitializeWithTwoCards();
+    InitializeWithTwoCards(CertifiedCard(), CertifiedCard());
     OpenSession(3);
     Finalize();
     script->TakeCard(readerA);
@@ -196,7 +189,7 @@ TEST_F(StoreTest, OperationsInProgressEndWithTheirSessionWithoutACardCall)
 
 TEST_F(StoreTest, ObjectsOfSlotsAreApart)
 {
-    InitializeWithTwoCards();
+    InitializeWithTwoCards(CertifiedCard(), CertifiedCard());
     const CK_SESSION_HANDLE qualified = OpenSession(1);
     const CK_SESSION_HANDLE ordinary = OpenSession(2);
     LoginUser(qualified);

@@ -353,9 +353,7 @@ protected:
     // The key lies on the first card, the session that verifies hangs on the second one.
     CK_SESSION_HANDLE StartWithKeyOnAnotherCard()
     {
-        script->AddReader(readerA, Card{});
-        script->AddReader(readerB, Card{});
-        Initialize();
+        InitializeWithTwoCards();
         const CK_OBJECT_HANDLE key = CreateKey(OpenSession(ordinarySlot), TestKey(0));
         const CK_SESSION_HANDLE session = OpenSession(4);
         EXPECT_EQ(VerifyInit(session, key), CKR_OK);

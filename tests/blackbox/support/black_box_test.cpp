@@ -100,6 +100,13 @@ void BlackBoxTest::InitializeWithCard(Card card, CK_C_INITIALIZE_ARGS* arguments
     Initialize(arguments);
 }
 
+void BlackBoxTest::InitializeWithTwoCards(Card inReaderA, Card inReaderB)
+{
+    script->AddReader(readerA, std::move(inReaderA));
+    script->AddReader(readerB, std::move(inReaderB));
+    Initialize();
+}
+
 void BlackBoxTest::Finalize()
 {
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);

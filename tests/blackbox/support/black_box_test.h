@@ -82,6 +82,7 @@ protected:
 
     void Initialize(CK_C_INITIALIZE_ARGS* arguments = nullptr); // and forgets the calls of the start
     void InitializeWithCard(Card card = {}, CK_C_INITIALIZE_ARGS* arguments = nullptr);
+    void InitializeWithTwoCards(Card inReaderA = {}, Card inReaderB = {});
     void Finalize();
 
     CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot);
