@@ -2,8 +2,6 @@
 
 #include "support/system.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -52,11 +50,6 @@ Bytes operator+(Bytes left, const Bytes& right)
 
 CardFixture::CardFixture()
 {
-    std::string name = (std::filesystem::temp_directory_path() / "tavrik_crosscheck_XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
-    folder = name;
     setenv("TAVRIK_HOME", File("home").c_str(), 1);
     setenv("TAVRIK_PINENTRY", "/nowhere/pinentry", 1); // a code that isn't given is nobody's
 }
@@ -66,7 +59,6 @@ CardFixture::~CardFixture()
     if (f != nullptr) {
         EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK);
     }
-    std::filesystem::remove_all(folder);
 }
 
 void CardFixture::LoadLibrary()
@@ -103,7 +95,8 @@ Bytes CardFixture::ReadFile(const std::string& name) const
 
 std::string CardFixture::OpenSsl(const std::string& parameters) const
 {
-    return BlackBox::OutputOf("cd '" + folder.string() + "' && openssl " + parameters + " 2>openssl.errors");
+    return BlackBox::OutputOf("cd '" + folder.Path().string() + "' && openssl " + parameters +
+                              " 2>openssl.errors");
 }
 
 bool CardFixture::OpenSslAccepts(const std::string& parameters) const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "pkcs11/cryptoki.h"
+#include "temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -47,7 +48,7 @@ protected:
     // session on the ordinary slot, logged in.
     void StartWithCard(unsigned bits = 2048);
 
-    std::string File(const std::string& name) const { return (folder / name).string(); }
+    std::string File(const std::string& name) const { return (folder.Path() / name).string(); }
     void Write(const std::string& name, const Bytes& bytes) const;
     Bytes ReadFile(const std::string& name) const;
 
@@ -76,7 +77,7 @@ protected:
 
     static constexpr CK_SLOT_ID qualifiedSlot = 1;
     static constexpr CK_SLOT_ID ordinarySlot = 2;
-    std::filesystem::path folder;
+    TemporaryFolder folder{"tavrik_crosscheck_"};
     CK_FUNCTION_LIST* f = nullptr;
     CK_SESSION_HANDLE session = 0;
 

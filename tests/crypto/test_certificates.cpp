@@ -1,5 +1,7 @@
 #include "crypto/test_certificates.h"
 
+#include "temporary_folder.h"
+
 #include <botan/alg_id.h>
 #include <botan/der_enc.h>
 #include <botan/hex.h>
@@ -27,29 +29,6 @@ void AddTime(Botan::DER_Encoder& encoder, const EncodedTime& time)
     const Bytes text(time.text.begin(), time.text.end());
     encoder.add_object(static_cast<Botan::ASN1_Tag>(time.tag), Botan::UNIVERSAL, text);
 }
-
-// A folder of its own, removed with all that is in it.
-class TemporaryFolder
-{
-public:
-    TemporaryFolder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "tavrik-tests-XXXXXX").string();
-        folder = mkdtemp(name.data());
-    }
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string File(const std::string& name) const { return (folder / name).string(); }
-
-private:
-    std::filesystem::path folder;
-};
 
 // Runs the command without output of its own; whether it succeeded.
 bool Openssl(std::vector<std::string> arguments)
@@ -119,28 +98,29 @@ Bytes EncodeCertificate(const CertificateContents& contents)
 Bytes MakeCertificateWithOpenssl(const std::string& serialHex, const std::string& notBefore,
                                  const std::string& notAfter)
 {
-    const TemporaryFolder folder;
-    std::ofstream(folder.File("index.txt")).flush(); // must be there, with nothing in it
-    std::ofstream(folder.File("serial")) << serialHex << "\n";
-    std::ofstream(folder.File("ca.cnf"))
+    const TemporaryFolder folder("tavrik-tests-");
+    const auto fileNamed = [&folder](const char* name) { return (folder.Path() / name).string(); };
+    std::ofstream(fileNamed("index.txt")).flush(); // must be there, with nothing in it
+    std::ofstream(fileNamed("serial")) << serialHex << "\n";
+    std::ofstream(fileNamed("ca.cnf"))
         << "[req]\ndistinguished_name=names\n[names]\n"
-        << "[ca]\ndefault_ca=authority\n[authority]\ndatabase=" << folder.File("index.txt")
-        << "\nserial=" << folder.File("serial") << "\nnew_certs_dir=" << folder.File("")
+        << "[ca]\ndefault_ca=authority\n[authority]\ndatabase=" << fileNamed("index.txt")
+        << "\nserial=" << fileNamed("serial") << "\nnew_certs_dir=" << fileNamed("")
         << "\ndefault_md=sha256\npolicy=names_policy\n[names_policy]\ncountryName=optional\ncommonName="
            "supplied\n";
 
     const bool made =
-        Openssl({"req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", folder.File("key.pem"), "-out",
-                 folder.File("request.pem"), "-subj", "/C=XX/CN=Tavrik Test", "-config",
-                 folder.File("ca.cnf")}) &&
-        Openssl({"ca", "-batch", "-selfsign", "-notext", "-keyfile", folder.File("key.pem"), "-in",
-                 folder.File("request.pem"), "-out", folder.File("certificate.pem"), "-startdate", notBefore,
-                 "-enddate", notAfter, "-config", folder.File("ca.cnf")}) &&
-        Openssl({"x509", "-in", folder.File("certificate.pem"), "-outform", "DER", "-out",
-                 folder.File("certificate.der")});
+        Openssl({"req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout", fileNamed("key.pem"), "-out",
+                 fileNamed("request.pem"), "-subj", "/C=XX/CN=Tavrik Test", "-config",
+                 fileNamed("ca.cnf")}) &&
+        Openssl({"ca", "-batch", "-selfsign", "-notext", "-keyfile", fileNamed("key.pem"), "-in",
+                 fileNamed("request.pem"), "-out", fileNamed("certificate.pem"), "-startdate", notBefore,
+                 "-enddate", notAfter, "-config", fileNamed("ca.cnf")}) &&
+        Openssl({"x509", "-in", fileNamed("certificate.pem"), "-outform", "DER", "-out",
+                 fileNamed("certificate.der")});
     if (!made) {
         return {};
     }
-    std::ifstream file(folder.File("certificate.der"), std::ios::binary);
+    std::ifstream file(fileNamed("certificate.der"), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -1,4 +1,5 @@
 #include "program.h"
+#include "temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -20,19 +21,15 @@ class SignDocument : public testing::Test
 protected:
     SignDocument()
     {
-        std::string pattern = (std::filesystem::temp_directory_path() / "tavrik-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-        setenv("TAVRIK_HOME", folder.c_str(), 1);
+        setenv("TAVRIK_HOME", folder.Path().c_str(), 1);
         setenv("TAVRIK_PINENTRY", SCRIPTED_PINENTRY, 1);
         setenv("TAVRIK_PINENTRY_ANSWERS", Answers().c_str(), 1);
         std::ofstream(Document()) << "one hundred and twelve euros";
     }
 
-    ~SignDocument() override { std::filesystem::remove_all(folder); }
-
-    std::filesystem::path Answers() const { return folder / "answers"; }
-    std::filesystem::path Document() const { return folder / "document.txt"; }
-    std::filesystem::path Output() const { return folder / "signed"; }
+    std::filesystem::path Answers() const { return folder.Path() / "answers"; }
+    std::filesystem::path Document() const { return folder.Path() / "document.txt"; }
+    std::filesystem::path Output() const { return folder.Path() / "signed"; }
 
     void MakeCard(const std::vector<std::string>& options = {}) const
     {
@@ -53,7 +50,7 @@ protected:
     // Whether the openssl command finds the signature to be the document's, by the certificate beside it.
     bool Verifies(const std::string& label, const std::string& hash) const
     {
-        const auto key = (folder / "key.pub").string();
+        const auto key = (folder.Path() / "key.pub").string();
         const auto certificate = (Output() / (label + ".pem")).string();
         const auto signature = (Output() / (label + ".sig")).string();
         EXPECT_EQ(
@@ -64,7 +61,7 @@ protected:
         return verified.exitCode == 0 && verified.output == "Verified OK\n";
     }
 
-    std::filesystem::path folder;
+    TemporaryFolder folder{"tavrik-"};
 };
 
 // One line, which ends like a sentence.

@@ -3,24 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-
-LogFolder::LogFolder()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "tavrik_log_XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        ADD_FAILURE() << "no folder " << pattern;
-    }
-    path = pattern;
-}
-
-LogFolder::~LogFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-}
 
 void LogFolder::Write(const std::string& name, const std::string& text) const
 {
@@ -47,7 +31,7 @@ bool LogFolder::Contains(const std::string& name) const
 std::vector<std::string> LogFolder::Names() const
 {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
         names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());

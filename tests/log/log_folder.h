@@ -1,6 +1,8 @@
 // A folder for the log files of a test.
 #pragma once
 
+#include "temporary_folder.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <string>
@@ -10,13 +12,8 @@
 class LogFolder
 {
 public:
-    LogFolder();
-    ~LogFolder();
-    LogFolder(const LogFolder&) = delete;
-    LogFolder& operator=(const LogFolder&) = delete;
-
-    std::filesystem::path Path(const std::string& name) const { return path / name; }
-    std::u16string Directory() const { return path.u16string() + u"/"; } // as the settings want it
+    std::filesystem::path Path(const std::string& name) const { return folder.Path() / name; }
+    std::u16string Directory() const { return folder.Path().u16string() + u"/"; } // as the settings want it
 
     void Write(const std::string& name, const std::string& text) const;
     void Append(const std::string& name, const std::string& text) const;
@@ -25,5 +22,5 @@ public:
     std::vector<std::string> Names() const; // sorted
 
 private:
-    std::filesystem::path path;
+    TemporaryFolder folder{"tavrik_log_"};
 };

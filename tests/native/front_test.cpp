@@ -6,8 +6,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include <unistd.h>
-
 namespace FrontTests {
 
 using BlackBox::Load;
@@ -172,9 +170,7 @@ CK_RV Client::Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes da
 
 FrontTest::FrontTest() : script(Script())
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tavrik_front_XXXXXX").string();
-    directory = mkdtemp(pattern.data());
-    const std::u16string writable = directory.u16string() + u"/";
+    const std::u16string writable = directory.Path().u16string() + u"/";
     script->SetDirectories(writable, writable);
     f = LoadFront(LibraryFolder() / "scripted");
 }
@@ -182,8 +178,6 @@ FrontTest::FrontTest() : script(Script())
 FrontTest::~FrontTest()
 {
     static_cast<void>(f->C_Finalize(nullptr));
-    std::error_code ignored;
-    std::filesystem::remove_all(directory, ignored);
 }
 
 void FrontTest::Start()

@@ -4,6 +4,7 @@
 
 #include "native/cryptoki.h"
 #include "scripted_card.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -78,7 +79,7 @@ protected:
     ScriptedCard* script;
 
 private:
-    std::filesystem::path directory;
+    TemporaryFolder directory{"tavrik_front_"};
 };
 
 Bytes Text(const std::string& text);

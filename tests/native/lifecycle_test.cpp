@@ -1,8 +1,7 @@
 #include "every_call.h"
 #include "front_test.h"
 #include "support/system.h"
-
-#include <cstdlib>
+#include "tests/temporary_folder.h"
 
 namespace FrontTests {
 namespace {
@@ -78,11 +77,9 @@ TEST_F(LifecycleTest, ExportsNothingButTheFunctions)
 
 TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tavrik_alone_XXXXXX").string();
-    const std::filesystem::path folder = mkdtemp(pattern.data());
-    std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder / "tavrik-pkcs11.so");
-    EXPECT_EQ(LoadFront(folder)->C_Initialize(nullptr), CKR_GENERAL_ERROR);
-    std::filesystem::remove_all(folder);
+    const TemporaryFolder folder("tavrik_alone_");
+    std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder.Path() / "tavrik-pkcs11.so");
+    EXPECT_EQ(LoadFront(folder.Path())->C_Initialize(nullptr), CKR_GENERAL_ERROR);
 }
 
 TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
@@ -99,8 +96,8 @@ TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
 
 TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tavrik_link_XXXXXX").string();
-    const std::filesystem::path folder = mkdtemp(pattern.data());
+    const TemporaryFolder temporary("tavrik_link_");
+    const std::filesystem::path& folder = temporary.Path();
     std::filesystem::create_directory(folder / "real");
     std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder / "real" / "tavrik-pkcs11.so");
     std::filesystem::create_symlink(LibraryFolder() / "scripted" / "libpkcs11_x64.so",
@@ -111,7 +108,6 @@ TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
     CK_FUNCTION_LIST* linked = LoadFront(folder);
     EXPECT_EQ(linked->C_Initialize(nullptr), CKR_OK);
     EXPECT_EQ(linked->C_Finalize(nullptr), CKR_OK);
-    std::filesystem::remove_all(folder);
 }
 
 } // namespace

@@ -1,33 +1,20 @@
 #include "test_log.h"
 
-#include <cstdlib>
 #include <fstream>
-
-TestLog::TestLog()
-{
-    std::string name = (std::filesystem::temp_directory_path() / "tavrik-log-XXXXXX").string();
-    folder = mkdtemp(name.data());
-}
-
-TestLog::~TestLog()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-}
 
 void TestLog::Append(const std::string& name, const std::string& text) const
 {
-    std::ofstream(folder / name, std::ios::app | std::ios::binary) << text;
+    std::ofstream(Folder() / name, std::ios::app | std::ios::binary) << text;
 }
 
 void TestLog::Rename(const std::string& from, const std::string& to) const
 {
-    std::filesystem::rename(folder / from, folder / to);
+    std::filesystem::rename(Folder() / from, Folder() / to);
 }
 
 void TestLog::Remove(const std::string& name) const
 {
-    std::filesystem::remove(folder / name);
+    std::filesystem::remove(Folder() / name);
 }
 
 std::string PlainLine(const std::string& level, const std::string& time, const std::string& description)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "log_line.h"
+#include "temporary_folder.h"
 
 #include <filesystem>
 #include <string>
@@ -10,18 +11,13 @@
 class TestLog
 {
 public:
-    TestLog();
-    ~TestLog();
-    TestLog(const TestLog&) = delete;
-    TestLog& operator=(const TestLog&) = delete;
-
-    const std::filesystem::path& Folder() const { return folder; }
+    const std::filesystem::path& Folder() const { return folder.Path(); }
     void Append(const std::string& name, const std::string& text) const;
     void Rename(const std::string& from, const std::string& to) const;
     void Remove(const std::string& name) const;
 
 private:
-    std::filesystem::path folder;
+    TemporaryFolder folder{"tavrik-log-"};
 };
 
 inline const std::string testTime = "Thu Nov 12 12:10:02 2026";
