@@ -1,6 +1,7 @@
 // The tool's commands for codes, seen by a program that uses the card meanwhile.
 #include "answers.h"
 #include "card_home.h"
+#include "key_use.h"
 #include "system/files.h"
 
 #include <string>
@@ -24,18 +25,12 @@ protected:
 
     static CardStatus SignOrdinarily(CardSession session)
     {
-        const std::vector<uint8_t> hash(32, 7);
-        std::vector<uint8_t> signature(512);
-        auto length = static_cast<uint32_t>(signature.size());
-        return Library().esSignData(session, hash.data(), 32, signature.data(), &length, 0);
+        return UseKey(Library().esSignData, session, std::vector<uint8_t>(32, 7)).status;
     }
 
     static CardStatus SignQualified(CardSession session)
     {
-        const std::vector<uint8_t> hash(32, 7);
-        std::vector<uint8_t> signature(512);
-        auto length = static_cast<uint32_t>(signature.size());
-        return Library().qesSignData(session, hash.data(), 32, signature.data(), &length, 0);
+        return UseKey(Library().qesSignData, session, std::vector<uint8_t>(32, 7)).status;
     }
 };
 

@@ -38,6 +38,20 @@ std::string KeyboardTest::Log() const
     return ReadFile(Scratch("log"));
 }
 
+Verified KeyboardTest::AskForPinDuring(CardSession session, const std::string& answer,
+                                       const std::function<void()>& meanwhile) const
+{
+    UseSlowUser();
+    Answer(answer + "\n");
+    Verified verified{};
+    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
+    AwaitQuestion();
+    meanwhile();
+    OpenGate();
+    asking.join();
+    return verified;
+}
+
 void KeyboardTest::UseSlowUser() const
 {
     SetVariable("SLOW_PINENTRY_ASKED", Scratch("asked"));

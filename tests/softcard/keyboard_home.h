@@ -2,6 +2,9 @@
 
 #include "card_home.h"
 
+#include <functional>
+#include <string>
+
 namespace softcard::test {
 
 // The scripted pinentry is the keyboard.
@@ -15,7 +18,12 @@ protected:
     [[nodiscard]] std::string AnswersLeft() const;
     [[nodiscard]] std::string Log() const;
 
-    // A user who answers only after OpenGate.
+    // Asks a user for the PIN who answers only once `meanwhile`, which runs when the question was put, is
+    // done.
+    Verified AskForPinDuring(CardSession session, const std::string& answer,
+                             const std::function<void()>& meanwhile) const;
+
+private:
     void UseSlowUser() const;
     void AwaitQuestion() const;
     void OpenGate() const;

@@ -3,7 +3,6 @@
 #include "keyboard_home.h"
 
 #include <chrono>
-#include <thread>
 
 using namespace softcard::test;
 
@@ -105,33 +104,21 @@ TEST_F(Keyboard, KeepsNobodyElseWaiting)
     const CardSession session = InsertAndOpen("ref2");
     Insert("ref3", "Reader 1");
     const CardSession other = Open(u"Reader 1");
-    UseSlowUser();
-    Answer("654321\n");
-    Verified verified{};
-    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
-    AwaitQuestion();
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Library().waitForReaderEvent(0, [](auto, auto, auto, auto) {}), 0);
-    EXPECT_EQ(FlagsOf(session), cardPresentFlag);
-    EXPECT_EQ(VerifyBok(other, bok).returned, 0);
-    EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "not even the other code of the same card waits";
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-    OpenGate();
-    asking.join();
+    const Verified verified = AskForPinDuring(session, "654321", [&] {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(Library().waitForReaderEvent(0, [](auto, auto, auto, auto) {}), 0);
+        EXPECT_EQ(FlagsOf(session), cardPresentFlag);
+        EXPECT_EQ(VerifyBok(other, bok).returned, 0);
+        EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "not even the other code of the same card waits";
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    });
     EXPECT_EQ(verified.returned, 0);
 }
 
 TEST_F(Keyboard, AnswerForACardThatWentSpendsNoTry)
 {
     const CardSession session = InsertAndOpen("ref2");
-    UseSlowUser();
-    Answer("000000\n");
-    Verified verified{};
-    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
-    AwaitQuestion();
-    Remove("ref2");
-    OpenGate();
-    asking.join();
+    const Verified verified = AskForPinDuring(session, wrongCode, [this] { Remove("ref2"); });
     EXPECT_EQ(verified.returned, removedCard);
     Insert("ref2");
     EXPECT_EQ(VerifyPin(Open(), wrongCode).result.unread4, 2);
@@ -140,14 +127,8 @@ TEST_F(Keyboard, AnswerForACardThatWentSpendsNoTry)
 TEST_F(Keyboard, AnswerForAClosedSessionSpendsNoTry)
 {
     const CardSession session = InsertAndOpen("ref2");
-    UseSlowUser();
-    Answer("000000\n");
-    Verified verified{};
-    std::thread asking([&] { verified = VerifyPin(session, nullptr); });
-    AwaitQuestion();
-    EXPECT_EQ(Library().closeSession(session), 0);
-    OpenGate();
-    asking.join();
+    const Verified verified =
+        AskForPinDuring(session, wrongCode, [session] { EXPECT_EQ(Library().closeSession(session), 0); });
     EXPECT_EQ(verified.returned, 3);
     EXPECT_EQ(VerifyPin(Open(), wrongCode).result.unread4, 2);
 }

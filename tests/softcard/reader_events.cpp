@@ -53,6 +53,24 @@ Event AwaitEvent()
     return event;
 }
 
+void ExpectQuickEvents(int rounds, const std::function<void()>& insert, const std::function<void()>& remove)
+{
+    const Monitor monitor;
+    for (int round = 0; round < rounds; ++round) {
+        insert();
+        auto done = Clock::now();
+        const Event inserted = AwaitEvent();
+        EXPECT_EQ(inserted.code, cardInsertedEvent);
+        EXPECT_LT(inserted.time - done, std::chrono::milliseconds(100));
+        remove();
+        done = Clock::now();
+        const Event removed = AwaitEvent();
+        EXPECT_EQ(removed.code, cardRemovedEvent);
+        EXPECT_EQ(removed.session, inserted.session);
+        EXPECT_LT(removed.time - done, std::chrono::milliseconds(100));
+    }
+}
+
 std::vector<Event> EventsNow()
 {
     EXPECT_EQ(Library().waitForReaderEvent(0, Listen), 0);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,6 +31,10 @@ std::vector<Event> TakeEvents();
 
 // The next event, which must come within five seconds.
 Event AwaitEvent();
+
+// That so many insertions and removals of a card are told of, each within a tenth of a second and the removal
+// with the session that came with the insertion.
+void ExpectQuickEvents(int rounds, const std::function<void()>& insert, const std::function<void()>& remove);
 
 // What a wait without time brings.
 std::vector<Event> EventsNow();

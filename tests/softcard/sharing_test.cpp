@@ -1,6 +1,7 @@
 // Two processes on one card: the transaction of one keeps the other from codes and keys.
 #include "answers.h"
 #include "card_home.h"
+#include "key_use.h"
 
 #include <nlohmann/json.hpp>
 
@@ -50,12 +51,8 @@ TEST_F(Sharing, KeepsOthersFromCodesAndKeysDuringATransaction)
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
     ASSERT_EQ(VerifyPin(session, pin).returned, 0);
-    const std::vector<uint8_t> hash(32, 7);
-    std::vector<uint8_t> output(512);
-    auto length = static_cast<uint32_t>(output.size());
-    const auto sign = [&](auto function) {
-        length = static_cast<uint32_t>(output.size());
-        return function(session, hash.data(), 32, output.data(), &length, 0);
+    const auto sign = [session](KeyFunction function) {
+        return UseKey(function, session, std::vector<uint8_t>(32, 7)).status;
     };
     {
         const Holder holder(Scratch("holding"));
@@ -65,9 +62,7 @@ TEST_F(Sharing, KeepsOthersFromCodesAndKeysDuringATransaction)
         EXPECT_EQ(VerifyPin(session, nullptr).returned, sharingViolation) << "before anybody is asked";
         EXPECT_EQ(sign(Library().esSignData), sharingViolation);
         EXPECT_EQ(sign(Library().qesSignData), sharingViolation);
-        const std::vector<uint8_t> data(256, 1);
-        EXPECT_EQ(Library().esDecryptData(session, data.data(), 256, output.data(), &length, 0),
-                  sharingViolation);
+        EXPECT_EQ(Decrypt(session, std::vector<uint8_t>(256, 1)).status, sharingViolation);
         EXPECT_EQ(FlagsOf(session), cardPresentFlag | secureMessagingFlag);
         CardKeyInfo key{};
         EXPECT_EQ(Library().esGetKeyInfo(session, 0, &key, true), 0) << "what is public stays readable";

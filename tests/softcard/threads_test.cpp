@@ -1,4 +1,5 @@
 #include "card_home.h"
+#include "key_use.h"
 
 #include <atomic>
 #include <thread>
@@ -7,6 +8,8 @@
 using namespace softcard::test;
 
 namespace {
+
+const std::vector<uint8_t> hash(32, 1);
 
 class Threads : public CardTest
 {
@@ -45,10 +48,7 @@ TEST_F(Threads, MayUseEverythingAtOnce)
         }
     });
     for (int i = 0; i < 20; ++i) {
-        std::vector<uint8_t> signature(256);
-        uint32_t length = 256;
-        const std::vector<uint8_t> hash(32, 1);
-        EXPECT_EQ(Library().esSignData(session, hash.data(), 32, signature.data(), &length, 0), 0);
+        EXPECT_EQ(UseKey(Library().esSignData, session, hash, 0, 256).status, 0);
     }
     running = false;
     waiting.join();
@@ -62,10 +62,7 @@ TEST_F(Threads, HaveOneSignatureForOnePinAmongThem)
         ASSERT_EQ(VerifyPin(session, pin).returned, 0);
         std::atomic<int> signatures = 0;
         const auto sign = [&] {
-            std::vector<uint8_t> signature(256);
-            uint32_t length = 256;
-            const std::vector<uint8_t> hash(32, 1);
-            if (Library().qesSignData(session, hash.data(), 32, signature.data(), &length, 0) == 0) {
+            if (UseKey(Library().qesSignData, session, hash, 0, 256).status == 0) {
                 ++signatures;
             }
         };

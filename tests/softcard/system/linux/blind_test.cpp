@@ -42,19 +42,8 @@ namespace {
 
 TEST_F(BlindReaders, AreLookedAtOftenEnough)
 {
-    const Monitor monitor;
-    for (int round = 0; round < 5; ++round) {
-        Insert("ref2");
-        auto done = Clock::now();
-        const Event inserted = AwaitEvent();
-        EXPECT_EQ(inserted.code, cardInsertedEvent);
-        EXPECT_LT(inserted.time - done, std::chrono::milliseconds(100));
-        Remove("ref2");
-        done = Clock::now();
-        const Event removed = AwaitEvent();
-        EXPECT_EQ(removed.code, cardRemovedEvent);
-        EXPECT_LT(removed.time - done, std::chrono::milliseconds(100));
-    }
+    ExpectQuickEvents(
+        5, [this] { Insert("ref2"); }, [this] { Remove("ref2"); });
 }
 
 // Or the test above would show nothing.

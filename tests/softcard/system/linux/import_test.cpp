@@ -1,5 +1,6 @@
 // Keys that OpenSSL made, brought to a card; and certificates brought out.
 #include "card_home.h"
+#include "key_use.h"
 
 #include <string>
 #include <vector>
@@ -37,13 +38,9 @@ protected:
         WriteText(Scratch("plain"), "a secret text");
         RunOpenssl({"pkeyutl", "-encrypt", "-certin", "-inkey", File("certificate.pem"), "-in", File("plain"),
                     "-out", File("encrypted")});
-        const auto encrypted = ReadBytes(Scratch("encrypted"));
-        std::vector<uint8_t> output(512);
-        auto length = static_cast<uint32_t>(output.size());
-        ASSERT_EQ(Library().esDecryptData(session, encrypted.data(), static_cast<uint32_t>(encrypted.size()),
-                                          output.data(), &length, index),
-                  0);
-        EXPECT_EQ(std::string(output.begin(), output.begin() + length), "a secret text");
+        const Output plain = Decrypt(session, ReadBytes(Scratch("encrypted")), index);
+        ASSERT_EQ(plain.status, 0);
+        EXPECT_EQ(std::string(plain.bytes.begin(), plain.bytes.end()), "a secret text");
     }
 
     static void ExpectRefusal(const std::vector<std::string>& arguments, int exitCode)
@@ -63,13 +60,10 @@ TEST_F(Import, TakesPkcs12)
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
     ExpectDecryption(session, 1);
-    std::vector<CardCertificate> certificates(maxCertificates);
-    std::vector<CardKeyInfo> keys(maxCertificates);
-    uint32_t count = 0;
-    ASSERT_EQ(Library().esGetCertificates(session, certificates.data(), &count, keys.data()), 0);
-    EXPECT_EQ(count, 2U);
-    EXPECT_EQ(keys[0].keyReference, 2U);
-    EXPECT_EQ(keys[1].keyReference, 3U);
+    const auto records = GetRecords(Library().esGetCertificates, session);
+    EXPECT_EQ(records->count, 2U);
+    EXPECT_EQ(records->keys[0].keyReference, 2U);
+    EXPECT_EQ(records->keys[1].keyReference, 3U);
 }
 
 TEST_F(Import, TakesPem)
@@ -130,11 +124,7 @@ TEST_F(Import, FillsAFamilyUpToEight)
     }
     ExpectRefusal(import, notImportable);
     const CardSession session = InsertAndOpen("ref2");
-    std::vector<CardCertificate> certificates(maxCertificates);
-    std::vector<CardKeyInfo> keys(maxCertificates);
-    uint32_t count = 0;
-    EXPECT_EQ(Library().qesGetCertificates(session, certificates.data(), &count, keys.data()), 0);
-    EXPECT_EQ(count, 8U);
+    EXPECT_EQ(GetRecords(Library().qesGetCertificates, session)->count, 8U);
     EXPECT_EQ(VerifyPin(session, pin).returned, 0);
 }
 

@@ -1,4 +1,5 @@
 #include "card_home.h"
+#include "key_use.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,8 +18,8 @@ constexpr const char* hashName[] = {"", "sha1", "sha256", "sha384", "sha512"};
 struct Family
 {
     const char* name;
-    decltype(&CardAPI_QES_SignData) sign;
-    decltype(&CardAPI_QES_GetCertificates) getCertificates;
+    KeyFunction sign;
+    CertificateFunction getCertificates;
     decltype(&CardAPI_QES_GetKeyInfo) getKeyInfo;
     Verified (*verify)(CardSession, const char*);
     const char* code;
@@ -35,48 +36,10 @@ Family OrdinaryFamily()
     return {"es", Library().esSignData, Library().esGetCertificates, Library().esGetKeyInfo, VerifyBok, bok};
 }
 
-struct Output
-{
-    CardStatus status;
-    std::vector<uint8_t> bytes;
-};
-
 Output Sign(const Family& family, CardSession session, const std::vector<uint8_t>& data,
             size_t capacity = 512)
 {
-    std::vector<uint8_t> signature(capacity);
-    auto length = static_cast<uint32_t>(capacity);
-    const CardStatus status =
-        family.sign(session, data.data(), static_cast<uint32_t>(data.size()), signature.data(), &length, 0);
-    signature.resize(length);
-    return {status, signature};
-}
-
-Output Decrypt(CardSession session, const std::vector<uint8_t>& data, uint32_t index = 0,
-               size_t capacity = 512)
-{
-    std::vector<uint8_t> plain(capacity);
-    auto length = static_cast<uint32_t>(capacity);
-    const CardStatus status = Library().esDecryptData(
-        session, data.data(), static_cast<uint32_t>(data.size()), plain.data(), &length, index);
-    plain.resize(length);
-    return {status, plain};
-}
-
-struct Records
-{
-    std::vector<CardCertificate> certificates = std::vector<CardCertificate>(maxCertificates);
-    std::vector<CardKeyInfo> keys = std::vector<CardKeyInfo>(maxCertificates);
-    uint32_t count = 0;
-};
-
-std::unique_ptr<Records> GetRecords(const Family& family, CardSession session)
-{
-    auto records = std::make_unique<Records>();
-    EXPECT_EQ(
-        family.getCertificates(session, records->certificates.data(), &records->count, records->keys.data()),
-        0);
-    return records;
+    return UseKey(family.sign, session, data, 0, capacity);
 }
 
 class Keys : public CardTest
@@ -85,7 +48,7 @@ protected:
     // The public key as a file, taken out of the certificate that the card gave.
     std::string WritePublicKey(const Family& family, CardSession session) const
     {
-        const auto records = GetRecords(family, session);
+        const auto records = GetRecords(family.getCertificates, session);
         const CardCertificate& certificate = records->certificates[0];
         WriteBytes(Scratch("certificate.der"), {certificate.data, certificate.data + certificate.length});
         std::string path = Scratch("public.pem").string();
@@ -344,7 +307,7 @@ TEST_F(Keys, ComeWithOneCertificateForEach)
 {
     const CardSession session = InsertAndOpen("ref3");
     for (const Family& family : {QualifiedFamily(), OrdinaryFamily()}) {
-        const auto records = GetRecords(family, session);
+        const auto records = GetRecords(family.getCertificates, session);
         ASSERT_EQ(records->count, 1U);
         CardKeyInfo key{};
         ASSERT_EQ(family.getKeyInfo(session, 0, &key, true), 0);
@@ -352,16 +315,16 @@ TEST_F(Keys, ComeWithOneCertificateForEach)
         EXPECT_EQ(records->keys[1].keyReference, 0U);
         EXPECT_EQ(records->certificates[0].data[0], 0x30);
     }
-    const auto qualified = GetRecords(QualifiedFamily(), session);
-    const auto ordinary = GetRecords(OrdinaryFamily(), session);
+    const auto qualified = GetRecords(Library().qesGetCertificates, session);
+    const auto ordinary = GetRecords(Library().esGetCertificates, session);
     EXPECT_NE(std::memcmp(qualified->keys[0].modulus, ordinary->keys[0].modulus, 256), 0);
 }
 
 TEST_F(Keys, OfABlankCardAreDescribedToo)
 {
     const CardSession session = InsertAndOpen("blank");
-    EXPECT_EQ(GetRecords(QualifiedFamily(), session)->count, 1U);
-    EXPECT_EQ(GetRecords(OrdinaryFamily(), session)->count, 1U);
+    EXPECT_EQ(GetRecords(Library().qesGetCertificates, session)->count, 1U);
+    EXPECT_EQ(GetRecords(Library().esGetCertificates, session)->count, 1U);
 }
 
 TEST_F(Keys, AreNotUsedThroughMissingPointers)

@@ -1,5 +1,6 @@
 // What takes programs of Linux to be seen, or so many starts of the tool that they must be cheap.
 #include "card_home.h"
+#include "key_use.h"
 
 #include <algorithm>
 #include <string>
@@ -30,16 +31,13 @@ TEST_F(ToolWithOthers, MakesSeveralCertificatesOfAFamily)
                   .exitCode,
               0);
     const CardSession session = InsertAndOpen("many");
-    std::vector<CardCertificate> certificates(maxCertificates);
-    std::vector<CardKeyInfo> keys(maxCertificates);
-    uint32_t count = 0;
-    ASSERT_EQ(Library().qesGetCertificates(session, certificates.data(), &count, keys.data()), 0);
-    EXPECT_EQ(count, 2U);
-    EXPECT_EQ(keys[1].keyReference, 4U);
-    EXPECT_EQ(keys[1].modulusBits, 2048U);
-    ASSERT_EQ(Library().esGetCertificates(session, certificates.data(), &count, keys.data()), 0);
-    EXPECT_EQ(count, 3U);
-    EXPECT_EQ(keys[2].modulusBits, 2304U);
+    const auto qualified = GetRecords(Library().qesGetCertificates, session);
+    EXPECT_EQ(qualified->count, 2U);
+    EXPECT_EQ(qualified->keys[1].keyReference, 4U);
+    EXPECT_EQ(qualified->keys[1].modulusBits, 2048U);
+    const auto ordinary = GetRecords(Library().esGetCertificates, session);
+    EXPECT_EQ(ordinary->count, 3U);
+    EXPECT_EQ(ordinary->keys[2].modulusBits, 2304U);
 
     // The certificate's index selects the key that decrypts.
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
@@ -50,12 +48,9 @@ TEST_F(ToolWithOthers, MakesSeveralCertificatesOfAFamily)
     ASSERT_EQ(encrypted.exitCode, 0) << encrypted.errors;
     const auto data = ReadBytes(Scratch("encrypted"));
     for (uint32_t index = 0; index < 4; ++index) {
-        std::vector<uint8_t> output(512);
-        auto length = static_cast<uint32_t>(output.size());
-        const CardStatus status = Library().esDecryptData(
-            session, data.data(), static_cast<uint32_t>(data.size()), output.data(), &length, index);
+        const Output plain = Decrypt(session, data, index);
         const bool isPlain =
-            status == 0 && std::string(output.begin(), output.begin() + length) == "for the third";
+            plain.status == 0 && std::string(plain.bytes.begin(), plain.bytes.end()) == "for the third";
         EXPECT_EQ(isPlain, index == 2) << index;
     }
 }

@@ -1,5 +1,6 @@
 // Keys brought to a card without OpenSSL. The authority's own key and certificate stand for those of others.
 #include "card_home.h"
+#include "key_use.h"
 #include "system/files.h"
 
 #include <botan/auto_rng.h>
@@ -47,29 +48,28 @@ protected:
         ASSERT_EQ(RunTool({"insert", "ref2"}).exitCode, 0);
         const CardSession session = Open();
         ASSERT_EQ(VerifyBok(session, bok).returned, 0);
-        std::vector<uint8_t> output(512);
-        auto length = static_cast<uint32_t>(output.size());
-        ASSERT_EQ(Library().esDecryptData(session, encrypted.data(), static_cast<uint32_t>(encrypted.size()),
-                                          output.data(), &length, 1),
-                  0);
-        EXPECT_EQ(std::string(output.begin(), output.begin() + length), text);
+        const Output plain = Decrypt(session, encrypted, 1);
+        ASSERT_EQ(plain.status, 0);
+        EXPECT_EQ(std::string(plain.bytes.begin(), plain.bytes.end()), text);
     }
 
-    static void ExpectImport(const std::vector<std::string>& arguments)
+    static Finished Import(const std::vector<std::string>& arguments)
     {
         std::vector<std::string> all = {"import", "ref2", "es"};
         all.insert(all.end(), arguments.begin(), arguments.end());
         all.insert(all.end(), {"--code", bok});
-        const Finished imported = RunTool(all);
+        return RunTool(all);
+    }
+
+    static void ExpectImport(const std::vector<std::string>& arguments)
+    {
+        const Finished imported = Import(arguments);
         EXPECT_EQ(imported.exitCode, 0) << imported.errors;
     }
 
     static void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& sentence)
     {
-        std::vector<std::string> all = {"import", "ref2", "es"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        all.insert(all.end(), {"--code", bok});
-        const Finished refused = RunTool(all);
+        const Finished refused = Import(arguments);
         EXPECT_EQ(refused.exitCode, notImportable);
         EXPECT_EQ(refused.errors, "tavrik-card: " + sentence + "\n");
     }
