@@ -1,5 +1,6 @@
 #include "system/files.h"
 
+#include "system/file_steps.h"
 #include "system/linux/file_descriptor.h"
 #include "system/linux/link_file.h"
 
@@ -57,13 +58,6 @@ void SynchronizeFolder(const std::filesystem::path& folder)
     Synchronize(Open(folder, O_RDONLY | O_DIRECTORY), folder);
 }
 
-// Always the same, so that who is killed in the middle leaves no litter that grows. The leading dot keeps it
-// out of every listing of the store.
-std::filesystem::path TemporaryName(const std::filesystem::path& path)
-{
-    return path.parent_path() / ("." + path.filename().string() + ".new");
-}
-
 bool Lock(const FileDescriptor& file, const std::filesystem::path& path, int operation)
 {
     while (flock(file.Get(), operation) != 0) {
@@ -79,14 +73,8 @@ bool Lock(const FileDescriptor& file, const std::filesystem::path& path, int ope
 
 } // namespace
 
-void EnsurePrivateFolder(const std::filesystem::path& folder)
+void MakePrivateFolder(const std::filesystem::path& folder)
 {
-    if (std::filesystem::is_directory(folder)) {
-        return;
-    }
-    if (folder.has_relative_path()) {
-        EnsurePrivateFolder(folder.parent_path());
-    }
     if (mkdir(folder.c_str(), privateFolderMode) != 0 && errno != EEXIST) {
         ThrowSystemError(folder);
     }

@@ -3,6 +3,7 @@
 // for a little.
 #include "system/files.h"
 
+#include "system/file_steps.h"
 #include "system/windows/handle.h"
 #include "system/windows/last_error.h"
 #include "text.h"
@@ -70,21 +71,6 @@ void WriteAll(const Handle& file, const std::filesystem::path& path, std::string
     }
 }
 
-std::filesystem::path WithDot(const std::filesystem::path& path, const char* ending)
-{
-    std::filesystem::path name = ".";
-    name += path.filename();
-    name += ending;
-    return path.parent_path() / name;
-}
-
-// Always the same, so that who is killed in the middle leaves no litter that grows. The leading dot keeps it
-// out of every listing of the store.
-std::filesystem::path TemporaryName(const std::filesystem::path& path)
-{
-    return WithDot(path, ".new");
-}
-
 void WriteTemporary(const std::filesystem::path& temporary, std::string_view content)
 {
     const Handle file = Open(temporary, GENERIC_WRITE, 0, CREATE_ALWAYS);
@@ -125,14 +111,8 @@ bool IsDevice(std::string_view name)
 
 } // namespace
 
-void EnsurePrivateFolder(const std::filesystem::path& folder)
+void MakePrivateFolder(const std::filesystem::path& folder)
 {
-    if (std::filesystem::is_directory(folder)) {
-        return;
-    }
-    if (folder.has_relative_path()) {
-        EnsurePrivateFolder(folder.parent_path());
-    }
     if (CreateDirectoryW(folder.c_str(), nullptr) == FALSE && GetLastError() != ERROR_ALREADY_EXISTS) {
         ThrowLastError(folder);
     }
@@ -246,7 +226,7 @@ void RemoveFile(const std::filesystem::path& path)
 // Beside the folder: one with an open file in it cannot be moved.
 std::filesystem::path LockFileOf(const std::filesystem::path& folder, const std::string& name)
 {
-    return WithDot(folder, ("." + name).c_str());
+    return WithDot(folder, "." + name);
 }
 
 struct FileLock::Held
