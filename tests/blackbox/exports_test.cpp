@@ -149,18 +149,5 @@ TEST(ExportsTest, ImportsNoCardFunction)
     }
 }
 
-TEST(ExportsTest, RecordsHaveTheirPackedSizes)
-{
-    EXPECT_EQ(sizeof(CK_INFO), 72U);
-    EXPECT_EQ(sizeof(CK_SLOT_INFO), 104U);
-    EXPECT_EQ(sizeof(CK_TOKEN_INFO), 160U);
-    EXPECT_EQ(sizeof(CK_SESSION_INFO), 16U);
-    EXPECT_EQ(sizeof(CK_ATTRIBUTE), 16U);
-    EXPECT_EQ(sizeof(CK_MECHANISM), 16U);
-    EXPECT_EQ(sizeof(CK_MECHANISM_INFO), 12U);
-    EXPECT_EQ(sizeof(CK_C_INITIALIZE_ARGS), 44U);
-    EXPECT_EQ(sizeof(CK_FUNCTION_LIST), 546U);
-}
-
 } // namespace
 } // namespace BlackBox

@@ -9,11 +9,7 @@ namespace {
 class LogSinksTest : public BlackBoxTest
 {
 protected:
-    void Configure(const std::string& sinks) const
-    {
-        WriteFile(Directory() / "config.json",
-                  "{\"log\": {" + sinks + R"(, "logFromLevel": "LogLevel_Debug"}})");
-    }
+    void Configure(const std::string& sinks) const { ConfigureSinks(Directory(), sinks); }
 };
 
 TEST_F(LogSinksTest, ConsoleSinkWritesToAPipe)

@@ -18,6 +18,17 @@ protected:
         };
     }
 
+    // A session whose card leaves while it shows the keyboard for the next signature, with this answer
+    // otherwise.
+    CK_SESSION_HANDLE StartSigningWithCardLeaving(Answer answer = {})
+    {
+        const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
+        EXPECT_EQ(SignInit(session), CKR_OK);
+        answer.hook = CardLeaves();
+        script->Next("QES_VerifyPin", std::move(answer));
+        return session;
+    }
+
     // Two cards, the keys on the first one; a session on the second one's slot of the same family.
     CK_SESSION_HANDLE StartWithKeyOnAnotherCard(CK_SLOT_ID slot)
     {
@@ -34,9 +45,7 @@ protected:
 TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardFailsTheSignature)
 {
     LogCapture log(script);
-    const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
-    ASSERT_EQ(SignInit(session), CKR_OK);
-    script->Next("QES_VerifyPin", {.hook = CardLeaves()});
+    const CK_SESSION_HANDLE session = StartSigningWithCardLeaving();
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_FAILED));
     EXPECT_EQ(log.TakeOf("SignManager::Sign"),
@@ -49,9 +58,7 @@ TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardFailsTheSignature)
 TEST_F(SignCardRemovalTest, LinesOfThatFailureAreThoseOfAnyOther)
 {
     LogCapture log(script);
-    const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
-    ASSERT_EQ(SignInit(session), CKR_OK);
-    script->Next("QES_VerifyPin", {.hook = CardLeaves()});
+    const CK_SESSION_HANDLE session = StartSigningWithCardLeaving();
     log.Forget();
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_FAILED));
     EXPECT_EQ(log.TakeOf("C_Sign"),
@@ -65,27 +72,21 @@ TEST_F(SignCardRemovalTest, LinesOfThatFailureAreThoseOfAnyOther)
 
 TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardKeepsACancelOrRefusal)
 {
-    const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
-    ASSERT_EQ(SignInit(session), CKR_OK);
-    script->Next("QES_VerifyPin", {.status = userInputError, .hook = CardLeaves()});
+    const CK_SESSION_HANDLE session = StartSigningWithCardLeaving({.status = userInputError});
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_CANCELED));
     EXPECT_EQ(TakeCalls(), Texts{openKeyboard} + closing);
 }
 
 TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardKeepsTheStateOfTheCode)
 {
-    const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
-    ASSERT_EQ(SignInit(session), CKR_OK);
-    script->Next("QES_VerifyPin", {.hook = CardLeaves(), .verify = NotVerified(3)});
+    const CK_SESSION_HANDLE session = StartSigningWithCardLeaving({.verify = NotVerified(3)});
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_PIN_LOCKED));
     EXPECT_EQ(TakeCalls(), Texts{openKeyboard} + closing);
 }
 
 TEST_F(SignCardRemovalTest, KeyboardOpensAgainOnTheCardSessionThatIsStillHeld)
 {
-    const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
-    ASSERT_EQ(SignInit(session), CKR_OK);
-    script->Next("QES_VerifyPin", {.status = incorrectCode, .hook = CardLeaves()});
+    const CK_SESSION_HANDLE session = StartSigningWithCardLeaving({.status = incorrectCode});
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_FAILED));
     EXPECT_EQ(TakeCalls(), (Texts{openKeyboard, "the card has left", openKeyboard, "StopTransaction(101)",
                                   "CloseSession(101)"}));

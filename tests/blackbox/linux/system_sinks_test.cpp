@@ -21,11 +21,7 @@ namespace {
 class SystemSinksTest : public BlackBoxTest
 {
 protected:
-    void Configure(const std::string& sinks) const
-    {
-        WriteFile(Directory() / "config.json",
-                  "{\"log\": {" + sinks + R"(, "logFromLevel": "LogLevel_Debug"}})");
-    }
+    void Configure(const std::string& sinks) const { ConfigureSinks(Directory(), sinks); }
 
     // Made for the log alone; the configuration stays where it is.
     std::filesystem::path FolderForLogs() const

@@ -62,6 +62,20 @@ LogLine Parse(const std::string& raw)
     return line;
 }
 
+// The text cut behind each newline.
+std::vector<std::string> PiecesOf(const std::string& text)
+{
+    std::vector<std::string> pieces;
+    size_t begin = 0;
+    while (begin < text.size()) {
+        const size_t newline = text.find('\n', begin);
+        const size_t end = newline == std::string::npos ? text.size() : newline + 1;
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end;
+    }
+    return pieces;
+}
+
 } // namespace
 
 std::string LogLine::Text() const
@@ -99,16 +113,10 @@ std::string LogCapture::Raw() const
 std::vector<LogLine> LogCapture::Lines() const
 {
     std::vector<LogLine> lines;
-    const std::string raw = Raw();
-    size_t begin = 0;
-    while (begin < raw.size()) {
-        const size_t newline = raw.find('\n', begin);
-        const size_t end = newline == std::string::npos ? raw.size() : newline + 1;
-        const std::string piece = raw.substr(begin, end - begin);
+    for (const std::string& piece : PiecesOf(Raw())) {
         if (piece.ends_with("\r\n") && BeginsLikeALine(piece)) {
             lines.push_back(Parse(piece));
         }
-        begin = end;
     }
     return lines;
 }
@@ -138,15 +146,10 @@ std::vector<std::string> LogCapture::TakeOf(const std::string& function)
 void LogCapture::Forget()
 {
     const std::string raw = Raw();
-    size_t begin = 0;
-    while (begin < raw.size()) {
-        const size_t newline = raw.find('\n', begin);
-        const size_t end = newline == std::string::npos ? raw.size() : newline + 1;
-        const std::string piece = raw.substr(begin, end - begin);
+    for (const std::string& piece : PiecesOf(raw)) {
         if (!piece.ends_with("\r\n")) {
             foreign += piece;
         }
-        begin = end;
     }
     position += raw.size();
 }

@@ -48,6 +48,11 @@ void WriteFile(const std::filesystem::path& file, const std::string& text)
     std::ofstream(file, std::ios::binary) << text;
 }
 
+void ConfigureSinks(const std::filesystem::path& directory, const std::string& sinks)
+{
+    WriteFile(directory / "config.json", "{\"log\": {" + sinks + R"(, "logFromLevel": "LogLevel_Debug"}})");
+}
+
 std::vector<std::string> LinesOf(const std::string& text)
 {
     std::vector<std::string> lines;

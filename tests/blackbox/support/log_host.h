@@ -1,4 +1,4 @@
-// Runs the program log_host, and reads the files that the library then leaves.
+// Runs the program log_host, and writes and reads files of the library.
 #pragma once
 
 #include <filesystem>
@@ -21,6 +21,9 @@ std::filesystem::path CopyOfLogHost(const std::filesystem::path& directory, cons
 
 std::string ReadFile(const std::filesystem::path& file); // empty when there is none
 void WriteFile(const std::filesystem::path& file, const std::string& text);
+
+// Writes a configuration, with these settings of sinks, whose log has everything.
+void ConfigureSinks(const std::filesystem::path& directory, const std::string& sinks);
 
 // Of a text with "\r\n" behind each line.
 std::vector<std::string> LinesOf(const std::string& text);
