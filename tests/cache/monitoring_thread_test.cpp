@@ -3,6 +3,7 @@
 #include "cache/store_fixture.h"
 #include "card/stub_card.h"
 #include "log/log_capture.h"
+#include "thrown.h"
 
 #include <algorithm>
 #include <atomic>
@@ -42,17 +43,6 @@ protected:
         Callback()(event, reader, session, &status);
     }
 };
-
-template <typename Work>
-std::error_code ErrorOf(Work&& work)
-{
-    try {
-        work();
-    } catch (const std::system_error& error) {
-        return error.code();
-    }
-    return {};
-}
 
 void WaitFor(const std::atomic<bool>& flag)
 {

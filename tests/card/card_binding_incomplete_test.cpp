@@ -2,9 +2,9 @@
 #include "card/card_api.h"
 #include "card/card_hash.h"
 #include "card/incomplete_card.h"
-#include "card/thrown_reason.h"
 #include "log/log_capture.h"
 #include "platform/platform.h"
+#include "thrown.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // What becomes of calls to the card when there is no card-access library.
 #include "card/card_api.h"
 #include "card/card_hash.h"
-#include "card/thrown_reason.h"
 #include "log/log_capture.h"
 #include "log/logger.h"
+#include "thrown.h"
 
 #include <gtest/gtest.h>
 

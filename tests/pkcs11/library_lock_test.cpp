@@ -1,5 +1,7 @@
 #include "pkcs11/library_lock.h"
 
+#include "thrown.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -9,18 +11,6 @@
 #include <thread>
 
 namespace {
-
-// The error that `work` throws as a system error; none when it throws nothing.
-template <typename Work>
-std::error_code ErrorOf(Work&& work)
-{
-    try {
-        work();
-    } catch (const std::system_error& error) {
-        return error.code();
-    }
-    return {};
-}
 
 const std::error_code deadlock = std::make_error_code(std::errc::resource_deadlock_would_occur);
 const std::error_code notPermitted = std::make_error_code(std::errc::operation_not_permitted);

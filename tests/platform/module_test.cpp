@@ -1,22 +1,8 @@
 #include "platform/platform.h"
 
+#include "thrown.h"
+
 #include <gtest/gtest.h>
-
-namespace {
-
-// What `work` says when it throws std::runtime_error.
-template <typename Work>
-std::string ReasonOf(Work&& work)
-{
-    try {
-        work();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing was thrown";
-}
-
-} // namespace
 
 TEST(ModuleDirectory, IsTheFolderOfTheFileThatHoldsTheCode)
 {
