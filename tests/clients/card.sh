@@ -23,6 +23,15 @@ type_codes() {
     printf '%s\n' "$@" >"$TAVRIK_PINENTRY_ANSWERS"
 }
 
+# Waits until `openssl s_server`, whose output is in server.log, accepts, and says its port.
+port_of_server() {
+    for _ in $(seq 100); do
+        grep -q "^ACCEPT" server.log && break
+        sleep 0.1
+    done
+    sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log
+}
+
 expect() { # TEXT in the standard input
     local text
     text=$(cat)

@@ -18,11 +18,7 @@ openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile au
 server=$!
 unlocking=
 trap 'kill $server $unlocking 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
-for _ in $(seq 100); do
-    grep -q "^ACCEPT" server.log && break
-    sleep 0.1
-done
-port=$(sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log)
+port=$(port_of_server)
 
 # The certificate is chosen by a policy, which Chromium reads where only this test has put it.
 mkdir -p settings/policies/managed profile

@@ -29,11 +29,7 @@ openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile au
     -verify_return_error -naccept 1 -rev -tls1_2 -sigalgs RSA+SHA256 >server.log 2>&1 &
 server=$!
 trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
-for _ in $(seq 100); do
-    grep -q "^ACCEPT" server.log && break
-    sleep 0.1
-done
-port=$(sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log)
+port=$(port_of_server)
 type_codes 123456 123456 123456
 { echo "hello"; sleep 2; } | gnutls-cli --provider "$front" --x509keyfile "$key" --x509certfile "$certificate" \
     --x509cafile server.pem --port "$port" localhost --verify-hostname localhost \

@@ -60,11 +60,7 @@ openssl s_server -engine pkcs11 -keyform engine -key "$ordinary;pin-value=123456
     >server.log 2>&1 &
 server=$!
 trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
-for _ in $(seq 100); do
-    grep -q "^ACCEPT" server.log && break
-    sleep 0.1
-done
-port=$(sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log)
+port=$(port_of_server)
 { echo "hello"; sleep 2; } | on_boris openssl s_client -engine pkcs11 -keyform engine \
     -key "$ordinary;pin-value=1111" -cert boris.pem -cert_chain boris-authority.pem -connect "127.0.0.1:$port" \
     -CAfile authority.pem -purpose any -verify_return_error "${tls[@]}" >client.log 2>&1 || true

@@ -5,21 +5,13 @@ export PATH=$1:$PATH
 TAVRIK_HOME=$(mktemp -d)
 export TAVRIK_HOME
 trap 'rm -rf "$TAVRIK_HOME"' EXIT
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/../completion.sh"
 # shellcheck disable=SC1090
 . "$2"
 
-# expect WANTED WORD...: the last word is the one that is completed.
-expect()
-{
-    local wanted=$1
-    shift
-    COMP_WORDS=(tavrik-card "$@")
-    COMP_CWORD=$#
-    _tavrik_card
-    if [ "${COMPREPLY[*]}" != "$wanted" ]; then
-        echo "FAILED: '$*' gave '${COMPREPLY[*]}' in place of '$wanted'" >&2
-        exit 1
-    fi
+expect() {
+    expect_of tavrik-card "$@"
 }
 
 tavrik-card new anna --puk 1

@@ -2,22 +2,15 @@
 # Bash completes the options and words of tavrik-log. Usage: completion_test.sh BIN-FOLDER COMPLETION-FILE
 set -euo pipefail
 export PATH=$1:$PATH
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/../completion.sh"
 # shellcheck disable=SC1090
 . "$2"
 cd "$(mktemp -d)"
 trap 'rm -rf "$PWD"' EXIT
 
-# expect WANTED WORD...: the last word is the one that is completed.
 expect() {
-    local wanted=$1
-    shift
-    COMP_WORDS=(tavrik-log "$@")
-    COMP_CWORD=$#
-    _tavrik_log
-    if [ "${COMPREPLY[*]}" != "$wanted" ]; then
-        echo "FAILED: '$*' gave '${COMPREPLY[*]}' in place of '$wanted'" >&2
-        exit 1
-    fi
+    expect_of tavrik-log "$@"
 }
 
 touch logs.txt
