@@ -7,6 +7,7 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace CrossCheck {
 namespace {
@@ -17,6 +18,27 @@ std::string RequiredSuffix(const std::string& text, const std::string& prefix)
         throw std::runtime_error("unexpected answer of openssl: " + text);
     }
     return text.substr(prefix.size());
+}
+
+using InitFunction = CK_RV (*)(CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE);
+using OutputFunction = CK_RV (*)(CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_BYTE_PTR, CK_ULONG_PTR);
+
+void Begin(InitFunction function, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
+{
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    EXPECT_EQ(function(session, &mechanism, key), CKR_OK);
+}
+
+// Asks for the length, then for the bytes.
+Bytes Produce(OutputFunction function, CK_SESSION_HANDLE session, Bytes data)
+{
+    CK_ULONG length = 0;
+    EXPECT_EQ(function(session, nullptr, 0, nullptr, &length), CKR_OK);
+    Bytes output(length);
+    EXPECT_EQ(function(session, data.data(), static_cast<CK_ULONG>(data.size()), output.data(), &length),
+              CKR_OK);
+    output.resize(length);
+    return output;
 }
 
 } // namespace
@@ -159,13 +181,7 @@ Bytes CardFixture::Digest(CK_MECHANISM_TYPE type, const Bytes& data) const
 {
     CK_MECHANISM mechanism{type, nullptr, 0};
     EXPECT_EQ(f->C_DigestInit(session, &mechanism), CKR_OK);
-    CK_ULONG length = 0;
-    EXPECT_EQ(f->C_Digest(session, nullptr, 0, nullptr, &length), CKR_OK);
-    Bytes copy = data;
-    Bytes digest(length);
-    EXPECT_EQ(f->C_Digest(session, copy.data(), static_cast<CK_ULONG>(copy.size()), digest.data(), &length),
-              CKR_OK);
-    return digest;
+    return Produce(f->C_Digest, session, data);
 }
 
 Bytes CardFixture::DigestInfo(const Hash& hash, const Bytes& data) const
@@ -175,49 +191,26 @@ Bytes CardFixture::DigestInfo(const Hash& hash, const Bytes& data) const
 
 Bytes CardFixture::Sign(CK_SESSION_HANDLE inSession, CK_OBJECT_HANDLE key, Bytes data) const
 {
-    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
-    EXPECT_EQ(f->C_SignInit(inSession, &mechanism, key), CKR_OK);
-    CK_ULONG length = 0;
-    EXPECT_EQ(f->C_Sign(inSession, nullptr, 0, nullptr, &length), CKR_OK);
-    Bytes signature(length);
-    EXPECT_EQ(
-        f->C_Sign(inSession, data.data(), static_cast<CK_ULONG>(data.size()), signature.data(), &length),
-        CKR_OK);
-    signature.resize(length);
-    return signature;
+    Begin(f->C_SignInit, inSession, key);
+    return Produce(f->C_Sign, inSession, std::move(data));
 }
 
 Bytes CardFixture::Encrypt(CK_OBJECT_HANDLE key, Bytes data) const
 {
-    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
-    EXPECT_EQ(f->C_EncryptInit(session, &mechanism, key), CKR_OK);
-    CK_ULONG length = 0;
-    EXPECT_EQ(f->C_Encrypt(session, nullptr, 0, nullptr, &length), CKR_OK);
-    Bytes encrypted(length);
-    EXPECT_EQ(
-        f->C_Encrypt(session, data.data(), static_cast<CK_ULONG>(data.size()), encrypted.data(), &length),
-        CKR_OK);
-    return encrypted;
+    Begin(f->C_EncryptInit, session, key);
+    return Produce(f->C_Encrypt, session, std::move(data));
 }
 
 Bytes CardFixture::Decrypt(CK_OBJECT_HANDLE key, Bytes data) const
 {
-    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
-    EXPECT_EQ(f->C_DecryptInit(session, &mechanism, key), CKR_OK);
-    CK_ULONG length = 0;
-    EXPECT_EQ(f->C_Decrypt(session, nullptr, 0, nullptr, &length), CKR_OK);
-    Bytes plain(length);
-    EXPECT_EQ(f->C_Decrypt(session, data.data(), static_cast<CK_ULONG>(data.size()), plain.data(), &length),
-              CKR_OK);
-    plain.resize(length);
-    return plain;
+    Begin(f->C_DecryptInit, session, key);
+    return Produce(f->C_Decrypt, session, std::move(data));
 }
 
 CK_RV CardFixture::Verify(CK_OBJECT_HANDLE key, Bytes data, Bytes signature) const
 {
     const CK_SESSION_HANDLE own = OpenSession(ordinarySlot);
-    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
-    EXPECT_EQ(f->C_VerifyInit(own, &mechanism, key), CKR_OK);
+    Begin(f->C_VerifyInit, own, key);
     const CK_RV result = f->C_Verify(own, data.data(), static_cast<CK_ULONG>(data.size()), signature.data(),
                                      static_cast<CK_ULONG>(signature.size()));
     EXPECT_EQ(f->C_CloseSession(own), CKR_OK);
