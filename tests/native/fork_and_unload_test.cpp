@@ -2,6 +2,7 @@
 #include "every_call.h"
 #include "front_test.h"
 #include "support/linux/child_process.h"
+#include "support/script.h"
 
 #include <chrono>
 #include <fstream>
@@ -163,7 +164,7 @@ TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)
 TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
 {
     void* handle = nullptr;
-    LoadFront(LibraryFolder() / "scripted", &handle);
+    LoadFront(BlackBox::ScriptedFolder(), &handle);
     dlclose(handle); // the fixture's stays
     script->AddReader(readerA, Scripted::Card{});
     Start(); // once before, because a sanitizer gets a thread of its own with the first
@@ -176,7 +177,7 @@ TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
     EXPECT_EQ(ThreadsOfProcess(), before);
     EXPECT_FALSE(IsMapped("tavrik-pkcs11.so"));
     EXPECT_FALSE(IsMapped("libpkcs11_x64.so"));
-    f = LoadFront(LibraryFolder() / "scripted");
+    f = LoadFront(BlackBox::ScriptedFolder());
     Start();
     EXPECT_EQ(Slots().size(), 2U);
 }

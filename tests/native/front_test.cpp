@@ -1,5 +1,6 @@
 #include "front_test.h"
 
+#include "support/script.h"
 #include "support/system.h"
 #include "test_certificates.h"
 
@@ -13,7 +14,7 @@ using BlackBox::SymbolOf;
 
 std::filesystem::path LibraryFolder()
 {
-    return std::filesystem::canonical(BlackBox::RunningProgram().parent_path() / "../lib");
+    return BlackBox::ScriptedFolder().parent_path();
 }
 
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle)
@@ -28,16 +29,6 @@ CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle)
         throw std::runtime_error("no function list");
     }
     return list;
-}
-
-ScriptedCard* Script()
-{
-    static ScriptedCard* const script = [] {
-        using Accessor = ScriptedCard*();
-        void* cardLibrary = Load(LibraryFolder() / "scripted" / "libCardAPI.so");
-        return reinterpret_cast<Accessor*>(SymbolOf(cardLibrary, "ScriptedCard_Instance"))();
-    }();
-    return script;
 }
 
 Records& Records::Add(CK_ATTRIBUTE_TYPE type, const Bytes& value)
@@ -168,11 +159,11 @@ CK_RV Client::Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes da
     return result;
 }
 
-FrontTest::FrontTest() : script(Script())
+FrontTest::FrontTest() : script(BlackBox::Script())
 {
     const std::u16string writable = directory.Path().u16string() + u"/";
     script->SetDirectories(writable, writable);
-    f = LoadFront(LibraryFolder() / "scripted");
+    f = LoadFront(BlackBox::ScriptedFolder());
 }
 
 FrontTest::~FrontTest()

@@ -25,7 +25,6 @@ inline constexpr CK_SLOT_ID ordinary = 1;
 
 std::filesystem::path LibraryFolder(); // of the build
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle = nullptr);
-ScriptedCard* Script();
 
 // A template that owns its values.
 class Records

@@ -1,5 +1,6 @@
 #include "every_call.h"
 #include "front_test.h"
+#include "support/script.h"
 #include "support/system.h"
 #include "tests/temporary_folder.h"
 
@@ -84,7 +85,7 @@ TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
 
 TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
 {
-    void* library = BlackBox::Load(LibraryFolder() / "scripted" / "libpkcs11_x64.so");
+    void* library = BlackBox::Load(BlackBox::ScriptedFolder() / "libpkcs11_x64.so");
     using Initialize = packed::CK_RV(packed::CK_VOID_PTR);
     ASSERT_EQ(reinterpret_cast<Initialize*>(BlackBox::SymbolOf(library, "C_Initialize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_GENERAL_ERROR);
@@ -100,9 +101,9 @@ TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
     const std::filesystem::path& folder = temporary.Path();
     std::filesystem::create_directory(folder / "real");
     std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder / "real" / "tavrik-pkcs11.so");
-    std::filesystem::create_symlink(LibraryFolder() / "scripted" / "libpkcs11_x64.so",
+    std::filesystem::create_symlink(BlackBox::ScriptedFolder() / "libpkcs11_x64.so",
                                     folder / "real" / "libpkcs11_x64.so");
-    std::filesystem::create_symlink(LibraryFolder() / "scripted" / "libCardAPI.so",
+    std::filesystem::create_symlink(BlackBox::ScriptedFolder() / "libCardAPI.so",
                                     folder / "real" / "libCardAPI.so");
     std::filesystem::create_symlink("real/tavrik-pkcs11.so", folder / "tavrik-pkcs11.so");
     CK_FUNCTION_LIST* linked = LoadFront(folder);

@@ -18,26 +18,10 @@ std::filesystem::path MakeDirectory()
 
 } // namespace
 
-std::filesystem::path ScriptedFolder()
-{
-    static const auto folder = std::filesystem::canonical(RunningProgram().parent_path() / "../lib/scripted");
-    return folder;
-}
-
 void* Library()
 {
     static void* const library = Load(ScriptedFolder() / LibraryFileName("pkcs11_x64"));
     return library;
-}
-
-ScriptedCard* Script()
-{
-    static ScriptedCard* const script = [] {
-        void* cardLibrary = Load(ScriptedFolder() / LibraryFileName("CardAPI"));
-        using Accessor = ScriptedCard*();
-        return reinterpret_cast<Accessor*>(SymbolOf(cardLibrary, "ScriptedCard_Instance"))();
-    }();
-    return script;
 }
 
 void* LibrarySymbol(const char* name)

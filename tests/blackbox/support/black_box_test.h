@@ -14,6 +14,7 @@
 #pragma once
 
 #include "pkcs11/cryptoki.h"
+#include "script.h"
 #include "scripted_card.h"
 
 #include <gtest/gtest.h>
@@ -39,13 +40,8 @@ inline constexpr CardStatus invalidCodeState = 17;
 inline constexpr CardStatus userInputError = 18;
 inline constexpr CardStatus anyOtherStatus = 10;
 
-// The folder of the scripted card-access library and of the link to the library under test.
-std::filesystem::path ScriptedFolder();
-
-// The library under test and the script, loaded once per process and never unloaded. Throws when one is
-// missing.
+// The library under test, loaded once per process and never unloaded. Throws when it is missing.
 void* Library();
-ScriptedCard* Script();
 // An exported function or object of the library, never null.
 void* LibrarySymbol(const char* name);
 
