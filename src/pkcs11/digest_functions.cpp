@@ -6,12 +6,8 @@
 // A mechanism that is no digest is not reported here: it shows at C_Digest.
 CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
 {
-    return EntryFrame("C_DigestInit").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        static_cast<void>(session->digestManager.Init(hSession, pMechanism));
+    return EntryFrame("C_DigestInit").RunOnSession(hSession, [&](Session& session) {
+        static_cast<void>(session.digestManager.Init(hSession, pMechanism));
         return CKR_OK;
     });
 }
@@ -19,12 +15,8 @@ CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
 CK_RV C_Digest(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pDigest,
                CK_ULONG_PTR pulDigestLen)
 {
-    return EntryFrame("C_Digest").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        DigestManager& manager = session->digestManager;
+    return EntryFrame("C_Digest").RunOnSession(hSession, [&](Session& session) {
+        DigestManager& manager = session.digestManager;
         if (!manager.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }

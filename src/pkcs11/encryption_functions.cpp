@@ -6,12 +6,8 @@
 
 CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_EncryptInit").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        static_cast<void>(session->encryptionManager.Init(hSession, pMechanism, hKey));
+    return EntryFrame("C_EncryptInit").RunOnSession(hSession, [&](Session& session) {
+        static_cast<void>(session.encryptionManager.Init(hSession, pMechanism, hKey));
         return CKR_OK;
     });
 }
@@ -19,12 +15,8 @@ CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
 CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pEncryptedData,
                 CK_ULONG_PTR pulEncryptedDataLen)
 {
-    return EntryFrame("C_Encrypt").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        EncryptionManager& manager = session->encryptionManager;
+    return EntryFrame("C_Encrypt").RunOnSession(hSession, [&](Session& session) {
+        EncryptionManager& manager = session.encryptionManager;
         if (!manager.operation.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }
@@ -44,12 +36,8 @@ CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLe
 
 CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_DecryptInit").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        static_cast<void>(session->decryptionManager.Init(hSession, pMechanism, hKey));
+    return EntryFrame("C_DecryptInit").RunOnSession(hSession, [&](Session& session) {
+        static_cast<void>(session.decryptionManager.Init(hSession, pMechanism, hKey));
         return CKR_OK;
     });
 }
@@ -57,12 +45,8 @@ CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
 CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG ulEncryptedDataLen,
                 CK_BYTE_PTR pData, CK_ULONG_PTR pulDataLen)
 {
-    return EntryFrame("C_Decrypt").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        DecryptionManager& manager = session->decryptionManager;
+    return EntryFrame("C_Decrypt").RunOnSession(hSession, [&](Session& session) {
+        DecryptionManager& manager = session.decryptionManager;
         if (!manager.operation.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }

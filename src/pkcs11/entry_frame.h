@@ -2,6 +2,7 @@
 // argument tests, lock, leaving line.
 #pragma once
 
+#include "cache/internal_cache.h"
 #include "log/function_lines.h"
 #include "pkcs11/cryptoki.h"
 #include "pkcs11/library_lock.h"
@@ -44,6 +45,17 @@ public:
         const LibraryLockGuard guard;
         result = std::forward<Work>(work)();
         return Leave();
+    }
+
+    // The same for work on a session, which is looked up under the lock: CKR_SESSION_HANDLE_INVALID without
+    // one.
+    template <typename Work>
+    CK_RV RunOnSession(CK_SESSION_HANDLE handle, Work&& work)
+    {
+        return Run([&] {
+            const auto session = InternalCache::GetInstance().GetSession(handle);
+            return session == nullptr ? CKR_SESSION_HANDLE_INVALID : std::forward<Work>(work)(*session);
+        });
     }
 
     // Leaves with a fixed answer, without the lock; or with the first test that failed.

@@ -164,12 +164,8 @@ CK_RV C_GetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, 
 
 CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount)
 {
-    return EntryFrame("C_FindObjectsInit").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        FindObjectManager& search = session->findObjectManager;
+    return EntryFrame("C_FindObjectsInit").RunOnSession(hSession, [&](Session& session) {
+        FindObjectManager& search = session.findObjectManager;
         if (search.active) {
             return CKR_OPERATION_ACTIVE;
         }
@@ -218,12 +214,8 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject, C
 
 CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE hSession)
 {
-    return EntryFrame("C_FindObjectsFinal").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        session->findObjectManager.Reset();
+    return EntryFrame("C_FindObjectsFinal").RunOnSession(hSession, [](Session& session) {
+        session.findObjectManager.Reset();
         return CKR_OK;
     });
 }

@@ -45,15 +45,11 @@ CK_RV SignOnce(SignManager& manager, std::unique_ptr<HexBinary>& signature)
 
 CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_SignInit").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        if (session->signManager.active) {
+    return EntryFrame("C_SignInit").RunOnSession(hSession, [&](Session& session) {
+        if (session.signManager.active) {
             return CKR_OPERATION_ACTIVE;
         }
-        return session->signManager.Init(hSession, hKey, pMechanism);
+        return session.signManager.Init(hSession, hKey, pMechanism);
     });
 }
 

@@ -4,15 +4,11 @@
 
 CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_VerifyInit").Run([&] {
-        const auto session = InternalCache::GetInstance().GetSession(hSession);
-        if (session == nullptr) {
-            return CKR_SESSION_HANDLE_INVALID;
-        }
-        if (session->verifyManager.operation.active) {
+    return EntryFrame("C_VerifyInit").RunOnSession(hSession, [&](Session& session) {
+        if (session.verifyManager.operation.active) {
             return CKR_OPERATION_ACTIVE;
         }
-        return session->verifyManager.Init(hSession, hKey, pMechanism);
+        return session.verifyManager.Init(hSession, hKey, pMechanism);
     });
 }
 
