@@ -29,24 +29,14 @@ struct Options
 // Nothing when the command line makes no sense.
 std::optional<Options> ReadOptions(int count, char** words)
 {
-    Options options;
-    options.module = LibraryBesideProgram(words[0]);
-    std::vector<std::string> files;
-    for (int i = 1; i < count; ++i) {
-        const std::string word = words[i];
-        const bool hasValue = i + 1 < count;
-        if (word == "--module" && hasValue) {
-            options.module = words[++i];
-        } else if (word == "--code" && hasValue) {
-            options.code = words[++i];
-        } else {
-            files.push_back(word);
-        }
-    }
-    if (files.size() != 1 || files[0].starts_with("--")) {
+    const CommandLine line = SplitCommandLine(count, words, {"--module", "--code"});
+    if (line.files.size() != 1 || line.files[0].starts_with("--")) {
         return std::nullopt;
     }
-    options.document = files[0];
+    Options options;
+    options.module = line.Value("--module").value_or(LibraryBesideProgram(words[0]).string());
+    options.code = line.Value("--code");
+    options.document = line.files[0];
     return options;
 }
 

@@ -4,11 +4,48 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
 
 // The library as it stands after a build: in lib/, beside the program's bin/.
 inline std::filesystem::path LibraryBesideProgram(const char* program)
 {
     return std::filesystem::absolute(program).parent_path() / "../lib/libpkcs11_x64.so";
+}
+
+// The words of a command line: options with a value, options without one, and the rest in its order.
+struct CommandLine
+{
+    std::optional<std::string> Value(const std::string& option) const
+    {
+        const auto found = values.find(option);
+        return found == values.end() ? std::nullopt : std::optional(found->second);
+    }
+
+    std::map<std::string, std::string> values;
+    std::set<std::string> flags;
+    std::vector<std::string> files;
+};
+
+// A word that is no option counts as a file, and so does an option that lacks its value.
+inline CommandLine SplitCommandLine(int count, char** words, const std::set<std::string>& withValue,
+                                    const std::set<std::string>& withoutValue = {})
+{
+    CommandLine line;
+    for (int i = 1; i < count; ++i) {
+        const std::string word = words[i];
+        if (withValue.contains(word) && i + 1 < count) {
+            line.values[word] = words[++i];
+        } else if (withoutValue.contains(word)) {
+            line.flags.insert(word);
+        } else {
+            line.files.push_back(word);
+        }
+    }
+    return line;
 }
 
 // Reads the command line, with a reader that gives an optional, and does the work with what it gave. Returns

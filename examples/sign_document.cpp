@@ -46,32 +46,20 @@ struct Options
 // Nothing when the command line makes no sense.
 std::optional<Options> ReadOptions(int count, char** words)
 {
+    const CommandLine line =
+        SplitCommandLine(count, words, {"--module", "--code", "--hash", "--count"}, {"--watch"});
     Options options;
-    options.module = LibraryBesideProgram(words[0]);
-    std::vector<std::string> files;
-    for (int i = 1; i < count; ++i) {
-        const std::string word = words[i];
-        const bool hasValue = i + 1 < count;
-        if (word == "--module" && hasValue) {
-            options.module = words[++i];
-        } else if (word == "--code" && hasValue) {
-            options.code = words[++i];
-        } else if (word == "--hash" && hasValue) {
-            options.hash = words[++i];
-        } else if (word == "--watch") {
-            options.watch = true;
-        } else if (word == "--count" && hasValue) {
-            options.count = std::strtoul(words[++i], nullptr, 10);
-        } else {
-            files.push_back(word);
-        }
-    }
+    options.module = line.Value("--module").value_or(LibraryBesideProgram(words[0]).string());
+    options.code = line.Value("--code");
+    options.hash = line.Value("--hash").value_or(options.hash);
+    options.watch = line.flags.contains("--watch");
+    options.count = std::strtoul(line.Value("--count").value_or("0").c_str(), nullptr, 10);
     const bool counted = options.count == 0 || options.watch;
-    if (files.size() != 2 || !counted || files[0].starts_with("--")) {
+    if (line.files.size() != 2 || !counted || line.files[0].starts_with("--")) {
         return std::nullopt;
     }
-    options.document = files[0];
-    options.folder = files[1];
+    options.document = line.files[0];
+    options.folder = line.files[1];
     return options;
 }
 
