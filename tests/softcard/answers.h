@@ -28,6 +28,7 @@ inline constexpr int exitReaderOccupied = 6;
 inline constexpr int exitNotInserted = 7;
 inline constexpr int exitWrongCode = 8;
 inline constexpr int exitCodeUnusable = 9;
+inline constexpr int exitNotImportable = 10;
 inline constexpr int exitUnknownReader = 11;
 inline constexpr int exitCardBusy = 12;
 

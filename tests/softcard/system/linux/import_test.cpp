@@ -1,4 +1,5 @@
 // Keys that OpenSSL made, brought to a card; and certificates brought out.
+#include "answers.h"
 #include "card_home.h"
 #include "key_use.h"
 
@@ -8,8 +9,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int notImportable = 10;
 
 class Import : public CardTest
 {
@@ -96,12 +95,12 @@ TEST_F(Import, RefusesWhatACardCannotHold)
 {
     MakeFiles();
     ExpectRefusal({"import", "ref2", "es", File("both.p12"), "--password", "falsch", "--code", bok},
-                  notImportable);
-    ExpectRefusal({"import", "ref2", "es", File("nothing"), "--code", bok}, notImportable);
-    ExpectRefusal({"import", "ref2", "es", File("certificate.pem"), "--code", bok}, notImportable);
+                  exitNotImportable);
+    ExpectRefusal({"import", "ref2", "es", File("nothing"), "--code", bok}, exitNotImportable);
+    ExpectRefusal({"import", "ref2", "es", File("certificate.pem"), "--code", bok}, exitNotImportable);
     ExpectRefusal({"import", "ref2", "es", (State() / "authority/root.pem").string(), "--key",
                    File("key.pem"), "--code", bok},
-                  notImportable);
+                  exitNotImportable);
     ExpectRefusal(
         {"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--code", wrongCode}, 8);
     ExpectRefusal({"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--reference",
@@ -110,7 +109,7 @@ TEST_F(Import, RefusesWhatACardCannotHold)
     ExpectRefusal({"import", "nobody", "es", File("certificate.pem")}, 3);
     MakeFiles("rsa:1024");
     ExpectRefusal({"import", "ref2", "es", File("both.p12"), "--password", "geheim", "--code", bok},
-                  notImportable);
+                  exitNotImportable);
     ExpectRefusal({"export-certificate", "ref2", "es", "--index", "2"}, 2);
 }
 
@@ -122,7 +121,7 @@ TEST_F(Import, FillsAFamilyUpToEight)
     for (int i = 1; i < 8; ++i) {
         ASSERT_EQ(RunTool(import).exitCode, 0);
     }
-    ExpectRefusal(import, notImportable);
+    ExpectRefusal(import, exitNotImportable);
     const CardSession session = InsertAndOpen("ref2");
     EXPECT_EQ(GetRecords(Library().qesGetCertificates, session)->count, 8U);
     EXPECT_EQ(VerifyPin(session, pin).returned, 0);

@@ -1,4 +1,5 @@
 // The keyboard among Linux's programs, processes and signals.
+#include "answers.h"
 #include "keyboard_home.h"
 
 #include <cerrno>
@@ -10,8 +11,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int userInputError = 18;
 
 class LinuxKeyboard : public KeyboardTest
 {

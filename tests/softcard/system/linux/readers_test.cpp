@@ -1,4 +1,5 @@
 // Readers and cards that a person handles with `mkdir`, `ln -s`, `mv` and `rm` alone.
+#include "answers.h"
 #include "card_home.h"
 #include "reader_events.h"
 #include "system/files.h"
@@ -14,10 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int unknownReader = 72;
-constexpr int noCard = 75;
-constexpr int removedCard = 92;
-constexpr int exitReaderOccupied = 6;
 constexpr std::chrono::milliseconds promptly{100};
 
 class Readers : public CardTest

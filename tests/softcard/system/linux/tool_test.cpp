@@ -1,4 +1,5 @@
 // What takes programs of Linux to be seen, or so many starts of the tool that they must be cheap.
+#include "answers.h"
 #include "card_home.h"
 #include "key_use.h"
 
@@ -10,15 +11,13 @@ using namespace softcard::test;
 
 namespace {
 
-constexpr int badArguments = 2;
-
 class ToolWithOthers : public CardTest
 {
 protected:
     static void ExpectBadArguments(const std::vector<std::string>& arguments)
     {
         const Finished failed = RunTool(arguments);
-        EXPECT_EQ(failed.exitCode, badArguments) << arguments.back();
+        EXPECT_EQ(failed.exitCode, exitBadArguments) << arguments.back();
         EXPECT_TRUE(failed.errors.starts_with("tavrik-card: ")) << failed.errors;
         EXPECT_EQ(std::count(failed.errors.begin(), failed.errors.end(), '\n'), 1) << failed.errors;
     }

@@ -1,4 +1,5 @@
 // Keys brought to a card without OpenSSL. The authority's own key and certificate stand for those of others.
+#include "answers.h"
 #include "card_home.h"
 #include "key_use.h"
 #include "system/files.h"
@@ -18,8 +19,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int notImportable = 10;
 
 class WindowsImport : public CardTest
 {
@@ -70,7 +69,7 @@ protected:
     static void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& sentence)
     {
         const Finished refused = Import(arguments);
-        EXPECT_EQ(refused.exitCode, notImportable);
+        EXPECT_EQ(refused.exitCode, exitNotImportable);
         EXPECT_EQ(refused.errors, "tavrik-card: " + sentence + "\n");
     }
 };

@@ -1,4 +1,5 @@
 // The keyboard among Windows' programs and consoles.
+#include "answers.h"
 #include "environment.h"
 #include "keyboard_home.h"
 
@@ -7,8 +8,6 @@
 using namespace softcard::test;
 
 namespace {
-
-constexpr int userInputError = 18;
 
 class WindowsKeyboard : public KeyboardTest
 {

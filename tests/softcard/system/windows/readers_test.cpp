@@ -1,4 +1,5 @@
 // Readers and cards that a person handles with files and folders alone.
+#include "answers.h"
 #include "card_home.h"
 #include "reader_events.h"
 #include "system/files.h"
@@ -14,8 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int noCard = 75;
-constexpr int removedCard = 92;
 constexpr std::chrono::milliseconds promptly{100};
 constexpr std::chrono::milliseconds tick{20}; // longer than the clock of the files ticks
 
