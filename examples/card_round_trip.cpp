@@ -34,7 +34,7 @@ std::optional<Options> ReadOptions(int count, char** words)
         return std::nullopt;
     }
     Options options;
-    options.module = line.Value("--module").value_or(LibraryBesideProgram(words[0]).string());
+    options.module = line.Value("--module").value_or(LibraryBesideProgram().string());
     options.code = line.Value("--code");
     options.document = line.files[0];
     return options;

@@ -10,10 +10,11 @@
 #include <string>
 #include <vector>
 
-// The library as it stands after a build: in lib/, beside the program's bin/.
-inline std::filesystem::path LibraryBesideProgram(const char* program)
+// The library as it stands after a build: in lib/, beside the program's bin/. The system is asked for the
+// program's own file, since a program that was found by its name alone has no folder in its first word.
+inline std::filesystem::path LibraryBesideProgram()
 {
-    return std::filesystem::absolute(program).parent_path() / "../lib/libpkcs11_x64.so";
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "../lib/libpkcs11_x64.so";
 }
 
 // The words of a command line: options with a value, options without one, and the rest in its order.

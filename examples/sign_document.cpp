@@ -49,7 +49,7 @@ std::optional<Options> ReadOptions(int count, char** words)
     const CommandLine line =
         SplitCommandLine(count, words, {"--module", "--code", "--hash", "--count"}, {"--watch"});
     Options options;
-    options.module = line.Value("--module").value_or(LibraryBesideProgram(words[0]).string());
+    options.module = line.Value("--module").value_or(LibraryBesideProgram().string());
     options.code = line.Value("--code");
     options.hash = line.Value("--hash").value_or(options.hash);
     options.watch = line.flags.contains("--watch");

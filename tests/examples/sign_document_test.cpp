@@ -80,6 +80,18 @@ TEST_F(SignDocument, SignsWithBothKeysAndOpenSslVerifies)
     EXPECT_TRUE(Verifies("Sig_EP", "sha256"));
 }
 
+TEST_F(SignDocument, FindsTheLibraryWhenFoundByItsName)
+{
+    MakeCard();
+    std::ofstream(Answers()) << "123456\n654321\n" << std::flush;
+    const char* before = getenv("PATH");
+    const std::filesystem::path program(SIGN_DOCUMENT);
+    setenv("PATH", (program.parent_path().string() + ":" + before).c_str(), 1);
+    const Finished signedWell =
+        RunProgram({program.filename().string(), Document().string(), Output().string()});
+    EXPECT_EQ(signedWell.exitCode, 0) << signedWell.errors;
+}
+
 TEST_F(SignDocument, TellsWhatItFinds)
 {
     MakeCard({"--subject", "Anna Horvátová"});
