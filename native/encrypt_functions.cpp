@@ -30,7 +30,7 @@ CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         RequireRsaPkcs(pMechanism);
-        Require(!session->encrypt, CKR_OPERATION_ACTIVE);
+        RequireNoneActive(front, *session, session->encrypt);
         auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_ENCRYPT);
         session->encrypt.emplace(std::move(key), front.LoginNumber(session->slot));
         return CKR_OK;
@@ -42,7 +42,7 @@ CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLe
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->encrypt);
+        RequireActive(front, *session, session->encrypt);
         Ending ending(session->encrypt);
         const Input data = InputOf(pData, ulDataLen);
         Require(pulEncryptedDataLen != nullptr, CKR_ARGUMENTS_BAD);
@@ -51,7 +51,7 @@ CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLe
                 AnswerAboutLength(operation.modulusLength, pEncryptedData, pulEncryptedDataLen)) {
             return ending.Stay(*answer);
         }
-        Require(data.size() + blockFraming <= operation.modulusLength, CKR_DATA_LEN_RANGE);
+        RequireRoomInBlock(data.size(), operation.modulusLength);
         HandOut(EncryptFor(*operation.key, data), pEncryptedData, pulEncryptedDataLen);
         return CKR_OK;
     });
@@ -62,8 +62,8 @@ CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         RequireRsaPkcs(pMechanism);
+        RequireNoneActive(front, *session, session->decrypt);
         const uint64_t login = front.LoginNumber(session->slot);
-        Require(!session->decrypt || session->decrypt->login != login, CKR_OPERATION_ACTIVE);
         auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_DECRYPT);
         Require(key->inner != 0, CKR_KEY_TYPE_INCONSISTENT);
         session->decrypt.emplace(std::move(key), login);
@@ -76,7 +76,7 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->decrypt);
+        RequireActive(front, *session, session->decrypt);
         Ending ending(session->decrypt);
         const Input data = InputOf(pEncryptedData, ulEncryptedDataLen);
         Require(pulDataLen != nullptr, CKR_ARGUMENTS_BAD);
@@ -86,9 +86,10 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
             *pulDataLen = operation.modulusLength; // at most; the card isn't asked for a question of length
             return ending.Stay(CKR_OK);
         }
-        if (!operation.decrypted) {
-            operation.decrypted =
-                TakeOver(front.DecryptOnCard(*session, *operation.key, Bytes(data.begin(), data.end())));
+        const Bytes block(data.begin(), data.end());
+        if (!operation.decrypted || operation.block != block) {
+            operation.decrypted = TakeOver(front.DecryptOnCard(*session, *operation.key, block));
+            operation.block = block;
         }
         if (const auto answer = AnswerAboutLength(operation.decrypted->size(), pData, pulDataLen)) {
             return ending.Stay(*answer);

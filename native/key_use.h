@@ -13,14 +13,29 @@ std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const
 // The hash of a signature mechanism; null for CKM_RSA_PKCS. Refuses another mechanism.
 const Hash* HashFor(const CK_MECHANISM* mechanism);
 
-// Refuses, and ends the operation, when the login that its key was found in is over.
+// Ends the operation when the login that its key was found in is over.
 template <typename Operation>
-void RequireLoginOf(Front& front, Session& session, std::optional<Operation>& operation)
+void EndWithLogin(Front& front, Session& session, std::optional<Operation>& operation)
 {
     if (operation && operation->key->IsPrivate() && operation->login != front.LoginNumber(session.slot)) {
         operation.reset();
         front.DropInner(session);
     }
+}
+
+// Refuses with CKR_OPERATION_ACTIVE while there is such an operation.
+template <typename Operation>
+void RequireNoneActive(Front& front, Session& session, std::optional<Operation>& operation)
+{
+    EndWithLogin(front, session, operation);
+    Require(!operation, CKR_OPERATION_ACTIVE);
+}
+
+// Refuses with CKR_OPERATION_NOT_INITIALIZED when there is none, or no longer.
+template <typename Operation>
+void RequireActive(Front& front, Session& session, std::optional<Operation>& operation)
+{
+    EndWithLogin(front, session, operation);
     Require(operation.has_value(), CKR_OPERATION_NOT_INITIALIZED);
 }
 

@@ -88,7 +88,8 @@ struct DecryptOperation : KeyOperation
 {
     using KeyOperation::KeyOperation;
 
-    // What the card has decrypted already, for a caller whose buffer was too small.
+    // What the card has decrypted already, and out of which block, for a caller whose buffer was too small.
+    Bytes block;
     std::optional<Botan::secure_vector<uint8_t>> decrypted;
 };
 

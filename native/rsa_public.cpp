@@ -13,6 +13,8 @@
 namespace native {
 namespace {
 
+constexpr std::size_t blockFraming = 11; // bytes of a block around its data
+
 Botan::BigInt NumberIn(const Object& key, CK_ATTRIBUTE_TYPE type)
 {
     const auto found = key.attributes.find(type);
@@ -26,6 +28,11 @@ Botan::RSA_PublicKey PublicKey(const Object& key)
 }
 
 } // namespace
+
+void RequireRoomInBlock(std::size_t dataLength, std::size_t modulusLength)
+{
+    Require(modulusLength >= blockFraming && dataLength <= modulusLength - blockFraming, CKR_DATA_LEN_RANGE);
+}
 
 std::size_t ModulusLength(const Object& key)
 {

@@ -6,8 +6,8 @@
 
 namespace native {
 
-// The framing of a block by PKCS#1 v1.5, in bytes: what a message must be shorter than the modulus.
-inline constexpr std::size_t blockFraming = 11;
+// Refuses data that a block of PKCS#1 v1.5 has no room for, with CKR_DATA_LEN_RANGE. Both lengths in bytes.
+void RequireRoomInBlock(std::size_t dataLength, std::size_t modulusLength);
 
 // In bytes. Refuses a key without a modulus with CKR_KEY_TYPE_INCONSISTENT.
 std::size_t ModulusLength(const Object& key);

@@ -1,5 +1,6 @@
 // Sessions and logins.
 #include "native/boundary.h"
+#include "native/key_use.h"
 
 #include <algorithm>
 
@@ -65,8 +66,11 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
         const SessionUse session = front.Use(hSession);
         Require(userType == CKU_USER || userType == CKU_CONTEXT_SPECIFIC, CKR_USER_TYPE_INVALID);
         CheckCode(pPin, ulPinLen);
-        return userType == CKU_USER ? front.LoginUser(*session, pPin, ulPinLen)
-                                    : front.LoginForOperation(*session, pPin, ulPinLen);
+        if (userType == CKU_USER) {
+            return front.LoginUser(*session, pPin, ulPinLen);
+        }
+        RequireActive(front, *session, session->sign);
+        return front.LoginForOperation(*session, pPin, ulPinLen);
     });
 }
 

@@ -7,6 +7,8 @@
 namespace native {
 namespace {
 
+constexpr CK_ULONG bitsPerByte = 8;
+
 // Ends the operation with the call. An authorisation that was not used up goes with it.
 class SignEnding
 {
@@ -38,11 +40,19 @@ private:
     bool stays = false;
 };
 
+// The library's signatures are as long as the bits of the key say, and callers have room for the modulus.
+void RequireRoomForSignature(const Object& key)
+{
+    const CK_ULONG bits = NumberOf(key.attributes, CKA_MODULUS_BITS).value_or(0);
+    Require(bits / bitsPerByte <= ModulusLength(key), CKR_KEY_SIZE_RANGE);
+}
+
 Bytes SignMessage(Front& front, Session& session)
 {
     SignOperation& operation = *session.sign;
     const Bytes data = operation.message.Finish();
-    Require(!data.empty() && data.size() + blockFraming <= operation.modulusLength, CKR_DATA_LEN_RANGE);
+    Require(!data.empty(), CKR_DATA_LEN_RANGE);
+    RequireRoomInBlock(data.size(), operation.modulusLength);
     operation.authorised = false; // used up by the attempt
     return front.SignOnCard(session, *operation.key, data);
 }
@@ -54,9 +64,10 @@ CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJ
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         const Hash* hash = HashFor(pMechanism);
+        RequireNoneActive(front, *session, session->sign);
         const uint64_t login = front.LoginNumber(session->slot);
-        Require(!session->sign || session->sign->login != login, CKR_OPERATION_ACTIVE);
         auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_SIGN);
+        RequireRoomForSignature(*key);
         session->sign.emplace(std::move(key), login, hash);
         return CKR_OK;
     });
@@ -67,7 +78,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, 
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->sign);
+        RequireActive(front, *session, session->sign);
         Require(!session->sign->multiPart, CKR_OPERATION_NOT_INITIALIZED);
         SignEnding ending(front, *session);
         const Input data = InputOf(pData, ulDataLen);
@@ -86,7 +97,7 @@ CK_RV C_SignUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPar
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->sign);
+        RequireActive(front, *session, session->sign);
         SignEnding ending(front, *session);
         session->sign->multiPart = true;
         session->sign->message.Add(InputOf(pPart, ulPartLen));
@@ -98,7 +109,7 @@ CK_RV C_SignFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature, CK_ULONG_P
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->sign);
+        RequireActive(front, *session, session->sign);
         SignEnding ending(front, *session);
         Require(pulSignatureLen != nullptr, CKR_ARGUMENTS_BAD);
         if (const auto answer =

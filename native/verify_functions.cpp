@@ -10,8 +10,9 @@ namespace {
 CK_RV CheckSignature(VerifyOperation& operation, Input signature)
 {
     Require(signature.size() == operation.modulusLength, CKR_SIGNATURE_LEN_RANGE);
-    return SignatureMatches(*operation.key, operation.message.Finish(), signature) ? CKR_OK
-                                                                                   : CKR_SIGNATURE_INVALID;
+    const Bytes data = operation.message.Finish();
+    RequireRoomInBlock(data.size(), operation.modulusLength);
+    return SignatureMatches(*operation.key, data, signature) ? CKR_OK : CKR_SIGNATURE_INVALID;
 }
 
 } // namespace
@@ -21,7 +22,7 @@ CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_O
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         const Hash* hash = HashFor(pMechanism);
-        Require(!session->verify, CKR_OPERATION_ACTIVE);
+        RequireNoneActive(front, *session, session->verify);
         auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_VERIFY);
         session->verify.emplace(std::move(key), front.LoginNumber(session->slot), hash);
         return CKR_OK;
@@ -33,7 +34,7 @@ CK_RV C_Verify(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->verify);
+        RequireActive(front, *session, session->verify);
         Require(!session->verify->multiPart, CKR_OPERATION_NOT_INITIALIZED);
         const Ending ending(session->verify);
         session->verify->message.Add(InputOf(pData, ulDataLen));
@@ -45,7 +46,7 @@ CK_RV C_VerifyUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulP
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->verify);
+        RequireActive(front, *session, session->verify);
         Ending ending(session->verify);
         session->verify->multiPart = true;
         session->verify->message.Add(InputOf(pPart, ulPartLen));
@@ -57,7 +58,7 @@ CK_RV C_VerifyFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature, CK_ULONG
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireLoginOf(front, *session, session->verify);
+        RequireActive(front, *session, session->verify);
         const Ending ending(session->verify);
         return CheckSignature(*session->verify, InputOf(pSignature, ulSignatureLen));
     });

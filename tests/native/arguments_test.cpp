@@ -208,6 +208,23 @@ TEST_F(ArgumentsTest, NullPointersEndEncryptionAndDecryption)
     EXPECT_TRUE(script->CallsOf("ES_DecryptData").empty());
 }
 
+TEST_F(ArgumentsTest, LengthThatIsNoneIsTooLongForEveryBlock)
+{
+    StartOrdinary();
+    const CK_ULONG none = unavailableInformation;
+    ASSERT_EQ(Begin(f->C_EncryptInit, CKM_RSA_PKCS, publicKey), CKR_OK);
+    EXPECT_EQ(f->C_Encrypt(session, &byte, none, block.data(), &(length = 128)), CKR_DATA_LEN_RANGE);
+    ASSERT_EQ(Begin(f->C_SignInit, CKM_RSA_PKCS, privateKey), CKR_OK);
+    EXPECT_EQ(f->C_Sign(session, &byte, none, block.data(), &(length = 128)), CKR_DATA_LEN_RANGE);
+    ASSERT_EQ(Begin(f->C_VerifyInit, CKM_RSA_PKCS, publicKey), CKR_OK);
+    EXPECT_EQ(f->C_Verify(session, &byte, none, block.data(), 128), CKR_DATA_LEN_RANGE);
+    ASSERT_EQ(Begin(f->C_VerifyInit, CKM_RSA_PKCS, publicKey), CKR_OK);
+    EXPECT_EQ(f->C_Verify(session, &byte, 1, block.data(), none), CKR_SIGNATURE_LEN_RANGE);
+    ASSERT_EQ(Begin(f->C_DecryptInit, CKM_RSA_PKCS, privateKey), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, &byte, none, block.data(), &(length = 128)),
+              CKR_ENCRYPTED_DATA_LEN_RANGE);
+}
+
 TEST_F(ArgumentsTest, EachOperationEndsWithItsResult)
 {
     StartOrdinary();
