@@ -8,6 +8,23 @@ namespace {
 
 constexpr std::chrono::milliseconds timeBetweenLooks{100};
 
+// The end of a session of the library, however the block ends.
+class InnerSessionEnd
+{
+public:
+    InnerSessionEnd(const Library& itsLibrary, packed::CK_SESSION_HANDLE closed)
+        : library(itsLibrary), session(closed)
+    {
+    }
+    ~InnerSessionEnd() { library.CloseSession(session); }
+    InnerSessionEnd(const InnerSessionEnd&) = delete;
+    InnerSessionEnd& operator=(const InnerSessionEnd&) = delete;
+
+private:
+    const Library& library;
+    packed::CK_SESSION_HANDLE session;
+};
+
 } // namespace
 
 SessionUse::SessionUse(std::shared_ptr<Session> used) : session(std::move(used)), lock(session->use)
@@ -53,19 +70,15 @@ void Front::LookBehindGate()
             }
         }
     }
-    const auto isPresent = [&present](packed::CK_SLOT_ID number) {
-        return std::any_of(present.begin(), present.end(),
-                           [number](auto inner) { return CardNumber(inner) == number; });
-    };
-    std::erase_if(loggedInCards, [&](auto number) { return !isPresent(number); });
 
     const std::lock_guard lock(state);
-    std::erase_if(keepers, [&](const auto& keeper) { return !isPresent(keeper.first); });
     for (const CK_SLOT_ID emptied : slots.Update(present, fresh)) {
         sessions.CloseOfSlot(emptied);
         objects.RemoveOfSlot(emptied);
         ++loginNumbers[emptied];
     }
+    std::erase_if(loggedInCards, [this](auto card) { return !slots.HasCard(card); });
+    std::erase_if(keepers, [this](const auto& keeper) { return !slots.HasCard(keeper.first); });
 }
 
 std::vector<CK_SLOT_ID> Front::SlotIds(bool withCardOnly)
@@ -148,7 +161,7 @@ std::shared_ptr<Session> Front::FindSession(CK_SESSION_HANDLE handle)
     Require(session != nullptr, CKR_SESSION_HANDLE_INVALID);
     // A card that has gone has closed its sessions.
     const GateAttempt attempt(gate);
-    if (attempt && !library.HasSlot(InnerSlot(session->slot))) {
+    if (attempt && !library.HasSlot(InnerSlotOf(session->slot).id)) {
         LookBehindGate();
     }
     return session;
@@ -176,18 +189,18 @@ CK_SESSION_INFO Front::InfoOf(CK_SESSION_HANDLE handle)
 
 void Front::CloseSession(SessionUse& session)
 {
-    packed::CK_SLOT_ID innerSlot = 0;
+    packed::CK_SLOT_ID card = 0;
     bool isToRelease = false;
     {
         const std::lock_guard lock(state);
         Require(sessions.Close(*session), CKR_SESSION_HANDLE_INVALID);
         objects.RemoveOfSession(session->handle);
         isToRelease = IsToRelease(session->slot);
-        innerSlot = slots.Find(session->slot)->facts.inner;
+        card = slots.Find(session->slot)->facts.inner.card;
     }
     DropInner(*session);
     if (isToRelease) {
-        ReleaseCard(innerSlot);
+        ReleaseCard(card);
     }
 }
 
@@ -213,33 +226,31 @@ void Front::CloseAllSessions(CK_SLOT_ID slot)
 // holds the lock of the front.
 bool Front::IsToRelease(CK_SLOT_ID slot)
 {
-    const packed::CK_SLOT_ID number = CardNumber(slots.Find(slot)->facts.inner);
-    if (sessions.Count(slot, false) > 0 || !keepers.contains(number)) {
+    const packed::CK_SLOT_ID card = slots.Find(slot)->facts.inner.card;
+    if (sessions.IsUsed(slot) || !keepers.contains(card)) {
         return false;
     }
     const auto& all = slots.All();
     const bool cardInUse = std::any_of(all.begin(), all.end(), [&](const Slot& other) {
-        return other.present && CardNumber(other.facts.inner) == number &&
-               sessions.Count(other.id, false) > 0;
+        return other.present && other.facts.inner.card == card && sessions.IsUsed(other.id);
     });
     return !cardInUse || slots.Find(slot)->loggedIn;
 }
 
 // The slots of a card without sessions are logged out. With no slot left that is logged in, so is the card;
 // and with no session left, the library lets go of it.
-void Front::ReleaseCard(packed::CK_SLOT_ID inner)
+void Front::ReleaseCard(packed::CK_SLOT_ID card)
 {
     const GateStay stay(gate, Gate::Stay::brief);
-    const packed::CK_SLOT_ID number = CardNumber(inner);
     bool anyLogin = false;
     bool anySession = false;
     {
         const std::lock_guard lock(state);
         for (Slot& slot : slots.All()) {
-            if (!slot.present || CardNumber(slot.facts.inner) != number) {
+            if (!slot.present || slot.facts.inner.card != card) {
                 continue;
             }
-            const bool used = sessions.Count(slot.id, false) > 0;
+            const bool used = sessions.IsUsed(slot.id);
             if (!used && slot.loggedIn) {
                 slot.loggedIn = false;
                 ++loginNumbers[slot.id];
@@ -249,59 +260,67 @@ void Front::ReleaseCard(packed::CK_SLOT_ID inner)
             anyLogin = anyLogin || slot.loggedIn;
         }
     }
-    const auto keeper = keepers.find(number);
-    if (keeper == keepers.end()) {
+    const auto found = keepers.find(card);
+    if (found == keepers.end()) {
         return;
     }
-    if (!anyLogin && loggedInCards.erase(number) > 0) {
-        library.Logout(keeper->second);
-    }
+    const packed::CK_SESSION_HANDLE keeper = found->second;
+    std::optional<InnerSessionEnd> end; // after the logout, also when that throws
     if (!anySession) {
-        library.CloseSession(keeper->second);
+        end.emplace(library, keeper);
         const std::lock_guard lock(state);
-        keepers.erase(keeper);
+        keepers.erase(found);
+    }
+    if (!anyLogin && loggedInCards.erase(card) > 0) {
+        library.Logout(keeper);
     }
 }
 
 CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
 {
+    Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN); // which no dialog need be waited for
     const GateStay stay(gate, Gate::Stay::may_be_long);
+    Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
     Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN);
-    const packed::CK_SLOT_ID inner = InnerSlot(session.slot);
-    const CK_RV accepted = LoginToCard(inner, code, length);
-    // The card's other slot may have been logged in to before.
-    if (accepted != CKR_OK && accepted != CKR_USER_ALREADY_LOGGED_IN) {
-        return Outward(session, accepted);
+    std::vector<Object> read;
+    const CK_RV accepted = LoginToCard(session, code, length, read);
+    if (accepted != CKR_OK) {
+        return accepted;
     }
-    loggedInCards.insert(CardNumber(inner));
-    auto read = ReadObjects(inner);
     const std::lock_guard lock(state);
-    Slot* slot = slots.Find(session.slot);
-    Require(slot->present && slot->facts.inner == inner && session.open, CKR_DEVICE_REMOVED);
     objects.Replace(session.slot, std::move(read));
-    slot->loggedIn = true;
+    slots.Find(session.slot)->loggedIn = true;
     ++loginNumbers[session.slot];
     return CKR_OK;
 }
 
-CK_RV Front::LoginToCard(packed::CK_SLOT_ID inner, const CK_UTF8CHAR* code, CK_ULONG length)
+// Has the card accept the code, and reads what it shows then.
+CK_RV Front::LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length,
+                         std::vector<Object>& read)
 {
+    const InnerSlot inner = InnerSlotOf(session.slot);
     const packed::CK_SESSION_HANDLE keeper = KeeperOf(inner);
     try {
-        return library.Login(keeper, CKU_USER, code, length);
+        const CK_RV accepted = library.Login(keeper, CKU_USER, code, length);
+        // The card's other slot may have been logged in to before.
+        if (accepted != CKR_OK && accepted != CKR_USER_ALREADY_LOGGED_IN) {
+            return Outward(session, accepted);
+        }
+        read = ReadObjects(inner.id);
     } catch (...) {
         // It may have come far enough to count as a login, without the objects that come with one.
-        if (!loggedInCards.contains(CardNumber(inner))) {
+        if (!loggedInCards.contains(inner.card)) {
             library.Logout(keeper);
         }
         throw;
     }
+    loggedInCards.insert(inner.card);
+    return CKR_OK;
 }
 
 CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
 {
-    Require(session.sign && FlagOf(session.sign->key->attributes, CKA_ALWAYS_AUTHENTICATE),
-            CKR_OPERATION_NOT_INITIALIZED);
+    Require(FlagOf(session.sign->key->attributes, CKA_ALWAYS_AUTHENTICATE), CKR_OPERATION_NOT_INITIALIZED);
     Require(!session.sign->authorised, CKR_USER_ALREADY_LOGGED_IN);
     const GateStay stay(gate, Gate::Stay::may_be_long);
     const CK_RV accepted = library.Login(InnerOf(session), CKU_CONTEXT_SPECIFIC, code, length);
@@ -311,7 +330,7 @@ CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULO
 
 void Front::Logout(const Session& session)
 {
-    packed::CK_SLOT_ID inner = 0;
+    packed::CK_SLOT_ID card = 0;
     {
         const std::lock_guard lock(state);
         Slot* slot = slots.Find(session.slot);
@@ -319,9 +338,9 @@ void Front::Logout(const Session& session)
         slot->loggedIn = false;
         ++loginNumbers[session.slot];
         objects.RemovePrivate(session.slot);
-        inner = slot->facts.inner;
+        card = slot->facts.inner.card;
     }
-    ReleaseCard(inner);
+    ReleaseCard(card);
 }
 
 bool Front::IsLoggedIn(CK_SLOT_ID slot)
@@ -336,33 +355,34 @@ uint64_t Front::LoginNumber(CK_SLOT_ID slot)
     return loginNumbers[slot];
 }
 
-CK_OBJECT_HANDLE Front::AddObject(Object object)
+CK_OBJECT_HANDLE Front::AddObject(const Session& session, Object object)
 {
     const std::lock_guard lock(state);
+    Require(session.open, CKR_DEVICE_REMOVED);
     return objects.Add(std::move(object));
 }
 
 void Front::DestroyObject(const Session& session, CK_OBJECT_HANDLE handle)
 {
-    const auto object = FindObject(session, handle);
+    const std::lock_guard lock(state);
+    const auto object = objects.Find(session.slot, handle);
     Require(object != nullptr, CKR_OBJECT_HANDLE_INVALID);
     if (object->owner == 0) {
         throw Refusal{session.readWrite ? CKR_TOKEN_WRITE_PROTECTED : CKR_SESSION_READ_ONLY};
     }
-    const std::lock_guard lock(state);
     objects.Remove(handle);
 }
 
 std::shared_ptr<const Object> Front::FindObject(const Session& session, CK_OBJECT_HANDLE handle)
 {
     const std::lock_guard lock(state);
-    return objects.Find(session.slot, handle, slots.Find(session.slot)->loggedIn);
+    return objects.Find(session.slot, handle);
 }
 
 std::vector<CK_OBJECT_HANDLE> Front::Search(const Session& session, const Template& wanted)
 {
     const std::lock_guard lock(state);
-    return objects.Search(session.slot, wanted, slots.Find(session.slot)->loggedIn);
+    return objects.Search(session.slot, wanted);
 }
 
 Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
@@ -371,7 +391,7 @@ Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
     try {
         const GateStay stay(gate, Gate::Stay::may_be_long);
         const CK_RV answer = library.Sign(InnerOf(session), key.inner, data, signature);
-        Require(answer == CKR_OK, Outward(session, answer));
+        RequireOk(session, answer);
     } catch (...) {
         DropInner(session); // an operation that failed may still stand in it
         throw;
@@ -384,7 +404,7 @@ Bytes Front::DecryptOnCard(Session& session, const Object& key, const Bytes& dat
     Bytes plain;
     const GateStay stay(gate, Gate::Stay::may_be_long);
     const CK_RV answer = library.Decrypt(InnerOf(session), key.inner, data, plain);
-    Require(answer == CKR_OK, Outward(session, answer));
+    RequireOk(session, answer);
     return plain;
 }
 
@@ -405,29 +425,29 @@ void Front::Close()
     closing.notify_all();
 }
 
-packed::CK_SESSION_HANDLE Front::KeeperOf(packed::CK_SLOT_ID inner)
+packed::CK_SESSION_HANDLE Front::KeeperOf(const InnerSlot& inner)
 {
-    const packed::CK_SLOT_ID number = CardNumber(inner);
-    const auto known = keepers.find(number);
+    const auto known = keepers.find(inner.card);
     if (known != keepers.end()) {
         return known->second;
     }
-    const packed::CK_SESSION_HANDLE keeper = library.OpenSession(inner);
+    const packed::CK_SESSION_HANDLE keeper = library.OpenSession(inner.id);
     const std::lock_guard lock(state);
-    return keepers[number] = keeper;
+    return keepers[inner.card] = keeper;
 }
 
 packed::CK_SESSION_HANDLE Front::InnerOf(Session& session)
 {
+    Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
     if (session.inner == 0) {
-        const packed::CK_SLOT_ID inner = InnerSlot(session.slot);
+        const InnerSlot inner = InnerSlotOf(session.slot);
         KeeperOf(inner);
-        session.inner = library.OpenSession(inner);
+        session.inner = library.OpenSession(inner.id);
     }
     return session.inner;
 }
 
-packed::CK_SLOT_ID Front::InnerSlot(CK_SLOT_ID slot)
+InnerSlot Front::InnerSlotOf(CK_SLOT_ID slot)
 {
     const std::lock_guard lock(state);
     return slots.Find(slot)->facts.inner;
@@ -436,27 +456,37 @@ packed::CK_SLOT_ID Front::InnerSlot(CK_SLOT_ID slot)
 // The library's answer as applications are told it. Used behind the gate.
 CK_RV Front::Outward(const Session& session, CK_RV answer)
 {
+    if (!library.HasSlot(InnerSlotOf(session.slot).id)) {
+        return CKR_DEVICE_REMOVED; // during the call
+    }
     switch (answer) {
+    // About handles and slots of the library's own, or a dialog that came to no result.
     case CKR_SESSION_HANDLE_INVALID:
     case CKR_SLOT_ID_INVALID:
     case CKR_TOKEN_NOT_PRESENT:
     case CKR_KEY_HANDLE_INVALID:
-        return CKR_DEVICE_REMOVED; // the card went during the call
-    case CKR_FUNCTION_FAILED:
-        return library.HasSlot(InnerSlot(session.slot)) ? CKR_FUNCTION_FAILED : CKR_DEVICE_REMOVED;
+    case CKR_TOKEN_NOT_RECOGNIZED:
+        return CKR_FUNCTION_FAILED;
     default:
         return answer;
+    }
+}
+
+void Front::RequireOk(const Session& session, CK_RV answer)
+{
+    if (answer != CKR_OK) {
+        throw Refusal{Outward(session, answer)};
     }
 }
 
 std::vector<Object> Front::ReadObjects(packed::CK_SLOT_ID inner) const
 {
     const packed::CK_SESSION_HANDLE session = library.OpenSession(inner);
+    const InnerSessionEnd end(library, session);
     std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>> read;
     for (const packed::CK_OBJECT_HANDLE object : library.Objects(session)) {
         read.emplace_back(object, library.Read(session, object));
     }
-    library.CloseSession(session);
     return ObjectsOfCard(read);
 }
 

@@ -60,13 +60,15 @@ public:
 
     // Login.
     CK_RV LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length);
+    // For the signature that the session has begun.
     CK_RV LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULONG length);
     void Logout(const Session& session);
     bool IsLoggedIn(CK_SLOT_ID slot);
     uint64_t LoginNumber(CK_SLOT_ID slot);
 
     // Objects.
-    CK_OBJECT_HANDLE AddObject(Object object);
+    // Refuses with CKR_DEVICE_REMOVED when the session has closed with its card.
+    CK_OBJECT_HANDLE AddObject(const Session& session, Object object);
     void DestroyObject(const Session& session, CK_OBJECT_HANDLE handle);
     std::shared_ptr<const Object> FindObject(const Session& session, CK_OBJECT_HANDLE handle);
     std::vector<CK_OBJECT_HANDLE> Search(const Session& session, const Template& wanted);
@@ -85,14 +87,16 @@ public:
 private:
     std::shared_ptr<Session> FindSession(CK_SESSION_HANDLE handle);
     void LookBehindGate();
-    packed::CK_SESSION_HANDLE KeeperOf(packed::CK_SLOT_ID inner);
+    packed::CK_SESSION_HANDLE KeeperOf(const InnerSlot& inner);
     packed::CK_SESSION_HANDLE InnerOf(Session& session);
-    packed::CK_SLOT_ID InnerSlot(CK_SLOT_ID slot);
-    CK_RV LoginToCard(packed::CK_SLOT_ID inner, const CK_UTF8CHAR* code, CK_ULONG length);
+    InnerSlot InnerSlotOf(CK_SLOT_ID slot);
+    CK_RV LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length,
+                      std::vector<Object>& read);
     CK_RV Outward(const Session& session, CK_RV answer);
+    void RequireOk(const Session& session, CK_RV answer);
     std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
     bool IsToRelease(CK_SLOT_ID slot);
-    void ReleaseCard(packed::CK_SLOT_ID inner);
+    void ReleaseCard(packed::CK_SLOT_ID card);
 
     Library& library;
     CK_INFO info;

@@ -10,11 +10,13 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <string_view>
 
 namespace native {
 namespace {
 
 constexpr char fileName[] = "libpkcs11_x64.so";
+constexpr std::string_view ordinaryLabel = "Sig_EP"; // of the slots whose keys also decrypt
 
 // The card has keys of up to 1024 bytes, and the library writes no more than a modulus; it is told no size.
 constexpr std::size_t outputCapacity = 2048;
@@ -61,6 +63,12 @@ packed::CK_ULONG Narrow(std::size_t length)
 {
     Require(length <= std::numeric_limits<int32_t>::max(), CKR_DATA_LEN_RANGE);
     return static_cast<packed::CK_ULONG>(length);
+}
+
+bool IsOrdinary(const packed::CK_TOKEN_INFO& token)
+{
+    const std::string_view label(reinterpret_cast<const char*>(token.label), sizeof(token.label));
+    return label.starts_with(ordinaryLabel);
 }
 
 packed::CK_MECHANISM RsaPkcs()
@@ -117,12 +125,11 @@ bool Library::Load()
 
 CK_RV Library::Start()
 {
+    if (inherited) {
+        static_cast<void>(End());
+    }
     if (functions == nullptr && !Load()) {
         return CKR_GENERAL_ERROR;
-    }
-    if (inherited) {
-        static_cast<void>(functions->C_Finalize(nullptr));
-        inherited = false;
     }
     auto arguments = LibraryMutexArguments();
     const CK_RV started = functions->C_Initialize(&arguments);
@@ -133,7 +140,12 @@ CK_RV Library::Start()
 CK_RV Library::End()
 {
     running = false;
-    return functions->C_Finalize(nullptr);
+    inherited = false;
+    const CK_RV ended = functions->C_Finalize(nullptr);
+    if (ended != CKR_OK) {
+        Unload();
+    }
+    return ended;
 }
 
 void Library::Unload()
@@ -179,10 +191,12 @@ std::vector<packed::CK_SLOT_ID> Library::Slots() const
         Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
         std::vector<packed::CK_SLOT_ID> slots(count + 1); // never an empty buffer
         count = static_cast<packed::CK_ULONG>(slots.size());
-        if (functions->C_GetSlotList(CK_TRUE, slots.data(), &count) == CKR_OK) {
+        const CK_RV listed = functions->C_GetSlotList(CK_TRUE, slots.data(), &count);
+        if (listed == CKR_OK) {
             slots.resize(count);
             return slots;
         }
+        Require(listed == CKR_BUFFER_TOO_SMALL, CKR_GENERAL_ERROR); // more cards than a moment before
     }
 }
 
@@ -204,7 +218,10 @@ std::optional<SlotFacts> Library::Describe(packed::CK_SLOT_ID slot) const
     const auto* end = mechanisms.data() + count;
     const bool hasRsa =
         std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_RSA_PKCS) != end;
-    return SlotFacts{slot, Widen(slotInfo), Widen(tokenInfo), hasRsa, rsa.ulMaxKeySize};
+    // A card's slots get their ids one after the other, the qualified one first.
+    const bool ordinary = IsOrdinary(tokenInfo);
+    const InnerSlot inner{slot, ordinary ? slot - 1 : slot};
+    return SlotFacts{inner, Widen(slotInfo), Widen(tokenInfo), hasRsa, ordinary, rsa.ulMaxKeySize};
 }
 
 packed::CK_SESSION_HANDLE Library::OpenSession(packed::CK_SLOT_ID slot) const

@@ -12,14 +12,22 @@
 
 namespace native {
 
+// A slot of the library.
+struct InnerSlot
+{
+    packed::CK_SLOT_ID id = 0;
+    packed::CK_SLOT_ID card = 0; // the same number for the two slots of a card
+};
+
 // What a card's slot shows of itself.
 struct SlotFacts
 {
-    packed::CK_SLOT_ID inner = 0;
+    InnerSlot inner;
     CK_SLOT_INFO slot{};
     CK_TOKEN_INFO token{};
-    bool rsa = false;     // the key of the slot is an RSA key
-    CK_ULONG keyBits = 0; // 0 when the card doesn't tell
+    bool rsa = false;      // the key of the slot is an RSA key
+    bool decrypts = false; // the key is of the family that also decrypts
+    CK_ULONG keyBits = 0;  // 0 when the card doesn't tell
 };
 
 class Library
@@ -31,6 +39,7 @@ public:
     // Loads the library if need be and starts it. In a forked child what was inherited running is ended
     // first. Answers CKR_GENERAL_ERROR when it can't be loaded or is already in use by somebody else.
     CK_RV Start();
+    // A library whose end fails is let go of, so that the next start has a fresh one.
     CK_RV End();
     // Lets go of the loaded library, which ends it if it runs.
     void Unload();

@@ -28,7 +28,7 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_
         Require(!object.IsPrivate() || front.IsLoggedIn(session->slot), CKR_USER_NOT_LOGGED_IN);
         object.slot = session->slot;
         object.owner = session->handle;
-        *phObject = front.AddObject(std::move(object));
+        *phObject = front.AddObject(*session, std::move(object));
         return CKR_OK;
     });
 }

@@ -12,6 +12,8 @@ constexpr CK_ULONG bitsPerByte = 8;
 constexpr std::size_t longestModulus = 1024; // bytes
 constexpr std::size_t longestExponent = 8;   // bytes
 
+CK_OBJECT_HANDLE lastHandle = 0; // of the process, so that no handle comes twice
+
 bool IsOfClass(const Attributes& attributes, CK_ULONG objectClass)
 {
     return NumberOf(attributes, CKA_CLASS) == objectClass;
@@ -165,6 +167,8 @@ Object PublicKeyOf(const Template& wanted)
 {
     Object object;
     for (const auto& [type, value] : wanted) {
+        Require(!IsOneOf(type, {CKA_MODULUS_BITS, CKA_LOCAL, CKA_KEY_GEN_MECHANISM}),
+                CKR_ATTRIBUTE_READ_ONLY);
         Require(
             IsOneOf(type, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_LABEL, CKA_MODIFIABLE, CKA_KEY_TYPE, CKA_ID,
                            CKA_SUBJECT, CKA_START_DATE, CKA_END_DATE, CKA_DERIVE, CKA_ENCRYPT, CKA_VERIFY,
@@ -184,15 +188,27 @@ Object PublicKeyOf(const Template& wanted)
 
 CK_OBJECT_HANDLE ObjectTable::Add(Object object)
 {
-    object.handle = ++last;
-    objects[last] = std::make_shared<const Object>(std::move(object));
-    return last;
+    object.handle = ++lastHandle;
+    objects[lastHandle] = std::make_shared<const Object>(std::move(object));
+    return lastHandle;
 }
 
 void ObjectTable::Replace(CK_SLOT_ID slot, std::vector<Object> added)
 {
-    std::erase_if(objects,
-                  [slot](const auto& one) { return one.second->slot == slot && one.second->owner == 0; });
+    std::erase_if(objects, [&](const auto& one) {
+        const Object& known = *one.second;
+        if (known.slot != slot || known.owner != 0) {
+            return false;
+        }
+        const auto same = std::find_if(added.begin(), added.end(), [&known](const Object& object) {
+            return object.inner == known.inner && object.attributes == known.attributes;
+        });
+        if (same == added.end()) {
+            return true;
+        }
+        added.erase(same);
+        return false;
+    });
     for (Object& object : added) {
         object.slot = slot;
         Add(std::move(object));
@@ -220,24 +236,17 @@ void ObjectTable::RemoveOfSession(CK_SESSION_HANDLE session)
     std::erase_if(objects, [session](const auto& one) { return one.second->owner == session; });
 }
 
-std::shared_ptr<const Object> ObjectTable::Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle,
-                                                bool privateToo) const
+std::shared_ptr<const Object> ObjectTable::Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
 {
     const auto found = objects.find(handle);
-    if (found == objects.end() || found->second->slot != slot ||
-        (found->second->IsPrivate() && !privateToo)) {
-        return nullptr;
-    }
-    return found->second;
+    return found == objects.end() || found->second->slot != slot ? nullptr : found->second;
 }
 
-std::vector<CK_OBJECT_HANDLE> ObjectTable::Search(CK_SLOT_ID slot, const Template& wanted,
-                                                  bool privateToo) const
+std::vector<CK_OBJECT_HANDLE> ObjectTable::Search(CK_SLOT_ID slot, const Template& wanted) const
 {
     std::vector<CK_OBJECT_HANDLE> found;
     for (const auto& [handle, object] : objects) {
-        if (object->slot == slot && (privateToo || !object->IsPrivate()) &&
-            Match(object->attributes, wanted)) {
+        if (object->slot == slot && Match(object->attributes, wanted)) {
             found.push_back(handle);
         }
     }

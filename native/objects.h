@@ -28,25 +28,25 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
 // The public key that a template of C_CreateObject describes. Refuses what is none.
 Object PublicKeyOf(const Template& wanted);
 
+// Has a slot's private objects only while the slot is logged in.
 class ObjectTable
 {
 public:
     // Gives the object its handle.
     CK_OBJECT_HANDLE Add(Object object);
-    // Those of the card, for all that were there of this slot.
+    // Those of the card, for all that were there of this slot. One that was there already keeps its handle.
     void Replace(CK_SLOT_ID slot, std::vector<Object> added);
     void Remove(CK_OBJECT_HANDLE handle);
     void RemoveOfSlot(CK_SLOT_ID slot);
     void RemovePrivate(CK_SLOT_ID slot);
     void RemoveOfSession(CK_SESSION_HANDLE session);
 
-    // Null for an object that isn't in the slot, or is private when only public ones are to be seen.
-    std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle, bool privateToo) const;
-    std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted, bool privateToo) const;
+    // Null for an object that isn't in the slot.
+    std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const;
+    std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const;
 
 private:
     std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects;
-    CK_OBJECT_HANDLE last = 0;
 };
 
 // Fills a template. Goes through all of it; answers the last of what was wrong.

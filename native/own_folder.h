@@ -7,6 +7,7 @@
 namespace native {
 
 // The folder of the file that was loaded, and behind it that of the file itself when a link led to it.
-std::vector<std::filesystem::path> OwnFolders();
+// Looked up once: a path that the front was loaded by may be relative, and mean something else later.
+const std::vector<std::filesystem::path>& OwnFolders();
 
 } // namespace native

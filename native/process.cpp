@@ -1,5 +1,7 @@
 #include "native/process.h"
 
+#include "native/own_folder.h"
+
 #include <new>
 
 #include <pthread.h>
@@ -12,9 +14,11 @@ struct Process
 {
     std::mutex lifecycle; // held by a start or an end for as long as it takes
     std::mutex mutex;     // of what follows
-    std::condition_variable left;
+    std::condition_variable changed;
     Front* front = nullptr;
+    bool ending = false; // no call comes in any more
     int calls = 0;
+    std::thread::id libraryChanger; // the thread that is inside the start or the end of the library
     bool gateHeldForFork = false;
 };
 
@@ -25,12 +29,37 @@ Process& ThisProcess()
     return *process;
 }
 
+// A start or an end of the library, for as long as it takes.
+class LibraryChange
+{
+public:
+    explicit LibraryChange(Process& itsProcess) : process(itsProcess) { Tell(std::this_thread::get_id()); }
+    ~LibraryChange() { Tell({}); }
+    LibraryChange(const LibraryChange&) = delete;
+    LibraryChange& operator=(const LibraryChange&) = delete;
+
+private:
+    void Tell(std::thread::id changer)
+    {
+        const std::lock_guard lock(process.mutex);
+        process.libraryChanger = changer;
+        process.changed.notify_all();
+    }
+
+    Process& process;
+};
+
 // No thread is to be in the middle of something when the process forks, except in a dialog, for which a fork
-// can't wait.
+// can't wait, and the thread that forks.
 void BeforeFork()
 {
     Process& process = ThisProcess();
-    process.mutex.lock();
+    std::unique_lock lock(process.mutex);
+    process.changed.wait(lock, [&process] {
+        return process.libraryChanger == std::thread::id() ||
+               process.libraryChanger == std::this_thread::get_id();
+    });
+    static_cast<void>(lock.release()); // let go of after the fork
     process.gateHeldForFork = process.front != nullptr && process.front->gate.EnterForFork();
 }
 
@@ -53,6 +82,7 @@ void AfterForkInChild()
 
 [[gnu::constructor]] void Loaded()
 {
+    static_cast<void>(OwnFolders());
     static_cast<void>(ThisProcess());
     static_cast<void>(Library::Instance());
     pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
@@ -64,7 +94,7 @@ void AfterForkInChild()
 {
     Process& process = ThisProcess();
     const std::lock_guard lock(process.mutex);
-    if (process.calls == 0) {
+    if (process.calls == 0 && !process.ending && process.libraryChanger == std::thread::id()) {
         delete std::exchange(process.front, nullptr);
         Library::Instance().Unload();
     }
@@ -80,6 +110,7 @@ CK_RV StartFront()
         const std::lock_guard lock(process.mutex);
         Require(process.front == nullptr, CKR_CRYPTOKI_ALREADY_INITIALIZED);
     }
+    const LibraryChange change(process);
     auto& library = Library::Instance();
     const CK_RV started = library.Start();
     if (started != CKR_OK) {
@@ -105,10 +136,13 @@ CK_RV EndFront()
     {
         std::unique_lock lock(process.mutex);
         Require(process.front != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
+        process.ending = true;
+        process.front->Close();
+        process.changed.wait(lock, [&process] { return process.calls == 0; });
         front.reset(std::exchange(process.front, nullptr));
-        front->Close();
-        process.left.wait(lock, [&process] { return process.calls == 0; });
+        process.ending = false;
     }
+    const LibraryChange change(process);
     return Library::Instance().End();
 }
 
@@ -116,8 +150,8 @@ Call::Call()
 {
     Process& process = ThisProcess();
     const std::lock_guard lock(process.mutex);
+    Require(process.front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
     front = process.front;
-    Require(front != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
     ++process.calls;
 }
 
@@ -126,7 +160,7 @@ Call::~Call()
     Process& process = ThisProcess();
     const std::lock_guard lock(process.mutex);
     --process.calls;
-    process.left.notify_all();
+    process.changed.notify_all();
 }
 
 } // namespace native

@@ -3,14 +3,19 @@
 #include <algorithm>
 
 namespace native {
+namespace {
+
+CK_SESSION_HANDLE lastHandle = 0; // of the process, so that no handle comes twice
+
+} // namespace
 
 std::shared_ptr<Session> SessionTable::Open(CK_SLOT_ID slot, bool readWrite)
 {
     auto session = std::make_shared<Session>();
-    session->handle = ++last;
+    session->handle = ++lastHandle;
     session->slot = slot;
     session->readWrite = readWrite;
-    sessions[last] = session;
+    sessions[lastHandle] = session;
     return session;
 }
 
@@ -47,6 +52,12 @@ std::vector<std::shared_ptr<Session>> SessionTable::OfSlot(CK_SLOT_ID slot) cons
         }
     }
     return found;
+}
+
+bool SessionTable::IsUsed(CK_SLOT_ID slot) const
+{
+    return std::any_of(sessions.begin(), sessions.end(),
+                       [slot](const auto& one) { return one.second->slot == slot; });
 }
 
 CK_ULONG SessionTable::Count(CK_SLOT_ID slot, bool readWriteOnly) const

@@ -40,11 +40,11 @@ public:
     void CloseOfSlot(CK_SLOT_ID slot);
 
     std::vector<std::shared_ptr<Session>> OfSlot(CK_SLOT_ID slot) const;
+    bool IsUsed(CK_SLOT_ID slot) const; // whether there is a session in the slot
     CK_ULONG Count(CK_SLOT_ID slot, bool readWriteOnly) const;
 
 private:
     std::map<CK_SESSION_HANDLE, std::shared_ptr<Session>> sessions;
-    CK_SESSION_HANDLE last = 0;
 };
 
 } // namespace native

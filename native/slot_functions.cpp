@@ -3,13 +3,9 @@
 #include "native/hashes.h"
 
 #include <algorithm>
-#include <cstring>
-#include <string_view>
 
 namespace native {
 namespace {
-
-constexpr std::string_view ordinaryLabel = "Sig_EP"; // the family of keys that also decrypt
 
 // Copies a list of handles or numbers under the rules of the standard.
 CK_RV HandOutList(const std::vector<CK_ULONG>& list, CK_ULONG* output, CK_ULONG* count)
@@ -21,12 +17,6 @@ CK_RV HandOutList(const std::vector<CK_ULONG>& list, CK_ULONG* output, CK_ULONG*
     Require(room >= list.size(), CKR_BUFFER_TOO_SMALL);
     std::copy(list.begin(), list.end(), output);
     return CKR_OK;
-}
-
-bool Decrypts(const Slot& slot)
-{
-    const auto& label = slot.facts.token.label;
-    return std::string_view(reinterpret_cast<const char*>(label), sizeof(label)).starts_with(ordinaryLabel);
 }
 
 } // namespace
@@ -100,7 +90,7 @@ CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM
         const bool signs = type == CKM_RSA_PKCS || HashOfSignature(type) != nullptr;
         Require(slot.facts.rsa && signs, CKR_MECHANISM_INVALID);
         *pInfo = {slot.facts.keyBits, slot.facts.keyBits, CKF_HW | CKF_SIGN | CKF_VERIFY};
-        if (type == CKM_RSA_PKCS && Decrypts(slot)) {
+        if (type == CKM_RSA_PKCS && slot.facts.decrypts) {
             pInfo->flags |= CKF_ENCRYPT | CKF_DECRYPT;
         }
         return CKR_OK;

@@ -19,7 +19,7 @@ std::vector<CK_SLOT_ID> SlotTable::Update(const std::vector<packed::CK_SLOT_ID>&
 {
     std::vector<CK_SLOT_ID> emptied;
     for (Slot& slot : slots) {
-        const bool stays = std::find(present.begin(), present.end(), slot.facts.inner) != present.end();
+        const bool stays = std::find(present.begin(), present.end(), slot.facts.inner.id) != present.end();
         if (slot.present && !stays) {
             slot.present = false;
             slot.loggedIn = false;
@@ -48,10 +48,16 @@ std::vector<packed::CK_SLOT_ID> SlotTable::InnerSlots() const
     std::vector<packed::CK_SLOT_ID> inner;
     for (const Slot& slot : slots) {
         if (slot.present) {
-            inner.push_back(slot.facts.inner);
+            inner.push_back(slot.facts.inner.id);
         }
     }
     return inner;
+}
+
+bool SlotTable::HasCard(packed::CK_SLOT_ID card) const
+{
+    return std::any_of(slots.begin(), slots.end(),
+                       [card](const Slot& slot) { return slot.present && slot.facts.inner.card == card; });
 }
 
 Slot* SlotTable::Find(CK_SLOT_ID id)
@@ -71,11 +77,6 @@ Slot& SlotTable::PlaceFor(const SlotFacts& facts)
     added.id = slots.size() - 1;
     added.name = name;
     return added;
-}
-
-packed::CK_SLOT_ID CardNumber(packed::CK_SLOT_ID inner)
-{
-    return (inner - 1) / 2;
 }
 
 } // namespace native

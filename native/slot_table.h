@@ -31,6 +31,9 @@ public:
     // The slots of the library that cards are in.
     std::vector<packed::CK_SLOT_ID> InnerSlots() const;
 
+    // Whether a slot of this card is there.
+    bool HasCard(packed::CK_SLOT_ID card) const;
+
     // Null for an id that was never shown.
     Slot* Find(CK_SLOT_ID id);
     std::vector<Slot>& All() { return slots; }
@@ -40,8 +43,5 @@ private:
 
     std::vector<Slot> slots; // at the index that is their id
 };
-
-// The two slots of one card have one number. The library gives out its slot ids in pairs, from 1 on.
-packed::CK_SLOT_ID CardNumber(packed::CK_SLOT_ID inner);
 
 } // namespace native

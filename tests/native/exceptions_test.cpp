@@ -47,13 +47,24 @@ TEST_F(ExceptionsTest, StartThatFailsAtACardIsUndoneAndMayBeTriedAgain)
     EXPECT_EQ(Slots().size(), 2U);
 }
 
-TEST_F(ExceptionsTest, EndThatFailsAnswersSo)
+TEST_F(ExceptionsTest, SlotsOfACardBelongTogetherAfterAStartThatFailed)
 {
-    StartWithCard();
-    script->Next("Finalize", Throwing());
-    EXPECT_EQ(f->C_Finalize(nullptr), CKR_FUNCTION_FAILED);
-    CK_INFO info{};
-    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    script->Next("GetTokenInfo", Throwing()); // between the ids of a card's two slots
+    ASSERT_EQ(f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+    Start();
+    const CK_SESSION_HANDLE ofFirst = Open(1);
+    ASSERT_EQ(Login(ofFirst), CKR_OK);
+    ASSERT_EQ(Login(Open(2)), CKR_OK);
+    const auto asked = script->CallsOf("Passwords_VerifyBOK");
+    ASSERT_EQ(asked.size(), 2U);
+    EXPECT_NE(asked[0].session, asked[1].session) << "each card was asked";
+    const CK_SESSION_HANDLE sibling = Open(0);
+    ASSERT_EQ(Login(sibling), CKR_OK);
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 2U) << "the card is open already";
+    ASSERT_EQ(f->C_Logout(sibling), CKR_OK);
+    EXPECT_EQ(SignAnew(ofFirst), CKR_OK);
 }
 
 TEST_F(ExceptionsTest, EveryCallThatLooksAtTheReadersAnswers)
@@ -183,6 +194,15 @@ TEST_F(ExceptionsTest, SessionThatCannotLetGoOfItsCardIsClosed)
     EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
     EXPECT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(f->C_CloseAllSessions(ordinary), CKR_OK);
+}
+
+TEST_F(ExceptionsTest, LogoutThatFailsKeepsNoCardBeyondTheLastSession)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
+    script->Next("StopTransaction", Throwing());
+    script->ForgetCalls();
+    EXPECT_EQ(f->C_CloseSession(session), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(script->CallsOf("StopTransaction").size(), 2U);
 }
 
 TEST_F(ExceptionsTest, SessionThatDidNotOpenHoldsNoCard)

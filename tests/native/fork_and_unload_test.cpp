@@ -7,6 +7,7 @@
 #include <chrono>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -128,6 +129,65 @@ TEST_F(DialogTest, ForkWaitsForACallThatIsInsideTheLibrary)
     EXPECT_EQ(Slots().size(), 2U);
 }
 
+class ForkInAnotherThreadTest : public DialogTest
+{
+protected:
+    ForkInAnotherThreadTest() { LetTheReadersRest(script); }
+
+    // Makes the call, forks in another thread while it is inside this function of the card, and has the child
+    // start a front of its own.
+    void ExpectThatForkWaits(const char* function, std::function<CK_RV()> call)
+    {
+        OpenDialog(function, std::move(call));
+        std::atomic<bool> forked{false};
+        int exitCode = -1;
+        std::thread forking([&] {
+            exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
+            forked = true;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_FALSE(forked);
+        EndDialog();
+        forking.join();
+        EXPECT_EQ(exitCode, 0);
+    }
+};
+
+TEST_F(ForkInAnotherThreadTest, WaitsForAStart)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    ExpectThatForkWaits("GetReaderList", [this] { return f->C_Initialize(nullptr); });
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkInAnotherThreadTest, WaitsForTheFirstLookOfAStart)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    ExpectThatForkWaits("QES_GetKeyInfo", [this] { return f->C_Initialize(nullptr); });
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkInAnotherThreadTest, WaitsForAnEnd)
+{
+    StartWithCard();
+    ExpectThatForkWaits("Finalize", [this] { return f->C_Finalize(nullptr); });
+    Start();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkInAnotherThreadTest, WaitsForNoDialogThatAnEndWaitsFor)
+{
+    StartWithDialogInFirstCard();
+    std::thread finalizing([this] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
+    CK_INFO info{};
+    while (f->C_GetInfo(&info) != CKR_CRYPTOKI_NOT_INITIALIZED) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(BlackBox::ExitOfChild([this] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); }), 0);
+    EndDialog();
+    finalizing.join();
+}
+
 TEST_F(ForkTest, CallThatForksItselfGoesOn)
 {
     Start();
@@ -178,6 +238,20 @@ TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
     EXPECT_FALSE(IsMapped("tavrik-pkcs11.so"));
     EXPECT_FALSE(IsMapped("libpkcs11_x64.so"));
     f = LoadFront(BlackBox::ScriptedFolder());
+    Start();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+using UnloadTest = FrontTest;
+
+// The library is let go of then.
+TEST_F(UnloadTest, EndThatFailsAnswersSoAndLeavesRoomForAStart)
+{
+    StartWithCard();
+    script->Next("Finalize", {.hook = [] { throw std::runtime_error("no such function"); }});
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_FUNCTION_FAILED);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
     Start();
     EXPECT_EQ(Slots().size(), 2U);
 }

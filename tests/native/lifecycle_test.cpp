@@ -65,13 +65,15 @@ TEST_F(LifecycleTest, SessionsDoNotOutliveTheFront)
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+    EXPECT_NE(Open(qualified), session) << "the old handle is nobody else's";
 }
 
 TEST_F(LifecycleTest, ExportsNothingButTheFunctions)
 {
-    const std::string command = "nm -D --defined-only '" + (LibraryFolder() / "tavrik-pkcs11.so").string() +
-                                "' | grep -vc ' [TW] C_' || true";
-    EXPECT_EQ(BlackBox::OutputOf(command), "0\n");
+    const std::string names =
+        "nm -D --defined-only '" + (LibraryFolder() / "tavrik-pkcs11.so").string() + "' | grep ";
+    EXPECT_EQ(BlackBox::OutputOf(names + "-c ' [TW] C_'"), "68\n");
+    EXPECT_EQ(BlackBox::OutputOf(names + "-vc ' [TW] C_' || true"), "0\n");
     EXPECT_EQ(f->version.major, 2);
     EXPECT_EQ(f->version.minor, 20);
 }
@@ -95,20 +97,44 @@ TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
     BlackBox::Unload(library);
 }
 
+// A front and what it needs in a folder of their own.
+class FolderOfItsOwn
+{
+public:
+    explicit FolderOfItsOwn(const std::string& frontFolder)
+    {
+        const auto real = folder.Path() / frontFolder;
+        std::filesystem::create_directories(real);
+        std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", real / "tavrik-pkcs11.so");
+        for (const char* name : {"libpkcs11_x64.so", "libCardAPI.so"}) {
+            std::filesystem::create_symlink(BlackBox::ScriptedFolder() / name, real / name);
+        }
+    }
+
+    const std::filesystem::path& Path() const { return folder.Path(); }
+
+private:
+    TemporaryFolder folder{"tavrik_folder_"};
+};
+
 TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
 {
-    const TemporaryFolder temporary("tavrik_link_");
-    const std::filesystem::path& folder = temporary.Path();
-    std::filesystem::create_directory(folder / "real");
-    std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder / "real" / "tavrik-pkcs11.so");
-    std::filesystem::create_symlink(BlackBox::ScriptedFolder() / "libpkcs11_x64.so",
-                                    folder / "real" / "libpkcs11_x64.so");
-    std::filesystem::create_symlink(BlackBox::ScriptedFolder() / "libCardAPI.so",
-                                    folder / "real" / "libCardAPI.so");
-    std::filesystem::create_symlink("real/tavrik-pkcs11.so", folder / "tavrik-pkcs11.so");
-    CK_FUNCTION_LIST* linked = LoadFront(folder);
+    const FolderOfItsOwn folder("real");
+    std::filesystem::create_symlink("real/tavrik-pkcs11.so", folder.Path() / "tavrik-pkcs11.so");
+    CK_FUNCTION_LIST* linked = LoadFront(folder.Path());
     EXPECT_EQ(linked->C_Initialize(nullptr), CKR_OK);
     EXPECT_EQ(linked->C_Finalize(nullptr), CKR_OK);
+}
+
+TEST_F(LifecycleTest, FrontLoadedByARelativePathFindsItsLibraryFromElsewhere)
+{
+    const FolderOfItsOwn folder("");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path());
+    CK_FUNCTION_LIST* loaded = LoadFront(".");
+    std::filesystem::current_path(before);
+    EXPECT_EQ(loaded->C_Initialize(nullptr), CKR_OK);
+    EXPECT_EQ(loaded->C_Finalize(nullptr), CKR_OK);
 }
 
 } // namespace

@@ -166,6 +166,8 @@ TEST_F(ObjectsFrontTest, TemplatesOfWhatIsNoPublicKeyAreRefused)
               CKR_ATTRIBUTE_TYPE_INVALID);
     EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_TOKEN, 1), key),
               CKR_TOKEN_WRITE_PROTECTED);
+    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Number(CKA_MODULUS_BITS, 1024), key),
+              CKR_ATTRIBUTE_READ_ONLY);
     EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Number(CKA_CLASS, CKO_PUBLIC_KEY), key),
               CKR_TEMPLATE_INCONSISTENT);
     EXPECT_EQ(f->C_DestroyObject(session, FindOne(session, CKO_CERTIFICATE)), CKR_TOKEN_WRITE_PROTECTED);
@@ -263,6 +265,33 @@ TEST_F(ObjectsFrontTest, SecondLoginShowsEachObjectOnce)
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
     ASSERT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(Find(session).size(), 3U);
+}
+
+TEST_F(ObjectsFrontTest, PublicKeyKeepsItsHandleFromLoginToLogin)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    const CK_OBJECT_HANDLE publicKey = FindOne(session, CKO_PUBLIC_KEY);
+    const CK_OBJECT_HANDLE privateKey = FindOne(session, CKO_PRIVATE_KEY);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(FindOne(session, CKO_PUBLIC_KEY), publicKey);
+    EXPECT_NE(FindOne(session, CKO_PRIVATE_KEY), privateKey);
+}
+
+TEST_F(ObjectsFrontTest, OperationWithAMadePrivateObjectIsOverWithTheLogin)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    CK_OBJECT_HANDLE key = 0;
+    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    ASSERT_EQ(f->C_VerifyInit(session, &mechanism, key), CKR_OK);
+    ASSERT_EQ(f->C_EncryptInit(session, &mechanism, key), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    key = FindOne(session, CKO_PUBLIC_KEY);
+    EXPECT_EQ(f->C_VerifyInit(session, &mechanism, key), CKR_OK);
+    key = 0;
+    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), key), CKR_OK);
+    EXPECT_EQ(f->C_EncryptInit(session, &mechanism, key), CKR_OK);
 }
 
 TEST_F(ObjectsFrontTest, SizeIsThatOfAllValues)

@@ -86,6 +86,16 @@ TEST_F(OperationsTest, VerifyingInParts)
     EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), signature.size()), CKR_OPERATION_NOT_INITIALIZED);
 }
 
+TEST_F(OperationsTest, DataThatNoSignatureIsMadeOfAreNotVerified)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Bytes(117), Bytes(128, 1)), CKR_SIGNATURE_INVALID);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Bytes(118), Bytes(128, 1)), CKR_DATA_LEN_RANGE);
+}
+
 TEST_F(OperationsTest, SigningHandsTheCardTheDigestInfo)
 {
     const CK_SESSION_HANDLE session = StartOrdinary();
@@ -244,6 +254,35 @@ TEST_F(OperationsTest, CardThatGoesDuringACallIsItsAnswer)
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
 }
 
+TEST_F(OperationsTest, CardThatGoesDuringTheDialogOfASignatureIsItsAnswer)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    script->Next("QES_VerifyPin", {.status = 7});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
+    script->Next("QES_VerifyPin", {.status = 7, .hook = [this] {
+                                       script->RemoveCard(readerA);
+                                       ProcessEvents();
+                                   }});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_DEVICE_REMOVED);
+}
+
+TEST_F(OperationsTest, KeyWithMoreBitsThanItsModulusSignsNothing)
+{
+    auto card = BlackBox::CertifiedCard();
+    card.es.front().key.modulusBits = 2048; // a signature of 256 bytes, where the modulus promises 128
+    script->AddReader(readerA, card);
+    Start();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_KEY_SIZE_RANGE);
+}
+
 TEST_F(OperationsTest, CancelledPinEndsTheOperationWhichStartsAgain)
 {
     StartWithCard();
@@ -354,6 +393,21 @@ TEST_F(OperationsTest, DecryptionAsksTheCardOnceForACallerWithTooLittleRoom)
     EXPECT_EQ(script->CallsOf("ES_DecryptData").size(), 1U);
     ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     EXPECT_EQ(f->C_Decrypt(session, block.data(), 127, plain.data(), &length), CKR_ENCRYPTED_DATA_LEN_RANGE);
+}
+
+TEST_F(OperationsTest, AnotherBlockIsNotAnsweredWithTheTextOfTheFirst)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes first(128, 1);
+    Bytes second(128, 2);
+    Bytes plain(128);
+    CK_ULONG length = 4;
+    script->Next("ES_DecryptData", {.output = Text("first")});
+    EXPECT_EQ(f->C_Decrypt(session, first.data(), first.size(), plain.data(), &length), CKR_BUFFER_TOO_SMALL);
+    script->Next("ES_DecryptData", {.output = Text("other")});
+    EXPECT_EQ(f->C_Decrypt(session, second.data(), second.size(), plain.data(), &length), CKR_OK);
+    EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 5), Text("other"));
 }
 
 TEST_F(OperationsTest, DigestInPartsIsTheDigestOfAll)

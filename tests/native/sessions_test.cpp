@@ -130,7 +130,9 @@ TEST_F(SessionsTest, LastSessionOfASlotTakesItsLoginAlong)
     ASSERT_EQ(f->C_CloseSession(first), CKR_OK);
     EXPECT_EQ(State(second), CKS_RO_USER_FUNCTIONS);
     ASSERT_EQ(f->C_CloseAllSessions(qualified), CKR_OK);
-    EXPECT_EQ(State(Open(qualified)), CKS_RO_PUBLIC_SESSION);
+    const CK_SESSION_HANDLE third = Open(qualified);
+    EXPECT_EQ(State(third), CKS_RO_PUBLIC_SESSION);
+    EXPECT_EQ(Find(third), Handles{FindOne(third, CKO_PUBLIC_KEY)});
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }
 
@@ -176,6 +178,23 @@ TEST_F(SessionsTest, CardIsHeldFromItsFirstWorkToItsLastSession)
     ASSERT_EQ(f->C_CloseSession(second), CKR_OK);
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
     EXPECT_EQ(script->Violations(), std::vector<std::string>{});
+}
+
+TEST_F(SessionsTest, SessionThatHasWorkedHoldsNoCardAfterItsEnd)
+{
+    StartWithCard();
+    CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
+
+    session = Open(ordinary);
+    script->Next("Passwords_VerifyBOK", {.status = 15});
+    ASSERT_EQ(Login(session), CKR_PIN_INCORRECT); // the card is in use again, without a login
+    ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
+    EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }
 
 TEST_F(SessionsTest, SessionThatHasNotWorkedHoldsNoCard)
@@ -253,6 +272,49 @@ TEST_F(SessionsTest, AuthorisationThatWasNotUsedIsNotLeftForTheNextSignature)
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
     EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U); // the card side asked anew
+}
+
+TEST_F(SessionsTest, LoginForAnOperationDoneTwiceIsStillForThatOperationAlone)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
+    EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_USER_ALREADY_LOGGED_IN);
+    Bytes signature;
+    EXPECT_EQ(Sign(session, Bytes(500), signature), CKR_DATA_LEN_RANGE);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U);
+}
+
+TEST_F(SessionsTest, AuthorisationEndsWithTheLogin)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U); // the card side asked anew
+}
+
+TEST_F(SessionsTest, SignatureOfAnEarlierLoginTakesNoLogin)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OPERATION_NOT_INITIALIZED);
+    EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
 }
 
 TEST_F(SessionsTest, RandomBytesComeAndNoSeedGoes)

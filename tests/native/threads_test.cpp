@@ -73,6 +73,37 @@ TEST_F(ThreadsTest, CardsComeAndGoWhileThreadsWork)
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1}));
 }
 
+TEST_F(ThreadsTest, ObjectMadeWhileItsCardGoesDoesNotStay)
+{
+    StartWithCard();
+    Records records; // so large that the card often goes between the start and the end of a call
+    records.Number(CKA_CLASS, CKO_PUBLIC_KEY).Number(CKA_KEY_TYPE, CKK_RSA);
+    records.Add(CKA_MODULUS, Bytes(128, 1)).Add(CKA_PUBLIC_EXPONENT, {3});
+    records.Add(CKA_LABEL, Bytes(1U << 20U)).Add(CKA_ID, Bytes(1U << 20U));
+    CK_ATTRIBUTE* const data = records.Data();
+    for (int i = 0; i < 20; ++i) {
+        const CK_SESSION_HANDLE session = Open(ordinary);
+        std::atomic<bool> begun{false};
+        std::thread making([&] {
+            CK_OBJECT_HANDLE key = 0;
+            while (f->C_CreateObject(session, data, records.Count(), &key) == CKR_OK) {
+                begun = true;
+                static_cast<void>(f->C_DestroyObject(session, key));
+            }
+        });
+        while (!begun) {
+            std::this_thread::yield();
+        }
+        script->RemoveCard(readerA);
+        ProcessEvents();
+        EXPECT_TRUE(Slots().empty());
+        making.join();
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+        ProcessEvents();
+        EXPECT_TRUE(Find(Open(ordinary)).empty()) << i;
+    }
+}
+
 TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
 {
     StartWithDialogInFirstCard();
@@ -101,6 +132,7 @@ TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
     Bytes block(128);
     CK_ULONG length = block.size();
     EXPECT_EQ(f->C_Encrypt(second, digest.data(), digest.size(), block.data(), &length), CKR_OK);
+    EXPECT_EQ(Login(second), CKR_USER_ALREADY_LOGGED_IN);
     const CK_SESSION_HANDLE third = Open(2);
     EXPECT_EQ(f->C_CloseSession(third), CKR_OK);
     EndDialog();
@@ -185,6 +217,60 @@ TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
     signing.join();
     EXPECT_EQ(signingAnswer, CKR_DEVICE_REMOVED);
     EXPECT_EQ(f->C_CloseSession(second), CKR_SESSION_HANDLE_INVALID);
+}
+
+class ReplacedCardTest : public DialogTest
+{
+protected:
+    // What a call answers that waits for a dialog of the first card while the second card is replaced.
+    CK_RV AnswerWithCardReplaced(const std::function<CK_RV()>& call)
+    {
+        OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+        CK_RV waitingAnswer = CKR_OK;
+        std::thread waiting([&] { waitingAnswer = call(); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        script->RemoveCard(readerB);
+        script->InsertCard(readerB, BlackBox::CertifiedCard());
+        ProcessEvents();
+        script->ForgetCalls();
+        std::atomic<bool> going{true};
+        std::vector<std::thread> looking; // so that the new card is seen before the call has its turn
+        looking.reserve(4);
+        for (int i = 0; i < 4; ++i) {
+            looking.emplace_back([&] {
+                while (going) {
+                    static_cast<void>(Slots());
+                }
+            });
+        }
+        EndDialog();
+        waiting.join();
+        going = false;
+        for (std::thread& thread : looking) {
+            thread.join();
+        }
+        return waitingAnswer;
+    }
+};
+
+TEST_F(ReplacedCardTest, LoginGoesToNoOtherCard)
+{
+    StartWithTwoCards();
+    ASSERT_EQ(f->C_CloseSession(second), CKR_OK);
+    const CK_SESSION_HANDLE session = Open(2);
+    EXPECT_EQ(AnswerWithCardReplaced([&] { return Login(session); }), CKR_DEVICE_REMOVED);
+    EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
+}
+
+TEST_F(ReplacedCardTest, LoginForASignatureGoesToNoOtherCard)
+{
+    StartWithTwoCards();
+    const CK_SESSION_HANDLE session = Open(2);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(AnswerWithCardReplaced([&] { return Login(session, CKU_CONTEXT_SPECIFIC); }),
+              CKR_DEVICE_REMOVED);
+    EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
 }
 
 TEST_F(DialogTest, FinalizeWaitsForTheDialog)

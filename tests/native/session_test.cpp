@@ -1,0 +1,23 @@
+#include "native/front.h"
+
+#include <gtest/gtest.h>
+
+namespace native {
+namespace {
+
+TEST(SessionUseTest, SessionThatWasClosedWhileACallWaitedForItIsNotUsed)
+{
+    const auto session = std::make_shared<Session>();
+    session->open = false;
+    try {
+        const SessionUse use(session);
+        FAIL() << "used all the same";
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(refusal.answer, CKR_SESSION_HANDLE_INVALID);
+    }
+    EXPECT_TRUE(session->use.try_lock()) << "the next call may have its turn";
+    session->use.unlock();
+}
+
+} // namespace
+} // namespace native
