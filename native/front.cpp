@@ -200,6 +200,7 @@ void Front::CloseSession(SessionUse& session)
     }
     DropInner(*session);
     if (isToRelease) {
+        const GateStay stay(gate, Gate::Stay::brief);
         ReleaseCard(card);
     }
 }
@@ -238,10 +239,9 @@ bool Front::IsToRelease(CK_SLOT_ID slot)
 }
 
 // The slots of a card without sessions are logged out. With no slot left that is logged in, so is the card;
-// and with no session left, the library lets go of it.
+// and with no session left, the library lets go of it. Used behind the gate.
 void Front::ReleaseCard(packed::CK_SLOT_ID card)
 {
-    const GateStay stay(gate, Gate::Stay::brief);
     bool anyLogin = false;
     bool anySession = false;
     {
@@ -252,9 +252,7 @@ void Front::ReleaseCard(packed::CK_SLOT_ID card)
             }
             const bool used = sessions.IsUsed(slot.id);
             if (!used && slot.loggedIn) {
-                slot.loggedIn = false;
-                ++loginNumbers[slot.id];
-                objects.RemovePrivate(slot.id);
+                EndLogin(slot);
             }
             anySession = anySession || used;
             anyLogin = anyLogin || slot.loggedIn;
@@ -330,17 +328,26 @@ CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULO
 
 void Front::Logout(const Session& session)
 {
+    Require(IsLoggedIn(session.slot), CKR_USER_NOT_LOGGED_IN); // which no dialog need be waited for
+    const GateStay stay(gate, Gate::Stay::brief);
     packed::CK_SLOT_ID card = 0;
     {
         const std::lock_guard lock(state);
+        Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
         Slot* slot = slots.Find(session.slot);
         Require(slot->loggedIn, CKR_USER_NOT_LOGGED_IN);
-        slot->loggedIn = false;
-        ++loginNumbers[session.slot];
-        objects.RemovePrivate(session.slot);
+        EndLogin(*slot);
         card = slot->facts.inner.card;
     }
     ReleaseCard(card);
+}
+
+// The caller holds the lock of the front.
+void Front::EndLogin(Slot& slot)
+{
+    slot.loggedIn = false;
+    ++loginNumbers[slot.id];
+    objects.RemovePrivate(slot.id);
 }
 
 bool Front::IsLoggedIn(CK_SLOT_ID slot)

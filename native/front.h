@@ -97,6 +97,7 @@ private:
     std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
     bool IsToRelease(CK_SLOT_ID slot);
     void ReleaseCard(packed::CK_SLOT_ID card);
+    void EndLogin(Slot& slot);
 
     Library& library;
     CK_INFO info;

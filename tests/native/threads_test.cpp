@@ -219,6 +219,28 @@ TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
     EXPECT_EQ(f->C_CloseSession(second), CKR_SESSION_HANDLE_INVALID);
 }
 
+TEST_F(DialogTest, LoginThatMeetsALogoutIsNotTakenUnasked)
+{
+    StartWithTwoCards();
+    const CK_SESSION_HANDLE other = Open(3);
+    OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+    CK_RV logoutAnswer = CKR_GENERAL_ERROR;
+    std::thread leaving([&] { logoutAnswer = f->C_Logout(second); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    CK_RV loginAnswer = CKR_GENERAL_ERROR;
+    std::thread coming([&] { loginAnswer = Login(other); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EndDialog();
+    leaving.join();
+    coming.join();
+    EXPECT_EQ(logoutAnswer, CKR_OK);
+    EXPECT_EQ(loginAnswer, CKR_USER_ALREADY_LOGGED_IN) << "the logout has not had its turn yet";
+    EXPECT_EQ(State(other), CKS_RO_PUBLIC_SESSION);
+    const std::size_t asked = script->CallsOf("Passwords_VerifyBOK").size();
+    EXPECT_EQ(Login(other), CKR_OK);
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), asked + 1);
+}
+
 class ReplacedCardTest : public DialogTest
 {
 protected:
