@@ -198,9 +198,14 @@ bool Match(const Attributes& attributes, const Template& wanted)
     });
 }
 
+void CheckTemplate(const CK_ATTRIBUTE* records, CK_ULONG count)
+{
+    Require((records != nullptr || count == 0) && count <= longestTemplate, CKR_ARGUMENTS_BAD);
+}
+
 Template ReadTemplate(const CK_ATTRIBUTE* records, CK_ULONG count)
 {
-    Require(records != nullptr || count == 0, CKR_ARGUMENTS_BAD);
+    CheckTemplate(records, count);
     Template read;
     for (CK_ULONG i = 0; i < count; ++i) {
         const CK_ATTRIBUTE& record = records[i];

@@ -19,6 +19,12 @@ using Template = std::vector<std::pair<CK_ATTRIBUTE_TYPE, Bytes>>; // in order, 
 // Values beyond this length, in bytes, are in no object; the certificates of a card end at 4096.
 inline constexpr CK_ULONG longestValue = 1UL << 20U;
 
+// Templates of more records than this are none, but for instance a count with an upper half by chance.
+inline constexpr CK_ULONG longestTemplate = 4096;
+
+// Refuses with CKR_ARGUMENTS_BAD a null template with a count, and too high a count.
+void CheckTemplate(const CK_ATTRIBUTE* records, CK_ULONG count);
+
 enum class AttributeKind
 {
     boolean,
@@ -48,8 +54,8 @@ bool FlagOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type);
 // byte by byte.
 bool Match(const Attributes& attributes, const Template& wanted);
 
-// A template as it came in. Refuses with CKR_ARGUMENTS_BAD a null template with a count, and a null value
-// with a length; with CKR_ATTRIBUTE_VALUE_INVALID a boolean or number of a wrong width.
+// A template as it came in. Refuses with CKR_ARGUMENTS_BAD what CheckTemplate does, and a null value with a
+// length; with CKR_ATTRIBUTE_VALUE_INVALID a boolean or number of a wrong width.
 Template ReadTemplate(const CK_ATTRIBUTE* records, CK_ULONG count);
 
 } // namespace native

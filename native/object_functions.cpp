@@ -61,7 +61,7 @@ CK_RV C_GetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, 
 {
     return InFront([&](Front& front) {
         const SessionUse session = front.Use(hSession);
-        Require(pTemplate != nullptr || ulCount == 0, CKR_ARGUMENTS_BAD);
+        CheckTemplate(pTemplate, ulCount);
         return FillTemplate(*RequireObject(front, *session, hObject), pTemplate, ulCount);
     });
 }

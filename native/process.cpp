@@ -3,6 +3,7 @@
 #include "native/own_folder.h"
 
 #include <new>
+#include <thread>
 
 #include <pthread.h>
 

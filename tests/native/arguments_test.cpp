@@ -75,6 +75,7 @@ TEST_F(ArgumentsTest, NullPointersOfObjectsAreRefused)
     EXPECT_EQ(f->C_GetObjectSize(session, publicKey, nullptr), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, nullptr, 1), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, nullptr, 0), CKR_OK);
+    EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, &record, unavailableInformation), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_FindObjectsInit(session, nullptr, 1), CKR_ARGUMENTS_BAD);
     ASSERT_EQ(f->C_FindObjectsInit(session, nullptr, 0), CKR_OK);
     EXPECT_EQ(f->C_FindObjects(session, nullptr, 1, &length), CKR_ARGUMENTS_BAD);

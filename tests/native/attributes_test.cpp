@@ -121,6 +121,13 @@ TEST(AttributesTest, TemplateWithoutRecordsNeedsNoAddress)
     EXPECT_EQ(RefusalOf(nullptr, 1), CKR_ARGUMENTS_BAD);
 }
 
+TEST(AttributesTest, MoreRecordsThanAnyTemplateHasAreRefusedUnread)
+{
+    const CK_ATTRIBUTE record{CKA_ID, nullptr, 0};
+    EXPECT_EQ(RefusalOf(&record, unavailableInformation), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(RefusalOf(&record, (1UL << 32U) + 1), CKR_ARGUMENTS_BAD); // whose lower half would do
+}
+
 TEST(AttributesTest, RecordWithALengthNeedsAValue)
 {
     const CK_ATTRIBUTE record{CKA_ID, nullptr, 1};
