@@ -13,7 +13,6 @@ namespace {
 constexpr uint8_t integerTag = 0x02;
 constexpr uint8_t signBit = 0x80;
 constexpr std::size_t longestShortForm = 0x7F;
-constexpr unsigned bitsPerByte = 8;
 
 bool IsTrue(const Bytes& value)
 {

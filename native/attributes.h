@@ -16,6 +16,8 @@ using Bytes = std::vector<uint8_t>;
 using Attributes = std::map<CK_ATTRIBUTE_TYPE, Bytes>;
 using Template = std::vector<std::pair<CK_ATTRIBUTE_TYPE, Bytes>>; // in order, with repetitions
 
+inline constexpr unsigned bitsPerByte = 8;
+
 // Values beyond this length, in bytes, are in no object; the certificates of a card end at 4096.
 inline constexpr CK_ULONG longestValue = 1UL << 20U;
 

@@ -8,11 +8,10 @@
 namespace native {
 namespace {
 
-constexpr CK_ULONG bitsPerByte = 8;
 constexpr std::size_t longestModulus = 1024; // bytes
 constexpr std::size_t longestExponent = 8;   // bytes
 
-CK_OBJECT_HANDLE lastHandle = 0; // of the process, so that no handle comes twice
+CK_OBJECT_HANDLE lastObjectHandle = 0; // of the process, so that no handle comes twice
 
 bool IsOfClass(const Attributes& attributes, CK_ULONG objectClass)
 {
@@ -188,9 +187,9 @@ Object PublicKeyOf(const Template& wanted)
 
 CK_OBJECT_HANDLE ObjectTable::Add(Object object)
 {
-    object.handle = ++lastHandle;
-    objects[lastHandle] = std::make_shared<const Object>(std::move(object));
-    return lastHandle;
+    object.handle = ++lastObjectHandle;
+    objects[lastObjectHandle] = std::make_shared<const Object>(std::move(object));
+    return lastObjectHandle;
 }
 
 void ObjectTable::Replace(CK_SLOT_ID slot, std::vector<Object> added)

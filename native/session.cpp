@@ -5,17 +5,17 @@
 namespace native {
 namespace {
 
-CK_SESSION_HANDLE lastHandle = 0; // of the process, so that no handle comes twice
+CK_SESSION_HANDLE lastSessionHandle = 0; // of the process, so that no handle comes twice
 
 } // namespace
 
 std::shared_ptr<Session> SessionTable::Open(CK_SLOT_ID slot, bool readWrite)
 {
     auto session = std::make_shared<Session>();
-    session->handle = ++lastHandle;
+    session->handle = ++lastSessionHandle;
     session->slot = slot;
     session->readWrite = readWrite;
-    sessions[lastHandle] = session;
+    sessions[lastSessionHandle] = session;
     return session;
 }
 

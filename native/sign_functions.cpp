@@ -7,8 +7,6 @@
 namespace native {
 namespace {
 
-constexpr CK_ULONG bitsPerByte = 8;
-
 // Ends the operation with the call. An authorisation that was not used up goes with it.
 class SignEnding
 {
