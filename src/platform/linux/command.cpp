@@ -178,7 +178,7 @@ void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& out
         return;
     }
     writeEnd.Close();
-    while (waitpid(static_cast<pid_t>(helper), nullptr, __WCLONE) < 0 && errno == EINTR) {
+    while (waitpid(static_cast<pid_t>(helper), nullptr, static_cast<int>(__WCLONE)) < 0 && errno == EINTR) {
     }
     std::array<char, mostOutput + 1> text{};
     if (read(readEnd.Number(), text.data(), mostOutput) >= 0) {
