@@ -12,6 +12,8 @@
 class LogFolder
 {
 public:
+    LogFolder() : folder("tavrik_log_") {}
+
     std::filesystem::path Path(const std::string& name) const { return folder.Path() / name; }
     std::u16string Directory() const { return folder.Path().u16string() + u"/"; } // as the settings want it
 
@@ -22,5 +24,5 @@ public:
     std::vector<std::string> Names() const; // sorted
 
 private:
-    TemporaryFolder folder{"tavrik_log_"};
+    TemporaryFolder folder;
 };

@@ -11,13 +11,15 @@
 class TestLog
 {
 public:
+    TestLog() : folder("tavrik-log-") {}
+
     const std::filesystem::path& Folder() const { return folder.Path(); }
     void Append(const std::string& name, const std::string& text) const;
     void Rename(const std::string& from, const std::string& to) const;
     void Remove(const std::string& name) const;
 
 private:
-    TemporaryFolder folder{"tavrik-log-"};
+    TemporaryFolder folder;
 };
 
 inline const std::string testTime = "Thu Nov 12 12:10:02 2026";
