@@ -1,9 +1,9 @@
 // tavrik-card: makes software cards and does with them what a person does with real ones.
 //
-// Exit codes: 0 done, 1 the store cannot be read or written, 2 bad arguments, 3 unknown card, 4 name taken, 5
-// card in a reader, 6 reader occupied, 7 card not inserted, 8 wrong code, 9 code locked or not initialised,
-// 10 nothing to import, 11 unknown reader, 12 the card is in use. Every failure is told in one sentence on
-// the standard error.
+// Exit codes: 0 done, 1 the store or the output cannot be read or written, 2 bad arguments, 3 unknown card, 4
+// name taken, 5 card in a reader, 6 reader occupied, 7 card not inserted, 8 wrong code, 9 code locked or not
+// initialised, 10 nothing to import, 11 unknown reader, 12 the card is in use. Every failure is told in one
+// sentence on the standard error.
 #include "store_error.h"
 #include "system/program_start.h"
 #include "tool_commands.h"
@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -78,7 +79,11 @@ int Run(std::vector<std::string> arguments)
 int main(int argumentCount, char** argumentValues)
 {
     try {
-        return Run(softcard::StartProgram(argumentCount, argumentValues));
+        const int exitCode = Run(softcard::StartProgram(argumentCount, argumentValues));
+        if (!std::cout.flush()) {
+            throw std::runtime_error("The standard output cannot be written.");
+        }
+        return exitCode;
     } catch (const softcard::StoreError& error) {
         std::cerr << "tavrik-card: " << error.what() << '\n';
         return ExitCode(error.Failure());

@@ -112,4 +112,19 @@ TEST_F(ToolWithOthers, RefusesBadArguments)
     EXPECT_EQ(RunTool({"list"}).output.find("card\t"), std::string::npos);
 }
 
+// The PUK is printed only once, so that nobody may take a lost line for success.
+TEST_F(ToolWithOthers, SaysWhenItsOutputIsLost)
+{
+    for (const std::string command :
+         {"list", "show ref2", "export-certificate ref2 es", "new another", "--help"}) {
+        const Finished lost =
+            RunProgram({"sh", "-c", std::string(CARD_TOOL) + " " + command + " >/dev/full"});
+        EXPECT_EQ(lost.exitCode, 1) << command;
+        EXPECT_EQ(lost.errors, "tavrik-card: The standard output cannot be written.\n") << command;
+    }
+    EXPECT_EQ(RunTool({"insert", "ref2"}).exitCode, 0);
+    EXPECT_EQ(RunProgram({"sh", "-c", std::string(CARD_TOOL) + " remove ref2 >/dev/full"}).exitCode, 0)
+        << "what says nothing loses nothing";
+}
+
 } // namespace
