@@ -5,6 +5,10 @@
 #include "system/key_parser.h"
 #include "text.h"
 
+#include <botan/exceptn.h>
+#include <botan/pk_keys.h>
+#include <botan/x509cert.h>
+
 #include <string>
 #include <system_error>
 
@@ -30,6 +34,21 @@ std::string ReadImport(const std::filesystem::path& path)
     }
 }
 
+// What cannot be read later would keep the whole family from being told of.
+void RequireReadable(const std::vector<uint8_t>& certificate)
+{
+    try {
+        const Botan::X509_Certificate read(certificate.data(), certificate.size());
+        const auto publicKey = read.load_subject_public_key();
+        if (dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get()) != nullptr) {
+            return;
+        }
+    } catch (const Botan::Exception& error) {
+        Refuse(std::string("The certificate cannot be read: ") + error.what() + ".");
+    }
+    Refuse("The certificate is not for an RSA key.");
+}
+
 void RequireFitting(const ImportedKey& imported)
 {
     const size_t bits = imported.key->get_n().bits();
@@ -37,6 +56,7 @@ void RequireFitting(const ImportedKey& imported)
         imported.key->get_e().bytes() > longestExponent) {
         Refuse("A card takes RSA keys of 2048 to 4096 bits, a multiple of 8.");
     }
+    RequireReadable(imported.certificate);
     if (imported.certificate.size() > longestCertificate) {
         Refuse("A card takes certificates of at most 4096 bytes.");
     }

@@ -21,7 +21,7 @@ struct ImportedKey
 
 // Reads a PKCS#12 file, or PEM files; both names may be the same. The password is asked for only when the
 // files want one. Throws StoreError for files that hold no RSA key of 2048 to 4096 bits with a certificate
-// for it of at most 4096 bytes.
+// for it of at most 4096 bytes that can be read.
 ImportedKey ImportKey(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile,
                       const std::function<SecretText()>& askPassword);
 

@@ -108,6 +108,17 @@ Pair OpenBundle(PKCS12* bundle, const AskPassword& askPassword)
     return {Key(key), Certificate(certificate)};
 }
 
+// Null for a key of a kind that is not known.
+std::unique_ptr<Botan::Private_Key> LoadKey(const SecretBytes& bytes)
+{
+    Botan::DataSource_Memory source(bytes);
+    try {
+        return Botan::PKCS8::load_key(source);
+    } catch (const Botan::Exception&) {
+        return nullptr;
+    }
+}
+
 std::unique_ptr<Botan::RSA_PrivateKey> ConvertKey(const EVP_PKEY* key)
 {
     const PlainKey plain(EVP_PKEY2PKCS8(key));
@@ -118,8 +129,7 @@ std::unique_ptr<Botan::RSA_PrivateKey> ConvertKey(const EVP_PKEY* key)
     }
     const SecretBytes bytes(encoded, encoded + length);
     OPENSSL_clear_free(encoded, static_cast<size_t>(length));
-    Botan::DataSource_Memory source(bytes);
-    std::unique_ptr<Botan::Private_Key> loaded = Botan::PKCS8::load_key(source);
+    std::unique_ptr<Botan::Private_Key> loaded = LoadKey(bytes);
     auto* rsaKey = dynamic_cast<Botan::RSA_PrivateKey*>(loaded.get());
     if (rsaKey == nullptr) {
         Refuse("The private key is not an RSA key.");

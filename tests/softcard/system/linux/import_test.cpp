@@ -137,4 +137,27 @@ TEST_F(Import, BringsCertificatesOut)
     EXPECT_EQ(ReadBytes(Scratch("again.der")), der);
 }
 
+TEST_F(Import, RefusesKeysOfOtherKinds)
+{
+    for (const char* algorithm : {"ED25519", "ED448", "RSA-PSS"}) {
+        RunOpenssl({"genpkey", "-algorithm", algorithm, "-out", File("key.pem")});
+        RunOpenssl({"req", "-x509", "-key", File("key.pem"), "-out", File("certificate.pem"), "-subj",
+                    "/CN=Other", "-days", "30"});
+        ExpectRefusal(
+            {"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--code", bok},
+            exitNotImportable);
+    }
+}
+
+// Some certificates have no end, which they say with one thousands of years away.
+TEST_F(Import, RefusesACertificateThatItCouldNotShow)
+{
+    RunOpenssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", File("key.pem"), "-out",
+                File("certificate.pem"), "-subj", "/CN=Forever", "-days", "2910000"});
+    ExpectRefusal({"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--code", bok},
+                  exitNotImportable);
+    EXPECT_EQ(RunTool({"show", "ref2"}).exitCode, 0);
+    EXPECT_EQ(GetRecords(Library().esGetCertificates, InsertAndOpen("ref2"))->count, 1U);
+}
+
 } // namespace
