@@ -19,9 +19,11 @@ bool IsStillIn(const std::vector<Reader>& readers, const std::string& name, cons
     });
 }
 
-// What the first of the operations that is ordered to fail answers.
+// What the first of the operations that is ordered to fail answers; `unknown` when the orders cannot be read,
+// since a change that was found must be told of all the same.
 std::optional<CardStatus> MeetFailure(const Directories& directories, const std::string& card,
-                                      const std::vector<std::string>& operations)
+                                      const std::vector<std::string>& operations,
+                                      std::optional<CardStatus> unknown)
 {
     try {
         for (const std::string& operation : operations) {
@@ -30,6 +32,8 @@ std::optional<CardStatus> MeetFailure(const Directories& directories, const std:
         return std::nullopt;
     } catch (const CardError& error) {
         return error.Status();
+    } catch (const std::exception&) {
+        return unknown;
     }
 }
 
@@ -184,7 +188,8 @@ std::vector<ReaderEvent> Runtime::CollectEvents()
     const Changes changes = CollectChanges();
     std::vector<ReaderEvent> events;
     for (const auto& [reader, known] : changes.removed) {
-        const auto failure = MeetFailure(changes.directories, known.card, {"WaitForReaderEvent"});
+        const auto failure =
+            MeetFailure(changes.directories, known.card, {"WaitForReaderEvent"}, std::nullopt);
         events.push_back({cardRemovedEvent, reader, known.session, failure.value_or(statusOk)});
     }
     for (const Reader& reader : changes.inserted) {
@@ -222,7 +227,8 @@ Runtime::Changes Runtime::CollectChanges()
 // before there was a session to tell of.
 std::optional<ReaderEvent> Runtime::OpenInserted(const Directories& directories, const Reader& reader)
 {
-    const auto failure = MeetFailure(directories, reader.card, {"WaitForReaderEvent", "OpenSession"});
+    const auto failure =
+        MeetFailure(directories, reader.card, {"WaitForReaderEvent", "OpenSession"}, statusInternalError);
     const std::lock_guard lock(mutex_);
     RequireInitialized();
     const auto known = knownCards_.find(reader.name);

@@ -1,3 +1,4 @@
+#include "answers.h"
 #include "card_home.h"
 #include "reader_events.h"
 
@@ -123,6 +124,27 @@ TEST_F(Events, TellOfACardThatCannotBeRead)
     EXPECT_EQ(events[0].session, 0U);
     EXPECT_EQ(events[0].status, 8);
     EXPECT_TRUE(EventsNow().empty());
+}
+
+TEST_F(Events, AreNotLostWhenTheFaultsCannotBeRead)
+{
+    const std::filesystem::path faults = State() / "cards/ref2/faults.json";
+    Insert("ref2");
+    WriteText(faults, "no faults");
+    const auto inserted = EventsNow();
+    ASSERT_EQ(inserted.size(), 1U);
+    EXPECT_EQ(inserted[0].code, cardInsertedEvent);
+    EXPECT_EQ(inserted[0].session, 0U);
+    EXPECT_EQ(inserted[0].status, internalError);
+    std::filesystem::remove(faults);
+    const CardSession session = Open();
+    WriteText(faults, "no faults");
+    Remove("ref2");
+    const auto removed = EventsNow();
+    ASSERT_EQ(removed.size(), 1U);
+    EXPECT_EQ(removed[0].code, cardRemovedEvent);
+    EXPECT_EQ(removed[0].session, session);
+    EXPECT_EQ(removed[0].status, 0) << "it has gone in any case";
 }
 
 TEST_F(Events, TellOfACardThatFailsToOpen)
