@@ -75,6 +75,7 @@ void Runtime::Finalize()
     for (const auto& watch : watches_) {
         watch->WakeUp();
     }
+    watches_.clear();
 }
 
 Directories Runtime::RequireDirectories() const
@@ -143,11 +144,7 @@ void Runtime::Close(CardSession session)
 std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
 {
     const auto deadline = std::chrono::steady_clock::now() + time;
-    const auto watch = std::make_shared<ReaderWatch>(RequireDirectories());
-    {
-        const std::lock_guard lock(mutex_);
-        watches_.insert(watch);
-    }
+    const std::shared_ptr<ReaderWatch> watch = StartWatch();
     const auto forget = [&](const void* /*unused*/) {
         const std::lock_guard lock(mutex_);
         watches_.erase(watch);
@@ -155,7 +152,7 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
     const std::unique_ptr<const void, decltype(forget)> guard(watch.get(), forget);
     while (true) {
         watch->Follow();
-        std::vector<ReaderEvent> events = CollectEvents();
+        std::vector<ReaderEvent> events = CollectEvents(watch);
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (!events.empty() || left.count() <= 0) {
@@ -183,9 +180,16 @@ CardSession Runtime::OpenLocked(const Reader& reader)
     }
 }
 
-std::vector<ReaderEvent> Runtime::CollectEvents()
+std::shared_ptr<ReaderWatch> Runtime::StartWatch()
 {
-    const Changes changes = CollectChanges();
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    return *watches_.insert(std::make_shared<ReaderWatch>(directories_)).first;
+}
+
+std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatch>& watch)
+{
+    const Changes changes = CollectChanges(watch);
     std::vector<ReaderEvent> events;
     for (const auto& [reader, known] : changes.removed) {
         const auto failure =
@@ -201,10 +205,13 @@ std::vector<ReaderEvent> Runtime::CollectEvents()
 }
 
 // Each change is found by one thread only.
-Runtime::Changes Runtime::CollectChanges()
+Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& watch)
 {
     const std::lock_guard lock(mutex_);
     RequireInitialized();
+    if (!watches_.contains(watch)) {
+        throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
+    }
     Changes changes{directories_, {}, {}};
     const std::vector<Reader> readers = ReaderDirectory(directories_).List();
     std::erase_if(knownCards_, [&](const auto& known) {

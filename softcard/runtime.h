@@ -78,8 +78,9 @@ private:
     Runtime() = default;
     void RequireInitialized() const;
     CardSession OpenLocked(const Reader& reader);
-    std::vector<ReaderEvent> CollectEvents();
-    Changes CollectChanges();
+    std::shared_ptr<ReaderWatch> StartWatch();
+    std::vector<ReaderEvent> CollectEvents(const std::shared_ptr<ReaderWatch>& watch);
+    Changes CollectChanges(const std::shared_ptr<ReaderWatch>& watch);
     std::optional<ReaderEvent> OpenInserted(const Directories& directories, const Reader& reader);
 
     mutable std::mutex mutex_; // guards what follows
@@ -87,8 +88,8 @@ private:
     Directories directories_;
     CardSession lastSession_ = 0;
     std::map<CardSession, std::shared_ptr<Session>> sessions_;
-    std::map<std::string, KnownCard> knownCards_; // by reader
-    std::set<std::shared_ptr<ReaderWatch>> watches_;
+    std::map<std::string, KnownCard> knownCards_;    // by reader
+    std::set<std::shared_ptr<ReaderWatch>> watches_; // of the threads that wait in this run of the library
 };
 
 } // namespace softcard

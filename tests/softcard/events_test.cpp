@@ -304,4 +304,19 @@ TEST_F(Events, StopWithTheLibrary)
     EXPECT_EQ(status, 2);
 }
 
+TEST_F(Events, StopWithTheLibraryAlsoWhenItStartsAgainAtOnce)
+{
+    for (int round = 0; round < 20; ++round) {
+        CardStatus status = 0;
+        std::thread thread([&] { status = Library().waitForReaderEvent(2000, Listen); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const auto start = Clock::now();
+        Library().finalize();
+        Library().initialize(nullptr);
+        thread.join();
+        ASSERT_EQ(status, notInitialized) << "round " << round;
+        ASSERT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
+    }
+}
+
 } // namespace
