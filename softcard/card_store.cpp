@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <system_error>
 
 namespace softcard {
 namespace {
@@ -50,7 +51,8 @@ std::vector<CardKey> KeysFromJson(const Json& json, const std::filesystem::path&
 
 bool HasCardDescription(const std::filesystem::path& folder)
 {
-    return std::filesystem::exists(folder / descriptionFile);
+    std::error_code ignored; // one card that cannot be looked at must not hide the others
+    return std::filesystem::exists(folder / descriptionFile, ignored);
 }
 
 bool CardStore::Contains(const std::string& name) const

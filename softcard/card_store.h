@@ -89,7 +89,7 @@ private:
     std::filesystem::path folder_;
 };
 
-// Whether the folder is that of a card.
+// Whether the folder is that of a card. One that cannot be looked at is none.
 bool HasCardDescription(const std::filesystem::path& folder);
 
 // Throws StoreError unless the name can stand for a card: letters, digits, '-', '_' and '.', with no leading

@@ -138,6 +138,17 @@ TEST_F(Readers, WithALinkToNoCardAreEmpty)
     }
 }
 
+TEST_F(Readers, AreSeenBesideACardThatCannotBeLookedAt)
+{
+    MakeLink("../../cards/ref2");
+    fs::create_directories(State() / "cards/broken");
+    fs::create_symlink("card.json", State() / "cards/broken/card.json"); // leads to itself
+    MakeLink("../../cards/broken", "Reader 1");
+    EXPECT_EQ(TryToOpen(), 0);
+    EXPECT_EQ(TryToOpen(u"Reader 1"), noCard);
+    EXPECT_EQ(ReaderOf("ref2"), "Reader 0");
+}
+
 TEST_F(Readers, WithAFileOrAFolderInThePlaceOfTheLinkAreEmpty)
 {
     WriteText(Link(), "ref2");
