@@ -141,8 +141,9 @@ std::string ReadFile(const std::filesystem::path& path)
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content)
 {
     const std::filesystem::path temporary = TemporaryName(path);
+    unlink(temporary.c_str()); // of whoever was killed in the middle
     try {
-        const FileDescriptor file = Open(temporary, O_WRONLY | O_CREAT | O_TRUNC);
+        const FileDescriptor file = Open(temporary, O_WRONLY | O_CREAT | O_EXCL);
         WriteAll(file, temporary, content);
         Synchronize(file, temporary);
         if (rename(temporary.c_str(), path.c_str()) != 0) {

@@ -2,6 +2,7 @@
 #include "card_home.h"
 #include "folders.h"
 #include "operations.h"
+#include "system/files.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -69,6 +70,26 @@ TEST(LinuxFolders, LieWhereTheUserKeepsSuchThings)
     setenv("HOME", userHome.c_str(), 1);
     EXPECT_EQ(byDefault.appData, base + "/.config/tavrik/");
     EXPECT_EQ(byDefault.userData, base + "/.local/state/tavrik/");
+}
+
+// What lies where the new content goes may be of whoever was killed there, or a trap in a folder that others
+// write to.
+TEST(LinuxFiles, AreWrittenAnew)
+{
+    const TemporaryHome home;
+    const fs::path victim = home.Folder() / "victim";
+    const fs::path temporary = home.Folder() / ".file.new";
+    WriteText(victim, "precious");
+    fs::create_symlink(victim, temporary);
+    softcard::WriteFileAtomically(home.Folder() / "file", "content");
+    EXPECT_EQ(softcard::ReadFile(victim), "precious");
+    EXPECT_FALSE(fs::is_symlink(home.Folder() / "file"));
+
+    WriteText(temporary, "of somebody else");
+    fs::permissions(temporary, fs::perms(0666));
+    softcard::WriteFileAtomically(home.Folder() / "file", "content");
+    EXPECT_EQ(softcard::ReadFile(home.Folder() / "file"), "content");
+    EXPECT_EQ(ModeOf(home.Folder() / "file"), 0600U);
 }
 
 class OwnedStore : public CardTest
