@@ -10,8 +10,11 @@
 
 #include <botan/pem.h>
 
+#include <fstream>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
+#include <system_error>
 
 namespace softcard {
 namespace {
@@ -85,6 +88,20 @@ void RunImport(ImportArguments& arguments)
     WriteCardDescription(card);
 }
 
+// A pipe or a device stays what it is, as with other programs; a file is replaced.
+void WriteOutput(const std::filesystem::path& path, const std::string& content)
+{
+    std::error_code ignored;
+    if (!std::filesystem::is_other(path, ignored)) {
+        WriteFileAtomically(path, content);
+        return;
+    }
+    std::ofstream stream(path, std::ios::binary);
+    if (!(stream << content << std::flush)) {
+        throw std::runtime_error("\"" + Utf8Of(path) + "\" cannot be written.");
+    }
+}
+
 void RunExport(const ExportArguments& arguments)
 {
     (void)RequireCardFolder(arguments.card);
@@ -100,7 +117,7 @@ void RunExport(const ExportArguments& arguments)
     if (arguments.output.empty()) {
         std::cout << content << std::flush;
     } else {
-        WriteFileAtomically(std::filesystem::absolute(PathOf(arguments.output)), content);
+        WriteOutput(std::filesystem::absolute(PathOf(arguments.output)), content);
     }
 }
 

@@ -2,9 +2,14 @@
 #include "answers.h"
 #include "card_home.h"
 #include "key_use.h"
+#include "system/linux/file_descriptor.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace softcard::test;
 
@@ -158,6 +163,27 @@ TEST_F(Import, RefusesACertificateThatItCouldNotShow)
                   exitNotImportable);
     EXPECT_EQ(RunTool({"show", "ref2"}).exitCode, 0);
     EXPECT_EQ(GetRecords(Library().esGetCertificates, InsertAndOpen("ref2"))->count, 1U);
+}
+
+TEST_F(Import, BringsCertificatesIntoAPipe)
+{
+    ASSERT_EQ(RunProgram({"mkfifo", File("pipe")}).exitCode, 0);
+    const softcard::FileDescriptor pipe(open(File("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_EQ(RunTool({"export-certificate", "ref2", "es", "--der", "--out", File("pipe")}).exitCode, 0);
+    ASSERT_TRUE(std::filesystem::is_fifo(Scratch("pipe"))) << "no file takes the place of a pipe or a device";
+    std::vector<uint8_t> written(4096);
+    const ssize_t length = read(pipe.Get(), written.data(), written.size());
+    written.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
+    EXPECT_EQ(written, ReadBytes(State() / "cards/ref2/es-1.der"));
+}
+
+TEST_F(Import, SaysWhenACertificateCannotBeWritten)
+{
+    // By way of a link, so that the device is safe from a tool that replaces what it should write to.
+    std::filesystem::create_symlink("/dev/full", Scratch("full"));
+    ExpectRefusal({"export-certificate", "ref2", "es", "--out", File("full")}, 1);
+    EXPECT_TRUE(std::filesystem::is_symlink(Scratch("full")));
+    ExpectRefusal({"export-certificate", "ref2", "es", "--out", Home().string()}, 1);
 }
 
 } // namespace
