@@ -44,7 +44,7 @@ std::optional<std::string> Answer()
         return std::nullopt;
     }
     try {
-        std::string answer = TakeAnswer(path);
+        std::string answer = TakeAnswer(std::filesystem::absolute(path));
         return answer.empty() || answer == "CANCEL" ? std::nullopt : std::optional(std::move(answer));
     } catch (const std::exception&) {
         return std::nullopt;

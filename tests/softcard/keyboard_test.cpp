@@ -88,6 +88,19 @@ TEST_F(Keyboard, ThatIsMissingCountsAsCancelled)
     EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
 }
 
+TEST_F(Keyboard, IsScriptedByAFileInTheCurrentFolderToo)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("654321\n123456\n");
+    SetVariable("TAVRIK_PINENTRY_ANSWERS", "answers");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(Home());
+    const Verified verified = VerifyPin(session, nullptr);
+    std::filesystem::current_path(before);
+    EXPECT_EQ(verified.returned, 0);
+    EXPECT_EQ(AnswersLeft(), "123456\n");
+}
+
 TEST_F(Keyboard, IsTheConfiguredOneUnlessTheEnvironmentNamesOne)
 {
     const CardSession session = InsertAndOpen("ref2");
