@@ -72,7 +72,10 @@ int32_t CardAPI_GetReaderList(char16_t* buffer, uint32_t capacity)
     const CardStatus status = Guarded([&] { names = JoinReaderNames(capacity); });
     std::copy(names.begin(), names.end(), buffer);
     const auto used = std::max<int32_t>(static_cast<int32_t>(names.size()), 1);
-    return status == softcard::statusOk ? used : -status;
+    if (status == softcard::statusOk) {
+        return used;
+    }
+    return status > 0 ? -status : status; // never a length, also when a negative status was ordered
 }
 
 CardStatus CardAPI_OpenSession(const char16_t* readerName, CardSession* session)

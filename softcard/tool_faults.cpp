@@ -97,11 +97,13 @@ void PrintFaults(const std::vector<Fault>& faults)
 void RunFault(const FaultArguments& arguments)
 {
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
+    const auto fault =
+        arguments.operation.empty() ? std::nullopt : std::optional<Fault>(MakeFault(arguments));
     if (arguments.clear) {
         ClearFaults(folder);
     }
-    if (!arguments.operation.empty()) {
-        AddFault(folder, MakeFault(arguments));
+    if (fault) {
+        AddFault(folder, *fault);
     } else if (arguments.asJson) {
         std::cout << FaultsToJson(folder).dump(jsonIndentation) << '\n';
     } else if (!arguments.clear) {

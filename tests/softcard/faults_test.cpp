@@ -1,4 +1,5 @@
 // Faults on order, seen by a program that uses the card meanwhile.
+#include "answers.h"
 #include "card_home.h"
 #include "fault.h"
 #include "operations.h"
@@ -172,6 +173,25 @@ TEST_F(Faults, MustMakeSense)
     }
     EXPECT_EQ(RunTool({"fault", "nobody"}).exitCode, 3);
     EXPECT_EQ(RunTool({"fault", "ref2"}).output, "");
+}
+
+TEST_F(Faults, AreNotForgottenForOnesThatMakeNoSense)
+{
+    Order({"ES_SignData", "--status", "7"});
+    EXPECT_EQ(RunTool({"fault", "ref2", "Frobnicate", "--clear", "--status", "7"}).exitCode,
+              exitBadArguments);
+    EXPECT_EQ(RunTool({"fault", "ref2"}).output, "ES_SignData\t7\t0\t-\t1\t-\t-\n");
+}
+
+// It answers a length, or less than zero: the host would take a length for one that was written.
+TEST_F(Faults, OfTheReaderListAreNeverALength)
+{
+    Insert("ref2");
+    std::u16string buffer(1024, u'\1');
+    for (const char* status : {"-5", "5", "-2147483648"}) {
+        Order({"GetReaderList", std::string("--status=") + status});
+        EXPECT_LT(Library().getReaderList(buffer.data(), 1023), 0) << status;
+    }
 }
 
 } // namespace
