@@ -22,6 +22,12 @@ using Json = nlohmann::ordered_json;
 constexpr int indentation = 4;
 constexpr size_t dateLength = 10;
 
+// A name in an imported certificate can be anything: what is not UTF-8 in it is replaced.
+std::string ToText(const Json& json)
+{
+    return json.dump(indentation, ' ', false, Json::error_handler_t::replace);
+}
+
 std::string DescribeTries(const CodeRecord& record)
 {
     return record.initialized ? std::to_string(record.triesLeft) : "-";
@@ -111,7 +117,7 @@ void PrintJson(const Card& card, const CodeRecords& codes, const std::string& re
     json["qes"] = KeysToJson(card, KeyFamily::qualified);
     json["es"] = KeysToJson(card, KeyFamily::ordinary);
     json["faults"] = FaultsToJson(card.folder);
-    std::cout << json.dump(indentation) << '\n';
+    std::cout << ToText(json) << '\n';
 }
 
 void PrintKeys(const Card& card, KeyFamily family, const std::string& title)
@@ -168,7 +174,7 @@ void RunList(bool asJson)
         }
     }
     if (asJson) {
-        std::cout << json.dump(indentation) << '\n';
+        std::cout << ToText(json) << '\n';
     }
 }
 

@@ -2,7 +2,10 @@
 #include "answers.h"
 #include "card_home.h"
 #include "key_use.h"
+#include "system/files.h"
 #include "system/linux/file_descriptor.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <string>
@@ -184,6 +187,28 @@ TEST_F(Import, SaysWhenACertificateCannotBeWritten)
     ExpectRefusal({"export-certificate", "ref2", "es", "--out", File("full")}, 1);
     EXPECT_TRUE(std::filesystem::is_symlink(Scratch("full")));
     ExpectRefusal({"export-certificate", "ref2", "es", "--out", Home().string()}, 1);
+}
+
+// Old programs put Latin-1 where other letters are not provided for.
+TEST_F(Import, ShowsAHolderWhoseNameIsNotUtf8)
+{
+    WriteText(Scratch("old.cnf"), "[req]\ndistinguished_name=dn\nstring_mask=default\n[dn]\n");
+    RunOpenssl({"req", "-config", File("old.cnf"), "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+                File("key.pem"), "-out", File("certificate.der"), "-outform", "DER", "-subj", "/CN=Kovac",
+                "-days", "30"});
+    std::string der = softcard::ReadFile(Scratch("certificate.der"));
+    for (size_t name = der.find("Kovac"); name != std::string::npos; name = der.find("Kovac", name)) {
+        der[name + 3] = '\xE1';
+    }
+    WriteText(Scratch("certificate.der"), der);
+    RunOpenssl({"x509", "-inform", "DER", "-in", File("certificate.der"), "-out", File("certificate.pem")});
+    ASSERT_EQ(
+        RunTool({"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--code", bok})
+            .exitCode,
+        0);
+    const Finished shown = RunTool({"show", "ref2", "--json"});
+    ASSERT_EQ(shown.exitCode, 0) << shown.errors;
+    EXPECT_EQ(nlohmann::json::parse(shown.output)["es"][1]["subject"], "Kov\uFFFDc");
 }
 
 } // namespace
