@@ -12,6 +12,7 @@
 #include <openssl/provider.h>
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -52,22 +53,38 @@ Bio Reading(const std::string& content)
     return Bio(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
 }
 
-int AnswerPassword(char* buffer, int capacity, int /*writing*/, void* asked)
+struct PasswordRequest
 {
-    const SecretText password = (*static_cast<const AskPassword*>(asked))();
-    if (password.size() > static_cast<size_t>(capacity)) {
+    const AskPassword& ask;
+    std::exception_ptr failure; // nothing may be thrown through OpenSSL
+};
+
+int AnswerPassword(char* buffer, int capacity, int /*writing*/, void* request)
+{
+    auto& [ask, failure] = *static_cast<PasswordRequest*>(request);
+    try {
+        const SecretText password = ask();
+        if (password.size() > static_cast<size_t>(capacity)) {
+            return -1;
+        }
+        std::copy(password.begin(), password.end(), buffer);
+        return static_cast<int>(password.size());
+    } catch (...) {
+        failure = std::current_exception();
         return -1;
     }
-    std::copy(password.begin(), password.end(), buffer);
-    return static_cast<int>(password.size());
 }
 
 Pair ReadPem(const std::string& certificates, const std::string& keyText, const AskPassword& askPassword)
 {
     Pair pair;
     const Bio keySource = Reading(keyText);
-    pair.key.reset(PEM_read_bio_PrivateKey(keySource.get(), nullptr, AnswerPassword,
-                                           const_cast<AskPassword*>(&askPassword)));
+    PasswordRequest request{askPassword, nullptr};
+    pair.key.reset(PEM_read_bio_PrivateKey(keySource.get(), nullptr, AnswerPassword, &request));
+    if (request.failure) {
+        ERR_clear_error();
+        std::rethrow_exception(request.failure);
+    }
     if (!pair.key) {
         Refuse("There is no private key that can be read, or the password is wrong.");
     }

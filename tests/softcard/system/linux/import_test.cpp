@@ -211,4 +211,18 @@ TEST_F(Import, ShowsAHolderWhoseNameIsNotUtf8)
     EXPECT_EQ(nlohmann::json::parse(shown.output)["es"][1]["subject"], "Kov\uFFFDc");
 }
 
+// Nothing is left behind of what was read by then, which the sanitizer's build sees.
+TEST_F(Import, RefusesAnEncryptedKeyWithoutItsPassword)
+{
+    MakeFiles();
+    RunOpenssl(
+        {"pkcs8", "-topk8", "-in", File("key.pem"), "-out", File("locked.pem"), "-passout", "pass:schloss"});
+    const Finished refused =
+        RunProgramOn("/dev/null", {CARD_TOOL, "import", "ref2", "es", File("certificate.pem"), "--key",
+                                   File("locked.pem"), "--code", bok});
+    EXPECT_EQ(refused.exitCode, exitBadArguments);
+    EXPECT_EQ(refused.errors, "tavrik-card: Password of the file is missing: neither an option nor a line of "
+                              "the standard input gives it.\n");
+}
+
 } // namespace
