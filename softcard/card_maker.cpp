@@ -10,6 +10,8 @@
 #include <botan/hex.h>
 
 #include <algorithm>
+#include <chrono>
+#include <string_view>
 #include <system_error>
 
 namespace softcard {
@@ -78,6 +80,28 @@ void RequireMakeable(const CardStore& store, const NewCard& request)
     }
 }
 
+constexpr std::string_view workshopName = ".new-";
+constexpr std::chrono::hours longestWork{24}; // far longer than any card takes
+
+// A card that is being made, or one that is being deleted.
+bool IsUnfinished(const std::string& name)
+{
+    return name.starts_with(workshopName) || (name.starts_with('.') && name.ends_with(deletedEnding));
+}
+
+// Takes away what those left who were killed at their work. What cannot be looked at or removed stays.
+void ClearUnfinishedCards(const std::filesystem::path& cards)
+{
+    const auto oldest = std::filesystem::file_time_type::clock::now() - longestWork;
+    for (const auto& entry : std::filesystem::directory_iterator(cards)) {
+        std::error_code error;
+        if (IsUnfinished(Utf8Of(entry.path().filename())) && IsFolder(entry.path()) &&
+            entry.last_write_time(error) < oldest && !error) {
+            std::filesystem::remove_all(entry.path(), error);
+        }
+    }
+}
+
 // The folder that a card grows in, cleared away unless the card took its place in the store.
 class Workshop
 {
@@ -85,7 +109,8 @@ public:
     explicit Workshop(const std::filesystem::path& cards)
     {
         EnsurePrivateFolder(cards);
-        folder_ = MakeUniqueFolder(cards / ".new-");
+        ClearUnfinishedCards(cards);
+        folder_ = MakeUniqueFolder(cards / workshopName);
     }
 
     ~Workshop()

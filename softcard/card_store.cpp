@@ -142,7 +142,7 @@ void DeleteCard(const CardStore& store, const std::string& name)
     if (!store.Contains(name)) {
         throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
     }
-    const std::filesystem::path grave = store.FolderOf("." + name + ".deleted");
+    const std::filesystem::path grave = store.FolderOf("." + name + std::string(deletedEnding));
     std::filesystem::remove_all(grave);
     MoveFolder(store.FolderOf(name), grave);
     std::filesystem::remove_all(grave);

@@ -42,6 +42,9 @@ struct CardKey
 
 inline constexpr size_t mostKeys = 8; // of a family
 
+// Of the folder that a deleted card is taken apart in, which begins with a dot and the name.
+inline constexpr std::string_view deletedEnding = ".deleted";
+
 struct Card
 {
     std::string name;

@@ -71,6 +71,26 @@ TEST_F(ToolWithOthers, ShowsProgressOnATerminalOnly)
     EXPECT_EQ(inPipe.output + inPipe.errors, "");
 }
 
+TEST_F(ToolWithOthers, ClearsAwayWhatAKilledOneLeft)
+{
+    const auto make = [this](const std::string& name, std::chrono::hours age) {
+        std::filesystem::path folder = State() / "cards" / name;
+        std::filesystem::create_directory(folder);
+        WriteText(folder / "qes-1.key", "half a card");
+        std::filesystem::last_write_time(folder, std::filesystem::file_time_type::clock::now() - age);
+        return folder;
+    };
+    const auto abandoned = make(".new-aaaaaa", std::chrono::hours(25));
+    const auto fresh = make(".new-bbbbbb", std::chrono::hours(23));
+    const auto halfDeleted = make(".anna.deleted", std::chrono::hours(25));
+    const auto hidden = make(".other", std::chrono::hours(25));
+    ASSERT_EQ(RunTool({"new", "another"}).exitCode, 0);
+    EXPECT_FALSE(std::filesystem::exists(abandoned));
+    EXPECT_TRUE(std::filesystem::exists(fresh)) << "somebody may be at it";
+    EXPECT_FALSE(std::filesystem::exists(halfDeleted));
+    EXPECT_TRUE(std::filesystem::exists(hidden));
+}
+
 TEST_F(ToolWithOthers, RefusesBadArguments)
 {
     const std::string longName(65, 'n');
