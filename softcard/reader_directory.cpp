@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <set>
+#include <stdexcept>
 #include <system_error>
 #include <tuple>
 #include <utility>
@@ -155,6 +156,12 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
                          "Something that is no card is in the reader \"" + reader + "\".");
     }
     MakeCardLink(cards_ / PathOf(card), link);
+    if (LinkedCard(link, cards_) != card) {
+        RemoveFile(link);
+        throw std::runtime_error("The card \"" + card +
+                                 "\" cannot be put into a reader: its folder, or the "
+                                 "readers' folder, is a link to elsewhere.");
+    }
 }
 
 void ReaderDirectory::Remove(const std::string& card) const

@@ -35,7 +35,7 @@ public:
     [[nodiscard]] std::vector<Reader> List() const;
     [[nodiscard]] std::optional<Reader> Find(const std::string& name) const;
 
-    // Both throw StoreError when it cannot be done, and std::system_error. The link appears as a whole. A
+    // Both throw StoreError when it cannot be done, and std::exception. The link appears as a whole. A
     // link that leads to no card makes room for one; anything else that lies there does not. Removing takes
     // every link to the card away.
     void Insert(const std::string& card, const std::string& reader) const;

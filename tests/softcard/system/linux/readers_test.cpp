@@ -316,4 +316,18 @@ TEST_F(Readers, AreFollowedAsLongAsTheyAreThere)
     EXPECT_EQ(FollowedFolders(), 0);
 }
 
+// A card's folder that is a link itself lies elsewhere, and what leads elsewhere is no card.
+TEST_F(Readers, AreNotSaidToHaveACardThatTheyCannotHave)
+{
+    fs::rename(State() / "cards/ref2", Scratch("elsewhere"));
+    fs::create_symlink(Scratch("elsewhere"), State() / "cards/ref2");
+    const Finished refused = RunTool({"insert", "ref2"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(refused.errors,
+              "tavrik-card: The card \"ref2\" cannot be put into a reader: its folder, or the "
+              "readers' folder, is a link to elsewhere.\n");
+    EXPECT_FALSE(fs::is_symlink(Link()));
+    EXPECT_TRUE(EventsNow().empty());
+}
+
 } // namespace
