@@ -1,13 +1,85 @@
 #include "system/terminal.h"
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <iostream>
 
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
 namespace softcard {
 namespace {
+
+volatile std::sig_atomic_t signalThatCame = 0;
+
+void Remember(int signal)
+{
+    signalThatCame = signal;
+}
+
+// Keeps the signals that end programs back as long as it lives, except in AwaitInput; the one that came there
+// does its work afterwards. One that the program ignores is none.
+class EndingSignals
+{
+public:
+    EndingSignals()
+    {
+        signalThatCame = 0;
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (size_t i = 0; i < numbers.size(); ++i) {
+            sigaction(numbers[i], nullptr, &actions_[i]);
+            if (actions_[i].sa_handler != SIG_IGN) {
+                sigaddset(&signals, numbers[i]);
+            }
+        }
+        pthread_sigmask(SIG_BLOCK, &signals, &mask_);
+        for (const int number : numbers) {
+            struct sigaction remembering
+            {
+            };
+            remembering.sa_handler = Remember;
+            if (sigismember(&signals, number) == 1) {
+                sigaction(number, &remembering, nullptr);
+            }
+        }
+    }
+
+    ~EndingSignals()
+    {
+        for (size_t i = 0; i < numbers.size(); ++i) {
+            sigaction(numbers[i], &actions_[i], nullptr);
+        }
+        if (signalThatCame != 0) {
+            (void)raise(signalThatCame);
+        }
+        pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    }
+
+    EndingSignals(const EndingSignals&) = delete;
+    EndingSignals& operator=(const EndingSignals&) = delete;
+    EndingSignals(EndingSignals&&) = delete;
+    EndingSignals& operator=(EndingSignals&&) = delete;
+
+    // Waits until there is something to read. False when a signal came first.
+    [[nodiscard]] bool AwaitInput() const
+    {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        while (ppoll(&input, 1, nullptr, &mask_) < 0 && errno == EINTR) {
+            if (signalThatCame != 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    static constexpr std::array<int, 4> numbers = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+    std::array<struct sigaction, numbers.size()> actions_{};
+    sigset_t mask_{};
+};
 
 // Nothing that is typed is shown as long as it lives.
 class SilentTerminal
@@ -36,11 +108,16 @@ private:
     termios before_{};
 };
 
-// Byte by byte, past the stream library, whose buffers nobody wipes.
-std::optional<SecretText> ReadLine()
+// Byte by byte, past the stream library, whose buffers nobody wipes. `isReady` waits for each; where it says
+// no, there is no line.
+template <typename IsReady>
+std::optional<SecretText> ReadLine(const IsReady& isReady)
 {
     SecretText line;
     while (true) {
+        if (!isReady()) {
+            return std::nullopt;
+        }
         char byte = 0;
         const ssize_t length = read(STDIN_FILENO, &byte, 1);
         if (length < 0 && errno == EINTR) {
@@ -70,11 +147,12 @@ bool ErrorsAreTerminal()
 
 std::optional<SecretText> ReadSecretInput()
 {
-    std::optional<SilentTerminal> silence;
-    if (InputIsTerminal()) {
-        silence.emplace();
+    if (!InputIsTerminal()) {
+        return ReadLine([] { return true; });
     }
-    return ReadLine();
+    const EndingSignals signals; // whoever is ended by one would leave the terminal silent
+    const SilentTerminal silence;
+    return ReadLine([&signals] { return signals.AwaitInput(); });
 }
 
 } // namespace softcard

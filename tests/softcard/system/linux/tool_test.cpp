@@ -2,10 +2,19 @@
 #include "answers.h"
 #include "card_home.h"
 #include "key_use.h"
+#include "system/linux/file_descriptor.h"
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
 
 using namespace softcard::test;
 
@@ -145,6 +154,35 @@ TEST_F(ToolWithOthers, SaysWhenItsOutputIsLost)
     EXPECT_EQ(RunTool({"insert", "ref2"}).exitCode, 0);
     EXPECT_EQ(RunProgram({"sh", "-c", std::string(CARD_TOOL) + " remove ref2 >/dev/full"}).exitCode, 0)
         << "what says nothing loses nothing";
+}
+
+TEST_F(ToolWithOthers, LeavesATerminalThatShowsWhatIsTypedWhenItIsInterrupted)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        int descriptor = -1;
+        const pid_t tool = forkpty(&descriptor, nullptr, nullptr, nullptr);
+        ASSERT_GE(tool, 0);
+        if (tool == 0) {
+            execl(CARD_TOOL, CARD_TOOL, "set-code", "ref2", "bok", nullptr);
+            _exit(127);
+        }
+        const softcard::FileDescriptor terminal(descriptor);
+        const auto showsTyping = [&terminal] {
+            termios settings{};
+            EXPECT_EQ(tcgetattr(terminal.Get(), &settings), 0);
+            return (settings.c_lflag & ECHO) != 0;
+        };
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (showsTyping() && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        EXPECT_FALSE(showsTyping()) << "a code is asked for";
+        kill(tool, signal);
+        int status = 0;
+        ASSERT_EQ(waitpid(tool, &status, 0), tool);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_TRUE(showsTyping()) << "after signal " << signal;
+    }
 }
 
 } // namespace
