@@ -187,10 +187,16 @@ std::filesystem::path LockFileOf(const std::filesystem::path& folder, const std:
 
 struct FileLock::Held
 {
-    explicit Held(const std::filesystem::path& path) : file(Open(path, O_RDWR | O_CREAT)) {}
+    explicit Held(const std::filesystem::path& path) : file(Open(path, O_RDWR | O_CREAT)), owner(getpid()) {}
 
-    // A forked child shares the open file, so closing it here alone would not release the lock.
-    ~Held() { flock(file.Get(), LOCK_UN); }
+    // A forked child shares the open file. So closing it here alone would not release the lock, and the child
+    // must not release the lock of its parent.
+    ~Held()
+    {
+        if (owner == getpid()) {
+            flock(file.Get(), LOCK_UN);
+        }
+    }
 
     Held(const Held&) = delete;
     Held& operator=(const Held&) = delete;
@@ -198,6 +204,7 @@ struct FileLock::Held
     Held& operator=(Held&&) = delete;
 
     FileDescriptor file;
+    pid_t owner;
 };
 
 FileLock::FileLock(const std::filesystem::path& path) : held_(std::make_unique<Held>(path))
