@@ -105,30 +105,6 @@ TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
     EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
 }
 
-TEST_F(DialogTest, ForkWaitsForACallThatIsInsideTheLibrary)
-{
-    LetTheReadersRest(script);
-    Start();
-    script->InsertCard(readerA, BlackBox::CertifiedCard());
-    ProcessEvents();
-    OpenDialog("QES_GetKeyInfo", [this] {
-        CK_ULONG count = 0;
-        return f->C_GetSlotList(CK_TRUE, nullptr, &count);
-    });
-    std::atomic<bool> forked{false};
-    int exitCode = -1;
-    std::thread forking([&] {
-        exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
-        forked = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(forked);
-    EndDialog();
-    forking.join();
-    EXPECT_EQ(exitCode, 0);
-    EXPECT_EQ(Slots().size(), 2U);
-}
-
 class ForkInAnotherThreadTest : public DialogTest
 {
 protected:
@@ -152,6 +128,18 @@ protected:
         EXPECT_EQ(exitCode, 0);
     }
 };
+
+TEST_F(ForkInAnotherThreadTest, WaitsForACallThatIsInsideTheLibrary)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    ExpectThatForkWaits("QES_GetKeyInfo", [this] {
+        CK_ULONG count = 0;
+        return f->C_GetSlotList(CK_TRUE, nullptr, &count);
+    });
+    EXPECT_EQ(Slots().size(), 2U);
+}
 
 TEST_F(ForkInAnotherThreadTest, WaitsForAStart)
 {
