@@ -259,35 +259,45 @@ TEST_F(SessionsTest, OrdinaryKeyTakesNoLoginForAnOperation)
     EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
 }
 
-TEST_F(SessionsTest, AuthorisationThatWasNotUsedIsNotLeftForTheNextSignature)
+class AuthorisationTest : public FrontTest
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
-    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
-    ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
-    Bytes signature;
-    EXPECT_EQ(Sign(session, Bytes(500), signature), CKR_DATA_LEN_RANGE);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
-    ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
-    EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U); // the card side asked anew
+protected:
+    // A signature with the qualified key, begun and authorised.
+    void AuthoriseSignature()
+    {
+        StartWithCard();
+        session = Open(qualified);
+        ASSERT_EQ(Login(session), CKR_OK);
+        key = FindOne(session, CKO_PRIVATE_KEY);
+        ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
+        ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
+    }
+
+    // The signature fails before the card is asked; the next one has the card side ask anew.
+    void ExpectThatTheNextSignatureAsks()
+    {
+        Bytes signature;
+        EXPECT_EQ(Sign(session, Bytes(500), signature), CKR_DATA_LEN_RANGE);
+        ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+        ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+        EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U);
+    }
+
+    CK_SESSION_HANDLE session = 0;
+    CK_OBJECT_HANDLE key = 0;
+};
+
+TEST_F(AuthorisationTest, ThatWasNotUsedIsNotLeftForTheNextSignature)
+{
+    ASSERT_NO_FATAL_FAILURE(AuthoriseSignature());
+    ExpectThatTheNextSignatureAsks();
 }
 
-TEST_F(SessionsTest, LoginForAnOperationDoneTwiceIsStillForThatOperationAlone)
+TEST_F(AuthorisationTest, AskedForTwiceIsStillForThatOperationAlone)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
-    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
-    ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
+    ASSERT_NO_FATAL_FAILURE(AuthoriseSignature());
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_USER_ALREADY_LOGGED_IN);
-    Bytes signature;
-    EXPECT_EQ(Sign(session, Bytes(500), signature), CKR_DATA_LEN_RANGE);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
-    ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
-    EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U);
+    ExpectThatTheNextSignatureAsks();
 }
 
 TEST_F(SessionsTest, AuthorisationEndsWithTheLogin)
