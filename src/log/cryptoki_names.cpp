@@ -1,201 +1,16 @@
 #include "log/cryptoki_names.h"
 
-#include "log/logger.h"
-
-#include <algorithm>
-#include <iterator>
+#include <cstdio>
 
 namespace {
-
-struct NamedNumber
-{
-    CK_ULONG number;
-    const char* name;
-};
-
-constexpr NamedNumber resultNames[] = {
-    NamedNumber{CKR_OK, "CKR_OK"},
-    NamedNumber{CKR_CANCEL, "CKR_CANCEL"},
-    NamedNumber{CKR_HOST_MEMORY, "CKR_HOST_MEMORY"},
-    NamedNumber{CKR_SLOT_ID_INVALID, "CKR_SLOT_ID_INVALID"},
-    NamedNumber{CKR_GENERAL_ERROR, "CKR_GENERAL_ERROR"},
-    NamedNumber{CKR_FUNCTION_FAILED, "CKR_FUNCTION_FAILED"},
-    NamedNumber{CKR_ARGUMENTS_BAD, "CKR_ARGUMENTS_BAD"},
-    NamedNumber{CKR_NO_EVENT, "CKR_NO_EVENT"},
-    NamedNumber{CKR_NEED_TO_CREATE_THREADS, "CKR_NEED_TO_CREATE_THREADS"},
-    NamedNumber{CKR_CANT_LOCK, "CKR_CANT_LOCK"},
-    NamedNumber{CKR_ATTRIBUTE_READ_ONLY, "CKR_ATTRIBUTE_READ_ONLY"},
-    NamedNumber{CKR_ATTRIBUTE_SENSITIVE, "CKR_ATTRIBUTE_SENSITIVE"},
-    NamedNumber{CKR_ATTRIBUTE_TYPE_INVALID, "CKR_ATTRIBUTE_TYPE_INVALID"},
-    NamedNumber{CKR_ATTRIBUTE_VALUE_INVALID, "CKR_ATTRIBUTE_VALUE_INVALID"},
-    NamedNumber{CKR_DATA_INVALID, "CKR_DATA_INVALID"},
-    NamedNumber{CKR_DATA_LEN_RANGE, "CKR_DATA_LEN_RANGE"},
-    NamedNumber{CKR_DEVICE_ERROR, "CKR_DEVICE_ERROR"},
-    NamedNumber{CKR_DEVICE_MEMORY, "CKR_DEVICE_MEMORY"},
-    NamedNumber{CKR_DEVICE_REMOVED, "CKR_DEVICE_REMOVED"},
-    NamedNumber{CKR_ENCRYPTED_DATA_INVALID, "CKR_ENCRYPTED_DATA_INVALID"},
-    NamedNumber{CKR_ENCRYPTED_DATA_LEN_RANGE, "CKR_ENCRYPTED_DATA_LEN_RANGE"},
-    NamedNumber{CKR_FUNCTION_CANCELED, "CKR_FUNCTION_CANCELED"},
-    NamedNumber{CKR_FUNCTION_NOT_PARALLEL, "CKR_FUNCTION_NOT_PARALLEL"},
-    NamedNumber{CKR_FUNCTION_NOT_SUPPORTED, "CKR_FUNCTION_NOT_SUPPORTED"},
-    NamedNumber{CKR_KEY_HANDLE_INVALID, "CKR_KEY_HANDLE_INVALID"},
-    NamedNumber{CKR_KEY_SIZE_RANGE, "CKR_KEY_SIZE_RANGE"},
-    NamedNumber{CKR_KEY_TYPE_INCONSISTENT, "CKR_KEY_TYPE_INCONSISTENT"},
-    NamedNumber{CKR_KEY_NOT_NEEDED, "CKR_KEY_NOT_NEEDED"},
-    NamedNumber{CKR_KEY_CHANGED, "CKR_KEY_CHANGED"},
-    NamedNumber{CKR_KEY_NEEDED, "CKR_KEY_NEEDED"},
-    NamedNumber{CKR_KEY_INDIGESTIBLE, "CKR_KEY_INDIGESTIBLE"},
-    NamedNumber{CKR_KEY_FUNCTION_NOT_PERMITTED, "CKR_KEY_FUNCTION_NOT_PERMITTED"},
-    NamedNumber{CKR_KEY_NOT_WRAPPABLE, "CKR_KEY_NOT_WRAPPABLE"},
-    NamedNumber{CKR_KEY_UNEXTRACTABLE, "CKR_KEY_UNEXTRACTABLE"},
-    NamedNumber{CKR_MECHANISM_INVALID, "CKR_MECHANISM_INVALID"},
-    NamedNumber{CKR_MECHANISM_PARAM_INVALID, "CKR_MECHANISM_PARAM_INVALID"},
-    NamedNumber{CKR_OBJECT_HANDLE_INVALID, "CKR_OBJECT_HANDLE_INVALID"},
-    NamedNumber{CKR_OPERATION_ACTIVE, "CKR_OPERATION_ACTIVE"},
-    NamedNumber{CKR_OPERATION_NOT_INITIALIZED, "CKR_OPERATION_NOT_INITIALIZED"},
-    NamedNumber{CKR_PIN_INCORRECT, "CKR_PIN_INCORRECT"},
-    NamedNumber{CKR_PIN_INVALID, "CKR_PIN_INVALID"},
-    NamedNumber{CKR_PIN_LEN_RANGE, "CKR_PIN_LEN_RANGE"},
-    NamedNumber{CKR_PIN_EXPIRED, "CKR_PIN_EXPIRED"},
-    NamedNumber{CKR_PIN_LOCKED, "CKR_PIN_LOCKED"},
-    NamedNumber{CKR_SESSION_CLOSED, "CKR_SESSION_CLOSED"},
-    NamedNumber{CKR_SESSION_COUNT, "CKR_SESSION_COUNT"},
-    NamedNumber{CKR_SESSION_HANDLE_INVALID, "CKR_SESSION_HANDLE_INVALID"},
-    NamedNumber{CKR_SESSION_PARALLEL_NOT_SUPPORTED, "CKR_SESSION_PARALLEL_NOT_SUPPORTED"},
-    NamedNumber{CKR_SESSION_READ_ONLY, "CKR_SESSION_READ_ONLY"},
-    NamedNumber{CKR_SESSION_EXISTS, "CKR_SESSION_EXISTS"},
-    NamedNumber{CKR_SESSION_READ_ONLY_EXISTS, "CKR_SESSION_READ_ONLY_EXISTS"},
-    NamedNumber{CKR_SESSION_READ_WRITE_SO_EXISTS, "CKR_SESSION_READ_WRITE_SO_EXISTS"},
-    NamedNumber{CKR_SIGNATURE_INVALID, "CKR_SIGNATURE_INVALID"},
-    NamedNumber{CKR_SIGNATURE_LEN_RANGE, "CKR_SIGNATURE_LEN_RANGE"},
-    NamedNumber{CKR_TEMPLATE_INCOMPLETE, "CKR_TEMPLATE_INCOMPLETE"},
-    NamedNumber{CKR_TEMPLATE_INCONSISTENT, "CKR_TEMPLATE_INCONSISTENT"},
-    NamedNumber{CKR_TOKEN_NOT_PRESENT, "CKR_TOKEN_NOT_PRESENT"},
-    NamedNumber{CKR_TOKEN_NOT_RECOGNIZED, "CKR_TOKEN_NOT_RECOGNIZED"},
-    NamedNumber{CKR_TOKEN_WRITE_PROTECTED, "CKR_TOKEN_WRITE_PROTECTED"},
-    NamedNumber{CKR_UNWRAPPING_KEY_HANDLE_INVALID, "CKR_UNWRAPPING_KEY_HANDLE_INVALID"},
-    NamedNumber{CKR_UNWRAPPING_KEY_SIZE_RANGE, "CKR_UNWRAPPING_KEY_SIZE_RANGE"},
-    NamedNumber{CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT, "CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT"},
-    NamedNumber{CKR_USER_ALREADY_LOGGED_IN, "CKR_USER_ALREADY_LOGGED_IN"},
-    NamedNumber{CKR_USER_NOT_LOGGED_IN, "CKR_USER_NOT_LOGGED_IN"},
-    NamedNumber{CKR_USER_PIN_NOT_INITIALIZED, "CKR_USER_PIN_NOT_INITIALIZED"},
-    NamedNumber{CKR_USER_TYPE_INVALID, "CKR_USER_TYPE_INVALID"},
-    NamedNumber{CKR_USER_ANOTHER_ALREADY_LOGGED_IN, "CKR_USER_ANOTHER_ALREADY_LOGGED_IN"},
-    NamedNumber{CKR_USER_TOO_MANY_TYPES, "CKR_USER_TOO_MANY_TYPES"},
-    NamedNumber{CKR_WRAPPED_KEY_INVALID, "CKR_WRAPPED_KEY_INVALID"},
-    NamedNumber{CKR_WRAPPED_KEY_LEN_RANGE, "CKR_WRAPPED_KEY_LEN_RANGE"},
-    NamedNumber{CKR_WRAPPING_KEY_HANDLE_INVALID, "CKR_WRAPPING_KEY_HANDLE_INVALID"},
-    NamedNumber{CKR_WRAPPING_KEY_SIZE_RANGE, "CKR_WRAPPING_KEY_SIZE_RANGE"},
-    NamedNumber{CKR_WRAPPING_KEY_TYPE_INCONSISTENT, "CKR_WRAPPING_KEY_TYPE_INCONSISTENT"},
-    NamedNumber{CKR_RANDOM_SEED_NOT_SUPPORTED, "CKR_RANDOM_SEED_NOT_SUPPORTED"},
-    NamedNumber{CKR_RANDOM_NO_RNG, "CKR_RANDOM_NO_RNG"},
-    NamedNumber{CKR_DOMAIN_PARAMS_INVALID, "CKR_DOMAIN_PARAMS_INVALID"},
-    NamedNumber{CKR_BUFFER_TOO_SMALL, "CKR_BUFFER_TOO_SMALL"},
-    NamedNumber{CKR_SAVED_STATE_INVALID, "CKR_SAVED_STATE_INVALID"},
-    NamedNumber{CKR_INFORMATION_SENSITIVE, "CKR_INFORMATION_SENSITIVE"},
-    NamedNumber{CKR_STATE_UNSAVEABLE, "CKR_STATE_UNSAVEABLE"},
-    NamedNumber{CKR_CRYPTOKI_NOT_INITIALIZED, "CKR_CRYPTOKI_NOT_INITIALIZED"},
-    NamedNumber{CKR_CRYPTOKI_ALREADY_INITIALIZED, "CKR_CRYPTOKI_ALREADY_INITIALIZED"},
-    NamedNumber{CKR_MUTEX_BAD, "CKR_MUTEX_BAD"},
-    NamedNumber{CKR_MUTEX_NOT_LOCKED, "CKR_MUTEX_NOT_LOCKED"},
-    NamedNumber{CKR_NEW_PIN_MODE, "CKR_NEW_PIN_MODE"},
-    NamedNumber{CKR_NEXT_OTP, "CKR_NEXT_OTP"},
-    NamedNumber{CKR_FUNCTION_REJECTED, "CKR_FUNCTION_REJECTED"},
-    NamedNumber{CKR_VENDOR_DEFINED, "CKR_VENDOR_DEFINED"},
-};
-
-// The key components (CKA_PRIVATE_EXPONENT to CKA_COEFFICIENT) have no name here: they are logged by their
-// number.
-constexpr NamedNumber attributeNames[] = {
-    NamedNumber{CKA_CLASS, "CKA_CLASS"},
-    NamedNumber{CKA_TOKEN, "CKA_TOKEN"},
-    NamedNumber{CKA_PRIVATE, "CKA_PRIVATE"},
-    NamedNumber{CKA_LABEL, "CKA_LABEL"},
-    NamedNumber{CKA_VALUE, "CKA_VALUE"},
-    NamedNumber{CKA_OBJECT_ID, "CKA_OBJECT_ID"},
-    NamedNumber{CKA_CERTIFICATE_TYPE, "CKA_CERTIFICATE_TYPE"},
-    NamedNumber{CKA_ISSUER, "CKA_ISSUER"},
-    NamedNumber{CKA_SERIAL_NUMBER, "CKA_SERIAL_NUMBER"},
-    NamedNumber{CKA_AC_ISSUER, "CKA_AC_ISSUER"},
-    NamedNumber{CKA_OWNER, "CKA_OWNER"},
-    NamedNumber{CKA_ATTR_TYPES, "CKA_ATTR_TYPES"},
-    NamedNumber{CKA_TRUSTED, "CKA_TRUSTED"},
-    NamedNumber{CKA_CERTIFICATE_CATEGORY, "CKA_CERTIFICATE_CATEGORY"},
-    NamedNumber{CKA_JAVA_MIDP_SECURITY_DOMAIN, "CKA_JAVA_MIDP_SECURITY_DOMAIN"},
-    NamedNumber{CKA_URL, "CKA_URL"},
-    NamedNumber{CKA_HASH_OF_SUBJECT_PUBLIC_KEY, "CKA_HASH_OF_SUBJECT_PUBLIC_KEY"},
-    NamedNumber{CKA_HASH_OF_ISSUER_PUBLIC_KEY, "CKA_HASH_OF_ISSUER_PUBLIC_KEY"},
-    NamedNumber{CKA_CHECK_VALUE, "CKA_CHECK_VALUE"},
-    NamedNumber{CKA_KEY_TYPE, "CKA_KEY_TYPE"},
-    NamedNumber{CKA_SUBJECT, "CKA_SUBJECT"},
-    NamedNumber{CKA_ID, "CKA_ID"},
-    NamedNumber{CKA_SENSITIVE, "CKA_SENSITIVE"},
-    NamedNumber{CKA_ENCRYPT, "CKA_ENCRYPT"},
-    NamedNumber{CKA_DECRYPT, "CKA_DECRYPT"},
-    NamedNumber{CKA_WRAP, "CKA_WRAP"},
-    NamedNumber{CKA_UNWRAP, "CKA_UNWRAP"},
-    NamedNumber{CKA_SIGN, "CKA_SIGN"},
-    NamedNumber{CKA_SIGN_RECOVER, "CKA_SIGN_RECOVER"},
-    NamedNumber{CKA_VERIFY, "CKA_VERIFY"},
-    NamedNumber{CKA_VERIFY_RECOVER, "CKA_VERIFY_RECOVER"},
-    NamedNumber{CKA_DERIVE, "CKA_DERIVE"},
-    NamedNumber{CKA_START_DATE, "CKA_START_DATE"},
-    NamedNumber{CKA_END_DATE, "CKA_END_DATE"},
-    NamedNumber{CKA_MODULUS, "CKA_MODULUS"},
-    NamedNumber{CKA_MODULUS_BITS, "CKA_MODULUS_BITS"},
-    NamedNumber{CKA_PUBLIC_EXPONENT, "CKA_PUBLIC_EXPONENT"},
-    NamedNumber{CKA_PRIME_BITS, "CKA_PRIME_BITS"},
-    NamedNumber{CKA_SUBPRIME_BITS, "CKA_SUBPRIME_BITS"},
-    NamedNumber{CKA_VALUE_BITS, "CKA_VALUE_BITS"},
-    NamedNumber{CKA_VALUE_LEN, "CKA_VALUE_LEN"},
-    NamedNumber{CKA_EXTRACTABLE, "CKA_EXTRACTABLE"},
-    NamedNumber{CKA_LOCAL, "CKA_LOCAL"},
-    NamedNumber{CKA_NEVER_EXTRACTABLE, "CKA_NEVER_EXTRACTABLE"},
-    NamedNumber{CKA_ALWAYS_SENSITIVE, "CKA_ALWAYS_SENSITIVE"},
-    NamedNumber{CKA_KEY_GEN_MECHANISM, "CKA_KEY_GEN_MECHANISM"},
-    NamedNumber{CKA_MODIFIABLE, "CKA_MODIFIABLE"},
-    NamedNumber{CKA_EC_PARAMS, "CKA_EC_PARAMS"},
-    NamedNumber{CKA_EC_POINT, "CKA_EC_POINT"},
-    NamedNumber{CKA_SECONDARY_AUTH, "CKA_SECONDARY_AUTH"},
-    NamedNumber{CKA_AUTH_PIN_FLAGS, "CKA_AUTH_PIN_FLAGS"},
-    NamedNumber{CKA_ALWAYS_AUTHENTICATE, "CKA_ALWAYS_AUTHENTICATE"},
-    NamedNumber{CKA_WRAP_WITH_TRUSTED, "CKA_WRAP_WITH_TRUSTED"},
-    NamedNumber{CKA_WRAP_TEMPLATE, "CKA_WRAP_TEMPLATE"},
-    NamedNumber{CKA_UNWRAP_TEMPLATE, "CKA_UNWRAP_TEMPLATE"},
-    NamedNumber{CKA_HW_FEATURE_TYPE, "CKA_HW_FEATURE_TYPE"},
-    NamedNumber{CKA_RESET_ON_INIT, "CKA_RESET_ON_INIT"},
-    NamedNumber{CKA_HAS_RESET, "CKA_HAS_RESET"},
-    NamedNumber{CKA_PIXEL_X, "CKA_PIXEL_X"},
-    NamedNumber{CKA_PIXEL_Y, "CKA_PIXEL_Y"},
-    NamedNumber{CKA_RESOLUTION, "CKA_RESOLUTION"},
-    NamedNumber{CKA_CHAR_ROWS, "CKA_CHAR_ROWS"},
-    NamedNumber{CKA_CHAR_COLUMNS, "CKA_CHAR_COLUMNS"},
-    NamedNumber{CKA_COLOR, "CKA_COLOR"},
-    NamedNumber{CKA_BITS_PER_PIXEL, "CKA_BITS_PER_PIXEL"},
-    NamedNumber{CKA_CHAR_SETS, "CKA_CHAR_SETS"},
-    NamedNumber{CKA_ENCODING_METHODS, "CKA_ENCODING_METHODS"},
-    NamedNumber{CKA_MIME_TYPES, "CKA_MIME_TYPES"},
-    NamedNumber{CKA_MECHANISM_TYPE, "CKA_MECHANISM_TYPE"},
-    NamedNumber{CKA_REQUIRED_CMS_ATTRIBUTES, "CKA_REQUIRED_CMS_ATTRIBUTES"},
-    NamedNumber{CKA_DEFAULT_CMS_ATTRIBUTES, "CKA_DEFAULT_CMS_ATTRIBUTES"},
-    NamedNumber{CKA_SUPPORTED_CMS_ATTRIBUTES, "CKA_SUPPORTED_CMS_ATTRIBUTES"},
-    NamedNumber{CKA_ALLOWED_MECHANISMS, "CKA_ALLOWED_MECHANISMS"},
-    NamedNumber{CKA_VENDOR_DEFINED, "CKA_VENDOR_DEFINED"},
-};
 
 // The text of the last number without a name. Per thread, so that a text is never changed under the log line
 // that prints it.
 thread_local char fallback[1024];
 
-template <std::size_t count>
-const char* FindName(const NamedNumber (&names)[count], CK_ULONG number, const char* fallbackFormat)
+const char* UnnamedNumber(const char* format, CK_ULONG number)
 {
-    const auto* found = std::find_if(std::begin(names), std::end(names),
-                                     [number](const NamedNumber& entry) { return entry.number == number; });
-    if (found != std::end(names)) {
-        return found->name;
-    }
-    static_cast<void>(std::snprintf(fallback, sizeof(fallback), fallbackFormat, number));
+    static_cast<void>(std::snprintf(fallback, sizeof(fallback), format, number));
     return fallback;
 }
 
@@ -203,10 +18,27 @@ const char* FindName(const NamedNumber (&names)[count], CK_ULONG number, const c
 
 const char* ResultName(CK_RV result)
 {
-    return FindName(resultNames, result, "[%08Xh] Unknown CKR result");
+    switch (result) {
+#define RESULT(name)                                                                                         \
+    case name:                                                                                               \
+        return #name;
+#include "pkcs11/results.inc"
+    default:
+        return UnnamedNumber("[%08Xh] Unknown CKR result", result);
+    }
 }
 
 const char* AttributeName(CK_ATTRIBUTE_TYPE type)
 {
-    return FindName(attributeNames, type, "[%08Xh] UNKNOWN ATTRIBUTE");
+    switch (type) {
+#define ATTRIBUTE(name, ...)                                                                                 \
+    case name:                                                                                               \
+        return #name;
+#define OTHER(name, ...)                                                                                     \
+    case name:                                                                                               \
+        return #name;
+#include "pkcs11/attributes.inc"
+    default:
+        return UnnamedNumber("[%08Xh] UNKNOWN ATTRIBUTE", type);
+    }
 }
