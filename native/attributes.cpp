@@ -65,54 +65,13 @@ bool HasWidthOfItsKind(CK_ATTRIBUTE_TYPE type, CK_ULONG length)
 AttributeKind KindOf(CK_ATTRIBUTE_TYPE type)
 {
     switch (type) {
-    case CKA_TOKEN:
-    case CKA_PRIVATE:
-    case CKA_TRUSTED:
-    case CKA_SENSITIVE:
-    case CKA_ENCRYPT:
-    case CKA_DECRYPT:
-    case CKA_WRAP:
-    case CKA_UNWRAP:
-    case CKA_SIGN:
-    case CKA_SIGN_RECOVER:
-    case CKA_VERIFY:
-    case CKA_VERIFY_RECOVER:
-    case CKA_DERIVE:
-    case CKA_EXTRACTABLE:
-    case CKA_LOCAL:
-    case CKA_NEVER_EXTRACTABLE:
-    case CKA_ALWAYS_SENSITIVE:
-    case CKA_MODIFIABLE:
-    case CKA_SECONDARY_AUTH:
-    case CKA_ALWAYS_AUTHENTICATE:
-    case CKA_WRAP_WITH_TRUSTED:
-    case CKA_RESET_ON_INIT:
-    case CKA_HAS_RESET:
-    case CKA_COLOR:
-        return AttributeKind::boolean;
-    case CKA_CLASS:
-    case CKA_CERTIFICATE_TYPE:
-    case CKA_CERTIFICATE_CATEGORY:
-    case CKA_JAVA_MIDP_SECURITY_DOMAIN:
-    case CKA_KEY_TYPE:
-    case CKA_MODULUS_BITS:
-    case CKA_PRIME_BITS:
-    case CKA_SUBPRIME_BITS:
-    case CKA_VALUE_BITS:
-    case CKA_VALUE_LEN:
-    case CKA_KEY_GEN_MECHANISM:
-    case CKA_AUTH_PIN_FLAGS:
-    case CKA_HW_FEATURE_TYPE:
-    case CKA_PIXEL_X:
-    case CKA_PIXEL_Y:
-    case CKA_RESOLUTION:
-    case CKA_CHAR_ROWS:
-    case CKA_CHAR_COLUMNS:
-    case CKA_BITS_PER_PIXEL:
-    case CKA_MECHANISM_TYPE:
-        return AttributeKind::number;
-    case CKA_ALLOWED_MECHANISMS:
-        return AttributeKind::numbers;
+#define ATTRIBUTE(name, value, ...)                                                                          \
+    case name:                                                                                               \
+        return AttributeKind::value;
+#define OTHER(name, value)                                                                                   \
+    case name:                                                                                               \
+        return AttributeKind::value;
+#include "pkcs11/attributes.inc"
     default:
         return AttributeKind::bytes;
     }

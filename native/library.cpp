@@ -21,43 +21,25 @@ constexpr std::string_view ordinaryLabel = "Sig_EP"; // of the slots whose keys 
 // The card has keys of up to 1024 bytes, and the library writes no more than a modulus; it is told no size.
 constexpr std::size_t outputCapacity = 2048;
 
-// Every attribute that an object of the library can have.
-constexpr std::array<packed::CK_ATTRIBUTE_TYPE, 36> readTypes = {CKA_CLASS,
-                                                                 CKA_TOKEN,
-                                                                 CKA_PRIVATE,
-                                                                 CKA_LABEL,
-                                                                 CKA_VALUE,
-                                                                 CKA_ISSUER,
-                                                                 CKA_SERIAL_NUMBER,
-                                                                 CKA_CERTIFICATE_TYPE,
-                                                                 CKA_TRUSTED,
-                                                                 CKA_KEY_TYPE,
-                                                                 CKA_SUBJECT,
-                                                                 CKA_ID,
-                                                                 CKA_SENSITIVE,
-                                                                 CKA_ENCRYPT,
-                                                                 CKA_DECRYPT,
-                                                                 CKA_WRAP,
-                                                                 CKA_UNWRAP,
-                                                                 CKA_SIGN,
-                                                                 CKA_SIGN_RECOVER,
-                                                                 CKA_VERIFY,
-                                                                 CKA_VERIFY_RECOVER,
-                                                                 CKA_DERIVE,
-                                                                 CKA_START_DATE,
-                                                                 CKA_END_DATE,
-                                                                 CKA_MODULUS,
-                                                                 CKA_MODULUS_BITS,
-                                                                 CKA_PUBLIC_EXPONENT,
-                                                                 CKA_EXTRACTABLE,
-                                                                 CKA_LOCAL,
-                                                                 CKA_NEVER_EXTRACTABLE,
-                                                                 CKA_ALWAYS_SENSITIVE,
-                                                                 CKA_MODIFIABLE,
-                                                                 CKA_SECONDARY_AUTH,
-                                                                 CKA_ALWAYS_AUTHENTICATE,
-                                                                 CKA_ALLOWED_MECHANISMS,
-                                                                 CKA_CHECK_VALUE};
+// What the library answers when an object is asked for an attribute.
+enum class Answer
+{
+    stored,
+    unavailable,
+    invalid
+};
+
+struct ReadAttribute
+{
+    packed::CK_ATTRIBUTE_TYPE type;
+    Answer ofCertificate;
+    Answer ofKey;
+};
+
+constexpr ReadAttribute readAttributes[] = {
+#define ATTRIBUTE(type, value, certificate, key, ...) {type, Answer::certificate, Answer::key},
+#include "pkcs11/attributes.inc"
+};
 
 packed::CK_ULONG Narrow(std::size_t length)
 {
@@ -277,7 +259,10 @@ std::vector<packed::CK_OBJECT_HANDLE> Library::Objects(packed::CK_SESSION_HANDLE
 Attributes Library::Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE object) const
 {
     Attributes attributes;
-    for (const packed::CK_ATTRIBUTE_TYPE type : readTypes) {
+    for (const auto& [type, ofCertificate, ofKey] : readAttributes) {
+        if (ofCertificate != Answer::stored && ofKey != Answer::stored) {
+            continue;
+        }
         // One at a time: the library stops at the first that an object doesn't have.
         packed::CK_ATTRIBUTE record{type, nullptr, 0};
         const CK_RV asked = functions->C_GetAttributeValue(session, object, &record, 1);

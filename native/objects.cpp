@@ -24,36 +24,48 @@ Bytes ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
     return found == attributes.end() ? Bytes() : found->second;
 }
 
+enum class Default
+{
+    none,
+    empty,
+    no,
+    yes,
+    zero,
+    unknown
+};
+
+Bytes ValueOfDefault(Default chosen)
+{
+    switch (chosen) {
+    case Default::no:
+        return BooleanValue(false);
+    case Default::yes:
+        return BooleanValue(true);
+    case Default::zero:
+        return NumberValue(0);
+    case Default::unknown:
+        return NumberValue(unavailableInformation);
+    default:
+        return {};
+    }
+}
+
 // What the standard gives an object that doesn't say otherwise. Nothing that is there is replaced.
 void AddDefaults(Attributes& attributes)
 {
-    attributes.insert({CKA_MODIFIABLE, BooleanValue(false)});
-    if (IsOfClass(attributes, CKO_CERTIFICATE)) {
-        attributes.insert({CKA_CERTIFICATE_CATEGORY, NumberValue(0)});
-        attributes.insert({CKA_JAVA_MIDP_SECURITY_DOMAIN, NumberValue(0)});
-        for (const CK_ATTRIBUTE_TYPE type :
-             {CKA_URL, CKA_HASH_OF_SUBJECT_PUBLIC_KEY, CKA_HASH_OF_ISSUER_PUBLIC_KEY}) {
-            attributes.insert({type, Bytes()});
+    const bool isCertificate = IsOfClass(attributes, CKO_CERTIFICATE);
+    const bool isPrivateKey = IsOfClass(attributes, CKO_PRIVATE_KEY);
+    const auto add = [&](CK_ATTRIBUTE_TYPE type, Default ofCertificate, Default ofPublicKey,
+                         Default ofPrivateKey) {
+        const Default ofKey = isPrivateKey ? ofPrivateKey : ofPublicKey;
+        const Default chosen = isCertificate ? ofCertificate : ofKey;
+        if (chosen != Default::none) {
+            attributes.insert({type, ValueOfDefault(chosen)});
         }
-        return;
-    }
-    for (const CK_ATTRIBUTE_TYPE type : {CKA_START_DATE, CKA_END_DATE, CKA_SUBJECT, CKA_ID, CKA_LABEL}) {
-        attributes.insert({type, Bytes()});
-    }
-    for (const CK_ATTRIBUTE_TYPE type : {CKA_DERIVE, CKA_LOCAL}) {
-        attributes.insert({type, BooleanValue(false)});
-    }
-    attributes.insert({CKA_KEY_GEN_MECHANISM, NumberValue(unavailableInformation)});
-    const bool secret = IsOfClass(attributes, CKO_PRIVATE_KEY);
-    const auto flags = secret ? std::vector<CK_ATTRIBUTE_TYPE>{CKA_DECRYPT, CKA_SIGN_RECOVER, CKA_UNWRAP,
-                                                               CKA_WRAP_WITH_TRUSTED, CKA_ALWAYS_AUTHENTICATE}
-                              : std::vector<CK_ATTRIBUTE_TYPE>{CKA_VERIFY_RECOVER, CKA_WRAP, CKA_TRUSTED};
-    for (const CK_ATTRIBUTE_TYPE type : flags) {
-        attributes.insert({type, BooleanValue(false)});
-    }
-    if (secret) {
-        attributes.insert({CKA_ALWAYS_SENSITIVE, BooleanValue(true)});
-    }
+    };
+#define ATTRIBUTE(type, value, certificate, key, certificate_default, public_default, private_default, ...)  \
+    add(type, Default::certificate_default, Default::public_default, Default::private_default);
+#include "pkcs11/attributes.inc"
 }
 
 Attributes PublicPartOf(const Attributes& privateKey)
@@ -85,8 +97,13 @@ void TakeSubject(Attributes& key, const std::vector<std::pair<packed::CK_OBJECT_
 
 bool IsSecretPart(const Object& object, CK_ATTRIBUTE_TYPE type)
 {
-    return IsOfClass(object.attributes, CKO_PRIVATE_KEY) && type >= CKA_PRIVATE_EXPONENT &&
-           type <= CKA_COEFFICIENT;
+    switch (type) {
+#define SECRET(name) case name:
+#include "pkcs11/attributes.inc"
+        return IsOfClass(object.attributes, CKO_PRIVATE_KEY);
+    default:
+        return false;
+    }
 }
 
 CK_RV FillRecord(const Object& object, CK_ATTRIBUTE& record)
@@ -108,9 +125,22 @@ CK_RV FillRecord(const Object& object, CK_ATTRIBUTE& record)
     return CKR_OK;
 }
 
-bool IsOneOf(CK_ATTRIBUTE_TYPE type, std::initializer_list<CK_ATTRIBUTE_TYPE> types)
+// Refuses an attribute that a template must not give for a public key.
+void RequireGivable(CK_ATTRIBUTE_TYPE type)
 {
-    return std::find(types.begin(), types.end(), type) != types.end();
+    constexpr CK_RV given = CKR_OK;
+    constexpr CK_RV computed = CKR_ATTRIBUTE_READ_ONLY;
+    constexpr CK_RV never = CKR_ATTRIBUTE_TYPE_INVALID;
+    switch (type) {
+#define ATTRIBUTE(name, value, certificate, key, certificate_default, public_default, private_default,       \
+                  creation)                                                                                  \
+    case name:                                                                                               \
+        Require(creation == CKR_OK, creation);                                                               \
+        return;
+#include "pkcs11/attributes.inc"
+    default:
+        throw Refusal{never};
+    }
 }
 
 void RequirePublicRsaKey(const Attributes& attributes)
@@ -166,13 +196,7 @@ Object PublicKeyOf(const Template& wanted)
 {
     Object object;
     for (const auto& [type, value] : wanted) {
-        Require(!IsOneOf(type, {CKA_MODULUS_BITS, CKA_LOCAL, CKA_KEY_GEN_MECHANISM}),
-                CKR_ATTRIBUTE_READ_ONLY);
-        Require(
-            IsOneOf(type, {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_LABEL, CKA_MODIFIABLE, CKA_KEY_TYPE, CKA_ID,
-                           CKA_SUBJECT, CKA_START_DATE, CKA_END_DATE, CKA_DERIVE, CKA_ENCRYPT, CKA_VERIFY,
-                           CKA_VERIFY_RECOVER, CKA_WRAP, CKA_TRUSTED, CKA_MODULUS, CKA_PUBLIC_EXPONENT}),
-            CKR_ATTRIBUTE_TYPE_INVALID);
+        RequireGivable(type);
         Require(object.attributes.insert({type, value}).second, CKR_TEMPLATE_INCONSISTENT);
     }
     RequirePublicRsaKey(object.attributes);
