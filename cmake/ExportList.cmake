@@ -7,6 +7,15 @@ function(tavrik_read_function_names variable)
     set(${variable} "${entries}" PARENT_SCOPE)
 endfunction()
 
+# tavrik_read_card_functions(variable): the names of the functions of the card-access library out of the one list.
+function(tavrik_read_card_functions variable)
+    set(list_file "${PROJECT_SOURCE_DIR}/src/card/functions.inc")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list_file}")
+    file(STRINGS "${list_file}" entries REGEX "^CARD_FUNCTION\\(")
+    list(TRANSFORM entries REPLACE "^CARD_FUNCTION\\([A-Za-z0-9_]+, ([A-Za-z_]+),.*$" "CardAPI_\\1")
+    set(${variable} "${entries}" PARENT_SCOPE)
+endfunction()
+
 # The symbol of HashFunction::Hash, whose length, uint64_t, is one type or another.
 if(WIN32)
     set(TAVRIK_HASH_METHOD_SYMBOL _ZN5Zelmo6Crypto12HashFunction4HashEPKhy)

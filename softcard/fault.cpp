@@ -91,6 +91,35 @@ std::optional<Fault> TakeFault(const std::filesystem::path& cardFolder, const st
     return taken;
 }
 
+enum class FaultGroup
+{
+    on_card,
+    by_name,
+    never
+};
+
+struct Operation
+{
+    const char* name;
+    FaultGroup group;
+};
+
+constexpr Operation operationsOfTheBoundary[] = {
+#define CARD_FUNCTION(type, name, parameters, arguments, fault) {#name, FaultGroup::fault},
+#include "card/functions.inc"
+};
+
+std::vector<std::string> OperationsOfGroup(FaultGroup group)
+{
+    std::vector<std::string> names;
+    for (const Operation& operation : operationsOfTheBoundary) {
+        if (operation.group == group) {
+            names.emplace_back(operation.name);
+        }
+    }
+    return names;
+}
+
 void TakeCardOut(const Directories& directories, const std::string& card)
 {
     try {
@@ -104,11 +133,7 @@ void TakeCardOut(const Directories& directories, const std::string& card)
 
 const std::vector<std::string>& OperationsOnACard()
 {
-    static const std::vector<std::string> operations = {
-        "OpenSession",         "StartTransaction",   "GetTokenInfo",   "GetSessionFlags",
-        "QES_GetCertificates", "ES_GetCertificates", "QES_GetKeyInfo", "ES_GetKeyInfo",
-        "QES_SignData",        "ES_SignData",        "ES_DecryptData", "Passwords_VerifyBOK",
-        "QES_VerifyPin"};
+    static const std::vector<std::string> operations = OperationsOfGroup(FaultGroup::on_card);
     return operations;
 }
 
@@ -116,7 +141,8 @@ const std::vector<std::string>& FaultableOperations()
 {
     static const std::vector<std::string> operations = [] {
         std::vector<std::string> all = OperationsOnACard();
-        all.insert(all.end(), {"GetReaderList", "CloseSession", "StopTransaction", "WaitForReaderEvent"});
+        const std::vector<std::string> byName = OperationsOfGroup(FaultGroup::by_name);
+        all.insert(all.end(), byName.begin(), byName.end());
         return all;
     }();
     return operations;

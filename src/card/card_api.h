@@ -70,53 +70,6 @@ struct VerifyResult
 static_assert(sizeof(VerifyResult) == 48);
 
 extern "C" {
-
-// Directories, zero-terminated, in at most `capacity` characters. Both work before CardAPI_Initialize.
-void CardAPI_GetAppDataDir(char16_t* buffer, uint32_t capacity);
-void CardAPI_GetUserDataDir(char16_t* buffer, uint32_t capacity);
-
-// `logger` is the address of the Logger of pkcs11_x64, which begins with its LogSettings.
-void CardAPI_Initialize(const void* logger);
-void CardAPI_Finalize(void);
-
-// Fills the buffer with reader names, each zero-terminated, one behind the other. Returns the number of
-// 16-bit characters used, or a negative value on failure.
-int32_t CardAPI_GetReaderList(char16_t* buffer, uint32_t capacity);
-
-// Stores a non-zero session when the reader's card can be opened, and else leaves `*session` alone.
-CardStatus CardAPI_OpenSession(const char16_t* readerName, CardSession* session);
-CardStatus CardAPI_CloseSession(CardSession session);
-CardStatus CardAPI_StartTransaction(CardSession session);
-CardStatus CardAPI_StopTransaction(CardSession session);
-
-// `text` has room for `*capacity` characters and a terminator.
-CardStatus CardAPI_GetTokenInfo(CardSession session, CardTokenInfo* info, char* text, uint32_t* capacity);
-CardStatus CardAPI_GetSessionFlags(CardSession session, uint32_t* flags);
-
-// Waits up to `milliseconds` for reader events and calls the callback for each.
-CardStatus CardAPI_WaitForReaderEvent(uint32_t milliseconds, ReaderCallback callback);
-
-// The QES functions serve the slot labelled "Sig_ZEP", the ES functions the slot labelled "Sig_EP".
-// `certificates` and `keys` have maxCertificates entries each and are filled in step.
-CardStatus CardAPI_QES_GetCertificates(CardSession session, CardCertificate* certificates, uint32_t* count,
-                                       CardKeyInfo* keys);
-CardStatus CardAPI_ES_GetCertificates(CardSession session, CardCertificate* certificates, uint32_t* count,
-                                      CardKeyInfo* keys);
-CardStatus CardAPI_QES_GetKeyInfo(CardSession session, uint32_t zero, CardKeyInfo* key, bool yes);
-CardStatus CardAPI_ES_GetKeyInfo(CardSession session, uint32_t zero, CardKeyInfo* key, bool yes);
-
-// `*outputLength` is the capacity of `output` on the way in and the bytes used on the way out.
-CardStatus CardAPI_QES_SignData(CardSession session, const uint8_t* data, uint32_t length, uint8_t* output,
-                                uint32_t* outputLength, uint32_t zero);
-CardStatus CardAPI_ES_SignData(CardSession session, const uint8_t* data, uint32_t length, uint8_t* output,
-                               uint32_t* outputLength, uint32_t zero);
-CardStatus CardAPI_ES_DecryptData(CardSession session, const uint8_t* data, uint32_t length, uint8_t* output,
-                                  uint32_t* outputLength, uint32_t certificateIndex);
-
-// `code` is zero-terminated, or null for entry by the user in the card side's own dialog. The last four
-// arguments are constants whose meaning is the card side's own.
-CardStatus CardAPI_Passwords_VerifyBOK(CardSession session, const char* code, VerifyResult* result,
-                                       void* null, uint32_t fifth, uint32_t sixth, uint32_t seventh);
-CardStatus CardAPI_QES_VerifyPin(CardSession session, const char* code, VerifyResult* result, void* null,
-                                 uint32_t fifth, uint32_t sixth, uint32_t seventh);
+#define CARD_FUNCTION(type, name, parameters, arguments, fault) type CardAPI_##name parameters;
+#include "card/functions.inc"
 }
