@@ -17,7 +17,6 @@ namespace softcard {
 namespace {
 
 constexpr int jsonIndentation = 4;
-constexpr CardStatus lastNamedStatus = 95;
 constexpr int64_t longestDelay = 600000;
 
 struct FaultArguments
@@ -43,10 +42,8 @@ CardStatus ParseStatus(const std::string& text)
     if (parsed.ec == std::errc() && parsed.ptr == end) {
         return number;
     }
-    for (CardStatus status = 0; !text.empty() && status <= lastNamedStatus; ++status) {
-        if (text == CardStatusName(status)) {
-            return status;
-        }
+    if (const auto status = CardStatusNamed(text)) {
+        return *status;
     }
     throw StoreError(StoreFailure::badArgument, "There is no status \"" + text + "\".");
 }

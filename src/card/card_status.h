@@ -3,10 +3,11 @@
 
 #include "card/card_api.h"
 
-inline constexpr CardStatus eStatusOk = 0;
-inline constexpr CardStatus eIncorrectCode = 15;
-inline constexpr CardStatus eInvalidCodeState = 17;
-inline constexpr CardStatus eUserInputError = 18;
+#include <optional>
+#include <string_view>
+
+#define CARD_STATUS(name, number) inline constexpr CardStatus name = number;
+#include "card/statuses.inc"
 
 // States of a code in VerifyResult.status that callers tell apart.
 inline constexpr uint32_t bokNotInitialised = 1;
@@ -17,3 +18,6 @@ inline constexpr uint32_t pinLocked = 5;
 // The name of a status for the log, spelled as the card-access library spells it; empty for a value without a
 // name.
 const char* CardStatusName(CardStatus status);
+
+// The status with that name, spelled the same way; none when there is no such status.
+std::optional<CardStatus> CardStatusNamed(std::string_view name);

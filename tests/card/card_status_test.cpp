@@ -99,6 +99,18 @@ TEST_P(CardStatusNames, AreSpelledAsTheyStand)
 INSTANTIATE_TEST_SUITE_P(All, CardStatusNames, testing::ValuesIn(statuses),
                          [](const auto& row) { return row.param.name; });
 
+TEST_P(CardStatusNames, AreFoundAgain)
+{
+    EXPECT_EQ(CardStatusNamed(GetParam().name), GetParam().number);
+}
+
+TEST(CardStatusNamed, FindsNothingForTextsThatAreNoNames)
+{
+    for (const char* text : {"", "eStatus", "estatusok", "eStatusOk ", "0"}) {
+        EXPECT_EQ(CardStatusNamed(text), std::nullopt) << text;
+    }
+}
+
 TEST(CardStatusName, IsEmptyBetweenTheTwoRanges)
 {
     for (CardStatus status = 31; status <= 63; ++status) {
@@ -118,12 +130,4 @@ TEST(CardStatusName, IsEmptyForNegativeValues)
     EXPECT_STREQ(CardStatusName(-1), "");
     EXPECT_STREQ(CardStatusName(-64), "");
     EXPECT_STREQ(CardStatusName(std::numeric_limits<CardStatus>::min()), "");
-}
-
-TEST(CardStatus, ValuesThatAreToldApartHaveTheirNumbers)
-{
-    EXPECT_EQ(eStatusOk, 0);
-    EXPECT_EQ(eIncorrectCode, 15);
-    EXPECT_EQ(eInvalidCodeState, 17);
-    EXPECT_EQ(eUserInputError, 18);
 }
