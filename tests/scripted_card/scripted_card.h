@@ -1,10 +1,10 @@
 // A card-access library for tests: it answers as a test scripts it and records every call in order.
 //
-//     ScriptedCard* script = ...;                       // from ScriptedCard_Instance(), see
-//     support/black_box_test.h script->AddReader(u"Reader A", Card{});           // what C_Initialize will
-//     find script->Next("Passwords_VerifyBOK", {.status = 15});                     // the next such call
-//     answers 15 script->Next("QES_VerifyPin", {.hook = [&] { script->RemoveCard(u"Reader A"); }});   // runs
-//     inside the call EXPECT_EQ(script->Calls(), (std::vector<std::string>{"StartTransaction(101)"}));
+//     ScriptedCard* script = ...; // from ScriptedCard_Instance(), see support/black_box_test.h
+//     script->AddReader(u"Reader A", Card{}); // what C_Initialize will find
+//     script->Next("Passwords_VerifyBOK", {.status = 15}); // the next such call answers 15
+//     script->Next("QES_VerifyPin", {.hook = [&] { script->RemoveCard(u"Reader A"); }}); // runs inside the call
+//     EXPECT_EQ(script->Calls(), (std::vector<std::string>{"StartTransaction(101)"}));
 //
 // Functions are named without their prefix "CardAPI_". Card sessions are 101, 102 and on, in the order of
 // their opening. Without any scripting a code is accepted and opens the secure-messaging channel of its card,

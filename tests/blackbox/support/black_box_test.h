@@ -3,8 +3,8 @@
 //
 //     TEST_F(SessionTest, FirstSessionStartsTheTransaction)
 //     {
-//         InitializeWithCard();                             // one reader, "Reader A", with a card: slots 1
-//         and 2 const CK_SESSION_HANDLE session = OpenSession(1); // fails the test unless it answers CKR_OK
+//         InitializeWithCard(); // one reader, "Reader A", with a card: slots 1 and 2
+//         const CK_SESSION_HANDLE session = OpenSession(1); // fails the test unless it answers CKR_OK
 //         EXPECT_EQ(script->Calls(), Texts({"StartTransaction(101)"}));
 //         EXPECT_EQ(f->C_CloseSession(session), CKR_OK);
 //     }
