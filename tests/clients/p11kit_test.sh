@@ -10,6 +10,7 @@ cp "$here/../../native/tavrik.module" files/
 ln -s "$front" objects/tavrik-pkcs11.so
 as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
+# shellcheck disable=SC2016 # the inner shell expands its own $0
 unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
     mount --bind files /usr/share/p11-kit/modules
     mount --bind objects "$0"

@@ -27,7 +27,9 @@ softcard/tavrik-scripted-pinentry.exe'
 
 zip=("$build"/tavrik-*-x64.zip)
 installer=("$build"/tavrik-*-x64.exe)
-[ -f "${zip[0]}" ] && [ -f "${installer[0]}" ] || fail "cpack has made no ZIP or no installer"
+if ! [ -f "${zip[0]}" ] || ! [ -f "${installer[0]}" ]; then
+    fail "cpack has made no ZIP or no installer"
+fi
 listing=$(python3 -m zipfile --list "${zip[0]}" | awk 'NR > 1 {print $1}' | sed 's|^[^/]*/||')
 while read -r file; do
     grep -qxF "$file" <<<"$listing" || fail "$file is not in the ZIP"

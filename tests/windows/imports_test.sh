@@ -14,7 +14,7 @@ for library in "$@"; do
         exit 1
     fi
     if others=$(grep -viE "^($own)\.dll\$" <<<"$needed"); then
-        echo "$library needs:" $others >&2
+        echo "$library needs: ${others//$'\n'/ }" >&2
         exit 1
     fi
     if ! grep -qE '^Entry d 0+ 0+ Delay Import Directory' <<<"$headers"; then
