@@ -85,6 +85,17 @@ Attributes PublicPartOf(const Attributes& privateKey)
     return attributes;
 }
 
+// The library has the first key of a slot sign, whichever key it is given. A further certificate of that key
+// has a private key object of its own, with the same numbers.
+bool IsKeyThatSigns(const Attributes& key,
+                    const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+{
+    const auto first = std::find_if(read.begin(), read.end(),
+                                    [](const auto& one) { return IsOfClass(one.second, CKO_PRIVATE_KEY); });
+    return ValueOf(key, CKA_MODULUS) == ValueOf(first->second, CKA_MODULUS) &&
+           ValueOf(key, CKA_PUBLIC_EXPONENT) == ValueOf(first->second, CKA_PUBLIC_EXPONENT);
+}
+
 // The subject of the certificate with the same id.
 void TakeSubject(Attributes& key, const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
 {
@@ -181,6 +192,9 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
         const bool hasPublicPart = IsOfClass(attributes, CKO_PRIVATE_KEY);
         if (hasPublicPart) {
             TakeSubject(object.attributes, read);
+            if (!IsKeyThatSigns(attributes, read)) {
+                object.attributes[CKA_SIGN] = BooleanValue(false);
+            }
             Object publicKey;
             publicKey.attributes = PublicPartOf(object.attributes);
             AddDefaults(publicKey.attributes);

@@ -22,7 +22,8 @@ struct Object
     bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
 };
 
-// The objects of a card's slot out of what the library has of them, without handles and slot.
+// The objects of a card's slot out of what the library has of them, in the library's order, without handles
+// and slot.
 std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read);
 
 // The public key that a template of C_CreateObject describes. Refuses what is none.

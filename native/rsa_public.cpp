@@ -41,6 +41,9 @@ std::size_t ModulusLength(const Object& key)
 
 bool SignatureMatches(const Object& key, const Bytes& signedData, Input signature)
 {
+    if (signature.size() != ModulusLength(key)) {
+        return false;
+    }
     Botan::PK_Verifier verifier(PublicKey(key), "EMSA3(Raw)");
     return verifier.verify_message(signedData.data(), signedData.size(), signature.data(), signature.size());
 }

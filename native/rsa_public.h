@@ -12,6 +12,8 @@ void RequireRoomInBlock(std::size_t dataLength, std::size_t modulusLength);
 // In bytes. Refuses a key without a modulus with CKR_KEY_TYPE_INCONSISTENT.
 std::size_t ModulusLength(const Object& key);
 
+// By PKCS#1 v1.5, with `signedData` as what follows the padding. False also for a signature of another length
+// than the modulus's.
 bool SignatureMatches(const Object& key, const Bytes& signedData, Input signature);
 
 // With padding from the system's random generator.

@@ -52,7 +52,10 @@ Bytes SignMessage(Front& front, Session& session)
     Require(!data.empty(), CKR_DATA_LEN_RANGE);
     RequireRoomInBlock(data.size(), operation.modulusLength);
     operation.authorised = false; // used up by the attempt
-    return front.SignOnCard(session, *operation.key, data);
+    Bytes signature = front.SignOnCard(session, *operation.key, data);
+    // The card may have signed with another key than that of the operation, or other data than those given.
+    Require(SignatureMatches(*operation.key, data, signature), CKR_FUNCTION_FAILED);
+    return signature;
 }
 
 } // namespace

@@ -4,6 +4,9 @@
 #include "support/system.h"
 #include "test_certificates.h"
 
+#include <botan/hash.h>
+#include <botan/hash_id.h>
+
 #include <cstring>
 #include <stdexcept>
 
@@ -163,6 +166,7 @@ FrontTest::FrontTest() : script(BlackBox::Script())
 {
     const std::u16string writable = directory.Path().u16string() + u"/";
     script->SetDirectories(writable, writable);
+    script->SignWith(SignatureOfCard);
     f = LoadFront(BlackBox::ScriptedFolder());
 }
 
@@ -190,6 +194,25 @@ void FrontTest::ProcessEvents()
 Bytes Text(const std::string& text)
 {
     return {text.begin(), text.end()};
+}
+
+Bytes SignatureOfCard(const std::string& function, const Bytes& data)
+{
+    return function == "QES_SignData" ? BlackBox::TestSignature(0, DigestInfo(data))
+                                      : BlackBox::TestSignature(1, data);
+}
+
+Bytes SignatureOfMessage(const Bytes& message)
+{
+    const auto hash = Botan::HashFunction::create_or_throw("SHA-256")->process(message);
+    return BlackBox::TestSignature(1, DigestInfo({hash.begin(), hash.end()}));
+}
+
+Bytes DigestInfo(const Bytes& hash)
+{
+    Bytes digestInfo = Botan::pkcs_hash_id("SHA-256");
+    digestInfo.insert(digestInfo.end(), hash.begin(), hash.end());
+    return digestInfo;
 }
 
 } // namespace FrontTests

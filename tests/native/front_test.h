@@ -83,4 +83,13 @@ private:
 
 Bytes Text(const std::string& text);
 
+// The card's keys sign: the qualified one, which has reference 2, with key 0, the ordinary one with key 1.
+Bytes SignatureOfCard(const std::string& function, const Bytes& data);
+
+// By the ordinary key, with SHA-256.
+Bytes SignatureOfMessage(const Bytes& message);
+
+// A hash by SHA-256 in the form that a block of PKCS#1 v1.5 has.
+Bytes DigestInfo(const Bytes& hash);
+
 } // namespace FrontTests

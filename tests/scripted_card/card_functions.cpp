@@ -183,21 +183,29 @@ CardStatus Core::Sign(const char* function, CardSession session, const uint8_t* 
     call.data.assign(data, data + length);
     call.capacity = *outputLength;
     call.constants = {last};
-    const bool decrypts = call.function == "ES_DecryptData";
-    Bytes result = decrypts ? call.data : Bytes(*outputLength, signatureFill);
+    const Bytes given = call.data;
     const Answer answer = Enter(std::move(call));
-    if (answer.output) {
-        result = *answer.output;
-    }
     if (!StoresOutputs(answer)) {
         return answer.status;
     }
+    const Bytes result = answer.output ? *answer.output : ResultOf(function, given, *outputLength);
     if (result.size() > *outputLength) {
         return insufficientBuffer;
     }
     std::copy(result.begin(), result.end(), output);
     *outputLength = static_cast<uint32_t>(result.size());
     return answer.status;
+}
+
+Bytes Core::ResultOf(const std::string& function, const Bytes& data, uint32_t capacity) const
+{
+    if (function == "ES_DecryptData") {
+        return data;
+    }
+    std::unique_lock lock(mutex);
+    const auto sign = signing;
+    lock.unlock();
+    return sign ? sign(function, data) : Bytes(capacity, signatureFill);
 }
 
 CardStatus Core::Verify(const char* function, CardSession session, const char* code, VerifyResult* result,

@@ -153,6 +153,8 @@ public:
     // Answers. `Next` queues one answer for one call; `Always` holds whenever the queue is empty.
     virtual void Next(const std::string& function, Answer answer) = 0;
     virtual void Always(const std::string& function, Answer answer) = 0;
+    // Makes the signatures that no answer has an output for, out of the function's name and the data given.
+    virtual void SignWith(std::function<Bytes(const std::string&, const Bytes&)> sign) = 0;
     virtual void SetDirectories(std::u16string appData, std::u16string userData) = 0;
 
     // The log switches: set at each Initialize from now on, and none for leaving the settings alone.

@@ -149,6 +149,12 @@ void Core::Always(const std::string& function, Answer answer)
     standing[function] = std::move(answer);
 }
 
+void Core::SignWith(std::function<Bytes(const std::string&, const Bytes&)> sign)
+{
+    const std::lock_guard lock(mutex);
+    signing = std::move(sign);
+}
+
 void Core::SetDirectories(std::u16string appData, std::u16string userData)
 {
     const std::lock_guard lock(mutex);

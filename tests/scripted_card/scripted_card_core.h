@@ -32,6 +32,7 @@ public:
     void DeliverOnOwnThread(bool enabled) override;
     void Next(const std::string& function, Answer answer) override;
     void Always(const std::string& function, Answer answer) override;
+    void SignWith(std::function<Bytes(const std::string&, const Bytes&)> sign) override;
     void SetDirectories(std::u16string appData, std::u16string userData) override;
     void SetLogSwitches(std::optional<LogSwitches> switches) override;
     void ApplyLogSwitches(const LogSwitches& switches) override;
@@ -87,6 +88,9 @@ private:
         std::shared_ptr<Card> card;
     };
 
+    // The bytes that a call gives back when its answer has none.
+    Bytes ResultOf(const std::string& function, const Bytes& data, uint32_t capacity) const;
+
     // Counts a call out again, also when its hook throws.
     class Departure
     {
@@ -120,6 +124,7 @@ private:
     bool ownThread = false;
     std::map<std::string, std::deque<Answer>> queued;
     std::map<std::string, Answer> standing;
+    std::function<Bytes(const std::string&, const Bytes&)> signing;
     std::u16string appDataDirectory = u"/nowhere/"; // no configuration, and no log file
     std::u16string userDataDirectory = u"/nowhere/";
     std::optional<LogSwitches> logSwitches;

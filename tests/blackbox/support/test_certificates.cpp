@@ -1,6 +1,7 @@
 #include "test_certificates.h"
 
 #include <botan/auto_rng.h>
+#include <botan/numthry.h>
 #include <botan/x509self.h>
 
 #include <algorithm>
@@ -28,6 +29,21 @@ const Botan::RSA_PrivateKey& TestKey(unsigned number)
         key = std::make_unique<Botan::RSA_PrivateKey>(random, number == longKey ? 2048 : 1024);
     }
     return *key;
+}
+
+Scripted::Bytes TestSignature(unsigned keyNumber, const Scripted::Bytes& data)
+{
+    const Botan::RSA_PrivateKey& key = TestKey(keyNumber);
+    const size_t length = key.get_n().bytes();
+    Scripted::Bytes block(length, 0xFF);
+    block[0] = 0;
+    block[1] = 1;
+    block.at(length - data.size() - 1) = 0;
+    std::copy(data.begin(), data.end(), block.end() - static_cast<std::ptrdiff_t>(data.size()));
+    // Botan's own signatures are made with threads, which a forked child does not have.
+    const auto signature =
+        Botan::BigInt::encode_1363(Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n()), length);
+    return {signature.begin(), signature.end()};
 }
 
 Scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName)

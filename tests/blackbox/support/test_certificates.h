@@ -12,6 +12,9 @@ namespace BlackBox {
 // Number 0 to 3; the same object for the same number. 1024 bits, except number 3, which has 2048.
 const Botan::RSA_PrivateKey& TestKey(unsigned number);
 
+// The data signed with that key, as a block of PKCS#1 v1.5. Works in a forked child too.
+Scripted::Bytes TestSignature(unsigned keyNumber, const Scripted::Bytes& data);
+
 // A self-signed certificate of that key in DER, with this common name.
 Scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName);
 
