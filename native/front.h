@@ -10,6 +10,7 @@
 #include "native/refusal.h"
 #include "native/session.h"
 #include "native/slot_table.h"
+#include "native/told_slots.h"
 
 #include <condition_variable>
 #include <map>
@@ -83,6 +84,7 @@ public:
     void Close();
 
     Gate gate;
+    ToldSlots toldSlots;
 
 private:
     std::shared_ptr<Session> FindSession(CK_SESSION_HANDLE handle);

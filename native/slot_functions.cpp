@@ -25,8 +25,15 @@ CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR pSlotList, CK_ULONG_PT
 {
     return InFront([&](Front& front) {
         Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
+        const bool withCardOnly = tokenPresent != CK_FALSE;
         front.LookAtReaders();
-        return HandOutList(front.SlotIds(tokenPresent != CK_FALSE), pSlotList, pulCount);
+        SlotIds list = front.SlotIds(withCardOnly);
+        if (pSlotList == nullptr) {
+            front.toldSlots.TellLength(withCardOnly, list);
+        } else {
+            list = front.toldSlots.ListFor(withCardOnly, *pulCount, std::move(list));
+        }
+        return HandOutList(list, pSlotList, pulCount);
     });
 }
 

@@ -26,7 +26,104 @@ TEST_F(SlotsTest, SlotListNeedsRoomForAll)
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(count, 2U);
     EXPECT_EQ(slots[0], 77U);
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    count = 1;
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL) << "less than was told";
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+}
+
+TEST_F(SlotsTest, ListAfterItsLengthHasRoomThoughACardCame)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    ASSERT_EQ(count, 2U);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    std::vector<CK_SLOT_ID> slots(4, 77);
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 77, 77}));
+    count = 3; // also for a caller with some room to spare
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3})) << "the next length counts the card";
+}
+
+TEST_F(SlotsTest, ListAfterALengthOfNoneIsEmptyThoughACardCame)
+{
+    script->AddReader(readerA);
+    Start();
+    for (const CK_BBOOL present : {CK_BBOOL{CK_FALSE}, CK_BBOOL{CK_TRUE}}) {
+        CK_ULONG count = 7;
+        ASSERT_EQ(f->C_GetSlotList(present, nullptr, &count), CKR_OK);
+        ASSERT_EQ(count, 0U);
+    }
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    CK_SLOT_ID slot = 77;
+    for (const CK_BBOOL present : {CK_BBOOL{CK_FALSE}, CK_BBOOL{CK_TRUE}}) {
+        CK_ULONG count = 0;
+        EXPECT_EQ(f->C_GetSlotList(present, &slot, &count), CKR_OK);
+        EXPECT_EQ(count, 0U);
+        EXPECT_EQ(slot, 77U);
+    }
+}
+
+TEST_F(SlotsTest, ListWithRoomForACardThatCameAfterItsLengthHasThatCard)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    std::vector<CK_SLOT_ID> slots(4, 77);
+    count = slots.size();
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
+    EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+}
+
+TEST_F(SlotsTest, LengthWithCardsAloneFixesNoListOfAllSlots)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    ASSERT_EQ(count, 2U);
+    CK_SLOT_ID slots[2] = {77, 77};
+    EXPECT_EQ(f->C_GetSlotList(CK_FALSE, slots, &count), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 4U);
+    EXPECT_EQ(slots[0], 77U);
+}
+
+TEST_F(SlotsTest, LengthOfOneThreadHoldsThoughAnotherCountsACard)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    std::thread([this] { EXPECT_EQ(Slots().size(), 4U); }).join();
+    CK_SLOT_ID slots[2] = {77, 77};
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots[1], 1U);
+}
+
+TEST_F(SlotsTest, LengthOfOneThreadHoldsForTheListOfAnother)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    CK_SLOT_ID slots[2] = {77, 77};
+    std::thread([&] { EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_OK); }).join();
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots[1], 1U);
 }
 
 TEST_F(SlotsTest, SlotKeepsItsPlaceWhenItsCardGoesAndComes)
