@@ -31,6 +31,7 @@ inline constexpr CK_ULONG effectivelyInfinite = 0;               // CK_EFFECTIVE
 // Constants of the standard that the packed form has no use for.
 inline constexpr CK_FLAGS dontBlock = 0x1;          // CKF_DONT_BLOCK
 inline constexpr CK_FLAGS hasRandomGenerator = 0x1; // CKF_RNG
+inline constexpr CK_FLAGS writeProtected = 0x2;     // CKF_WRITE_PROTECTED
 inline constexpr CK_STATE rwPublicSession = 2;      // CKS_RW_PUBLIC_SESSION
 inline constexpr CK_STATE rwUserFunctions = 3;      // CKS_RW_USER_FUNCTIONS
 inline constexpr CK_MECHANISM_TYPE sha1RsaPkcs = 0x6;

@@ -131,7 +131,7 @@ CK_SLOT_ID Front::WaitForEvent(bool blocking)
 CK_TOKEN_INFO Front::TokenInfo(CK_SLOT_ID id)
 {
     CK_TOKEN_INFO token = SlotWithCard(id).facts.token;
-    token.flags |= hasRandomGenerator;
+    token.flags |= hasRandomGenerator | writeProtected;
     token.ulMaxSessionCount = effectivelyInfinite;
     token.ulMaxRwSessionCount = effectivelyInfinite;
     for (CK_ULONG* memory : {&token.ulTotalPublicMemory, &token.ulFreePublicMemory,

@@ -259,6 +259,7 @@ TEST_F(SlotsTest, TokenHasARandomGeneratorAndAnyNumberOfSessions)
     ASSERT_EQ(f->C_GetTokenInfo(ordinary, &token), CKR_OK);
     EXPECT_NE(token.flags & hasRandomGenerator, 0U);
     EXPECT_NE(token.flags & CKF_LOGIN_REQUIRED, 0U);
+    EXPECT_NE(token.flags & writeProtected, 0U);
     EXPECT_EQ(token.ulMaxSessionCount, effectivelyInfinite);
     EXPECT_EQ(token.ulMaxRwSessionCount, effectivelyInfinite);
     EXPECT_EQ(token.ulTotalPrivateMemory, unavailableInformation);
