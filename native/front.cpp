@@ -275,6 +275,16 @@ void Front::ReleaseCard(packed::CK_SLOT_ID card)
     }
 }
 
+CK_RV Front::RefusalOfSecurityOfficer(const Session& session)
+{
+    const std::lock_guard lock(state);
+    if (sessions.Count(session.slot, false) > sessions.Count(session.slot, true)) {
+        return CKR_SESSION_READ_ONLY_EXISTS;
+    }
+    return slots.Find(session.slot)->loggedIn ? CKR_USER_ANOTHER_ALREADY_LOGGED_IN
+                                              : CKR_FUNCTION_NOT_SUPPORTED;
+}
+
 CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
 {
     Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN); // which no dialog need be waited for

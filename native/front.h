@@ -60,6 +60,8 @@ public:
     void CloseAllSessions(CK_SLOT_ID slot);
 
     // Login.
+    // Why no security officer can log in: the card knows none.
+    CK_RV RefusalOfSecurityOfficer(const Session& session);
     CK_RV LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length);
     // For the signature that the session has begun.
     CK_RV LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULONG length);

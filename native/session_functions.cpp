@@ -64,6 +64,9 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
+        if (userType == CKU_SO) {
+            return front.RefusalOfSecurityOfficer(*session);
+        }
         Require(userType == CKU_USER || userType == CKU_CONTEXT_SPECIFIC, CKR_USER_TYPE_INVALID);
         CheckCode(pPin, ulPinLen);
         if (userType == CKU_USER) {

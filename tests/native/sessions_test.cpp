@@ -51,6 +51,25 @@ TEST_F(SessionsTest, CodeReachesTheCardAsGiven)
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, "987654");
 }
 
+TEST_F(SessionsTest, SecurityOfficerIsAUserWhomTheCardDoesNotKnow)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE writing = Open(qualified, CKF_SERIAL_SESSION | CKF_RW_SESSION);
+    const CK_SESSION_HANDLE otherSlots = Open(ordinary);
+    EXPECT_EQ(Login(writing, CKU_SO), CKR_FUNCTION_NOT_SUPPORTED);
+    EXPECT_EQ(f->C_Login(writing, CKU_SO, nullptr, 0), CKR_FUNCTION_NOT_SUPPORTED);
+    EXPECT_EQ(Login(otherSlots, CKU_SO), CKR_SESSION_READ_ONLY_EXISTS);
+    ASSERT_EQ(Login(writing), CKR_OK);
+    EXPECT_EQ(Login(writing, CKU_SO), CKR_USER_ANOTHER_ALREADY_LOGGED_IN);
+    const CK_SESSION_HANDLE reading = Open(qualified);
+    EXPECT_EQ(Login(writing, CKU_SO), CKR_SESSION_READ_ONLY_EXISTS);
+    EXPECT_EQ(State(reading), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 1U);
+    for (const CK_USER_TYPE none : {CK_USER_TYPE{3}, unavailableInformation, CK_USER_TYPE{1} << 32U}) {
+        EXPECT_EQ(Login(writing, none), CKR_USER_TYPE_INVALID) << none;
+    }
+}
+
 TEST_F(SessionsTest, NullCodeHasTheCardSideAsk)
 {
     StartWithCard();
@@ -67,7 +86,6 @@ TEST_F(SessionsTest, CodeThatCanBeNoneCostsNoTry)
     EXPECT_EQ(Login(session, CKU_USER, std::string("123") + '\0' + "456"), CKR_PIN_INVALID);
     CK_UTF8CHAR none = 0;
     EXPECT_EQ(f->C_Login(session, CKU_USER, &none, 0), CKR_PIN_LEN_RANGE);
-    EXPECT_EQ(Login(session, CKU_SO), CKR_USER_TYPE_INVALID);
     EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
 }
 
