@@ -144,6 +144,15 @@ CK_TOKEN_INFO Front::TokenInfo(CK_SLOT_ID id)
     return token;
 }
 
+KeySizes Front::SizesOfKeys(const Slot& slot)
+{
+    if (slot.facts.keyBits != 0) {
+        return {slot.facts.keyBits, slot.facts.keyBits};
+    }
+    const std::lock_guard lock(state);
+    return objects.SizesOfKeys(slot.id);
+}
+
 CK_SESSION_HANDLE Front::OpenSession(CK_SLOT_ID slot, bool readWrite)
 {
     static_cast<void>(SlotWithCard(slot));

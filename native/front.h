@@ -51,6 +51,8 @@ public:
     // it.
     CK_SLOT_ID WaitForEvent(bool blocking);
     CK_TOKEN_INFO TokenInfo(CK_SLOT_ID id);
+    // In bits. What the card doesn't tell is known once the slot's keys have been read, and 0 until then.
+    KeySizes SizesOfKeys(const Slot& slot);
 
     // Sessions.
     CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot, bool readWrite);

@@ -198,12 +198,13 @@ std::optional<SlotFacts> Library::Describe(packed::CK_SLOT_ID slot) const
         return std::nullopt;
     }
     const auto* end = mechanisms.data() + count;
-    const bool hasRsa =
-        std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_RSA_PKCS) != end;
+    // A key whose record could not be read is listed as of neither kind for as long as its card is in.
+    const bool elliptic =
+        std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_ECDSA) != end;
     // A card's slots get their ids one after the other, the qualified one first.
     const bool ordinary = IsOrdinary(tokenInfo);
     const InnerSlot inner{slot, ordinary ? slot - 1 : slot};
-    return SlotFacts{inner, Widen(slotInfo), Widen(tokenInfo), hasRsa, ordinary, rsa.ulMaxKeySize};
+    return SlotFacts{inner, Widen(slotInfo), Widen(tokenInfo), !elliptic, ordinary, rsa.ulMaxKeySize};
 }
 
 packed::CK_SESSION_HANDLE Library::OpenSession(packed::CK_SLOT_ID slot) const

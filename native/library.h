@@ -25,7 +25,7 @@ struct SlotFacts
     InnerSlot inner;
     CK_SLOT_INFO slot{};
     CK_TOKEN_INFO token{};
-    bool rsa = false;      // the key of the slot is an RSA key
+    bool rsa = false;      // the key of the slot is an RSA key, or the card doesn't tell
     bool decrypts = false; // the key is of the family that also decrypts
     CK_ULONG keyBits = 0;  // 0 when the card doesn't tell
 };

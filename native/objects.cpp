@@ -290,6 +290,20 @@ std::vector<CK_OBJECT_HANDLE> ObjectTable::Search(CK_SLOT_ID slot, const Templat
     return found;
 }
 
+KeySizes ObjectTable::SizesOfKeys(CK_SLOT_ID slot) const
+{
+    KeySizes sizes;
+    for (const auto& one : objects) {
+        const Object& object = *one.second;
+        const CK_ULONG bits = NumberOf(object.attributes, CKA_MODULUS_BITS).value_or(0);
+        if (object.slot == slot && object.owner == 0 && bits != 0) {
+            sizes.smallest = sizes.smallest == 0 ? bits : std::min(sizes.smallest, bits);
+            sizes.largest = std::max(sizes.largest, bits);
+        }
+    }
+    return sizes;
+}
+
 CK_RV FillTemplate(const Object& object, CK_ATTRIBUTE* records, CK_ULONG count)
 {
     CK_RV answer = CKR_OK;

@@ -29,6 +29,12 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
 // The public key that a template of C_CreateObject describes. Refuses what is none.
 Object PublicKeyOf(const Template& wanted);
 
+struct KeySizes
+{
+    CK_ULONG smallest = 0; // bits
+    CK_ULONG largest = 0;
+};
+
 // Has a slot's private objects only while the slot is logged in.
 class ObjectTable
 {
@@ -45,6 +51,8 @@ public:
     // Null for an object that isn't in the slot.
     std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const;
     std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const;
+    // Of the card's keys in the slot, not of those that applications made; both 0 when there are none.
+    KeySizes SizesOfKeys(CK_SLOT_ID slot) const;
 
 private:
     std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects;

@@ -96,7 +96,8 @@ CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM
         }
         const bool signs = type == CKM_RSA_PKCS || HashOfSignature(type) != nullptr;
         Require(slot.facts.rsa && signs, CKR_MECHANISM_INVALID);
-        *pInfo = {slot.facts.keyBits, slot.facts.keyBits, CKF_HW | CKF_SIGN | CKF_VERIFY};
+        const KeySizes sizes = front.SizesOfKeys(slot);
+        *pInfo = {sizes.smallest, sizes.largest, CKF_HW | CKF_SIGN | CKF_VERIFY};
         if (type == CKM_RSA_PKCS && slot.facts.decrypts) {
             pInfo->flags |= CKF_ENCRYPT | CKF_DECRYPT;
         }

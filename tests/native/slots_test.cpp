@@ -334,6 +334,43 @@ TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
     EXPECT_EQ(count, 5U);
 }
 
+TEST_F(SlotsTest, KeyWhoseRecordFailedAtTheStartIsStillAnRsaKey)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->Next("ES_GetKeyInfo", {.status = 7});
+    Start();
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_HW | CKF_SIGN | CKF_VERIFY | CKF_ENCRYPT | CKF_DECRYPT);
+    EXPECT_EQ(info.ulMaxKeySize, 0U) << "not known yet";
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetMechanismList(ordinary, nullptr, &count), CKR_OK);
+    EXPECT_EQ(count, 11U);
+
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    for (const CK_MECHANISM_TYPE type : {CKM_RSA_PKCS, CKM_SHA256_RSA_PKCS}) {
+        ASSERT_EQ(f->C_GetMechanismInfo(ordinary, type, &info), CKR_OK);
+        EXPECT_EQ(info.ulMinKeySize, 1024U);
+        EXPECT_EQ(info.ulMaxKeySize, 1024U);
+    }
+}
+
+TEST_F(SlotsTest, SizesOfAKeyWhoseRecordFailedAreThoseOfTheSlotsKeys)
+{
+    auto card = BlackBox::CertifiedCard();
+    card.es.push_back(BlackBox::TestCertifiedKey(3, 1, "Long"));
+    script->AddReader(readerA, card);
+    script->Next("ES_GetKeyInfo", {.status = 7});
+    Start();
+    ASSERT_EQ(Login(Open(ordinary)), CKR_OK);
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.ulMinKeySize, 1024U);
+    EXPECT_EQ(info.ulMaxKeySize, 2048U);
+}
+
 TEST_F(SlotsTest, EventsAreToldOnceEach)
 {
     StartWithCard();
