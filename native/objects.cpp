@@ -182,6 +182,11 @@ CK_ULONG BitsOf(const Bytes& number)
 
 } // namespace
 
+bool Object::IsKey() const
+{
+    return IsOfClass(attributes, CKO_PUBLIC_KEY) || IsOfClass(attributes, CKO_PRIVATE_KEY);
+}
+
 std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
 {
     std::vector<Object> objects;

@@ -19,6 +19,7 @@ struct Object
     packed::CK_OBJECT_HANDLE inner = 0; // 0 for one that the library doesn't have
     Attributes attributes;
 
+    bool IsKey() const; // public or private
     bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
 };
 

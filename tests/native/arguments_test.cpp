@@ -133,6 +133,19 @@ TEST_F(ArgumentsTest, KeyDoesOnlyWhatItSays)
     EXPECT_EQ(f->C_SignInit(other, &mechanism, privateKey), CKR_KEY_HANDLE_INVALID); // another slot's
 }
 
+TEST_F(ArgumentsTest, WhatIsNoKeyIsNoKeyForAnyOperation)
+{
+    StartOrdinary();
+    const CK_OBJECT_HANDLE certificate = FindOne(session, CKO_CERTIFICATE);
+    for (const CK_OBJECT_HANDLE object : {certificate, CK_OBJECT_HANDLE{0}, certificate + 1000}) {
+        for (auto* begin : {f->C_SignInit, f->C_VerifyInit, f->C_EncryptInit, f->C_DecryptInit}) {
+            EXPECT_EQ(Begin(begin, CKM_RSA_PKCS, object), CKR_KEY_HANDLE_INVALID) << object;
+        }
+    }
+    EXPECT_EQ(Begin(f->C_SignInit, CKM_SHA256_RSA_PKCS, certificate), CKR_KEY_HANDLE_INVALID);
+    EXPECT_EQ(Begin(f->C_VerifyInit, CKM_SHA256_RSA_PKCS, certificate), CKR_KEY_HANDLE_INVALID);
+}
+
 TEST_F(ArgumentsTest, OperationIsActiveUntilItEnds)
 {
     StartOrdinary();

@@ -312,7 +312,6 @@ TEST_F(OperationsTest, StartsTestTheirArguments)
     EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, key + 100), CKR_KEY_HANDLE_INVALID);
     EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PUBLIC_KEY)),
               CKR_KEY_FUNCTION_NOT_PERMITTED);
-    EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_CERTIFICATE)), CKR_KEY_TYPE_INCONSISTENT);
     CK_BYTE byte = 0;
     CK_MECHANISM parameter{CKM_RSA_PKCS, &byte, 1};
     EXPECT_EQ(f->C_SignInit(session, &parameter, key), CKR_MECHANISM_PARAM_INVALID);
