@@ -14,11 +14,6 @@ constexpr uint8_t integerTag = 0x02;
 constexpr uint8_t signBit = 0x80;
 constexpr std::size_t longestShortForm = 0x7F;
 
-bool IsTrue(const Bytes& value)
-{
-    return std::any_of(value.begin(), value.end(), [](uint8_t byte) { return byte != 0; });
-}
-
 Bytes DerLength(std::size_t length)
 {
     if (length <= longestShortForm) {
@@ -119,6 +114,11 @@ Bytes NumberValue(CK_ULONG number)
 Bytes BooleanValue(bool flag)
 {
     return {static_cast<uint8_t>(flag ? CK_TRUE : CK_FALSE)};
+}
+
+bool IsTrue(const Bytes& value)
+{
+    return std::any_of(value.begin(), value.end(), [](uint8_t byte) { return byte != 0; });
 }
 
 Bytes TextValue(const char* text)

@@ -45,6 +45,7 @@ Bytes DerInteger(std::span<const uint8_t> magnitude);
 
 Bytes NumberValue(CK_ULONG number);
 Bytes BooleanValue(bool flag);
+bool IsTrue(const Bytes& value); // of a boolean
 Bytes TextValue(const char* text);
 
 // None when the attribute is missing or of another width.

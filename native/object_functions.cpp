@@ -20,7 +20,7 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        Require(pTemplate != nullptr && phObject != nullptr, CKR_ARGUMENTS_BAD);
+        Require(phObject != nullptr, CKR_ARGUMENTS_BAD);
         Object object = PublicKeyOf(ReadTemplate(pTemplate, ulCount));
         if (FlagOf(object.attributes, CKA_TOKEN)) {
             return session->readWrite ? CKR_TOKEN_WRITE_PROTECTED : CKR_SESSION_READ_ONLY;

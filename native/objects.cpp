@@ -2,6 +2,8 @@
 
 #include "native/refusal.h"
 
+#include <botan/bigint.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -10,6 +12,7 @@ namespace {
 
 constexpr std::size_t longestModulus = 1024; // bytes
 constexpr std::size_t longestExponent = 8;   // bytes
+constexpr std::size_t dateLength = 8;        // bytes of a CK_DATE
 
 CK_OBJECT_HANDLE lastObjectHandle = 0; // of the process, so that no handle comes twice
 
@@ -154,20 +157,37 @@ void RequireGivable(CK_ATTRIBUTE_TYPE type)
     }
 }
 
-void RequirePublicRsaKey(const Attributes& attributes)
+void RequireNumber(const Attributes& attributes, CK_ATTRIBUTE_TYPE type, CK_ULONG number)
 {
-    for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_KEY_TYPE, CKA_MODULUS, CKA_PUBLIC_EXPONENT}) {
-        Require(attributes.contains(type), CKR_TEMPLATE_INCOMPLETE);
-    }
-    Require(IsOfClass(attributes, CKO_PUBLIC_KEY), CKR_ATTRIBUTE_VALUE_INVALID);
-    Require(NumberOf(attributes, CKA_KEY_TYPE) == CK_ULONG{CKK_RSA}, CKR_ATTRIBUTE_VALUE_INVALID);
-    const auto isWhole = [&attributes](CK_ATTRIBUTE_TYPE type, std::size_t longest) {
-        const Bytes& value = attributes.at(type);
-        return value.size() <= longest &&
-               std::any_of(value.begin(), value.end(), [](uint8_t byte) { return byte != 0; });
-    };
-    Require(isWhole(CKA_MODULUS, longestModulus), CKR_ATTRIBUTE_VALUE_INVALID);
-    Require(isWhole(CKA_PUBLIC_EXPONENT, longestExponent), CKR_ATTRIBUTE_VALUE_INVALID);
+    Require(attributes.contains(type), CKR_TEMPLATE_INCOMPLETE);
+    Require(NumberOf(attributes, type) == number, CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+// What PKCS #1 says of an RSA public key: two odd numbers, and an exponent of at least 3 below the modulus.
+void RequireRsaNumbers(const Bytes& modulus, const Bytes& exponent)
+{
+    constexpr unsigned smallestExponent = 3;
+    Require(modulus.size() <= longestModulus && exponent.size() <= longestExponent,
+            CKR_ATTRIBUTE_VALUE_INVALID);
+    const Botan::BigInt n(modulus);
+    const Botan::BigInt e(exponent);
+    Require(n.is_odd() && e.is_odd() && e >= smallestExponent && e < n, CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+// Empty, or year, month and day in digits.
+bool IsDate(const Bytes& value)
+{
+    return value.empty() ||
+           (value.size() == dateLength &&
+            std::all_of(value.begin(), value.end(), [](uint8_t byte) { return byte >= '0' && byte <= '9'; }));
+}
+
+void RequirePublicKeyAttribute(CK_ATTRIBUTE_TYPE type, const Bytes& value)
+{
+    RequireGivable(type);
+    Require(type != CKA_TRUSTED || !IsTrue(value), CKR_ATTRIBUTE_READ_ONLY); // the security officer's to set
+    const bool isDate = type == CKA_START_DATE || type == CKA_END_DATE;
+    Require(!isDate || IsDate(value), CKR_ATTRIBUTE_VALUE_INVALID);
 }
 
 CK_ULONG BitsOf(const Bytes& number)
@@ -215,10 +235,20 @@ Object PublicKeyOf(const Template& wanted)
 {
     Object object;
     for (const auto& [type, value] : wanted) {
-        RequireGivable(type);
-        Require(object.attributes.insert({type, value}).second, CKR_TEMPLATE_INCONSISTENT);
+        const bool isFlag = KindOf(type) == AttributeKind::boolean;
+        Bytes kept = isFlag ? BooleanValue(IsTrue(value)) : value;
+        Require(object.attributes.insert({type, std::move(kept)}).second, CKR_TEMPLATE_INCONSISTENT);
     }
-    RequirePublicRsaKey(object.attributes);
+    // Class and type first: they say what the other attributes can be.
+    RequireNumber(object.attributes, CKA_CLASS, CKO_PUBLIC_KEY);
+    RequireNumber(object.attributes, CKA_KEY_TYPE, CKK_RSA);
+    for (const auto& [type, value] : object.attributes) {
+        RequirePublicKeyAttribute(type, value);
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_MODULUS, CKA_PUBLIC_EXPONENT}) {
+        Require(object.attributes.contains(type), CKR_TEMPLATE_INCOMPLETE);
+    }
+    RequireRsaNumbers(object.attributes[CKA_MODULUS], object.attributes[CKA_PUBLIC_EXPONENT]);
     object.attributes[CKA_MODULUS_BITS] = NumberValue(BitsOf(object.attributes[CKA_MODULUS]));
     object.attributes.insert({CKA_TOKEN, BooleanValue(false)});
     object.attributes.insert({CKA_PRIVATE, BooleanValue(false)});

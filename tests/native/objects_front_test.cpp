@@ -357,6 +357,83 @@ TEST_F(ObjectsFrontTest, NumbersOfAMadeKeyAreTested)
     EXPECT_EQ(create(CKO_PUBLIC_KEY, 3, Bytes(128, 1), exponent), CKR_ATTRIBUTE_VALUE_INVALID);
 }
 
+TEST_F(ObjectsFrontTest, NumbersThatNoRsaKeyHasAreRefusedAtOnce)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    const auto create = [&](const Bytes& modulus, const Bytes& exponent) {
+        CK_OBJECT_HANDLE key = 0;
+        Records records;
+        records.Number(CKA_CLASS, CKO_PUBLIC_KEY).Number(CKA_KEY_TYPE, CKK_RSA);
+        return Create(session, records.Add(CKA_MODULUS, modulus).Add(CKA_PUBLIC_EXPONENT, exponent), key);
+    };
+    Bytes even(128, 0xFF);
+    even.back() = 0xFE;
+    const Bytes odd(128, 0xFF);
+    EXPECT_EQ(create(odd, {3}), CKR_OK);
+    EXPECT_EQ(create(odd, {0, 1, 0, 1}), CKR_OK);
+    EXPECT_EQ(create(even, {1, 0, 1}), CKR_ATTRIBUTE_VALUE_INVALID) << "an even modulus";
+    EXPECT_EQ(create(odd, {2}), CKR_ATTRIBUTE_VALUE_INVALID) << "an even exponent";
+    EXPECT_EQ(create(odd, {1, 0, 0}), CKR_ATTRIBUTE_VALUE_INVALID) << "an even exponent";
+    EXPECT_EQ(create(odd, {1}), CKR_ATTRIBUTE_VALUE_INVALID) << "an exponent that leaves what it is given";
+    EXPECT_EQ(create({0x11}, {0x11}), CKR_ATTRIBUTE_VALUE_INVALID) << "an exponent as large as the modulus";
+    EXPECT_EQ(create({0, 0, 0x0F}, {0x11}), CKR_ATTRIBUTE_VALUE_INVALID) << "a larger one";
+}
+
+TEST_F(ObjectsFrontTest, TemplateOfNothingIsIncomplete)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    CK_OBJECT_HANDLE key = 0;
+    CK_ATTRIBUTE none{};
+    EXPECT_EQ(f->C_CreateObject(session, nullptr, 0, &key), CKR_TEMPLATE_INCOMPLETE);
+    EXPECT_EQ(f->C_CreateObject(session, &none, 0, &key), CKR_TEMPLATE_INCOMPLETE);
+    EXPECT_EQ(f->C_CreateObject(session, nullptr, 1, &key), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_CreateObject(session, nullptr, 0, nullptr), CKR_ARGUMENTS_BAD);
+}
+
+TEST_F(ObjectsFrontTest, ObjectOfAnotherClassIsRefusedByItsClass)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    CK_OBJECT_HANDLE made = 0;
+    EXPECT_EQ(Create(session,
+                     Records()
+                         .Number(CKA_CLASS, CKO_CERTIFICATE)
+                         .Number(CKA_CERTIFICATE_TYPE, 0)
+                         .Add(CKA_VALUE, {0x30, 0}),
+                     made),
+              CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(Create(session, Records().Number(CKA_CERTIFICATE_TYPE, 0), made), CKR_TEMPLATE_INCOMPLETE);
+    constexpr CK_ULONG elliptic = 3;
+    EXPECT_EQ(Create(session,
+                     Records()
+                         .Number(CKA_CLASS, CKO_PUBLIC_KEY)
+                         .Number(CKA_KEY_TYPE, elliptic)
+                         .Add(0x180, {0x06, 0}), // CKA_EC_PARAMS
+                     made),
+              CKR_ATTRIBUTE_VALUE_INVALID);
+    EXPECT_EQ(Create(session, Records().Number(CKA_CLASS, CKO_PUBLIC_KEY).Flag(CKA_SIGN, 1), made),
+              CKR_TEMPLATE_INCOMPLETE);
+}
+
+TEST_F(ObjectsFrontTest, OtherValuesOfAMadeKeyAreTested)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn();
+    CK_OBJECT_HANDLE key = 0;
+    const auto create = [&](CK_ATTRIBUTE_TYPE type, const Bytes& value) {
+        return Create(session, PublicKey(BlackBox::TestKey(2)).Add(type, value), key);
+    };
+    for (const CK_ATTRIBUTE_TYPE date : {CKA_START_DATE, CKA_END_DATE}) {
+        EXPECT_EQ(create(date, Text("20260131")), CKR_OK);
+        EXPECT_EQ(create(date, {}), CKR_OK);
+        EXPECT_EQ(create(date, Text("2026013")), CKR_ATTRIBUTE_VALUE_INVALID);
+        EXPECT_EQ(create(date, Text("2026-1-3")), CKR_ATTRIBUTE_VALUE_INVALID);
+    }
+    EXPECT_EQ(create(CKA_TRUSTED, {CK_FALSE}), CKR_OK);
+    EXPECT_EQ(create(CKA_TRUSTED, {CK_TRUE}), CKR_ATTRIBUTE_READ_ONLY) << "that is the security officer's";
+    ASSERT_EQ(create(CKA_ENCRYPT, {0xFF}), CKR_OK);
+    EXPECT_EQ(Read(session, key, CKA_ENCRYPT), Bytes{CK_TRUE});
+}
+
 TEST_F(ObjectsFrontTest, EachPartOfAMadeKeyIsNeeded)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn();
@@ -382,7 +459,7 @@ TEST_F(ObjectsFrontTest, BitsOfAMadeKeyAreCounted)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(ordinary);
-    for (const auto& [modulus, bits] : {std::pair(Bytes{0, 0x01, 0x00}, 9), {{0xFF}, 8}, {{0x40, 0}, 15}}) {
+    for (const auto& [modulus, bits] : {std::pair(Bytes{0, 0x01, 0x01}, 9), {{0xFF}, 8}, {{0x40, 1}, 15}}) {
         CK_OBJECT_HANDLE key = 0;
         Records records;
         records.Number(CKA_CLASS, CKO_PUBLIC_KEY).Number(CKA_KEY_TYPE, CKK_RSA).Add(CKA_MODULUS, modulus);
