@@ -89,6 +89,22 @@ TEST_F(SessionsTest, CodeThatCanBeNoneCostsNoTry)
     EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
 }
 
+TEST_F(SessionsTest, CodeOfASignatureThatCanBeNoneCostsNoTryAndLeavesTheSignature)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    for (const std::string& code :
+         {std::string("65432") + '\0', std::string(1, '\0'), '\0' + std::string("1")}) {
+        EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC, code), CKR_PIN_INVALID);
+    }
+    EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
+    Bytes signature;
+    ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+}
+
 TEST_F(SessionsTest, LengthOfANullCodeMeansNothing)
 {
     StartWithCard();
