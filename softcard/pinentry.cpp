@@ -5,6 +5,7 @@
 #include "system/pinentry_program.h"
 #include "text.h"
 
+#include <algorithm>
 #include <system_error>
 
 namespace softcard {
@@ -34,6 +35,12 @@ std::string Describe(const CodeRequest& request)
            request.reader + "\".\n" + tries;
 }
 
+// Codes cross the boundary ended by a zero, so none has one inside.
+bool CanBeTyped(const SecretText& code)
+{
+    return !code.empty() && std::find(code.begin(), code.end(), '\0') == code.end();
+}
+
 } // namespace
 
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder)
@@ -42,7 +49,7 @@ std::optional<SecretText> AskForCode(const CodeRequest& request, const std::file
     const std::filesystem::path program = ChosenProgram(configFolder);
     std::optional<SecretText> code =
         program.empty() ? AskWithoutChoice(question) : AskThroughProgram(program, question);
-    return code && !code->empty() ? std::move(code) : std::nullopt;
+    return code && CanBeTyped(*code) ? std::move(code) : std::nullopt;
 }
 
 } // namespace softcard

@@ -101,6 +101,20 @@ TEST_F(Keyboard, IsScriptedByAFileInTheCurrentFolderToo)
     EXPECT_EQ(AnswersLeft(), "123456\n");
 }
 
+TEST_F(Keyboard, AnswerWithAZeroByteSpendsNoTry)
+{
+    using std::string_literals::operator""s;
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("654321\0\n6\00054321\n\0\n123456\0\n"s);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, userInputError);
+    }
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(AnswersLeft(), "");
+    EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
+    EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2);
+}
+
 TEST_F(Keyboard, IsTheConfiguredOneUnlessTheEnvironmentNamesOne)
 {
     const CardSession session = InsertAndOpen("ref2");
