@@ -81,11 +81,11 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
         const Input data = InputOf(pEncryptedData, ulEncryptedDataLen);
         Require(pulDataLen != nullptr, CKR_ARGUMENTS_BAD);
         DecryptOperation& operation = *session->decrypt;
-        Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);
         if (pData == nullptr) {
             *pulDataLen = operation.modulusLength; // at most; the card isn't asked for a question of length
             return ending.Stay(CKR_OK);
         }
+        Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);
         const Bytes block(data.begin(), data.end());
         if (!operation.decrypted || operation.block != block) {
             operation.decrypted = TakeOver(front.DecryptOnCard(*session, *operation.key, block));

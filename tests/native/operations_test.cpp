@@ -384,6 +384,17 @@ TEST_F(OperationsTest, DecryptionAsksTheCardOnceForACallerWithTooLittleRoom)
     EXPECT_EQ(f->C_Decrypt(session, block.data(), 127, plain.data(), &length), CKR_ENCRYPTED_DATA_LEN_RANGE);
 }
 
+TEST_F(OperationsTest, QuestionOfLengthNeedsNoEncryptedData)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes block(128, 1);
+    CK_ULONG length = 0;
+    EXPECT_EQ(f->C_Decrypt(session, nullptr, 0, nullptr, &length), CKR_OK);
+    EXPECT_EQ(length, 128U);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_OK);
+}
+
 TEST_F(OperationsTest, AnotherBlockIsNotAnsweredWithTheTextOfTheFirst)
 {
     const CK_SESSION_HANDLE session = StartOrdinary();
