@@ -47,8 +47,9 @@ CK_RV C_GetObjectSize(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, CK_U
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         Require(pulSize != nullptr, CKR_ARGUMENTS_BAD);
+        const auto object = RequireObject(front, *session, hObject); // may be destroyed meanwhile
         CK_ULONG size = 0;
-        for (const auto& attribute : RequireObject(front, *session, hObject)->attributes) {
+        for (const auto& attribute : object->attributes) {
             size += attribute.second.size();
         }
         *pulSize = size;

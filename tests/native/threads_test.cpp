@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include <malloc.h>
+
 namespace FrontTests {
 namespace {
 
@@ -105,6 +107,42 @@ TEST_F(ThreadsTest, ObjectMadeWhileItsCardGoesDoesNotStay)
         ProcessEvents();
         EXPECT_TRUE(Find(Open(ordinary)).empty()) << i;
     }
+}
+
+TEST_F(ThreadsTest, ObjectThatIsDestroyedWhileItIsMeasuredHasItsSizeOrNone)
+{
+    mallopt(M_PERTURB, 0xA5); // what is freed cannot pass for what it was
+    StartWithCard();
+    const CK_SESSION_HANDLE owner = Open(ordinary);
+    const CK_SESSION_HANDLE other = Open(ordinary);
+    Records records;
+    records.Number(CKA_CLASS, CKO_PUBLIC_KEY).Number(CKA_KEY_TYPE, CKK_RSA);
+    records.Add(CKA_MODULUS, Bytes(128, 1)).Add(CKA_PUBLIC_EXPONENT, {3});
+    CK_ATTRIBUTE* const data = records.Data();
+    CK_OBJECT_HANDLE first = 0;
+    ASSERT_EQ(f->C_CreateObject(owner, data, records.Count(), &first), CKR_OK);
+    CK_ULONG expected = 0;
+    ASSERT_EQ(f->C_GetObjectSize(other, first, &expected), CKR_OK);
+
+    std::atomic<CK_OBJECT_HANDLE> newest{first};
+    std::atomic<bool> going{true};
+    std::atomic<int> wrong{0};
+    std::thread measuring([&] {
+        while (going) {
+            CK_ULONG size = expected;
+            const CK_RV answer = f->C_GetObjectSize(other, newest, &size);
+            wrong += (answer == CKR_OK || answer == CKR_OBJECT_HANDLE_INVALID) && size == expected ? 0 : 1;
+        }
+    });
+    for (int i = 0; i < 3000; ++i) {
+        CK_OBJECT_HANDLE made = 0;
+        ASSERT_EQ(f->C_CreateObject(owner, data, records.Count(), &made), CKR_OK);
+        const CK_OBJECT_HANDLE old = newest.exchange(made);
+        ASSERT_EQ(f->C_DestroyObject(owner, old), CKR_OK);
+    }
+    going = false;
+    measuring.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
