@@ -1,8 +1,9 @@
 #include "native/front.h"
 
+#include "native/rsa_public.h"
+
 #include <algorithm>
 #include <chrono>
-#include <optional>
 
 namespace native {
 namespace {
@@ -46,14 +47,7 @@ CK_INFO Front::Info() const
 
 void Front::LookAtReaders()
 {
-    const GateAttempt attempt(gate);
-    if (attempt) {
-        LookBehindGate();
-    }
-}
-
-void Front::LookBehindGate()
-{
+    const std::lock_guard look(looking);
     std::vector<packed::CK_SLOT_ID> known;
     {
         const std::lock_guard lock(state);
@@ -62,12 +56,12 @@ void Front::LookBehindGate()
     if (!library.HasOtherSlots(known)) {
         return;
     }
-    auto present = library.Slots();
-    std::vector<SlotFacts> fresh;
+    const auto present = library.Slots();
+    std::vector<SlotTable::Shown> fresh;
     for (const packed::CK_SLOT_ID inner : present) {
         if (std::find(known.begin(), known.end(), inner) == known.end()) {
-            if (auto facts = library.Describe(inner)) {
-                fresh.push_back(*facts);
+            if (const auto shown = library.SlotInfo(inner)) {
+                fresh.emplace_back(inner, *shown);
             }
         }
     }
@@ -78,8 +72,49 @@ void Front::LookBehindGate()
         objects.RemoveOfSlot(emptied);
         ++loginNumbers[emptied];
     }
-    std::erase_if(loggedInCards, [this](auto card) { return !slots.HasCard(card); });
-    std::erase_if(keepers, [this](const auto& keeper) { return !slots.HasCard(keeper.first); });
+}
+
+// Who asks for a card that another thread is asking at this moment waits for its answer; nobody waits for
+// another card.
+void Front::Describe(packed::CK_SLOT_ID card)
+{
+    std::vector<SlotFacts> undescribed;
+    {
+        std::unique_lock lock(state);
+        described.wait(lock, [this, card] { return !describing.contains(card); });
+        undescribed = slots.Undescribed(card);
+        if (undescribed.empty()) {
+            return;
+        }
+        describing[card] = std::this_thread::get_id();
+    }
+    const auto end = [this, card] {
+        const std::lock_guard lock(state);
+        describing.erase(card);
+        described.notify_all();
+    };
+    try {
+        for (SlotFacts& facts : undescribed) {
+            if (library.Describe(facts)) {
+                const std::lock_guard lock(state);
+                slots.Describe(facts);
+            }
+        }
+    } catch (...) {
+        end();
+        throw;
+    }
+    end();
+}
+
+// Nobody has to ask a card about itself then while its dialog is open.
+void Front::DescribeBeforeWork(packed::CK_SLOT_ID card)
+{
+    try {
+        Describe(card);
+    } catch (...) {
+        return; // who wants to know asks again
+    }
 }
 
 std::vector<CK_SLOT_ID> Front::SlotIds(bool withCardOnly)
@@ -110,6 +145,18 @@ Slot Front::SlotWithCard(CK_SLOT_ID id)
     return slot;
 }
 
+Slot Front::DescribedSlot(CK_SLOT_ID id)
+{
+    Slot slot = SlotWithCard(id);
+    if (!slot.described) {
+        Describe(slot.facts.inner.card);
+        const std::lock_guard lock(state);
+        slot = *slots.Find(id);
+        Require(slot.described && slot.present, CKR_TOKEN_NOT_PRESENT); // it has gone meanwhile
+    }
+    return slot;
+}
+
 CK_SLOT_ID Front::WaitForEvent(bool blocking)
 {
     while (true) {
@@ -130,7 +177,7 @@ CK_SLOT_ID Front::WaitForEvent(bool blocking)
 
 CK_TOKEN_INFO Front::TokenInfo(CK_SLOT_ID id)
 {
-    CK_TOKEN_INFO token = SlotWithCard(id).facts.token;
+    CK_TOKEN_INFO token = DescribedSlot(id).facts.token;
     token.flags |= hasRandomGenerator | writeProtected;
     token.ulMaxSessionCount = effectivelyInfinite;
     token.ulMaxRwSessionCount = effectivelyInfinite;
@@ -157,8 +204,9 @@ CK_SESSION_HANDLE Front::OpenSession(CK_SLOT_ID slot, bool readWrite)
 {
     static_cast<void>(SlotWithCard(slot));
     const std::lock_guard lock(state);
-    Require(slots.Find(slot)->present, CKR_TOKEN_NOT_PRESENT);
-    return sessions.Open(slot, readWrite)->handle;
+    const Slot* opened = slots.Find(slot);
+    Require(opened->present, CKR_TOKEN_NOT_PRESENT);
+    return sessions.Open(slot, opened->facts.inner, readWrite)->handle;
 }
 
 std::shared_ptr<Session> Front::FindSession(CK_SESSION_HANDLE handle)
@@ -170,9 +218,8 @@ std::shared_ptr<Session> Front::FindSession(CK_SESSION_HANDLE handle)
     }
     Require(session != nullptr, CKR_SESSION_HANDLE_INVALID);
     // A card that has gone has closed its sessions.
-    const GateAttempt attempt(gate);
-    if (attempt && !library.HasSlot(InnerSlotOf(session->slot).id)) {
-        LookBehindGate();
+    if (!library.HasSlot(session->card.id)) {
+        LookAtReaders();
     }
     return session;
 }
@@ -199,19 +246,17 @@ CK_SESSION_INFO Front::InfoOf(CK_SESSION_HANDLE handle)
 
 void Front::CloseSession(SessionUse& session)
 {
-    packed::CK_SLOT_ID card = 0;
     bool isToRelease = false;
     {
         const std::lock_guard lock(state);
         Require(sessions.Close(*session), CKR_SESSION_HANDLE_INVALID);
         objects.RemoveOfSession(session->handle);
-        isToRelease = IsToRelease(session->slot);
-        card = slots.Find(session->slot)->facts.inner.card;
+        isToRelease = slots.Find(session->slot)->loggedIn && !sessions.IsUsed(session->slot);
     }
     DropInner(*session);
     if (isToRelease) {
         const GateStay stay(gate, Gate::Stay::brief);
-        ReleaseCard(card);
+        ReleaseCard(session->card.card);
     }
 }
 
@@ -233,54 +278,52 @@ void Front::CloseAllSessions(CK_SLOT_ID slot)
     }
 }
 
-// Whether the slot has no session left and the library has something of its card to let go of. The caller
-// holds the lock of the front.
-bool Front::IsToRelease(CK_SLOT_ID slot)
-{
-    const packed::CK_SLOT_ID card = slots.Find(slot)->facts.inner.card;
-    if (sessions.IsUsed(slot) || !keepers.contains(card)) {
-        return false;
-    }
-    const auto& all = slots.All();
-    const bool cardInUse = std::any_of(all.begin(), all.end(), [&](const Slot& other) {
-        return other.present && other.facts.inner.card == card && sessions.IsUsed(other.id);
-    });
-    return !cardInUse || slots.Find(slot)->loggedIn;
-}
-
-// The slots of a card without sessions are logged out. With no slot left that is logged in, so is the card;
-// and with no session left, the library lets go of it. Used behind the gate.
+// The slots of a card without sessions are logged out. With no slot left that is logged in, so is the card,
+// and the library lets go of it. Used behind the gate.
 void Front::ReleaseCard(packed::CK_SLOT_ID card)
 {
-    bool anyLogin = false;
-    bool anySession = false;
     {
         const std::lock_guard lock(state);
-        for (Slot& slot : slots.All()) {
-            if (!slot.present || slot.facts.inner.card != card) {
-                continue;
+        for (Slot* slot : slots.OfCard(card)) {
+            if (slot->loggedIn && !sessions.IsUsed(slot->id)) {
+                EndLogin(*slot);
             }
-            const bool used = sessions.IsUsed(slot.id);
-            if (!used && slot.loggedIn) {
-                EndLogin(slot);
-            }
-            anySession = anySession || used;
-            anyLogin = anyLogin || slot.loggedIn;
         }
     }
-    const auto found = keepers.find(card);
-    if (found == keepers.end()) {
+    const auto keeper = keepers.find(card);
+    if (keeper == keepers.end() || IsLoggedInTo(card)) {
         return;
     }
-    const packed::CK_SESSION_HANDLE keeper = found->second;
-    std::optional<InnerSessionEnd> end; // after the logout, also when that throws
-    if (!anySession) {
-        end.emplace(library, keeper);
-        const std::lock_guard lock(state);
-        keepers.erase(found);
+    try {
+        library.Logout(keeper->second);
+    } catch (...) {
+        LeaveCard(card);
+        throw;
     }
-    if (!anyLogin && loggedInCards.erase(card) > 0) {
-        library.Logout(keeper);
+    LeaveCard(card);
+}
+
+// The library has no session on the card any more, and so no transaction. Used behind the gate.
+void Front::LeaveCard(packed::CK_SLOT_ID card)
+{
+    CloseInnerSessions(card);
+    if (const auto keeper = keepers.extract(card)) {
+        library.CloseSession(keeper.mapped());
+    }
+}
+
+// What the library's sessions have begun, or are authorised to, ends with them. Used behind the gate.
+void Front::CloseInnerSessions(packed::CK_SLOT_ID card)
+{
+    std::vector<std::shared_ptr<Session>> ofCard;
+    {
+        const std::lock_guard lock(state);
+        ofCard = sessions.OfCard(card);
+    }
+    for (const auto& session : ofCard) {
+        if (const auto inner = session->inner.exchange(0)) {
+            library.CloseSession(inner);
+        }
     }
 }
 
@@ -296,43 +339,62 @@ CK_RV Front::RefusalOfSecurityOfficer(const Session& session)
 
 CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
 {
-    Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN); // which no dialog need be waited for
+    DescribeBeforeWork(session.card.card);
+    if (IsLoggedIn(session.slot)) {
+        // The card may have given up its secure channel, which only a login finds out. It does not wait for a
+        // dialog.
+        const GateAttempt attempt(gate, Gate::Stay::may_be_long);
+        Require(static_cast<bool>(attempt), CKR_USER_ALREADY_LOGGED_IN);
+        return LoginBehindGate(session, code, length);
+    }
     const GateStay stay(gate, Gate::Stay::may_be_long);
+    return LoginBehindGate(session, code, length);
+}
+
+CK_RV Front::LoginBehindGate(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
+{
     Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
-    Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN);
     std::vector<Object> read;
     const CK_RV accepted = LoginToCard(session, code, length, read);
     if (accepted != CKR_OK) {
         return accepted;
     }
     const std::lock_guard lock(state);
+    Require(session.open, CKR_DEVICE_REMOVED);
     objects.Replace(session.slot, std::move(read));
     slots.Find(session.slot)->loggedIn = true;
     ++loginNumbers[session.slot];
     return CKR_OK;
 }
 
-// Has the card accept the code, and reads what it shows then.
+// Has the card accept the code, and reads what it shows then. A card that doesn't is as free as if it had
+// never been asked, and no slot of it is logged in.
 CK_RV Front::LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length,
                          std::vector<Object>& read)
 {
-    const InnerSlot inner = InnerSlotOf(session.slot);
-    const packed::CK_SESSION_HANDLE keeper = KeeperOf(inner);
+    const packed::CK_SLOT_ID card = session.card.card;
+    const bool wasLoggedIn = IsLoggedInTo(card);
     try {
-        const CK_RV accepted = library.Login(keeper, CKU_USER, code, length);
-        // The card's other slot may have been logged in to before.
-        if (accepted != CKR_OK && accepted != CKR_USER_ALREADY_LOGGED_IN) {
-            return Outward(session, accepted);
+        const CK_RV answer = library.Login(KeeperOf(session.card), CKU_USER, code, length);
+        if (answer == CKR_USER_ALREADY_LOGGED_IN) {
+            Require(!IsLoggedIn(session.slot), CKR_USER_ALREADY_LOGGED_IN);
+            // The card's other slot was logged in to before.
+        } else if (answer != CKR_OK) {
+            EndLogins(card);
+            LeaveCard(card);
+            return Outward(session, answer);
+        } else if (wasLoggedIn) {
+            // The secure channel of the earlier login was lost, and all that came with it.
+            EndLogins(card);
+            CloseInnerSessions(card);
         }
-        read = ReadObjects(inner.id);
+        read = ReadObjects(session.card.id);
     } catch (...) {
-        // It may have come far enough to count as a login, without the objects that come with one.
-        if (!loggedInCards.contains(inner.card)) {
-            library.Logout(keeper);
+        if (!IsLoggedInTo(card)) {
+            LeaveCard(card);
         }
         throw;
     }
-    loggedInCards.insert(inner.card);
     return CKR_OK;
 }
 
@@ -343,23 +405,21 @@ CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULO
     const GateStay stay(gate, Gate::Stay::may_be_long);
     const CK_RV accepted = library.Login(InnerOf(session), CKU_CONTEXT_SPECIFIC, code, length);
     session.sign->authorised = accepted == CKR_OK;
-    return Outward(session, accepted);
+    return OutwardOfWork(session, accepted);
 }
 
 void Front::Logout(const Session& session)
 {
     Require(IsLoggedIn(session.slot), CKR_USER_NOT_LOGGED_IN); // which no dialog need be waited for
     const GateStay stay(gate, Gate::Stay::brief);
-    packed::CK_SLOT_ID card = 0;
     {
         const std::lock_guard lock(state);
         Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
         Slot* slot = slots.Find(session.slot);
         Require(slot->loggedIn, CKR_USER_NOT_LOGGED_IN);
         EndLogin(*slot);
-        card = slot->facts.inner.card;
     }
-    ReleaseCard(card);
+    ReleaseCard(session.card.card);
 }
 
 // The caller holds the lock of the front.
@@ -368,6 +428,23 @@ void Front::EndLogin(Slot& slot)
     slot.loggedIn = false;
     ++loginNumbers[slot.id];
     objects.RemovePrivate(slot.id);
+}
+
+void Front::EndLogins(packed::CK_SLOT_ID card)
+{
+    const std::lock_guard lock(state);
+    for (Slot* slot : slots.OfCard(card)) {
+        if (slot->loggedIn) {
+            EndLogin(*slot);
+        }
+    }
+}
+
+bool Front::IsLoggedInTo(packed::CK_SLOT_ID card)
+{
+    const std::lock_guard lock(state);
+    const auto ofCard = slots.OfCard(card);
+    return std::any_of(ofCard.begin(), ofCard.end(), [](const Slot* slot) { return slot->loggedIn; });
 }
 
 bool Front::IsLoggedIn(CK_SLOT_ID slot)
@@ -418,7 +495,7 @@ Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
     try {
         const GateStay stay(gate, Gate::Stay::may_be_long);
         const CK_RV answer = library.Sign(InnerOf(session), key.inner, data, signature);
-        RequireOk(session, answer);
+        Require(answer == CKR_OK, OutwardOfWork(session, answer));
     } catch (...) {
         DropInner(session); // an operation that failed may still stand in it
         throw;
@@ -431,7 +508,7 @@ Bytes Front::DecryptOnCard(Session& session, const Object& key, const Bytes& dat
     Bytes plain;
     const GateStay stay(gate, Gate::Stay::may_be_long);
     const CK_RV answer = library.Decrypt(InnerOf(session), key.inner, data, plain);
-    RequireOk(session, answer);
+    Require(answer == CKR_OK, OutwardOfWork(session, answer));
     return plain;
 }
 
@@ -439,7 +516,9 @@ void Front::DropInner(Session& session)
 {
     if (session.inner != 0) {
         const GateStay stay(gate, Gate::Stay::brief);
-        library.CloseSession(std::exchange(session.inner, 0));
+        if (const auto inner = session.inner.exchange(0)) {
+            library.CloseSession(inner);
+        }
     }
 }
 
@@ -452,38 +531,57 @@ void Front::Close()
     closing.notify_all();
 }
 
+void Front::HoldForFork()
+{
+    looking.lock();
+    gateHeldForFork = gate.EnterForFork();
+    std::unique_lock lock(state);
+    described.wait(lock, [this] {
+        return std::all_of(describing.begin(), describing.end(),
+                           [](const auto& one) { return one.second == std::this_thread::get_id(); });
+    });
+    static_cast<void>(lock.release()); // let go of after the fork
+}
+
+void Front::GoOnAfterFork()
+{
+    state.unlock();
+    if (gateHeldForFork) {
+        gate.Leave();
+    }
+    looking.unlock();
+}
+
 packed::CK_SESSION_HANDLE Front::KeeperOf(const InnerSlot& inner)
 {
     const auto known = keepers.find(inner.card);
     if (known != keepers.end()) {
         return known->second;
     }
-    const packed::CK_SESSION_HANDLE keeper = library.OpenSession(inner.id);
-    const std::lock_guard lock(state);
-    return keepers[inner.card] = keeper;
+    {
+        const std::lock_guard lock(state);
+        std::erase_if(keepers, [this](const auto& keeper) { return slots.OfCard(keeper.first).empty(); });
+    }
+    return keepers[inner.card] = library.OpenSession(inner.id);
 }
 
 packed::CK_SESSION_HANDLE Front::InnerOf(Session& session)
 {
-    Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
+    {
+        const std::lock_guard lock(state);
+        Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
+        Require(slots.Find(session.slot)->loggedIn, CKR_USER_NOT_LOGGED_IN);
+    }
     if (session.inner == 0) {
-        const InnerSlot inner = InnerSlotOf(session.slot);
-        KeeperOf(inner);
-        session.inner = library.OpenSession(inner.id);
+        session.inner = library.OpenSession(session.card.id);
     }
     return session.inner;
-}
-
-InnerSlot Front::InnerSlotOf(CK_SLOT_ID slot)
-{
-    const std::lock_guard lock(state);
-    return slots.Find(slot)->facts.inner;
 }
 
 // The library's answer as applications are told it. Used behind the gate.
 CK_RV Front::Outward(const Session& session, CK_RV answer)
 {
-    if (!library.HasSlot(InnerSlotOf(session.slot).id)) {
+    if (!library.HasSlot(session.card.id)) {
         return CKR_DEVICE_REMOVED; // during the call
     }
     switch (answer) {
@@ -499,11 +597,53 @@ CK_RV Front::Outward(const Session& session, CK_RV answer)
     }
 }
 
-void Front::RequireOk(const Session& session, CK_RV answer)
+// The same of work that the card's login is needed for. When that failed because the login is over, its
+// sessions are public again. Used behind the gate.
+CK_RV Front::OutwardOfWork(const Session& session, CK_RV answer)
 {
-    if (answer != CKR_OK) {
-        throw Refusal{Outward(session, answer)};
+    const CK_RV told = answer == CKR_OK ? answer : Outward(session, answer);
+    if (told == CKR_FUNCTION_FAILED && !ChannelStands(session.card.card)) {
+        EndLogins(session.card.card);
+        LeaveCard(session.card.card);
     }
+    return told;
+}
+
+// Whether the card still does what needs its login. The library answers a lost secure channel like any other
+// failure, so the card is given a block to decrypt that it can decrypt. True when it has no key to try that
+// with.
+bool Front::ChannelStands(packed::CK_SLOT_ID card)
+{
+    std::vector<InnerSlot> decrypting;
+    {
+        const std::lock_guard lock(state);
+        for (const Slot* slot : slots.OfCard(card)) {
+            if (slot->facts.decrypts) {
+                decrypting.push_back(slot->facts.inner);
+            }
+        }
+    }
+    bool tried = false;
+    try {
+        for (const InnerSlot& slot : decrypting) {
+            const packed::CK_SESSION_HANDLE session = library.OpenSession(slot.id);
+            const InnerSessionEnd end(library, session);
+            for (const Object& key : ReadObjects(slot.id)) {
+                if (key.inner == 0 || !FlagOf(key.attributes, CKA_DECRYPT)) {
+                    continue;
+                }
+                const Bytes block = EncryptFor(key, Bytes{0});
+                Bytes plain;
+                tried = true;
+                if (library.Decrypt(session, key.inner, block, plain) == CKR_OK) {
+                    return true;
+                }
+            }
+        }
+    } catch (...) {
+        return true; // not known; the next login finds it out
+    }
+    return !tried;
 }
 
 std::vector<Object> Front::ReadObjects(packed::CK_SLOT_ID inner) const

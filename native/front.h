@@ -1,7 +1,8 @@
 // What the front knows between C_Initialize and C_Finalize, and how it has the library work.
 //
 // Locks are taken in this order: the lock of a session, the gate, the lock of the front. The last is held for
-// moments and never across a call of the library.
+// moments and never across a call of the library. The lock of a look at the readers is taken with none of the
+// others but the last, and a look asks no card.
 #pragma once
 
 #include "native/gate.h"
@@ -16,7 +17,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
+#include <thread>
 
 namespace native {
 
@@ -41,12 +42,13 @@ public:
 
     CK_INFO Info() const; // of the library
 
-    // Slots. What is told is fresh unless somebody may stay behind the gate for long; then it is what was
-    // known.
+    // Slots. What is told is fresh, whatever the cards are doing.
     void LookAtReaders();
     std::vector<CK_SLOT_ID> SlotIds(bool withCardOnly);
     Slot SlotOf(CK_SLOT_ID id);       // refuses an unknown one
     Slot SlotWithCard(CK_SLOT_ID id); // and an empty one
+    // The same with what the card is asked for, at the first time.
+    Slot DescribedSlot(CK_SLOT_ID id);
     // The next event that was not told yet. Blocking, it waits until there is one; the end of the front ends
     // it.
     CK_SLOT_ID WaitForEvent(bool blocking);
@@ -87,37 +89,51 @@ public:
     // No call waits any longer for an event.
     void Close();
 
-    Gate gate;
+    // No thread is in the middle of something here between the two, except in a dialog and the thread that
+    // forks.
+    void HoldForFork();
+    void GoOnAfterFork();
+
     ToldSlots toldSlots;
 
 private:
     std::shared_ptr<Session> FindSession(CK_SESSION_HANDLE handle);
-    void LookBehindGate();
+    void Describe(packed::CK_SLOT_ID card);
+    void DescribeBeforeWork(packed::CK_SLOT_ID card);
     packed::CK_SESSION_HANDLE KeeperOf(const InnerSlot& inner);
     packed::CK_SESSION_HANDLE InnerOf(Session& session);
-    InnerSlot InnerSlotOf(CK_SLOT_ID slot);
+    CK_RV LoginBehindGate(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length);
     CK_RV LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length,
                       std::vector<Object>& read);
     CK_RV Outward(const Session& session, CK_RV answer);
-    void RequireOk(const Session& session, CK_RV answer);
+    CK_RV OutwardOfWork(const Session& session, CK_RV answer);
     std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
-    bool IsToRelease(CK_SLOT_ID slot);
+    bool ChannelStands(packed::CK_SLOT_ID card);
+    bool IsLoggedInTo(packed::CK_SLOT_ID card);
     void ReleaseCard(packed::CK_SLOT_ID card);
+    void LeaveCard(packed::CK_SLOT_ID card);
+    void CloseInnerSessions(packed::CK_SLOT_ID card);
     void EndLogin(Slot& slot);
+    void EndLogins(packed::CK_SLOT_ID card);
 
     Library& library;
     CK_INFO info;
+    Gate gate;
+    bool gateHeldForFork = false;
+    std::mutex looking; // one look at the readers at a time, so that what is known only gets fresher
     std::mutex state;
+    // By the card's number: the thread that asks it what it tells of itself.
+    std::map<packed::CK_SLOT_ID, std::thread::id> describing;
+    std::condition_variable described;
     std::condition_variable closing;
     bool closed = false;
     SlotTable slots;
     SessionTable sessions;
     ObjectTable objects;
     std::map<CK_SLOT_ID, uint64_t> loginNumbers; // goes up with each login and logout of the slot
-    // By the card's number: a session of the library that keeps the card's login as long as there are
-    // sessions. Changed behind the gate alone, with the lock of the front.
+    // By the card's number: a session of the library that keeps the card's login as long as a slot of it is
+    // logged in. Used behind the gate alone.
     std::map<packed::CK_SLOT_ID, packed::CK_SESSION_HANDLE> keepers;
-    std::set<packed::CK_SLOT_ID> loggedInCards; // by number; used behind the gate alone
 };
 
 } // namespace native

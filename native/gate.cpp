@@ -11,7 +11,7 @@ void Gate::Enter(Stay stay)
     holder = std::this_thread::get_id();
 }
 
-bool Gate::EnterUnlessLong()
+bool Gate::EnterUnlessLong(Stay stay)
 {
     std::unique_lock lock(mutex);
     left.wait(lock, [this] { return !taken || takenForLong; });
@@ -19,6 +19,7 @@ bool Gate::EnterUnlessLong()
         return false;
     }
     taken = true;
+    takenForLong = stay == Stay::may_be_long;
     holder = std::this_thread::get_id();
     return true;
 }

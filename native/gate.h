@@ -21,7 +21,7 @@ public:
     void Enter(Stay stay);
 
     // Waits for brief stays alone. False when somebody may stay long.
-    bool EnterUnlessLong();
+    bool EnterUnlessLong(Stay stay = Stay::brief);
 
     // The same for a fork, which the thread behind the gate may be doing itself: false then, too.
     bool EnterForFork();
@@ -53,7 +53,7 @@ private:
 class GateAttempt
 {
 public:
-    explicit GateAttempt(Gate& tried) : gate(tried), entered(gate.EnterUnlessLong()) {}
+    GateAttempt(Gate& tried, Gate::Stay stay) : gate(tried), entered(gate.EnterUnlessLong(stay)) {}
     ~GateAttempt()
     {
         if (entered) {

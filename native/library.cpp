@@ -10,13 +10,11 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <string_view>
 
 namespace native {
 namespace {
 
 constexpr char fileName[] = "libpkcs11_x64.so";
-constexpr std::string_view ordinaryLabel = "Sig_EP"; // of the slots whose keys also decrypt
 
 // The card has keys of up to 1024 bytes, and the library writes no more than a modulus; it is told no size.
 constexpr std::size_t outputCapacity = 2048;
@@ -45,12 +43,6 @@ packed::CK_ULONG Narrow(std::size_t length)
 {
     Require(length <= std::numeric_limits<int32_t>::max(), CKR_DATA_LEN_RANGE);
     return static_cast<packed::CK_ULONG>(length);
-}
-
-bool IsOrdinary(const packed::CK_TOKEN_INFO& token)
-{
-    const std::string_view label(reinterpret_cast<const char*>(token.label), sizeof(token.label));
-    return label.starts_with(ordinaryLabel);
 }
 
 packed::CK_MECHANISM RsaPkcs()
@@ -154,6 +146,7 @@ CK_INFO Library::Info() const
 
 bool Library::HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const
 {
+    const WithoutLibraryMutex passing;
     packed::CK_ULONG count = 0;
     Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
     return count != known.size() ||
@@ -162,12 +155,12 @@ bool Library::HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const
 
 bool Library::HasSlot(packed::CK_SLOT_ID slot) const
 {
-    packed::CK_SLOT_INFO info{};
-    return functions->C_GetSlotInfo(slot, &info) == CKR_OK;
+    return SlotInfo(slot).has_value();
 }
 
 std::vector<packed::CK_SLOT_ID> Library::Slots() const
 {
+    const WithoutLibraryMutex passing;
     while (true) {
         packed::CK_ULONG count = 0;
         Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
@@ -182,29 +175,34 @@ std::vector<packed::CK_SLOT_ID> Library::Slots() const
     }
 }
 
-std::optional<SlotFacts> Library::Describe(packed::CK_SLOT_ID slot) const
+std::optional<CK_SLOT_INFO> Library::SlotInfo(packed::CK_SLOT_ID slot) const
 {
-    packed::CK_SLOT_INFO slotInfo{};
+    const WithoutLibraryMutex passing;
+    packed::CK_SLOT_INFO info{};
+    return functions->C_GetSlotInfo(slot, &info) == CKR_OK ? std::optional(Widen(info)) : std::nullopt;
+}
+
+bool Library::Describe(SlotFacts& facts) const
+{
+    const WithoutLibraryMutex passing;
+    const packed::CK_SLOT_ID slot = facts.inner.id;
     packed::CK_TOKEN_INFO tokenInfo{};
     std::array<packed::CK_MECHANISM_TYPE, 16> mechanisms{};
     auto count = static_cast<packed::CK_ULONG>(mechanisms.size());
-    if (functions->C_GetSlotInfo(slot, &slotInfo) != CKR_OK ||
-        functions->C_GetTokenInfo(slot, &tokenInfo) != CKR_OK ||
+    if (functions->C_GetTokenInfo(slot, &tokenInfo) != CKR_OK ||
         functions->C_GetMechanismList(slot, mechanisms.data(), &count) != CKR_OK) {
-        return std::nullopt;
+        return false;
     }
     packed::CK_MECHANISM_INFO rsa{};
     if (functions->C_GetMechanismInfo(slot, CKM_RSA_PKCS, &rsa) != CKR_OK) {
-        return std::nullopt;
+        return false;
     }
     const auto* end = mechanisms.data() + count;
     // A key whose record could not be read is listed as of neither kind for as long as its card is in.
-    const bool elliptic =
-        std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_ECDSA) != end;
-    // A card's slots get their ids one after the other, the qualified one first.
-    const bool ordinary = IsOrdinary(tokenInfo);
-    const InnerSlot inner{slot, ordinary ? slot - 1 : slot};
-    return SlotFacts{inner, Widen(slotInfo), Widen(tokenInfo), !elliptic, ordinary, rsa.ulMaxKeySize};
+    facts.rsa = std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_ECDSA) == end;
+    facts.token = Widen(tokenInfo);
+    facts.keyBits = rsa.ulMaxKeySize;
+    return true;
 }
 
 packed::CK_SESSION_HANDLE Library::OpenSession(packed::CK_SLOT_ID slot) const

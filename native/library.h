@@ -1,6 +1,6 @@
 // The library behind the front, loaded privately from the front's own folder and called in its packed form.
-// Every call but those of its start and end is made behind the gate. What the library throws goes on to the
-// caller, unless a session is only closed.
+// Every call but those of its start and end, and those about slots and what cards tell of themselves, is made
+// behind the gate. What the library throws goes on to the caller, unless a session is only closed.
 #pragma once
 
 #include "native/attributes.h"
@@ -24,10 +24,12 @@ struct SlotFacts
 {
     InnerSlot inner;
     CK_SLOT_INFO slot{};
-    CK_TOKEN_INFO token{};
-    bool rsa = false;      // the key of the slot is an RSA key, or the card doesn't tell
     bool decrypts = false; // the key is of the family that also decrypts
-    CK_ULONG keyBits = 0;  // 0 when the card doesn't tell
+
+    // What the card is asked for.
+    CK_TOKEN_INFO token{};
+    bool rsa = false;     // the key of the slot is an RSA key, or the card doesn't tell
+    CK_ULONG keyBits = 0; // 0 when the card doesn't tell
 };
 
 class Library
@@ -48,12 +50,17 @@ public:
 
     CK_INFO Info() const;
 
+    // Slots. None of these asks a card, and none waits while one is at work.
     // Whether the slots are others than these. Asks without the lines that a whole list leaves in the log.
     bool HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const;
     bool HasSlot(packed::CK_SLOT_ID slot) const;
     std::vector<packed::CK_SLOT_ID> Slots() const;
     // None when the card has gone meanwhile.
-    std::optional<SlotFacts> Describe(packed::CK_SLOT_ID slot) const;
+    std::optional<CK_SLOT_INFO> SlotInfo(packed::CK_SLOT_ID slot) const;
+
+    // Asks the slot's card, which may take its time; one thread at a time for each card. False when the card
+    // has gone.
+    bool Describe(SlotFacts& facts) const;
 
     // Refuses with CKR_DEVICE_REMOVED when the card has gone.
     packed::CK_SESSION_HANDLE OpenSession(packed::CK_SLOT_ID slot) const;

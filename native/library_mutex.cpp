@@ -12,6 +12,8 @@ std::mutex*& Current()
     return mutex;
 }
 
+thread_local bool passesMutex = false;
+
 packed::CK_RV Create(packed::CK_VOID_PTR_PTR mutex)
 {
     *mutex = &Current(); // a handle that is not null; there is only one mutex
@@ -26,13 +28,17 @@ packed::CK_RV Destroy(packed::CK_VOID_PTR /*mutex*/)
 // Called with a null handle too, after the library has destroyed its mutex.
 packed::CK_RV Lock(packed::CK_VOID_PTR /*mutex*/)
 {
-    Current()->lock();
+    if (!passesMutex) {
+        Current()->lock();
+    }
     return CKR_OK;
 }
 
 packed::CK_RV Unlock(packed::CK_VOID_PTR /*mutex*/)
 {
-    Current()->unlock();
+    if (!passesMutex) {
+        Current()->unlock();
+    }
     return CKR_OK;
 }
 
@@ -46,6 +52,16 @@ packed::CK_C_INITIALIZE_ARGS LibraryMutexArguments()
 void RenewLibraryMutex()
 {
     Current() = new std::mutex; // the old one may be held by a thread that the child doesn't have
+}
+
+WithoutLibraryMutex::WithoutLibraryMutex()
+{
+    passesMutex = true;
+}
+
+WithoutLibraryMutex::~WithoutLibraryMutex()
+{
+    passesMutex = false;
 }
 
 } // namespace native

@@ -20,7 +20,7 @@ struct Process
     bool ending = false; // no call comes in any more
     int calls = 0;
     std::thread::id libraryChanger; // the thread that is inside the start or the end of the library
-    bool gateHeldForFork = false;
+    Front* heldForFork = nullptr;
 };
 
 Process& ThisProcess()
@@ -61,14 +61,17 @@ void BeforeFork()
                process.libraryChanger == std::this_thread::get_id();
     });
     static_cast<void>(lock.release()); // let go of after the fork
-    process.gateHeldForFork = process.front != nullptr && process.front->gate.EnterForFork();
+    process.heldForFork = process.front;
+    if (process.heldForFork != nullptr) {
+        process.heldForFork->HoldForFork();
+    }
 }
 
 void AfterForkInParent()
 {
     Process& process = ThisProcess();
-    if (process.gateHeldForFork) {
-        process.front->gate.Leave();
+    if (process.heldForFork != nullptr) {
+        process.heldForFork->GoOnAfterFork();
     }
     process.mutex.unlock();
 }

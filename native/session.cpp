@@ -9,11 +9,12 @@ CK_SESSION_HANDLE lastSessionHandle = 0; // of the process, so that no handle co
 
 } // namespace
 
-std::shared_ptr<Session> SessionTable::Open(CK_SLOT_ID slot, bool readWrite)
+std::shared_ptr<Session> SessionTable::Open(CK_SLOT_ID slot, const InnerSlot& card, bool readWrite)
 {
     auto session = std::make_shared<Session>();
     session->handle = ++lastSessionHandle;
     session->slot = slot;
+    session->card = card;
     session->readWrite = readWrite;
     sessions[lastSessionHandle] = session;
     return session;
@@ -48,6 +49,17 @@ std::vector<std::shared_ptr<Session>> SessionTable::OfSlot(CK_SLOT_ID slot) cons
     std::vector<std::shared_ptr<Session>> found;
     for (const auto& one : sessions) {
         if (one.second->slot == slot) {
+            found.push_back(one.second);
+        }
+    }
+    return found;
+}
+
+std::vector<std::shared_ptr<Session>> SessionTable::OfCard(packed::CK_SLOT_ID card) const
+{
+    std::vector<std::shared_ptr<Session>> found;
+    for (const auto& one : sessions) {
+        if (one.second->card.card == card) {
             found.push_back(one.second);
         }
     }

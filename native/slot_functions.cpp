@@ -70,7 +70,7 @@ CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList
 {
     return InFront([&](Front& front) {
         Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
-        const Slot slot = front.SlotWithCard(slotID);
+        const Slot slot = front.DescribedSlot(slotID);
         std::vector<CK_MECHANISM_TYPE> mechanisms;
         if (slot.facts.rsa) {
             mechanisms.push_back(CKM_RSA_PKCS);
@@ -89,7 +89,7 @@ CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM
 {
     return InFront([&](Front& front) -> CK_RV {
         Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
-        const Slot slot = front.SlotWithCard(slotID);
+        const Slot slot = front.DescribedSlot(slotID);
         if (HashOfDigest(type) != nullptr) {
             *pInfo = {0, 0, CKF_DIGEST};
             return CKR_OK;

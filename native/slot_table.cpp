@@ -1,21 +1,31 @@
 #include "native/slot_table.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace native {
 namespace {
 
-// The token's label too: a long reader name leaves no room for the family in the description.
+// A slot's description ends with one of these behind its reader's name, unless that is too long.
+constexpr std::string_view qualifiedEnding = "; Sig_ZEP";
+constexpr std::string_view ordinaryEnding = "; Sig_EP";
+
+std::string DescriptionOf(const CK_SLOT_INFO& slot)
+{
+    std::string text(std::begin(slot.slotDescription), std::end(slot.slotDescription));
+    return text.erase(text.find_last_not_of(' ') + 1);
+}
+
+// With the family of the keys, for which a long reader name leaves no room in the description.
 std::string NameOf(const SlotFacts& facts)
 {
-    std::string name(std::begin(facts.slot.slotDescription), std::end(facts.slot.slotDescription));
-    return name.append(std::begin(facts.token.label), std::end(facts.token.label));
+    return DescriptionOf(facts.slot).append(facts.decrypts ? ordinaryEnding : qualifiedEnding);
 }
 
 } // namespace
 
 std::vector<CK_SLOT_ID> SlotTable::Update(const std::vector<packed::CK_SLOT_ID>& present,
-                                          const std::vector<SlotFacts>& fresh)
+                                          const std::vector<Shown>& fresh)
 {
     std::vector<CK_SLOT_ID> emptied;
     for (Slot& slot : slots) {
@@ -27,13 +37,53 @@ std::vector<CK_SLOT_ID> SlotTable::Update(const std::vector<packed::CK_SLOT_ID>&
             emptied.push_back(slot.id);
         }
     }
-    for (const SlotFacts& facts : fresh) {
+    for (const Shown& shown : fresh) {
+        const SlotFacts facts = FactsOf(shown);
         Slot& slot = PlaceFor(facts);
         slot.facts = facts;
         slot.present = true;
+        slot.described = false;
         slot.changed = true;
     }
     return emptied;
+}
+
+// A card's slots get their ids one after the other, the qualified one first.
+SlotFacts SlotTable::FactsOf(const Shown& shown) const
+{
+    const auto& [id, info] = shown;
+    const std::string description = DescriptionOf(info);
+    const bool followsAQualifiedOne =
+        std::any_of(slots.begin(), slots.end(), [before = id - 1](const Slot& slot) {
+            return slot.present && slot.facts.inner.id == before && !slot.facts.decrypts;
+        });
+    SlotFacts facts;
+    facts.decrypts = description.ends_with(ordinaryEnding) ||
+                     (followsAQualifiedOne && !description.ends_with(qualifiedEnding));
+    facts.inner = {id, facts.decrypts ? id - 1 : id};
+    facts.slot = info;
+    return facts;
+}
+
+void SlotTable::Describe(const SlotFacts& facts)
+{
+    for (Slot& slot : slots) {
+        if (slot.present && slot.facts.inner.id == facts.inner.id) {
+            slot.facts = facts;
+            slot.described = true;
+        }
+    }
+}
+
+std::vector<SlotFacts> SlotTable::Undescribed(packed::CK_SLOT_ID card) const
+{
+    std::vector<SlotFacts> found;
+    for (const Slot& slot : slots) {
+        if (slot.present && slot.facts.inner.card == card && !slot.described) {
+            found.push_back(slot.facts);
+        }
+    }
+    return found;
 }
 
 void SlotTable::ForgetEvents()
@@ -54,10 +104,15 @@ std::vector<packed::CK_SLOT_ID> SlotTable::InnerSlots() const
     return inner;
 }
 
-bool SlotTable::HasCard(packed::CK_SLOT_ID card) const
+std::vector<Slot*> SlotTable::OfCard(packed::CK_SLOT_ID card)
 {
-    return std::any_of(slots.begin(), slots.end(),
-                       [card](const Slot& slot) { return slot.present && slot.facts.inner.card == card; });
+    std::vector<Slot*> found;
+    for (Slot& slot : slots) {
+        if (slot.present && slot.facts.inner.card == card) {
+            found.push_back(&slot);
+        }
+    }
+    return found;
 }
 
 Slot* SlotTable::Find(CK_SLOT_ID id)

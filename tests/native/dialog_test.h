@@ -5,9 +5,11 @@
 #include "test_certificates.h"
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <semaphore>
 #include <thread>
+#include <vector>
 
 namespace FrontTests {
 
@@ -46,11 +48,26 @@ protected:
         OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     }
 
+    // Makes the call in a thread of its own, and tells whether it was answered while the dialog is open. The
+    // end of the dialog waits for it.
+    bool IsAnsweredMeanwhile(std::function<void()> call)
+    {
+        meanwhile.emplace_back([this, made = std::move(call)] {
+            made();
+            answered.release();
+        });
+        return answered.try_acquire_for(std::chrono::seconds(10));
+    }
+
     void EndDialog()
     {
         EXPECT_FALSE(ended) << "the dialog has ended";
         closed.release();
         inDialog.join();
+        for (std::thread& thread : meanwhile) {
+            thread.join();
+        }
+        meanwhile.clear();
         EXPECT_EQ(answer, CKR_OK);
     }
 
@@ -62,7 +79,9 @@ private:
     // sanitizer.
     std::binary_semaphore opened{0};
     std::binary_semaphore closed{0};
+    std::counting_semaphore<> answered{0};
     std::thread inDialog;
+    std::vector<std::thread> meanwhile;
     std::atomic<bool> ended{false};
     CK_RV answer = CKR_GENERAL_ERROR;
 };

@@ -103,6 +103,13 @@ TEST(GateTest, LongStayThatHadToWaitIsALongOneToo)
     EXPECT_FALSE(gate.EnterUnlessLong());
 }
 
+TEST(GateTest, LongStayThatWouldNotHaveWaitedIsALongOneToo)
+{
+    Gate gate;
+    ASSERT_TRUE(gate.EnterUnlessLong(Gate::Stay::may_be_long));
+    EXPECT_FALSE(OtherThread([&gate] { return gate.EnterUnlessLong(); }).Result());
+}
+
 TEST(GateTest, ForkDoesNotWaitForItsOwnThread)
 {
     Gate gate;

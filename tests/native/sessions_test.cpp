@@ -226,7 +226,7 @@ TEST_F(SessionsTest, SessionThatHasWorkedHoldsNoCardAfterItsEnd)
 
     session = Open(ordinary);
     script->Next("Passwords_VerifyBOK", {.status = 15});
-    ASSERT_EQ(Login(session), CKR_PIN_INCORRECT); // the card is in use again, without a login
+    ASSERT_EQ(Login(session), CKR_PIN_INCORRECT);
     ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }

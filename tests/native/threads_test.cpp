@@ -1,4 +1,5 @@
 #include "dialog_test.h"
+#include "every_call.h"
 #include "front_test.h"
 #include "test_certificates.h"
 
@@ -223,14 +224,146 @@ TEST_F(DialogTest, EveryDialogLeavesTheRestToWork)
     EndDialog();
 }
 
-TEST_F(DialogTest, ReadersAreLookedAtAgainAfterTheDialog)
+TEST_F(DialogTest, CardThatGoesDuringADialogOfAnotherIsGoneAtOnce)
 {
     StartWithDialogInFirstCard();
     script->RemoveCard(readerB);
     ProcessEvents();
-    EXPECT_EQ(Slots().size(), 4U);
-    EndDialog();
+    CK_SESSION_INFO info{};
+    EXPECT_EQ(f->C_GetSessionInfo(second, &info), CKR_SESSION_HANDLE_INVALID);
+    for (const NamedCall& call : EveryCallWithASession(f, second)) {
+        EXPECT_EQ(call.make(), CKR_SESSION_HANDLE_INVALID) << call.name;
+    }
     EXPECT_EQ(Slots().size(), 2U);
+    for (const CK_SLOT_ID expected : {2U, 3U}) {
+        CK_SLOT_ID event = 77;
+        EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &event, nullptr), CKR_OK);
+        EXPECT_EQ(event, expected);
+    }
+    EndDialog();
+}
+
+TEST_F(DialogTest, CardThatComesDuringADialogOfAnotherIsThereAtOnce)
+{
+    StartWithDialogInFirstCard();
+    script->RemoveCard(readerB);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_TRUE(IsAnsweredMeanwhile([this] {
+        EXPECT_EQ(Slots().size(), 4U);
+        for (const NamedCall& call : EveryCallWithASlot(f, 3)) {
+            EXPECT_NE(call.make(), CKR_TOKEN_NOT_PRESENT) << call.name;
+        }
+        CK_ULONG count = 0;
+        EXPECT_EQ(f->C_GetMechanismList(3, nullptr, &count), CKR_OK);
+        EXPECT_GT(count, 0U);
+        EXPECT_EQ(State(Open(3)), CKS_RO_PUBLIC_SESSION);
+    }));
+    EndDialog();
+}
+
+class SlowCardTest : public DialogTest
+{
+protected:
+    // A card has come whose first slot is the third, and takes its time to tell of itself. A session in the
+    // second slot is logged in to the other card.
+    void StartWithSlowCard(const char* function)
+    {
+        script->AddReader(readerA, BlackBox::CertifiedCard());
+        Start();
+        second = Open(1);
+        ASSERT_EQ(Login(second), CKR_OK);
+        script->InsertCard(readerB, BlackBox::CertifiedCard());
+        ProcessEvents();
+        script->ForgetCalls();
+        OpenDialog(function, [this] {
+            CK_TOKEN_INFO slow{};
+            return f->C_GetTokenInfo(2, &slow);
+        });
+    }
+
+    void ExpectThatItHoldsUpNoOther(const char* function)
+    {
+        ASSERT_NO_FATAL_FAILURE(StartWithSlowCard(function));
+        EXPECT_TRUE(IsAnsweredMeanwhile([this] {
+            EXPECT_EQ(Slots().size(), 4U);
+            CK_SLOT_INFO slot{};
+            EXPECT_EQ(f->C_GetSlotInfo(0, &slot), CKR_OK);
+            CK_TOKEN_INFO token{};
+            EXPECT_EQ(f->C_GetTokenInfo(0, &token), CKR_OK);
+            CK_ULONG count = 0;
+            EXPECT_EQ(f->C_GetMechanismList(0, nullptr, &count), CKR_OK);
+            EXPECT_EQ(State(second), CKS_RO_USER_FUNCTIONS);
+        }));
+        EXPECT_TRUE(IsAnsweredMeanwhile([this] {
+            CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+            EXPECT_EQ(f->C_DecryptInit(second, &mechanism, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+            Bytes block(128, 1);
+            CK_ULONG length = block.size();
+            EXPECT_EQ(f->C_Decrypt(second, block.data(), block.size(), block.data(), &length), CKR_OK);
+            const CK_SESSION_HANDLE other = Open(0);
+            EXPECT_EQ(Login(other), CKR_OK);
+            EXPECT_EQ(f->C_Logout(other), CKR_OK);
+            EXPECT_EQ(f->C_CloseSession(other), CKR_OK);
+        }));
+        EndDialog();
+    }
+};
+
+TEST_F(SlowCardTest, HoldsUpNoCallToAnotherWithItsName)
+{
+    ExpectThatItHoldsUpNoOther("GetTokenInfo");
+}
+
+TEST_F(SlowCardTest, HoldsUpNoCallToAnotherWithItsQualifiedKey)
+{
+    ExpectThatItHoldsUpNoOther("QES_GetKeyInfo");
+}
+
+TEST_F(SlowCardTest, HoldsUpNoCallToAnotherWithItsOrdinaryKey)
+{
+    ExpectThatItHoldsUpNoOther("ES_GetKeyInfo");
+}
+
+TEST_F(SlowCardTest, HidesNoRemovalOfAnother)
+{
+    ASSERT_NO_FATAL_FAILURE(StartWithSlowCard("QES_GetKeyInfo"));
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_TRUE(IsAnsweredMeanwhile([this] {
+        CK_SESSION_INFO info{};
+        EXPECT_EQ(f->C_GetSessionInfo(second, &info), CKR_SESSION_HANDLE_INVALID);
+        EXPECT_EQ(Slots().size(), 2U);
+    }));
+    EndDialog();
+}
+
+TEST_F(SlowCardTest, IsAskedOnceForAllThatWaitForIt)
+{
+    ASSERT_NO_FATAL_FAILURE(StartWithSlowCard("QES_GetKeyInfo"));
+    CK_RV waiting = CKR_GENERAL_ERROR;
+    std::thread other([&] {
+        CK_ULONG count = 0;
+        waiting = f->C_GetMechanismList(2, nullptr, &count);
+    });
+    EXPECT_TRUE(IsAnsweredMeanwhile([this] { EXPECT_EQ(Slots().size(), 4U); }));
+    EndDialog();
+    other.join();
+    EXPECT_EQ(waiting, CKR_OK);
+    EXPECT_EQ(script->CallsOf("QES_GetKeyInfo").size(), 1U);
+}
+
+TEST_F(SlowCardTest, IsLookedAtWithoutBeingAsked)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    script->ForgetCalls();
+    EXPECT_EQ(Slots().size(), 2U);
+    CK_SLOT_INFO slot{};
+    EXPECT_EQ(f->C_GetSlotInfo(0, &slot), CKR_OK);
+    EXPECT_EQ(State(Open(0)), CKS_RO_PUBLIC_SESSION);
+    EXPECT_EQ(script->Calls(), std::vector<std::string>{});
 }
 
 TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
