@@ -56,17 +56,18 @@ CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList, CK_ULON
     return EntryFrame(function).Require(pulCount != nullptr).Run([&] {
         const auto slots = InternalCache::GetInstance().GetSlots();
         const auto count = static_cast<CK_ULONG>(slots.size());
-        const CK_ULONG room = *pulCount;
-        *pulCount = count;
         if (pSlotList == nullptr) {
+            *pulCount = count;
             return CKR_OK;
         }
-        if (count > room) {
+        if (count > *pulCount) {
+            *pulCount = count;
             return CKR_BUFFER_TOO_SMALL;
         }
         for (const auto& slot : slots) {
             *pSlotList++ = slot->slotId;
         }
+        *pulCount = count;
         LOG_LINE(LogLevel_Info, function, "SlotList count: %d", static_cast<int>(count));
         return CKR_OK;
     });

@@ -50,6 +50,18 @@ TEST_F(SlotTokenTest, OneCardGivesTwoSlotsWhateverTokenPresentSays)
     EXPECT_EQ(script->Calls(), Texts{});
 }
 
+TEST_F(SlotTokenTest, SlotListWritesTheIdsBeforeTheCount)
+{
+    InitializeWithCard();
+    for (const size_t place : {0U, 1U}) { // where both meet, what is written last stays
+        std::array<CK_SLOT_ID, 2> slots{77, 77};
+        slots.at(place) = 2;
+        EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &slots.at(place)), CKR_OK);
+        EXPECT_EQ(slots.at(place), 2U) << "the count";
+        EXPECT_EQ(slots.at(1 - place), place == 0 ? 2U : 1U) << "the id";
+    }
+}
+
 TEST_F(SlotTokenTest, SlotListInATooSmallBufferGivesTheCountAndNothingElse)
 {
     InitializeWithCard();
