@@ -135,6 +135,7 @@ CK_RV SignManager::Sign(std::unique_ptr<HexBinary>& signature)
     const uint32_t capacity = modulusBits / bitsPerByte;
     uint32_t outputLength = capacity;
     auto output = std::make_unique<HexBinary>(static_cast<int32_t>(capacity));
+    std::fill_n(output->data, capacity, uint8_t{0}); // a card may report more than it writes
     const CardStatus status = SignOnCard(*records.token, qualified, *data, *output, outputLength);
     output->length = static_cast<int32_t>(std::min(outputLength, capacity));
     signature = std::move(output);

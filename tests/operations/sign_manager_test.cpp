@@ -4,6 +4,8 @@
 #include "card/stub_card.h"
 #include "log/log_capture.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 
 namespace {
@@ -570,6 +572,20 @@ TEST_F(SignManagerTest, SignatureIsNeverLongerThanItsBuffer)
     StubCard().announcedLength = 100000;
     EXPECT_EQ(Sign({1}), 0U);
     EXPECT_EQ(Signature(), Rising(256));
+}
+
+TEST_F(SignManagerTest, WhatTheCardReportsButDidNotWriteIsZero)
+{
+    Begin(card.qualifiedSlot, 1);
+    StubCard().signature = Rising(16);
+    StubCard().announcedLength = 256;
+    mallopt(M_PERTURB, 0x55); // blocks come with bytes in them
+    const CK_RV answer = Sign({1});
+    mallopt(M_PERTURB, 0);
+    EXPECT_EQ(answer, 0U);
+    Bytes expected = Rising(16);
+    expected.resize(256, 0);
+    EXPECT_EQ(Signature(), expected);
 }
 
 TEST_F(SignManagerTest, KeyWithoutModulusBitsLeavesNoRoomForASignature)
