@@ -81,6 +81,9 @@ public:
 
     RSAPrivKey(const RSAPrivKey& other);
     ~RSAPrivKey();
+
+    // The public half stays the same object, to which operations may refer, and gets the value of the
+    // other's. When `other` has none, the old one is not freed and is the caller's from here on.
     RSAPrivKey& operator=(const RSAPrivKey& other);
 
     Botan::RSA_PrivateKey* GetBotanPrivateKey() const;

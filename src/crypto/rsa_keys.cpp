@@ -101,7 +101,11 @@ RSAPrivKey& RSAPrivKey::operator=(const RSAPrivKey& other)
 {
     if (this != &other) {
         auto key = CopyOf(other.botanKey);
-        publicKey = CopyOf(other.publicKey);
+        if (publicKey != nullptr && other.publicKey != nullptr) {
+            *publicKey = *other.publicKey; // operations may refer to it
+        } else {
+            SetPublicKey(CopyOf(other.publicKey).release());
+        }
         botanKey = std::move(key);
     }
     return *this;

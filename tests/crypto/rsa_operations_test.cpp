@@ -344,3 +344,67 @@ TEST(RsaLayout, FieldsStandInTheirOrder)
     EXPECT_NE(PointerAt(both, sizeof(std::string) + 2 * sizeof(void*)), nullptr);
     EXPECT_NE(PointerAt(both, sizeof(std::string) + 3 * sizeof(void*)), nullptr);
 }
+
+namespace {
+
+// A key that is assigned another one while operations refer to its public half.
+class AssignedKey : public testing::Test
+{
+protected:
+    RSAPrivKey key{TestRsaKey()};
+    RSAPubKey* const half = key.GetPublicKey();
+};
+
+} // namespace
+
+TEST_F(AssignedKey, KeepsThePublicHalfThatOperationsReferTo)
+{
+    key = OtherRsaKey();
+    EXPECT_EQ(key.GetPublicKey(), half);
+    EXPECT_EQ(TakeBytes(half->Get_N()), TakeBytes(OtherRsaKey().GetPublicKey()->Get_N()));
+    EXPECT_NE(half->GetBotanPublicKey(), OtherRsaKey().GetPublicKey()->GetBotanPublicKey());
+}
+
+TEST_F(AssignedKey, LetsItsOperationsBeCopiedAndAssigned)
+{
+    RSA both(&key, sha256Mode);
+    RsaVerifier verifier(&key, sha256Mode);
+    RsaEncryptor encryptor(&key, paddingMode);
+    key = OtherRsaKey();
+    RSA copyOfBoth(both);
+    RsaVerifier copyOfVerifier(verifier);
+    RsaEncryptor copyOfEncryptor(encryptor);
+    both = copyOfBoth;
+    verifier = copyOfVerifier;
+    encryptor = copyOfEncryptor;
+
+    // A copy is made of what the key is by then, as that of a signer is.
+    const Bytes signature = SignatureBy(copyOfBoth, message);
+    EXPECT_TRUE(Matches(message, signature, OtherRsaKey()));
+    EXPECT_TRUE(VerifiedBy(both, message, signature));
+    EXPECT_TRUE(copyOfVerifier.Verify(message, signature));
+    EXPECT_TRUE(verifier.Verify(message, signature));
+    RsaDecryptor decryptor(&OtherRsaKey(), paddingMode);
+    EXPECT_EQ(DecryptedBy(decryptor, copyOfEncryptor.Encrypt(message)), message);
+    EXPECT_EQ(DecryptedBy(decryptor, encryptor.Encrypt(message)), message);
+}
+
+TEST_F(AssignedKey, WithoutAPublicHalfLeavesTheOldOneToTheCaller)
+{
+    const RsaVerifier verifier(&key, sha256Mode);
+    RsaSigner signer(&TestRsaKey(), sha256Mode);
+    key = RSAPrivKey();
+    EXPECT_EQ(key.GetPublicKey(), nullptr);
+    EXPECT_EQ(key.GetBotanPrivateKey(), nullptr);
+    RsaVerifier copy(verifier);
+    EXPECT_TRUE(copy.Verify(message, SignatureBy(signer, message)));
+    delete half; // as after SetPublicKey
+}
+
+TEST_F(AssignedKey, TakesAPublicHalfWhenItHadNone)
+{
+    RSAPrivKey none;
+    none = key;
+    EXPECT_NE(none.GetPublicKey(), half);
+    EXPECT_EQ(TakeBytes(none.GetPublicKey()->Get_N()), TakeBytes(half->Get_N()));
+}
