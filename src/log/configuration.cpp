@@ -1,13 +1,13 @@
 #include "log/configuration.h"
 
 #include "platform/platform.h"
+#include "platform/regular_file.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 
 namespace {
@@ -15,7 +15,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t longestPath = 1022; // bytes, in reports
-constexpr int32_t largestFile = 8191;     // bytes, without a remark
+constexpr uint64_t largestFile = 8191;    // bytes, without a remark
 constexpr uint8_t invalidName = 255;
 
 std::filesystem::path ConfigurationFile(const char16_t* directory)
@@ -157,14 +157,9 @@ void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_
 std::vector<char> ReadConfigurationFile(const char16_t* directory, std::string& report)
 {
     const auto path = ConfigurationFile(directory);
-    std::error_code error;
-    std::ifstream file;
-    if (std::filesystem::is_regular_file(path, error)) { // a folder would open too, and a pipe would wait
-        file.open(path);
-    }
-    file.seekg(0, std::ios::end);
-    const auto size = file.is_open() ? static_cast<std::streamoff>(file.tellg()) : std::streamoff{-1};
-    if (size < 0 || size > std::numeric_limits<int32_t>::max()) {
+    InputFile file(path, Links::Followed, Content::Text);
+    const uint64_t size = file.Size();
+    if (!file.IsOpen() || size > std::numeric_limits<int32_t>::max()) {
         report = "Configuration file not found ";
         return {};
     }
@@ -172,7 +167,6 @@ std::vector<char> ReadConfigurationFile(const char16_t* directory, std::string& 
         report = "File is too large";
     }
     std::vector<char> text(static_cast<std::size_t>(size) + 1);
-    file.seekg(0);
-    file.read(text.data(), size);
+    file.Read(text.data(), static_cast<std::size_t>(size));
     return text;
 }

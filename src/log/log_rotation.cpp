@@ -3,9 +3,11 @@
 #include "log/logger.h"
 #include "log/session_header.h"
 #include "platform/platform.h"
+#include "platform/regular_file.h"
 
 #include <iomanip>
 #include <locale>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string_view>
@@ -15,23 +17,48 @@ namespace {
 constexpr uint8_t rotateBySize = 2;
 constexpr uint8_t rotateByAge = 3; // and by size
 constexpr uint64_t secondsPerDay = 86400;
+constexpr std::size_t mostSearched = 16777216; // bytes, for the time that a file began
+constexpr std::size_t searchedAtOnce = 65536;
 constexpr std::string_view startTimeMark = "DateTime: ";
 constexpr char startTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 constexpr char separator[] =
     "\r\n-----------------------------------------------------------------------\r\n";
 static_assert(sizeof(separator) - 1 == 75);
 
-// The text behind the first mark that has any behind it, without the blank characters at its end.
-std::string FindStartTime(std::istream& file)
+// The text of the line behind the mark, without the blank characters at its end; nothing for a line without
+// the mark, or with nothing behind it.
+std::optional<std::string> StartTimeIn(std::string_view line)
 {
-    for (std::string line; std::getline(file, line);) {
-        const auto mark = line.find(startTimeMark);
-        if (mark == std::string::npos || mark + startTimeMark.size() == line.size()) {
-            continue;
+    const auto mark = line.find(startTimeMark);
+    if (mark == std::string_view::npos || mark + startTimeMark.size() == line.size()) {
+        return std::nullopt;
+    }
+    const auto text = line.substr(mark + startTimeMark.size());
+    return std::string(text.substr(0, text.find_last_not_of(" \n\r\t") + 1));
+}
+
+// That of the first line that has one, among the first bytes of the file; empty when there is none.
+std::string FindStartTime(InputFile& file)
+{
+    std::string text;
+    std::size_t lineBegin = 0;
+    bool more = true;
+    while (more && text.size() < mostSearched) {
+        const auto known = text.size();
+        text.resize(known + searchedAtOnce);
+        const auto got = file.Read(text.data() + known, searchedAtOnce);
+        text.resize(known + got);
+        more = got == searchedAtOnce;
+        for (auto end = text.find('\n', known); lineBegin < text.size(); end = text.find('\n', lineBegin)) {
+            if (end == std::string::npos && more) {
+                break; // the rest of the line is still to come
+            }
+            const auto line = std::string_view(text).substr(lineBegin, end - lineBegin);
+            if (auto found = StartTimeIn(line); found.has_value()) {
+                return *found;
+            }
+            lineBegin = end == std::string::npos ? text.size() : end + 1;
         }
-        line.erase(0, mark + startTimeMark.size());
-        line.erase(line.find_last_not_of(" \n\r\t") + 1);
-        return line;
     }
     return {};
 }
@@ -47,9 +74,9 @@ std::time_t ParseTime(const std::string& text)
     return std::mktime(&parsed);
 }
 
-bool CanBeRead(const std::filesystem::path& path)
+InputFile Opened(const std::filesystem::path& path)
 {
-    return std::ifstream(path, std::ios::in | std::ios::binary).is_open();
+    return {path, Links::Refused, Content::Binary};
 }
 
 } // namespace
@@ -87,13 +114,13 @@ bool Logger::BeginFile()
         }
     } else {
         RetireFiles();
-        if (CanBeRead(current)) {
+        if (Opened(current).IsOpen()) {
             return false; // it could not be moved away, and this session goes without a file
         }
     }
     OpenCurrentFile();
     if (settings.logToFile) {
-        fileStream << separator << std::flush;
+        currentFile.Write(separator);
     }
     return true;
 }
@@ -115,9 +142,8 @@ bool Logger::CheckRotationBySize()
     if (settings.rotationMode != rotateBySize && settings.rotationMode != rotateByAge) {
         return false;
     }
-    std::error_code error;
-    const auto size = std::filesystem::file_size(CurrentPath(), error);
-    if (error || size <= settings.maxFileSize) {
+    const auto size = SizeOfRegularFile(CurrentPath());
+    if (!size.has_value() || *size <= settings.maxFileSize) {
         return false;
     }
     Rotate();
@@ -147,8 +173,8 @@ void Logger::ReadLogStartTime(const std::filesystem::path& path)
     if (lastRotationTime != 0) {
         return;
     }
-    std::ifstream file(path, std::ios::in | std::ios::binary);
-    if (!file.is_open()) {
+    InputFile file = Opened(path);
+    if (!file.IsOpen()) {
         return;
     }
     const std::string text = FindStartTime(file);
@@ -183,7 +209,7 @@ void Logger::RotateLogFiles(const std::u16string& searchMask, const std::u16stri
 void Logger::Rotate()
 {
     rotating = true;
-    fileStream.close();
+    currentFile.Close();
     RetireFiles();
     OpenCurrentFile();
     WriteSessionHeader([this](const char* text) { WriteRaw(text); });
@@ -195,10 +221,10 @@ void Logger::RetireFiles() const
     RotateLogFiles(settings.logDirectory + settings.logFileName + u"*", settings.logDirectory);
 }
 
-// Leaves the stream as failed when that can't be done, which it can't when it is open.
+// Leaves the file as failed when that can't be done, which it can't when it is open.
 void Logger::OpenCurrentFile()
 {
-    fileStream.open(CurrentPath(), std::ios::out | std::ios::app | std::ios::binary);
+    currentFile.Open(CurrentPath());
 }
 
 std::filesystem::path Logger::CurrentPath() const

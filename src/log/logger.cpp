@@ -167,7 +167,7 @@ void Logger::WriteRaw(const char* text)
         Platform::WriteToDebugger(text);
     }
     if (settings.logToFile) {
-        fileStream << text << std::flush;
+        currentFile.Write(text);
         CheckRotation();
     }
 }

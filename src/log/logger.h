@@ -3,11 +3,11 @@
 #pragma once
 
 #include "log/log_settings.h"
+#include "platform/regular_file.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -51,7 +51,7 @@ public:
     bool CheckRotationByAge();
 
     // Takes the time from which the current file's age counts out of the first header in it, unless that is
-    // known.
+    // known. A header that begins behind the first 16 MiB counts as none.
     void ReadLogStartTime(const std::filesystem::path& path);
 
     // Retires the file that is current and moves the retired ones up by one number. Those whose number passes
@@ -76,7 +76,7 @@ private:
     std::filesystem::path CurrentPath() const;
 
     LogSettings settings; // first, so that the address of the Logger is that of the settings
-    std::ofstream fileStream;
+    AppendedFile currentFile;
     std::mutex lineLock;
     int64_t startTime; // steady clock, nanoseconds
     int64_t lastRotationTime = 0;

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <ctime>
 #include <numeric>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,7 +30,7 @@ void SendHost(const Send& send)
     char piece[pieceSize] = {};
     FormatInto(piece, sizeof(piece) - 1, "CardAPI, version: %s\r\n", versionText);
     send(piece);
-    const std::string path = Platform::NarrowPath(Platform::ExecutablePath(), longestPath);
+    const std::string path = Platform::PrintablePath(Platform::ExecutablePath(), longestPath);
     FormatInto(piece, sizeof(piece) - 1, "Process name: %s\r\n", path.c_str());
     send(piece);
     send("Process Architecture: ");
@@ -50,10 +49,11 @@ std::string FallbackText(const OsVersion& version)
 std::vector<std::string> LinesWithoutReturns(std::string listing)
 {
     std::erase(listing, '\r');
-    std::istringstream stream(listing);
     std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
+    for (std::size_t begin = 0; begin < listing.size();) {
+        const auto end = std::min(listing.find('\n', begin), listing.size());
+        lines.push_back(listing.substr(begin, end - begin));
+        begin = end + 1;
     }
     return lines;
 }

@@ -63,6 +63,9 @@ struct Platform
     // The path as a text of at most `limit` bytes; characters are not cut apart.
     static std::string NarrowPath(const std::filesystem::path& path, std::size_t limit);
 
+    // The same for a person's eyes: a control character, such as a line end, shows as "?".
+    static std::string PrintablePath(const std::filesystem::path& path, std::size_t limit);
+
     // The names of the entries, files or not, that match a path whose file name may end in "*" for any
     // characters; in the order of the names. Names that have no UTF-16 are left out.
     static std::vector<std::u16string> ListEntries(std::u16string_view mask);

@@ -18,6 +18,20 @@ bool ContinuesCharacter(char byte)
     return (byte & continuationMask) == continuationBits;
 }
 
+bool IsControl(char byte)
+{
+    constexpr char deleteCharacter = 0x7F;
+    return (byte >= 0 && byte < ' ') || byte == deleteCharacter;
+}
+
+// U+0080 to U+009F in UTF-8.
+bool IsTwoByteControl(std::string_view bytes)
+{
+    constexpr std::string_view first("\xC2\x80");
+    constexpr std::string_view last("\xC2\x9F");
+    return bytes.size() == first.size() && bytes >= first && bytes <= last;
+}
+
 } // namespace
 
 std::filesystem::path Platform::PathOf(std::u16string_view path)
@@ -48,6 +62,18 @@ std::string Platform::NarrowPath(const std::filesystem::path& path, std::size_t 
         text.resize(limit);
     }
     return text;
+}
+
+std::string Platform::PrintablePath(const std::filesystem::path& path, std::size_t limit)
+{
+    const std::string text = NarrowPath(path, limit);
+    std::string printable;
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        const bool two = IsTwoByteControl(std::string_view(text).substr(place, 2));
+        printable += two || IsControl(text[place]) ? '?' : text[place];
+        place += two ? 1 : 0;
+    }
+    return printable;
 }
 
 std::vector<std::u16string> Platform::ListEntries(std::u16string_view mask)

@@ -17,6 +17,11 @@ int CompareNames(std::wstring_view first, std::wstring_view second)
            CSTR_EQUAL;
 }
 
+bool IsControl(wchar_t character)
+{
+    return character < L' ' || (character >= 0x7F && character <= 0x9F);
+}
+
 bool NameBeginsWith(std::wstring_view name, std::wstring_view begin)
 {
     return CompareNames(name.substr(0, begin.size()), begin) == 0;
@@ -59,6 +64,13 @@ std::string Platform::NarrowPath(const std::filesystem::path& path, std::size_t 
     std::vector<char> text(limit + 1);
     static_cast<void>(std::wcstombs(text.data(), path.c_str(), limit));
     return text.data();
+}
+
+std::string Platform::PrintablePath(const std::filesystem::path& path, std::size_t limit)
+{
+    std::wstring text = path.native();
+    std::replace_if(text.begin(), text.end(), IsControl, L'?');
+    return NarrowPath(text, limit);
 }
 
 std::vector<std::u16string> Platform::ListEntries(std::u16string_view mask)
