@@ -258,10 +258,22 @@ TEST(RunCommand, NeitherSearchPathsNorPreloadsOfTheHostReachTheCommand)
                   setenv("PATH", "/nowhere", 1);
                   setenv("LD_PRELOAD", "/nowhere/lib.so", 1);
                   setenv("LC_ALL", "sk_SK.UTF-8", 1);
-                  return OutputOf("printf '%s|%s|%s' \"$PATH\" \"$LD_PRELOAD\" \"$LC_ALL\"") ==
-                                 "/usr/bin:/bin||sk_SK.UTF-8"
+                  return OutputOf("printf '%s|%s|%s|%s' \"$PATH\" \"$LD_PRELOAD\" \"$LC_ALL\""
+                                  " \"$HOST_LANGUAGE\"") == "/usr/bin:/bin||C|sk_SK.UTF-8"
                              ? 0
                              : 1;
+              }),
+              0);
+    // NOLINTEND(concurrency-mt-unsafe)
+}
+
+TEST(RunCommand, NoShellComplainsOfALocaleThatIsNotThere)
+{
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread runs
+    EXPECT_EQ(ResultInChild([] {
+                  setenv("LC_ALL", "xx_XX.UTF-8", 1);
+                  setenv("LANG", "xx_XX.UTF-8", 1);
+                  return OutputOf("exec bash -c 'printf said'") == "said" ? 0 : 1;
               }),
               0);
     // NOLINTEND(concurrency-mt-unsafe)

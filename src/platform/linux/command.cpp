@@ -134,19 +134,26 @@ void KeepOnlyOutput(int output)
     Leave(0);
 }
 
-std::string Variable(const char* name)
+// The name of the host's language.
+std::string HostLanguage()
 {
-    const char* value = std::getenv(name);
-    return std::string(name) + "=" + (value == nullptr ? "" : value);
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(name);
+        if (value != nullptr && *value != '\0') {
+            return value;
+        }
+    }
+    return {};
 }
 
 } // namespace
 
 const char* Platform::OsListingCommand()
 {
-    return "for file in /etc/os-release /usr/lib/os-release; do [ -r $file ] && . $file && break; done\n"
+    return "exec 2>/dev/null\n"
+           "for file in /etc/os-release /usr/lib/os-release; do [ -r $file ] && . $file && break; done\n"
            "printf '%s\\n' \"Caption=$PRETTY_NAME\" \"OSArchitecture=$(uname -m)\" \"CSDVersion=$(uname -v)\""
-           " \"MUILanguages=${LC_ALL:-${LC_MESSAGES:-$LANG}}\" \"Version=$(uname -r)\"";
+           " \"MUILanguages=$HOST_LANGUAGE\" \"Version=$(uname -r)\"";
 }
 
 void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& output)
@@ -159,11 +166,10 @@ void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& out
     Descriptor writeEnd(ends[1]);
     fcntl(writeEnd.Number(), F_SETFL, 0); // only the reading must not wait
 
-    // Nothing of the host's but the language, so that neither its search paths nor its preloads reach the
-    // command.
-    const std::array<std::string, 3> languages{Variable("LANG"), Variable("LC_MESSAGES"), Variable("LC_ALL")};
-    const std::array<const char*, 5> environment{"PATH=/usr/bin:/bin", languages[0].c_str(),
-                                                 languages[1].c_str(), languages[2].c_str(), nullptr};
+    // Nothing of the host's but the name of its language, so that neither its search paths nor its preloads
+    // reach the command. The command itself speaks C: a shell complains of a locale that isn't there.
+    const std::string language = "HOST_LANGUAGE=" + HostLanguage();
+    const std::array<const char*, 4> environment{"PATH=/usr/bin:/bin", "LC_ALL=C", language.c_str(), nullptr};
     const std::array<const char*, 4> arguments{"/bin/sh", "-c", commandLine, nullptr};
 
     long helper = 0;
