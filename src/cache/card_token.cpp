@@ -2,6 +2,7 @@
 
 #include "card/card_status.h"
 
+#include <exception>
 #include <utility>
 
 CardToken::CardToken(uint32_t id, CardSession session, std::string reader)
@@ -11,10 +12,33 @@ CardToken::CardToken(uint32_t id, CardSession session, std::string reader)
 
 CardToken::~CardToken()
 {
-    if (inTransaction) {
-        CardAPI_StopTransaction(cardSession);
+    try {
+        EndCardSession();
+    } catch (...) { // NOLINT(bugprone-empty-catch): whoever needs to know ends the session before
     }
-    CardAPI_CloseSession(cardSession);
+}
+
+void CardToken::EndCardSession()
+{
+    if (std::exchange(cardSessionEnded, true)) {
+        return;
+    }
+    std::exception_ptr failure;
+    if (std::exchange(inTransaction, false)) {
+        try {
+            CardAPI_StopTransaction(cardSession);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+    try {
+        CardAPI_CloseSession(cardSession);
+    } catch (...) {
+        failure = failure == nullptr ? std::current_exception() : failure;
+    }
+    if (failure != nullptr) {
+        std::rethrow_exception(failure);
+    }
 }
 
 CK_RV CardToken::StartTransaction()

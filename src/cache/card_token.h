@@ -7,12 +7,11 @@
 #include <map>
 #include <string>
 
-// Owns its session with the card: the destructor stops a transaction that is still held and closes the
-// session.
+// Owns its session with the card, which ends with it at the latest.
 struct CardToken
 {
     CardToken(uint32_t id, CardSession session, std::string reader);
-    ~CardToken();
+    ~CardToken(); // ends the card session; what the card side throws there is lost
     CardToken(const CardToken&) = delete;
     CardToken& operator=(const CardToken&) = delete;
 
@@ -24,6 +23,10 @@ struct CardToken
     // the card, when none is held.
     CK_RV StopTransaction();
 
+    // Stops a transaction that is still held and closes the session; does nothing from the second call on.
+    // Throws what the card side throws, once both have been tried: the first of the two when both do.
+    void EndCardSession();
+
     // Whether the card itself says that its secure-messaging channel is alive.
     bool IsSecureMessagingActive() const;
 
@@ -34,4 +37,7 @@ struct CardToken
         keyInfoBySlot;          // filled by the first mechanism list of a slot, then kept
     bool loggedIn = false;      // the user is logged in on this card
     bool inTransaction = false; // held by StartTransaction
+
+private:
+    bool cardSessionEnded = false;
 };

@@ -3,6 +3,7 @@
 #include "log/logger.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 // Where a record is taken out, the variable that receives it stands before the guard: the lock is then let go
@@ -11,6 +12,27 @@
 namespace {
 
 constexpr uint32_t onlyGroup = 0;
+
+// Lets go of tokens that are in the store no more. Each that no call is at work with ends its card session
+// here; what the card side throws is thrown when all have gone, the first of it when there is more. A token
+// that is still in use ends with its last user.
+void LetGo(std::vector<std::shared_ptr<CardToken>>& tokens)
+{
+    std::exception_ptr failure;
+    for (auto& token : tokens) {
+        try {
+            if (token.use_count() == 1) {
+                token->EndCardSession();
+            }
+        } catch (...) {
+            failure = failure == nullptr ? std::current_exception() : failure;
+        }
+        token = nullptr;
+    }
+    if (failure != nullptr) {
+        std::rethrow_exception(failure);
+    }
+}
 
 } // namespace
 
@@ -158,7 +180,8 @@ bool InternalCache::RemoveSession(CK_SESSION_HANDLE handle)
 
 void InternalCache::RemoveCardToken(const std::string& readerName)
 {
-    for (auto& token : TokensOfReader(readerName)) {
+    auto tokens = TokensOfReader(readerName);
+    for (const auto& token : tokens) {
         const auto slotIds = SlotsOfToken(token->tokenId);
         RemoveObjectsOfSlots(slotIds);
         RemoveSessionsOfSlots(slotIds);
@@ -167,8 +190,8 @@ void InternalCache::RemoveCardToken(const std::string& readerName)
             const std::lock_guard<std::mutex> guard(listLock);
             cardTokens.Take(token->tokenId);
         }
-        token = nullptr; // ends the card session, unless a call is still at work with the token
     }
+    LetGo(tokens);
 }
 
 void InternalCache::RemoveObjectsOfSlots(const std::vector<CK_SLOT_ID>& slotIds)
@@ -211,7 +234,7 @@ void InternalCache::Clear()
     }
     oldSessions.clear();
     oldSlots.clear();
-    oldTokens.clear();
+    LetGo(oldTokens);
 }
 
 std::vector<std::shared_ptr<CardToken>> InternalCache::TokensOfReader(const std::string& readerName) const

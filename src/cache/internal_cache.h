@@ -74,14 +74,16 @@ public:
     // Removing. A session that isn't there gives false.
     bool RemoveSession(CK_SESSION_HANDLE handle);
 
-    // Every card of that reader with its objects, sessions and slots; the name must match to the byte.
+    // Every card of that reader with its objects, sessions and slots; the name must match to the byte. Throws
+    // what the card side throws as card sessions end, when all have gone from the store.
     void RemoveCardToken(const std::string& readerName);
 
     void RemoveObjectsOfSlots(const std::vector<CK_SLOT_ID>& slotIds);
     void RemoveSessionsOfSlots(const std::vector<CK_SLOT_ID>& slotIds);
     void RemoveSlots(const std::vector<CK_SLOT_ID>& slotIds);
 
-    // Empties the store, and so closes the card sessions of an earlier run. The counters go on.
+    // Empties the store, and so closes the card sessions of an earlier run. The counters go on. Throws as
+    // RemoveCardToken does.
     void Clear();
 
     // The next id or handle of each kind, drawn by post-increment and never issued again in the life of the

@@ -5,9 +5,49 @@
 #include "log/logger.h"
 #include "platform/platform.h"
 
+#include <chrono>
+#include <exception>
+#include <system_error>
+#include <thread>
+#include <utility>
+
 namespace {
 
 constexpr uint32_t waitMilliseconds = 500;
+
+// What the handling of an event threw. The card side calls the events back, on a thread of its choice, and no
+// exception may pass through it: one is kept here until the wait that the event belongs to has returned.
+class FailedEvent
+{
+public:
+    void Keep(std::exception_ptr thrown)
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        failure = std::move(thrown);
+    }
+    void Rethrow()
+    {
+        std::exception_ptr thrown;
+        {
+            const std::lock_guard<std::mutex> guard(lock);
+            std::swap(thrown, failure);
+        }
+        if (thrown != nullptr) {
+            std::rethrow_exception(thrown);
+        }
+    }
+
+private:
+    std::mutex lock;
+    std::exception_ptr failure;
+};
+
+// Never destroyed: the card side may call back until the process ends.
+FailedEvent& LastFailedEvent()
+{
+    static auto* const event = new FailedEvent;
+    return *event;
+}
 
 void UnloadSlotList(const std::string& readerName, CardSession cardSession)
 {
@@ -23,10 +63,8 @@ void LogFailedEvent(CardStatus status)
     LOG_LINE(LogLevel_Debug, "ReaderCallback", "Card inserted event occurred with error: %s", text);
 }
 
-// Handed to the card side, which calls it on a thread of its choice. Takes no lock of the front end: the end
-// of the library waits for this thread with that lock held.
-void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession cardSession,
-                       const CardStatus* status)
+void ApplyReaderEvent(uint32_t event, const char16_t* readerName, CardSession cardSession,
+                      const CardStatus* status)
 {
     if (*status != eStatusOk) {
         LogFailedEvent(*status);
@@ -38,6 +76,38 @@ void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession c
     } else if (event == cardRemovedEvent) {
         UnloadSlotList(narrowName, cardSession);
     }
+}
+
+// Handed to the card side, which calls it on a thread of its choice. Takes no lock of the front end: the end
+// of the library waits for this thread with that lock held.
+void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession cardSession,
+                       const CardStatus* status)
+{
+    try {
+        ApplyReaderEvent(event, readerName, cardSession, status);
+    } catch (...) {
+        LastFailedEvent().Keep(std::current_exception());
+    }
+}
+
+// False when the step failed; the log then has the reason, unless it is not to be told.
+template <typename Step>
+bool Succeeds(bool told, Step&& step)
+{
+    std::string reason;
+    try {
+        std::forward<Step>(step)();
+        return true;
+    } catch (const std::exception& failure) {
+        reason = failure.what();
+    } catch (...) {
+        reason = "unknown exception";
+    }
+    if (told) {
+        LOG_LINE(LogLevel_Error, "MonitoringThread::DoMonitoring", "Watching the readers failed: %s",
+                 reason.c_str());
+    }
+    return false;
 }
 
 } // namespace
@@ -53,9 +123,15 @@ void MonitoringThread::Start()
     running = true;
     LoadSlotList(0, "");
     CardAPI_WaitForReaderEvent(0, HandleReaderEvent);
+    LastFailedEvent().Rethrow();
     LOG_LINE(LogLevel_Debug, "MonitoringThread::Start", "Going to start DoMonitoring thread");
-    thread = std::make_unique<OwnThread>([this] { DoMonitoring(waitMilliseconds); });
-    processId = Platform::ProcessId();
+
+    Watches started(1); // made first: nothing may fail once the thread runs
+    const std::lock_guard<std::mutex> guard(watchLock);
+    ForgetWatchesOfParent();
+    started.front() = std::make_unique<OwnThread>([this] { DoMonitoring(waitMilliseconds); });
+    watches.splice(watches.end(), started);
+    everStarted = true;
 }
 
 void MonitoringThread::Stop()
@@ -65,20 +141,51 @@ void MonitoringThread::Stop()
 
 void MonitoringThread::Join()
 {
-    if (thread == nullptr) {
+    Watches joining;
+    {
+        const std::lock_guard<std::mutex> guard(watchLock);
+        ForgetWatchesOfParent();
+        if (!everStarted) {
+            return;
+        }
+        joining.swap(watches);
+    }
+    if (joining.empty()) {
+        throw std::system_error(std::make_error_code(std::errc::invalid_argument));
+    }
+    try {
+        for (; !joining.empty(); joining.pop_front()) {
+            joining.front()->Join();
+        }
+    } catch (...) {
+        const std::lock_guard<std::mutex> guard(watchLock);
+        watches.splice(watches.begin(), joining);
+        throw;
+    }
+}
+
+void MonitoringThread::ForgetWatchesOfParent()
+{
+    const uint32_t current = Platform::ProcessId();
+    if (processId == current) {
         return;
     }
-    if (processId != Platform::ProcessId()) {
-        // A forked child has the object but not the thread, and would wait for it for ever.
-        static_cast<void>(thread.release());
-        return;
+    for (auto& watch : watches) {
+        static_cast<void>(watch.release());
     }
-    thread->Join();
+    watches.clear();
+    everStarted = false;
+    processId = current;
 }
 
 void MonitoringThread::DoMonitoring(uint32_t timeout)
 {
+    bool waiting = true; // a wait that fails for good is told once
     while (running) {
-        CardAPI_WaitForReaderEvent(timeout, HandleReaderEvent);
+        waiting = Succeeds(waiting, [timeout] { CardAPI_WaitForReaderEvent(timeout, HandleReaderEvent); });
+        Succeeds(true, [] { LastFailedEvent().Rethrow(); });
+        if (!waiting) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(timeout)); // it may fail at once, each time
+        }
     }
 }

@@ -1,4 +1,4 @@
-// The one background thread of the library: keeps the store in step with the readers.
+// The background threads of the library: they keep the store in step with the readers.
 #pragma once
 
 #include "cache/internal_cache.h"
@@ -6,7 +6,9 @@
 #include "platform/own_thread.h"
 
 #include <atomic>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 
 class MonitoringThread
@@ -15,23 +17,35 @@ public:
     // The singleton, made at the first call and never destroyed.
     static MonitoringThread& GetInstance();
 
-    // Loads the slots of all cards that are present, on the caller's thread, and starts the watch.
-    // Throws std::system_error when the thread cannot be started.
+    // Loads the slots of all cards that are present, on the caller's thread, and starts a watch. One that is
+    // running already, because two starts of the library met, goes on beside it.
+    // Throws what the card side and its events throw, and std::system_error when the thread cannot be
+    // started; there is no further watch then.
     void Start();
 
-    // Tells the thread to end at the end of its wait, within half a second.
+    // Tells the watches to end at the end of their wait, within half a second.
     void Stop();
 
-    // Waits for the thread to end; nothing to do when none was ever started. Throws std::system_error when
-    // the thread was joined already (invalid argument) or is the caller (resource deadlock would occur).
+    // Waits for every watch that was started to end; nothing to do when none ever was. Throws
+    // std::system_error when all were joined already (invalid argument) or one of them is the caller
+    // (resource deadlock would occur).
     void Join();
 
 private:
     MonitoringThread() = default;
 
+    using Watches = std::list<std::unique_ptr<OwnThread>>;
+
     void DoMonitoring(uint32_t timeout);
 
-    std::unique_ptr<OwnThread> thread;
-    uint32_t processId = 0; // of the process that started the thread
+    // A forked child has the objects but not the threads, and would wait for them for ever. The caller holds
+    // the lock.
+    void ForgetWatchesOfParent();
+
+    std::mutex watchLock; // of the three below; never held across a wait or a card call
+    Watches watches;      // those that were started and not joined yet
+    bool everStarted = false;
+    uint32_t processId = 0; // of the process that started the watches
+
     std::atomic<bool> running{false};
 };

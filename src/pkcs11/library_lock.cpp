@@ -22,15 +22,16 @@ void ApplicationMutex::Create(const CK_C_INITIALIZE_ARGS& arguments)
         lockMutex = arguments.LockMutex;
         unlockMutex = arguments.UnlockMutex;
     }
-    if (createMutex != nullptr) {
-        createMutex(&mutex);
+    if (const CK_CREATEMUTEX create = createMutex; create != nullptr) {
+        create(&mutex);
     }
 }
 
 void ApplicationMutex::Destroy()
 {
-    if (destroyMutex != nullptr && mutex != nullptr) {
-        destroyMutex(mutex);
+    const CK_DESTROYMUTEX destroy = destroyMutex;
+    if (destroy != nullptr && mutex != nullptr) {
+        destroy(mutex);
     }
     mutex = nullptr;
 }
@@ -63,8 +64,8 @@ void LibraryLock::Unlock()
 LibraryLockGuard::LibraryLockGuard()
 {
     const auto& application = ApplicationMutex::Instance();
-    if (application.lockMutex != nullptr) {
-        application.lockMutex(application.mutex);
+    if (const CK_LOCKMUTEX lock = application.lockMutex; lock != nullptr) {
+        lock(application.mutex);
         return;
     }
     libraryLock.Lock();
@@ -73,8 +74,8 @@ LibraryLockGuard::LibraryLockGuard()
 LibraryLockGuard::~LibraryLockGuard() noexcept(false) // NOLINT(bugprone-exception-escape): its contract
 {
     const auto& application = ApplicationMutex::Instance();
-    if (application.unlockMutex != nullptr) {
-        application.unlockMutex(application.mutex);
+    if (const CK_UNLOCKMUTEX unlock = application.unlockMutex; unlock != nullptr) {
+        unlock(application.mutex);
         return;
     }
     libraryLock.Unlock();

@@ -17,11 +17,12 @@ struct ApplicationMutex
     // Has the application destroy its mutex. The callbacks stay, and get a null mutex from then on.
     void Destroy();
 
-    CK_CREATEMUTEX createMutex = nullptr;
-    CK_DESTROYMUTEX destroyMutex = nullptr;
-    CK_LOCKMUTEX lockMutex = nullptr;
-    CK_UNLOCKMUTEX unlockMutex = nullptr;
-    CK_VOID_PTR mutex = nullptr;
+    // Two starts of the library can meet: the one stores while the lock of the other reads.
+    std::atomic<CK_CREATEMUTEX> createMutex{nullptr};
+    std::atomic<CK_DESTROYMUTEX> destroyMutex{nullptr};
+    std::atomic<CK_LOCKMUTEX> lockMutex{nullptr};
+    std::atomic<CK_UNLOCKMUTEX> unlockMutex{nullptr};
+    CK_VOID_PTR mutex = nullptr; // written by the application, which gets its address
 
     static ApplicationMutex& Instance();
 };

@@ -79,6 +79,24 @@ LogSettings ReadSettings(std::string& report)
 } // namespace
 
 char* g_unitTestHlp = nullptr;
+// Starts the watch on the readers. When what comes after its start fails, no watch goes on in a library that
+// did not start; one that has started before keeps its own.
+void StartMonitoring(const char* logFunction)
+{
+    auto& monitoring = MonitoringThread::GetInstance();
+    monitoring.Start();
+    try {
+        LOG_LINE(LogLevel_Debug, logFunction, "MonitoringThread started");
+        Platform::ArmUnloadNotification();
+    } catch (...) {
+        if (!initialised) {
+            monitoring.Stop();
+            monitoring.Join();
+        }
+        throw;
+    }
+}
+
 
 bool IsInitialised()
 {
@@ -105,10 +123,7 @@ CK_RV InitializePKCS11()
     LOG_LINE(LogLevel_Debug, logFunction, "Internal cache initialized");
 
     LOG_LINE(LogLevel_Debug, logFunction, "Going to start MonitoringThread");
-    MonitoringThread::GetInstance().Start();
-    LOG_LINE(LogLevel_Debug, logFunction, "MonitoringThread started");
-
-    Platform::ArmUnloadNotification();
+    StartMonitoring(logFunction);
     initialised = true;
     return CKR_OK;
 }

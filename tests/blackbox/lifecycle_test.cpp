@@ -4,7 +4,12 @@
 #include "support/mutex_callbacks.h"
 
 #include <array>
+#include <atomic>
+#include <condition_variable>
 #include <cstring>
+#include <functional>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <thread>
 
@@ -13,6 +18,85 @@ namespace {
 
 const Texts startOfEmptyRun{"GetAppDataDir(1023)", "GetUserDataDir(1023)", "Initialize",
                             "GetReaderList(1023)", "OpenSession()",        "WaitForReaderEvent(0)"};
+
+// True once the condition holds; false when it doesn't for a very long time.
+bool Eventually(const std::function<bool()>& condition)
+{
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// One mutex of the application, however often the library asks for one, and how many came to it.
+std::mutex applicationsOnlyMutex;
+std::atomic<int> comersToTheMutex{0};
+
+CK_C_INITIALIZE_ARGS ArgumentsWithOneMutex()
+{
+    return {[](CK_VOID_PTR_PTR place) -> CK_RV {
+                *place = &applicationsOnlyMutex;
+                return CKR_OK;
+            },
+            [](CK_VOID_PTR) -> CK_RV { return CKR_OK; },
+            [](CK_VOID_PTR) -> CK_RV {
+                ++comersToTheMutex;
+                applicationsOnlyMutex.lock();
+                return CKR_OK;
+            },
+            [](CK_VOID_PTR) -> CK_RV {
+                applicationsOnlyMutex.unlock();
+                return CKR_OK;
+            },
+            0,
+            nullptr};
+}
+
+// Lets the waits for reader events come in and holds them there until it is opened.
+class WaitGate
+{
+public:
+    // For the hook of a wait; the one that the library's start makes is let through.
+    void Pass()
+    {
+        std::unique_lock lock(mutex);
+        if (std::this_thread::get_id() == starter) {
+            return;
+        }
+        inside.insert(std::this_thread::get_id());
+        changed.notify_all();
+        changed.wait(lock, [&] { return open; });
+        inside.erase(std::this_thread::get_id());
+    }
+    void Open()
+    {
+        const std::lock_guard lock(mutex);
+        open = true;
+        changed.notify_all();
+    }
+    // Waits until so many threads are held.
+    bool Holds(size_t threads)
+    {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::minutes(2), [&] { return inside.size() == threads; });
+    }
+    size_t Inside()
+    {
+        const std::lock_guard lock(mutex);
+        return inside.size();
+    }
+
+private:
+    const std::thread::id starter = std::this_thread::get_id();
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::set<std::thread::id> inside;
+    bool open = false;
+};
 
 class LifecycleTest : public BlackBoxTest
 {
@@ -127,6 +211,51 @@ TEST_F(LifecycleTest, SecondInitializeIsRefusedBeforeItsArgumentsAreLookedAt)
     CK_INFO info{};
     EXPECT_EQ(f->C_GetInfo(&info), CKR_OK);
     EXPECT_EQ(script->Calls(), Texts{}) << "no callback was stored";
+}
+
+TEST_F(LifecycleTest, ASecondInitializeThatWaitedStartsAgain)
+{
+    CK_C_INITIALIZE_ARGS arguments = ArgumentsWithOneMutex();
+    CK_RV secondAnswer = CKR_GENERAL_ERROR;
+    std::thread second;
+    script->Next("GetAppDataDir", {.hook = [&] {
+                     second = std::thread([&] { secondAnswer = f->C_Initialize(&arguments); });
+                     EXPECT_TRUE(Eventually([] { return comersToTheMutex == 2; }));
+                 }});
+    EXPECT_EQ(f->C_Initialize(&arguments), CKR_OK);
+    second.join();
+    EXPECT_EQ(secondAnswer, CKR_OK);
+    EXPECT_EQ(script->Calls(), startOfEmptyRun + startOfEmptyRun);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_OK);
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK);
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
+}
+
+TEST_F(LifecycleTest, FinalizeWaitsForEveryWatchThatWasStarted)
+{
+    CK_C_INITIALIZE_ARGS arguments = ArgumentsWithOneMutex();
+    WaitGate gate;
+    std::thread second;
+    script->Next("GetAppDataDir", {.hook = [&] {
+                     second = std::thread([&] { f->C_Initialize(&arguments); });
+                     EXPECT_TRUE(Eventually([] { return comersToTheMutex == 2; }));
+                 }});
+    ASSERT_EQ(f->C_Initialize(&arguments), CKR_OK);
+    second.join();
+    script->Always("WaitForReaderEvent", {.hook = [&] { gate.Pass(); }});
+    ASSERT_TRUE(gate.Holds(2)) << "two starts, two watches";
+
+    size_t insideAtTheEnd = 99;
+    script->Next("Finalize", {.hook = [&] { insideAtTheEnd = gate.Inside(); }});
+    std::thread end([&] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
+    EXPECT_TRUE(Eventually([] { return comersToTheMutex == 3; }));
+    gate.Open();
+    end.join();
+    script->Always("WaitForReaderEvent", {});
+    EXPECT_EQ(insideAtTheEnd, 0U);
+    EXPECT_EQ(script->AllCalls().back().function, "Finalize") << "no wait begins after the end";
 }
 
 TEST_F(LifecycleTest, ReservedPointerIsRefusedAndNothingStarts)
@@ -382,6 +511,44 @@ TEST_F(LifecycleTest, ExceptionInsideInitializeReleasesTheApplicationsMutex)
     script->Next("GetAppDataDir", {.hook = [] { throw std::runtime_error("scripted"); }});
     EXPECT_EQ(f->C_Initialize(&arguments), CKR_FUNCTION_FAILED);
     EXPECT_EQ(TakeCalls(), (Texts{"CreateMutex", "LockMutex(1)", "GetAppDataDir(1023)", "UnlockMutex(1)"}));
+}
+
+TEST_F(LifecycleTest, ExceptionAtTheEndOfAnOldCardSessionFailsInitializeAndTheNextOneStarts)
+{
+    InitializeWithCard();
+    OpenSession(1);
+    Finalize();
+    for (const char* function : {"StopTransaction", "CloseSession"}) {
+        script->ForgetCalls();
+        script->Next(function, {.hook = [] { throw std::runtime_error("scripted"); }});
+        EXPECT_EQ(f->C_Initialize(nullptr), CKR_FUNCTION_FAILED) << function;
+        const Texts calls = TakeCalls();
+        EXPECT_EQ(calls.back().substr(0, 12), "CloseSession") << "it is closed whatever the stop did";
+        EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
+        OpenSession(Slots().front());
+        Finalize();
+    }
+}
+
+TEST_F(LifecycleTest, EveryOldCardSessionIsClosedWhenTheEndOfOneFails)
+{
+    InitializeWithTwoCards();
+    Finalize();
+    script->Next("CloseSession", {.hook = [] { throw 5; }}); // NOLINT(hicpp-exception-baseclass)
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(script->CallsOf("CloseSession").size(), 2U);
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
+}
+
+TEST_F(LifecycleTest, ExceptionInAnEventDuringInitializeAnswersFunctionFailed)
+{
+    script->AddReader(readerA, Card{});
+    script->Next("GetReaderList", {.hook = [&] { script->PushEvent(4, readerA, 101); }});
+    script->Next("CloseSession", {.hook = [] { throw std::runtime_error("scripted"); }});
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
 }
 
 TEST_F(LifecycleTest, ExceptionInsideFinalizeAnswersFunctionFailedAndReleasesTheLock)

@@ -4,6 +4,10 @@
 #include "support/mutex_callbacks.h"
 #include "support/test_certificates.h"
 
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <stdexcept>
 #include <thread>
 
 namespace BlackBox {
@@ -24,6 +28,21 @@ protected:
     {
         script->RemoveCard(reader);
         ProcessEvents();
+    }
+
+    // Returns once so many waits in a row have thrown.
+    void FailWaits(int count, const std::function<void()>& thrower)
+    {
+        std::atomic<int> left{count};
+        for (int wait = 0; wait < count; ++wait) {
+            script->Next("WaitForReaderEvent", {.hook = [&left, thrower] {
+                             --left;
+                             thrower();
+                         }});
+        }
+        while (left > 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
     }
 
     CK_RV InfoAnswer(CK_SESSION_HANDLE session)
@@ -318,6 +337,58 @@ TEST_F(ReaderMonitoringTest, WaitsGoOnWhateverTheyReturnAndLogNothing)
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_GE(script->CallsOf("WaitForReaderEvent").size(), 3U);
     EXPECT_EQ(log.Take(), Texts{});
+}
+
+TEST_F(ReaderMonitoringTest, ExceptionAtTheEndOfARemovedCardEndsNeitherHostNorWatch)
+{
+    script->AddReader(readerA);
+    for (const bool onOwnThread : {false, true}) {
+        script->DeliverOnOwnThread(onOwnThread);
+        script->PutCard(readerA, {});
+        Initialize();
+        ASSERT_EQ(Slots().size(), 2U);
+        OpenSession(Slots().front());
+        script->Next("StopTransaction", {.hook = [] { throw std::runtime_error("scripted"); }});
+        script->Next("CloseSession", {.hook = [] { throw 5; }}); // NOLINT(hicpp-exception-baseclass)
+        Remove(readerA);
+        EXPECT_EQ(Slots(), std::vector<CK_SLOT_ID>{});
+        Insert(readerA);
+        EXPECT_EQ(Slots().size(), 2U) << "the watch goes on";
+        Finalize();
+        script->TakeCard(readerA);
+    }
+}
+
+TEST_F(ReaderMonitoringTest, ExceptionWhileAnInsertedCardIsReadEndsNeitherHostNorWatch)
+{
+    Initialize();
+    script->Next("GetTokenInfo", {.hook = [] { throw std::runtime_error("scripted"); }});
+    Insert(readerA);
+    Insert(readerB);
+    EXPECT_EQ(Slots().size(), 2U) << "those of the second card";
+    LeaveLedgerAlone(); // the transaction around the reads was never stopped
+}
+
+TEST_F(ReaderMonitoringTest, ExceptionOutOfTheWaitItselfEndsNeitherHostNorWatch)
+{
+    Initialize();
+    FailWaits(2, [] { throw std::runtime_error("scripted"); });
+    Insert(readerA);
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ReaderMonitoringTest, AFailedWaitIsToldOnceUntilOneSucceeds)
+{
+    LogCapture log(script);
+    Initialize();
+    log.Forget();
+    FailWaits(2, [] { throw std::runtime_error("scripted"); });
+    Insert(readerA);
+    FailWaits(1, [] { throw 5; }); // NOLINT(hicpp-exception-baseclass)
+    Insert(readerB);
+    EXPECT_EQ(log.TakeOf("MonitoringThread::DoMonitoring"),
+              (Texts{"ERR MonitoringThread::DoMonitoring: Watching the readers failed: scripted",
+                     "ERR MonitoringThread::DoMonitoring: Watching the readers failed: unknown exception"}));
 }
 
 } // namespace

@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <mutex>
+#include <set>
 #include <system_error>
+#include <thread>
 
 namespace {
 
@@ -99,6 +102,29 @@ TEST_F(MonitoringThreadTest, CanBeStartedAgain)
         Monitoring().Start();
         EXPECT_EQ(ErrorOf([] { StopAndJoin(); }), std::error_code());
     }
+}
+
+TEST_F(MonitoringThreadTest, KeepsEveryWatchUntilItIsJoined)
+{
+    std::mutex lock;
+    std::set<std::thread::id> watching;
+    StubCard().onWait = [&](ReaderCallback) {
+        const std::lock_guard<std::mutex> guard(lock);
+        watching.insert(std::this_thread::get_id());
+    };
+    const auto watches = [&] {
+        const std::lock_guard<std::mutex> guard(lock);
+        return watching.size() - watching.count(std::this_thread::get_id());
+    };
+    Monitoring().Start();
+    Monitoring().Start();
+    for (int i = 0; i < 60000 && watches() < 2; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(watches(), 2U);
+    StopAndJoin();
+    StubCard().onWait = nullptr; // read by no watch any more
+    EXPECT_EQ(ErrorOf([] { Monitoring().Join(); }), std::make_error_code(std::errc::invalid_argument));
 }
 
 TEST_F(MonitoringThreadTest, CannotBeJoinedTwice)

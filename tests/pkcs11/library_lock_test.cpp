@@ -62,6 +62,17 @@ CK_C_INITIALIZE_ARGS ArgumentsWithCallbacks()
     return arguments;
 }
 
+// Back to what a process begins with.
+void ForgetCallbacks()
+{
+    auto& application = ApplicationMutex::Instance();
+    application.createMutex = nullptr;
+    application.destroyMutex = nullptr;
+    application.lockMutex = nullptr;
+    application.unlockMutex = nullptr;
+    application.mutex = nullptr;
+}
+
 class ApplicationMutexTest : public testing::Test
 {
 protected:
@@ -70,7 +81,7 @@ protected:
         calls.clear();
         answer = CKR_OK;
     }
-    ~ApplicationMutexTest() override { ApplicationMutex::Instance() = ApplicationMutex(); }
+    ~ApplicationMutexTest() override { ForgetCallbacks(); }
 };
 
 using LibraryLockGuardTest = ApplicationMutexTest;
@@ -202,9 +213,9 @@ TEST_F(LibraryLockGuardTest, EndWithoutTheMarkIsNotPermitted)
 {
     auto& application = ApplicationMutex::Instance();
     application.Create(ArgumentsWithCallbacks());
-    const auto error = ErrorOf([&application] {
+    const auto error = ErrorOf([] {
         const LibraryLockGuard guard; // through the application, so that the mark stays clear
-        application = ApplicationMutex();
+        ForgetCallbacks();
     });
     EXPECT_EQ(error, notPermitted);
 }
@@ -218,11 +229,11 @@ TEST_F(LibraryLockGuardTest, EndGoesToTheApplicationWhenItCameMeanwhile)
               std::error_code());
     EXPECT_EQ(calls.back(), (Call{"unlock", &mutexOfApplication}));
     // The own lock is still owned: it is seen to when the callbacks are gone.
-    ApplicationMutex::Instance() = ApplicationMutex();
+    ForgetCallbacks();
     EXPECT_EQ(ErrorOf([] { const LibraryLockGuard guard; }), deadlock);
     ApplicationMutex::Instance().lockMutex = LockMutex;
     EXPECT_EQ(ErrorOf([] { const LibraryLockGuard guard; }), std::error_code());
-    ApplicationMutex::Instance() = ApplicationMutex();
+    ForgetCallbacks();
     EXPECT_EQ(ErrorOf([] { const LibraryLockGuard guard; }), std::error_code());
 }
 

@@ -150,7 +150,8 @@ public:
     // Events are called back on a thread of their own, and not on the one that waits.
     virtual void DeliverOnOwnThread(bool enabled) = 0;
 
-    // Answers. `Next` queues one answer for one call; `Always` holds whenever the queue is empty.
+    // Answers. `Next` queues one answer for one call; `Always` holds whenever the queue is empty. Of an
+    // answer to WaitForReaderEvent the hook alone counts; it runs before the wait begins.
     virtual void Next(const std::string& function, Answer answer) = 0;
     virtual void Always(const std::string& function, Answer answer) = 0;
     // Makes the signatures that no answer has an output for, out of the function's name and the data given.

@@ -264,19 +264,25 @@ Core::Departure::~Departure()
     --core.inside;
 }
 
+// The caller holds the lock.
+Answer Core::TakeAnswer(const std::string& function)
+{
+    const auto queue = queued.find(function);
+    if (queue != queued.end() && !queue->second.empty()) {
+        Answer answer = std::move(queue->second.front());
+        queue->second.pop_front();
+        return answer;
+    }
+    const auto always = standing.find(function);
+    return always == standing.end() ? Answer{} : always->second;
+}
+
 Answer Core::Enter(CardCall call)
 {
     Answer answer;
     {
         const std::lock_guard lock(mutex);
-        const auto queue = queued.find(call.function);
-        const auto always = standing.find(call.function);
-        if (queue != queued.end() && !queue->second.empty()) {
-            answer = std::move(queue->second.front());
-            queue->second.pop_front();
-        } else if (always != standing.end()) {
-            answer = always->second;
-        }
+        answer = TakeAnswer(call.function);
         KeepLedger(call);
         if (recording) {
             call.text = DescribeCall(call);
@@ -358,8 +364,17 @@ void Core::Deliver(const Event& event, ReaderCallback callback)
     changed.notify_all();
 }
 
+std::function<void()> Core::TakeHookOfWait()
+{
+    const std::lock_guard lock(mutex);
+    return TakeAnswer("WaitForReaderEvent").hook;
+}
+
 CardStatus Core::Wait(uint32_t milliseconds, ReaderCallback callback)
 {
+    if (const auto hook = TakeHookOfWait(); hook) {
+        hook();
+    }
     std::deque<Event> due;
     bool elsewhere = false;
     {

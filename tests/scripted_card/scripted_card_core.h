@@ -104,6 +104,8 @@ private:
         Core& core;
     };
 
+    Answer TakeAnswer(const std::string& function);
+    std::function<void()> TakeHookOfWait();
     Reader& ReaderNamed(const std::u16string& name);
     CardSession OpenOn(Reader& reader, bool byEvent);
     std::shared_ptr<Card> CardOf(CardSession session) const;

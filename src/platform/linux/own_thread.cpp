@@ -8,9 +8,10 @@ struct OwnThread::State
     std::thread thread;
 };
 
-OwnThread::OwnThread(std::function<void()> body)
-    : state(std::make_unique<State>(State{std::thread(std::move(body))}))
+// The thread comes last: nothing may fail once it runs.
+OwnThread::OwnThread(std::function<void()> body) : state(std::make_unique<State>())
 {
+    state->thread = std::thread(std::move(body));
 }
 
 OwnThread::~OwnThread() = default;
