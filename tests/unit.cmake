@@ -11,6 +11,7 @@ function(unit_test_program target)
         set_target_properties(${target} PROPERTIES BUILD_RPATH "${ARGN}")
         target_link_options(${target} PRIVATE "-Wl,--disable-new-dtags")
     endif()
+    add_dependencies(${target} turkish_locale)
     gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST)
 endfunction()
 

@@ -19,6 +19,23 @@ std::unique_ptr<Botan::X509_Certificate> ParseAgain(const Botan::X509_Certificat
     return std::make_unique<Botan::X509_Certificate>(encoded);
 }
 
+// "2024/03/05 08:15:00 UTC" of the form in which the certificate has the time: "240305081500Z", or with four
+// digits of year for a GeneralizedTime. The characters are taken as they stand, because Botan's readable form
+// is made with the host's locale.
+std::string ReadableTime(const Botan::X509_Time& time)
+{
+    constexpr std::size_t shortForm = sizeof("240305081500Z") - 1;
+    constexpr char firstYearOf1900s[] = "50";
+    std::string digits = time.to_string();
+    if (digits.size() == shortForm) {
+        digits.insert(0, digits.compare(0, 2, firstYearOf1900s) < 0 ? "20" : "19");
+    }
+    std::string text = digits.substr(0, 4);
+    text.append("/").append(digits, 4, 2).append("/").append(digits, 6, 2);
+    text.append(" ").append(digits, 8, 2).append(":").append(digits, 10, 2).append(":").append(digits, 12, 2);
+    return text.append(" UTC");
+}
+
 } // namespace
 
 CertificateAccessor::CertificateAccessor(const Botan::X509_Certificate& source)
@@ -51,12 +68,12 @@ std::unique_ptr<HexBinary> CertificateAccessor::GetSerialNumber() const
 
 std::string CertificateAccessor::GetNotBeforeText() const
 {
-    return certificate->not_before().readable_string();
+    return ReadableTime(certificate->not_before());
 }
 
 std::string CertificateAccessor::GetNotAfterText() const
 {
-    return certificate->not_after().readable_string();
+    return ReadableTime(certificate->not_after());
 }
 
 void ToCkDate(const std::string& text, char (&destination)[ckDateLength])

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <sstream>
 
 namespace {
 
@@ -183,10 +182,8 @@ int FormatInto(char* buffer, std::size_t size, const char* format, ...)
 
 void FormatThreadId(char* destination, std::size_t maxLength)
 {
-    std::ostringstream identifier;
-    identifier << std::hex << Platform::ThreadId();
     char field[32] = {};
-    FormatInto(field, sizeof(field) - 1, "ThID: 0x%s", identifier.str().c_str());
+    FormatInto(field, sizeof(field) - 1, "ThID: 0x%x", static_cast<unsigned int>(Platform::ThreadId()));
     AppendBounded(destination, maxLength, field);
 }
 

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cctype>
 #include <string>
 #include <string_view>
 
@@ -32,11 +31,15 @@ LoadFacts& MutableFacts()
     return facts;
 }
 
+// Of ASCII letters alone: what the letters are in the host's language makes no difference.
+char LowerCase(char letter)
+{
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
 bool EqualIgnoringCase(std::string_view first, std::string_view second)
 {
-    const auto sameLetter = [](unsigned char a, unsigned char b) {
-        return std::tolower(a) == std::tolower(b);
-    };
+    const auto sameLetter = [](char a, char b) { return LowerCase(a) == LowerCase(b); };
     return std::equal(first.begin(), first.end(), second.begin(), second.end(), sameLetter);
 }
 
@@ -76,9 +79,6 @@ LogSettings ReadSettings(std::string& report)
     return settings;
 }
 
-} // namespace
-
-char* g_unitTestHlp = nullptr;
 // Starts the watch on the readers. When what comes after its start fails, no watch goes on in a library that
 // did not start; one that has started before keeps its own.
 void StartMonitoring(const char* logFunction)
@@ -97,6 +97,9 @@ void StartMonitoring(const char* logFunction)
     }
 }
 
+} // namespace
+
+char* g_unitTestHlp = nullptr;
 
 bool IsInitialised()
 {

@@ -57,6 +57,7 @@ int main(int count, char** arguments)
 {
     try {
         BlackBox::LeaveLineEndsAlone();
+        BlackBox::SetLocaleOfTheHost();
         const std::string option = count == 5 ? arguments[4] : "";
         if (count < 4 || count > 5) {
             throw std::runtime_error("usage: log_host SCRIPTED_FOLDER DIRECTORY CALLS [list|leave]");

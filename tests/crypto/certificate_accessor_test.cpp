@@ -1,6 +1,7 @@
 #include "crypto/certificate_accessor.h"
 
 #include "crypto/test_certificates.h"
+#include "host_locale.h"
 
 #include <botan/auto_rng.h>
 #include <botan/exceptn.h>
@@ -201,6 +202,22 @@ TEST(CertificateAccessor, DatesAreNotShiftedToLocalTime)
     EXPECT_EQ(NotAfterDate({utcTimeTag, "331231233000Z"}), "20331231");
     unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
     tzset();
+}
+
+TEST(CertificateAccessor, DatesAreTheSameInAHostThatGroupsDigits)
+{
+    const HostLocale locale;
+    const auto accessor = AccessorOf(CertificateContents());
+    EXPECT_EQ(accessor.GetNotBeforeText(), "2024/03/05 08:15:00 UTC");
+    EXPECT_EQ(NotBeforeDate({utcTimeTag, "991105081500Z"}), "19991105");
+    EXPECT_EQ(NotAfterDate({generalizedTimeTag, "20991231235959Z"}), "20991231");
+}
+
+TEST(CertificateAccessor, DatesAtTheEndsOfTheTwoFormsAreGiven)
+{
+    EXPECT_EQ(NotBeforeDate({utcTimeTag, "500101000000Z"}), "19500101");
+    EXPECT_EQ(NotAfterDate({utcTimeTag, "491231235959Z"}), "20491231");
+    EXPECT_EQ(NotAfterDate({generalizedTimeTag, "21991231235959Z"}), "21991231");
 }
 
 TEST(CertificateAccessor, ReadsACertificateMadeByBotan)

@@ -1,5 +1,6 @@
 #include "log/logger.h"
 
+#include "host_locale.h"
 #include "log/log_capture.h"
 #include "platform/platform.h"
 #include "platform/system_double.h"
@@ -489,6 +490,16 @@ TEST(FormatThreadId, AppendsTheThreadInLowercaseHexadecimal)
     FormatThreadId(text, 63);
     EXPECT_EQ(text, "before " + ThreadField());
     EXPECT_TRUE(HasForm(text, "before ThID: 0x[1-9a-f][0-9a-f]*"));
+}
+
+TEST(FormatThreadId, IsTheSameInAHostThatGroupsDigits)
+{
+    char plain[64] = {};
+    FormatThreadId(plain, 63);
+    const HostLocale locale;
+    char text[64] = {};
+    FormatThreadId(text, 63);
+    EXPECT_STREQ(text, plain);
 }
 
 TEST(FormatThreadId, StopsAtTheGivenLength)

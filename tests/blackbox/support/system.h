@@ -41,6 +41,13 @@ std::set<std::string> ExportedSymbols(const std::filesystem::path& library);
 std::vector<std::string> NeededLibraries(const std::filesystem::path& library);
 std::vector<std::string> ImportedSymbols(const std::filesystem::path& library);
 
+// Set, with any value, in the environment of a host that is to have locales of its own.
+inline constexpr char hostLocaleVariable[] = "TAVRIK_TEST_HOST_LOCALE";
+
+// Takes these locales for the rest of the process when the environment asks for them, on systems where hosts
+// with locales are tried. Throws std::runtime_error when there are none.
+void SetLocaleOfTheHost();
+
 // From now on standard output takes line ends as they are given.
 void LeaveLineEndsAlone();
 

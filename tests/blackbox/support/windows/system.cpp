@@ -156,6 +156,8 @@ std::vector<std::string> ImportedSymbols(const std::filesystem::path& library)
     return LookedAt(library).Image().ImportedNames();
 }
 
+void SetLocaleOfTheHost() {}
+
 void LeaveLineEndsAlone()
 {
     _setmode(standardOutput, _O_BINARY);
