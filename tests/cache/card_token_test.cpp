@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 namespace {
 
 class CardTokenTest : public StoreTest
@@ -109,4 +111,26 @@ TEST_F(CardTokenTest, SecureMessagingIsNotActiveWithoutASessionAndTheCardIsNotAs
     StubCard().flags = 4;
     EXPECT_FALSE(token->IsSecureMessagingActive());
     EXPECT_TRUE(StubCard().calls.empty());
+}
+
+TEST_F(CardTokenTest, EndOfTheCardSessionComesOnce)
+{
+    auto token = MakeToken();
+    token->StartTransaction();
+    token->EndCardSession();
+    token->EndCardSession();
+    token = nullptr;
+    EXPECT_EQ(StubCard().calls,
+              (std::vector<std::string>{"StartTransaction 42", "StopTransaction 42", "CloseSession 42"}));
+}
+
+TEST_F(CardTokenTest, WhatTheCardThrowsAtTheEndReachesWhoAsksForItAndLeavesNoDestructor)
+{
+    StubCard().onCloseSession = [](CardSession) { throw std::runtime_error("scripted"); };
+    auto asked = MakeToken();
+    EXPECT_THROW(asked->EndCardSession(), std::runtime_error);
+    asked = nullptr;
+    auto unasked = MakeToken();
+    unasked = nullptr;
+    EXPECT_EQ(CallsOf("CloseSession 42"), 2);
 }
