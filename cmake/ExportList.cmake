@@ -35,7 +35,9 @@ function(tavrik_limit_exports target)
     endif()
 endfunction()
 
-# For the linker of Linux.
+# For the linker of Linux, which also settles every reference of the library to what it exports: functions, tables of
+# virtual functions and type information. What is left to the loader goes to the first module of the process that has
+# the name, and every PKCS#11 module has the names C_*. On Windows there is no such choice.
 function(tavrik_write_version_script target symbols except)
     list(JOIN symbols ";\n        " symbols)
     list(APPEND except "*")
@@ -43,7 +45,7 @@ function(tavrik_write_version_script target symbols except)
     set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}.map")
     file(CONFIGURE OUTPUT "${script}"
         CONTENT "{\n    global:\n        @symbols@;\n    local:\n        @hidden@;\n};\n" @ONLY)
-    target_link_options(${target} PRIVATE "-Wl,--version-script=${script}")
+    target_link_options(${target} PRIVATE "-Wl,--version-script=${script}" -Wl,-Bsymbolic)
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${script}")
 endfunction()
 
