@@ -8,7 +8,7 @@ function(unit_test_program target)
     target_link_libraries(${target} PRIVATE pkcs11_core GTest::gtest_main tavrik_warnings)
     if(ARGN)
         # The old kind of run path: the loader also follows it when a sanitizer makes the call for the program.
-        set_target_properties(${target} PROPERTIES BUILD_RPATH "${ARGN}")
+        set_target_properties(${target} PROPERTIES INSTALL_RPATH "${ARGN}")
         target_link_options(${target} PRIVATE "-Wl,--disable-new-dtags")
     endif()
     add_dependencies(${target} turkish_locale)

@@ -37,8 +37,9 @@ struct Platform
     // The file that holds the library called `stem`: "libSTEM.so" or "STEM.dll".
     static std::string LibraryFileName(const std::string& stem);
 
-    // Loads a shared library and returns its handle, never null. The library stays loaded for good.
-    // Throws std::runtime_error with the system's reason.
+    // Loads a shared library and returns its handle, never null. The library stays loaded for good. A bare
+    // name is looked for as the system's loader does, but never in the current folder. Throws
+    // std::runtime_error with the reason.
     static void* LoadSharedLibrary(const std::filesystem::path& file);
 
     // The address of a symbol, never null. Throws std::runtime_error with the system's reason.

@@ -2,8 +2,14 @@
 #include "platform/platform.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
 
 namespace {
 
@@ -16,6 +22,57 @@ std::filesystem::path FindModuleDirectory()
     }
     const auto directory = std::filesystem::path(info.dli_fname).parent_path();
     return directory.empty() ? directory : std::filesystem::absolute(directory);
+}
+
+void* Open(const std::filesystem::path& file, int flags = 0)
+{
+    return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | flags);
+}
+
+// The folders in which the loader looks for what this library asks for by its bare name, but for those that
+// only its cache knows.
+std::vector<std::filesystem::path> SearchFolders()
+{
+    Dl_info info{};
+    void* self = nullptr;
+    Dl_serinfo size{};
+    const auto* const here = reinterpret_cast<const void*>(&Platform::ModuleDirectory);
+    if (dladdr1(here, &info, &self, RTLD_DL_LINKMAP) == 0 || dlinfo(self, RTLD_DI_SERINFOSIZE, &size) != 0) {
+        return {};
+    }
+    std::vector<std::max_align_t> storage(size.dls_size / sizeof(std::max_align_t) + 1);
+    auto* const search = reinterpret_cast<Dl_serinfo*>(storage.data());
+    *search = size;
+    if (dlinfo(self, RTLD_DI_SERINFO, search) != 0) {
+        return {};
+    }
+    std::vector<std::filesystem::path> folders;
+    for (unsigned i = 0; i < search->dls_cnt; ++i) {
+        folders.emplace_back(search->dls_serpath[i].dls_name);
+    }
+    return folders;
+}
+
+// The loader's ordinary search for a bare name. A folder that counts from the current one, as an empty part
+// of LD_LIBRARY_PATH does, is left out, because anybody may have put something there. The loader cannot be
+// told so; with such a folder in its search, the others are looked into one by one.
+void* OpenByName(const std::filesystem::path& name)
+{
+    const auto folders = SearchFolders();
+    if (std::all_of(folders.begin(), folders.end(),
+                    [](const auto& folder) { return folder.is_absolute(); })) {
+        return Open(name);
+    }
+    if (void* const loaded = Open(name, RTLD_NOLOAD)) {
+        return loaded;
+    }
+    for (const auto& folder : folders) {
+        std::error_code error;
+        if (folder.is_absolute() && std::filesystem::exists(folder / name, error)) {
+            return Open(folder / name);
+        }
+    }
+    throw std::runtime_error(name.string() + ": in no folder of the loader's search with an absolute path");
 }
 
 } // namespace
@@ -40,7 +97,7 @@ std::string Platform::LibraryFileName(const std::string& stem)
 
 void* Platform::LoadSharedLibrary(const std::filesystem::path& file)
 {
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* library = file.has_parent_path() ? Open(file) : OpenByName(file);
     if (library == nullptr) {
         throw std::runtime_error(dlerror());
     }

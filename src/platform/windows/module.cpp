@@ -7,8 +7,10 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -30,6 +32,65 @@ std::filesystem::path FindModuleDirectory()
     const std::wstring file = FileOf(module).native();
     const auto separator = file.rfind(L'\\');
     return separator == std::wstring::npos ? std::wstring() : file.substr(0, separator);
+}
+
+// The absolute ones among the folders of the variable PATH, each with a semicolon behind it.
+std::wstring FoldersOfPath()
+{
+    std::wstring path(GetEnvironmentVariableW(L"PATH", nullptr, 0), L'\0');
+    path.resize(GetEnvironmentVariableW(L"PATH", path.data(), static_cast<DWORD>(path.size())));
+    std::wstring folders;
+    std::size_t begin = 0;
+    while (begin < path.size()) {
+        const std::size_t end = std::min(path.find(L';', begin), path.size());
+        const std::wstring folder = path.substr(begin, end - begin);
+        if (std::filesystem::path(folder).is_absolute()) {
+            folders.append(folder).append(L";");
+        }
+        begin = end + 1;
+    }
+    return folders;
+}
+
+// The folders of Windows' ordinary search in their order, without the current one, where anybody may have put
+// something.
+std::wstring SearchFolders()
+{
+    std::array<wchar_t, longestPath + 1> folder{};
+    std::wstring folders = FileOf(nullptr).parent_path().native() + L";";
+    if (GetDllDirectoryW(static_cast<DWORD>(folder.size()), folder.data()) < folder.size() &&
+        std::filesystem::path(folder.data()).is_absolute()) {
+        folders.append(folder.data()).append(L";");
+    }
+    for (const auto get : {GetSystemDirectoryW, GetWindowsDirectoryW}) {
+        if (get(folder.data(), static_cast<UINT>(folder.size())) < folder.size()) {
+            folders.append(folder.data()).append(L";");
+        }
+    }
+    return folders + FoldersOfPath();
+}
+
+// By a full path, so that what the library needs in turn is looked for beside it.
+HMODULE Open(const std::filesystem::path& file)
+{
+    return LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+// By the name alone: one that the process has already, or the first that the search finds.
+HMODULE OpenByName(const std::filesystem::path& name)
+{
+    HMODULE loaded = nullptr;
+    if (GetModuleHandleExW(0, name.c_str(), &loaded) != FALSE) {
+        return loaded;
+    }
+    std::array<wchar_t, longestPath + 1> file{};
+    const DWORD length = SearchPathW(SearchFolders().c_str(), name.c_str(), nullptr,
+                                     static_cast<DWORD>(file.size()), file.data(), nullptr);
+    if (length == 0 || length >= file.size()) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    return Open(file.data());
 }
 
 [[noreturn]] void ThrowLastError(const std::string& subject)
@@ -88,9 +149,7 @@ std::string Platform::LibraryFileName(const std::string& stem)
 
 void* Platform::LoadSharedLibrary(const std::filesystem::path& file)
 {
-    // What a library with a full path needs in turn is looked for beside it.
-    const DWORD search = file.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
-    HMODULE library = LoadLibraryExW(file.c_str(), nullptr, search);
+    HMODULE library = file.is_absolute() ? Open(file) : OpenByName(file);
     if (library == nullptr) {
         ThrowLastError(NarrowPath(file, longestPath));
     }
