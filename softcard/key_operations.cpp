@@ -2,6 +2,8 @@
 
 #include "card_error.h"
 
+#include "crypto/calling_thread_key.h"
+
 #include <botan/auto_rng.h>
 #include <botan/exceptn.h>
 #include <botan/pubkey.h>
@@ -46,7 +48,7 @@ std::vector<uint8_t> Sign(const Botan::RSA_PrivateKey& key, uint32_t reference, 
         throw CardError(statusInvalidParameter, "The data does not fit the key.");
     }
     Botan::AutoSeeded_RNG random;
-    Botan::PK_Signer signer(key, random, scheme.padding);
+    Botan::PK_Signer signer(CallingThreadKey(key), random, scheme.padding);
     return signer.sign_message(data.data(), data.size(), random);
 }
 
@@ -60,7 +62,7 @@ Botan::secure_vector<uint8_t> Decrypt(const Botan::RSA_PrivateKey& key, std::spa
         throw CardError(statusInvalidParameter, "The data is not as long as the key.");
     }
     Botan::AutoSeeded_RNG random;
-    const Botan::PK_Decryptor_EME decryptor(key, random, "EME-PKCS1-v1_5");
+    const Botan::PK_Decryptor_EME decryptor(CallingThreadKey(key), random, "EME-PKCS1-v1_5");
     try {
         return decryptor.decrypt(data.data(), data.size());
     } catch (const Botan::Exception&) {

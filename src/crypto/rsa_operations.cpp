@@ -1,4 +1,5 @@
 #include "crypto/byte_conversion.h"
+#include "crypto/calling_thread_key.h"
 #include "crypto/with_generator.h"
 #include "tavrik/rsa.h"
 
@@ -22,9 +23,9 @@ constexpr char anyProvider[] = "";
 Owned<Botan::PK_Signer> MakeSigner(const RSAPrivKey* key, const std::string& mode)
 {
     return Owned<Botan::PK_Signer>(
-        key == nullptr
-            ? nullptr
-            : SignerWithGenerator::Make(*key->GetBotanPrivateKey(), mode, signatureFormat, anyProvider));
+        key == nullptr ? nullptr
+                       : SignerWithGenerator::Make(CallingThreadKey(*key->GetBotanPrivateKey()), mode,
+                                                   signatureFormat, anyProvider));
 }
 
 Owned<Botan::PK_Verifier> MakeVerifier(const RSAPubKey* key, const std::string& mode)
@@ -47,8 +48,9 @@ Owned<Botan::PK_Encryptor_EME> MakeEncryptor(const RSAPubKey* key, const std::st
 Owned<Botan::PK_Decryptor_EME> MakeDecryptor(const RSAPrivKey* key, const std::string& mode)
 {
     return Owned<Botan::PK_Decryptor_EME>(
-        key == nullptr ? nullptr
-                       : DecryptorWithGenerator::Make(*key->GetBotanPrivateKey(), mode, anyProvider));
+        key == nullptr
+            ? nullptr
+            : DecryptorWithGenerator::Make(CallingThreadKey(*key->GetBotanPrivateKey()), mode, anyProvider));
 }
 
 HexBinary* SignWith(Botan::PK_Signer& signer, const HexBinary* data)
