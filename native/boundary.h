@@ -28,6 +28,7 @@ template <typename Work>
 CK_RV InFront(Work&& work) noexcept
 {
     return Guarded([&work] {
+        Require(!ProcessIsEnding(), CKR_CRYPTOKI_NOT_INITIALIZED);
         const Call call;
         return std::forward<Work>(work)(call.Of());
     });

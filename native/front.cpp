@@ -1,6 +1,7 @@
 #include "native/front.h"
 
 #include "native/rsa_public.h"
+#include "platform/process_end.h"
 
 #include <algorithm>
 #include <chrono>
@@ -171,6 +172,7 @@ CK_SLOT_ID Front::WaitForEvent(bool blocking)
             return event->id;
         }
         Require(blocking, CKR_NO_EVENT);
+        const PauseOfWork pause;
         closing.wait_for(lock, timeBetweenLooks, [this] { return closed; });
     }
 }

@@ -5,6 +5,8 @@
 #include "native/records.h"
 #include "native/refusal.h"
 
+#include "platform/process_end.h"
+
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -69,6 +71,7 @@ CK_RV RunOperation(Begin* begin, Finish* finish, const CardWork& work, Bytes& ou
     Bytes handed = work.data;
     output.resize(outputCapacity);
     auto length = Narrow(output.size());
+    const PauseOfWork pause; // for a dialog
     const CK_RV result = finish(work.session, handed.data(), Narrow(handed.size()), output.data(), &length);
     output.resize(result == CKR_OK ? length : 0);
     return result;
@@ -230,6 +233,7 @@ void Library::CloseSession(packed::CK_SESSION_HANDLE session) const noexcept
 CK_RV Library::Login(packed::CK_SESSION_HANDLE session, CK_USER_TYPE user, const CK_UTF8CHAR* code,
                      CK_ULONG length) const
 {
+    const PauseOfWork pause; // for a dialog
     // The library takes a pointer to what it doesn't change.
     return functions->C_Login(session, static_cast<packed::CK_USER_TYPE>(user),
                               const_cast<CK_UTF8CHAR*>(code), code == nullptr ? 0 : Narrow(length));

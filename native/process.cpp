@@ -2,6 +2,8 @@
 
 #include "native/own_folder.h"
 
+#include "crypto/shared_objects.h"
+
 #include <new>
 #include <thread>
 
@@ -96,6 +98,9 @@ void AfterForkInChild()
 // to.
 [[gnu::destructor]] void Unloaded()
 {
+    if (ProcessIsEnding()) {
+        return; // what would be let go of may refer to what has ended before
+    }
     Process& process = ThisProcess();
     const std::lock_guard lock(process.mutex);
     if (process.calls == 0 && !process.ending && process.libraryChanger == std::thread::id()) {
@@ -114,6 +119,7 @@ CK_RV StartFront()
         const std::lock_guard lock(process.mutex);
         Require(process.front == nullptr, CKR_CRYPTOKI_ALREADY_INITIALIZED);
     }
+    PrepareSharedCryptoObjects();
     const LibraryChange change(process);
     auto& library = Library::Instance();
     const CK_RV started = library.Start();

@@ -3,6 +3,8 @@
 
 #include "native/front.h"
 
+#include "platform/process_end.h"
+
 namespace native {
 
 CK_RV StartFront();
@@ -21,6 +23,7 @@ public:
     Front& Of() const { return *front; }
 
 private:
+    const WorkBeforeEnd work;
     Front* front;
 };
 

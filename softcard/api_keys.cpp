@@ -4,6 +4,8 @@
 #include "card_error.h"
 #include "key_operations.h"
 
+#include "platform/process_end.h"
+
 #include <botan/pk_keys.h>
 #include <botan/x509cert.h>
 
@@ -64,6 +66,7 @@ CardStatus GetCertificates(CardSession session, KeyFamily family, CardCertificat
         RequirePointer(keys);
         *count = 0;
         const auto found = UseCard(session, Prefix(family) + "_GetCertificates");
+        const WorkBeforeEnd work;
         const auto& cardKeys = found->InsertedCard().Keys(family);
         const auto number = std::min<size_t>(cardKeys.size(), maxCertificates);
         for (size_t i = 0; i < number; ++i) {
@@ -79,6 +82,7 @@ CardStatus GetKeyInfo(CardSession session, KeyFamily family, CardKeyInfo* key)
     return Guarded([&] {
         RequirePointer(key);
         const auto found = UseCard(session, Prefix(family) + "_GetKeyInfo");
+        const WorkBeforeEnd work;
         const auto& cardKeys = found->InsertedCard().Keys(family);
         if (cardKeys.empty()) {
             throw CardError(softcard::statusCertificateNotLoaded, "The card has no key of this family.");
@@ -154,6 +158,7 @@ CardStatus CardAPI_QES_SignData(CardSession session, const uint8_t* data, uint32
     return Guarded([&] {
         const Exchange exchange(data, length, output, outputLength);
         const auto found = UseCard(session, "QES_SignData");
+        const WorkBeforeEnd work;
         const auto entry = EnterCard(found->InsertedCard().folder);
         // A signature that fails costs the authorisation too.
         const auto keys = found->TakeQualifiedKeys();
@@ -170,6 +175,7 @@ CardStatus CardAPI_ES_SignData(CardSession session, const uint8_t* data, uint32_
     return Guarded([&] {
         const Exchange exchange(data, length, output, outputLength);
         const auto found = UseCard(session, "ES_SignData");
+        const WorkBeforeEnd work;
         const auto entry = EnterCard(found->InsertedCard().folder);
         const auto keys = found->OrdinaryKeys();
         if (!keys) {
@@ -185,6 +191,7 @@ CardStatus CardAPI_ES_DecryptData(CardSession session, const uint8_t* data, uint
     return Guarded([&] {
         const Exchange exchange(data, length, output, outputLength);
         const auto found = UseCard(session, "ES_DecryptData");
+        const WorkBeforeEnd work;
         const auto entry = EnterCard(found->InsertedCard().folder);
         const auto keys = found->OrdinaryKeys();
         if (!keys) {

@@ -4,13 +4,15 @@
 #include "fault.h"
 #include "system/process_end.h"
 
+#include "platform/process_end.h"
+
 #include <exception>
 
 namespace softcard {
 
 CardStatus Guarded(const std::function<void()>& body) noexcept
 {
-    if (ThreadsAreGone()) {
+    if (ThreadsAreGone() || ProcessIsEnding()) {
         return statusNotInitialized;
     }
     try {

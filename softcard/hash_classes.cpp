@@ -1,5 +1,7 @@
 #include "hash_classes.h"
 
+#include "platform/process_end.h"
+
 #include <botan/hash.h>
 
 namespace Zelmo::Crypto {
@@ -8,6 +10,7 @@ namespace Zelmo::Crypto {
 // NOLINTNEXTLINE(readability-make-member-function-const)
 std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_t length)
 {
+    const WorkBeforeEnd work;
     const auto hash = Botan::HashFunction::create_or_throw(name);
     hash->update(data, length);
     return hash->final_stdvec();

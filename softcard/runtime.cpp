@@ -2,10 +2,9 @@
 
 #include "card_error.h"
 #include "fault.h"
-#include "secret.h"
 #include "system/files.h"
 
-#include <botan/asn1_oid.h>
+#include "crypto/shared_objects.h"
 
 #include <algorithm>
 
@@ -37,14 +36,6 @@ std::optional<CardStatus> MeetFailure(const Directories& directories, const std:
     }
 }
 
-// The cryptographic library makes its memory pool and its table of names on first use. They are made here, on
-// the one thread that starts the library, so that no two threads meet over it later.
-void PrepareCryptography()
-{
-    const SecretBytes fromThePool(1);
-    (void)Botan::OID::from_string("RSA");
-}
-
 } // namespace
 
 Runtime& Runtime::Instance()
@@ -59,7 +50,7 @@ void Runtime::Initialize()
     EnsurePrivateFolder(directories.Readers());
     EnsurePrivateFolder(directories.Cards());
     const std::lock_guard lock(mutex_);
-    PrepareCryptography();
+    PrepareSharedCryptoObjects(); // on one thread, so that no two meet over it later
     directories_ = std::move(directories);
     initialized_ = true;
 }

@@ -5,6 +5,7 @@
 #include "card/card_hash.h"
 #include "log/logger.h"
 #include "platform/platform.h"
+#include "platform/process_end.h"
 
 #include <bit>
 #include <new>
@@ -51,12 +52,16 @@ void* FindCardSymbol(const char* symbol)
     }
 }
 
-// The function of the card-access library with the name and the type of our own `function`.
+// The function of the card-access library with the name and the type of our own `function`. A call of it may
+// be a dialog, for which the end of the process does not wait.
 template <auto function>
 auto Bound(const char* name)
 {
     static const auto target = reinterpret_cast<decltype(function)>(FindCardSymbol(name));
-    return target;
+    return [bound = target](auto... arguments) {
+        const PauseOfWork pause;
+        return bound(arguments...);
+    };
 }
 
 } // namespace

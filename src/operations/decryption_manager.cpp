@@ -10,11 +10,11 @@
 
 namespace {
 
-constexpr char initFunction[] = "DecryptionManager::Init";
+constexpr char startFunction[] = "DecryptionManager::Init";
 constexpr char decryptFunction[] = "DecryptionManager::Decrypt";
 constexpr char cardPrefix[] = "81"; // tells the card that encrypted data follow
 
-constexpr RsaOperationKind decryption = {initFunction,
+constexpr RsaOperationKind decryption = {startFunction,
                                          "DecryptionManager::Init private key found",
                                          CKA_DECRYPT,
                                          "DecryptionManager::Init private key has Decrypt attribute",
@@ -41,7 +41,7 @@ CK_RV DecryptionManager::Init(CK_SESSION_HANDLE session, const CK_MECHANISM* req
 {
     inputData = nullptr;
     const CK_RV begun = operation.Begin(decryption, session, requested, key);
-    return begun == CKR_OK ? LogLeaving(initFunction, begun) : begun;
+    return begun == CKR_OK ? LogLeaving(startFunction, begun) : begun;
 }
 
 CK_RV DecryptionManager::GetLength(uint32_t& length) const

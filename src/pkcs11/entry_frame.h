@@ -6,6 +6,7 @@
 #include "log/function_lines.h"
 #include "pkcs11/cryptoki.h"
 #include "pkcs11/library_lock.h"
+#include "platform/process_end.h"
 
 #include <utility>
 
@@ -43,6 +44,7 @@ public:
             return Leave();
         }
         const LibraryLockGuard guard;
+        const WorkBeforeEnd working;
         result = std::forward<Work>(work)();
         return Leave();
     }

@@ -3,6 +3,7 @@
 #include "cache/internal_cache.h"
 #include "cache/monitoring_thread.h"
 #include "card/card_api.h"
+#include "crypto/shared_objects.h"
 #include "log/configuration.h"
 #include "log/logger.h"
 #include "log/process_name.h"
@@ -87,6 +88,7 @@ void StartMonitoring(const char* logFunction)
     monitoring.Start();
     try {
         LOG_LINE(LogLevel_Debug, logFunction, "MonitoringThread started");
+        PrepareSharedCryptoObjects();
         Platform::ArmUnloadNotification();
     } catch (...) {
         if (!initialised) {
