@@ -67,8 +67,8 @@ softcard::SecretText AskUser(const Verification& verification, VerifyResult& res
     const auto& reader = verification.session->InsertedIn().name;
     auto code = softcard::AskForCode({verification.kind, card.name, reader, look.triesLeft},
                                      Runtime::Instance().RequireDirectories().config);
-    if (!code) {
-        throw CardError(softcard::statusUserInputError, "The user gave no code.");
+    if (!code || !softcard::CanBeACode(*code)) {
+        throw CardError(softcard::statusUserInputError, "The user gave no code, or what can be none.");
     }
     // The user may have taken the time to remove the card.
     (void)Runtime::Instance().RequireSession(verification.number);

@@ -1,16 +1,30 @@
 // The boundary: folders, start and end.
 #include "boundary.h"
 #include "directories.h"
+#include "library_log.h"
+#include "system/user_directories.h"
 #include "text.h"
+
+#include <exception>
 
 namespace {
 
-// With a trailing slash. An empty text when the folder cannot be found or made.
-void CopyFolder(std::filesystem::path softcard::Directories::*folder, char16_t* buffer, uint32_t capacity)
+using softcard::Directories;
+
+std::u16string TextOf(const std::filesystem::path& folder)
+{
+    return softcard::ToUtf16(softcard::Utf8Of(folder / ""));
+}
+
+// With a trailing slash. Where the store's folder cannot be used or has too long a name, the user reads and
+// writes that of the last resort: an empty text would be the folder that the host happens to be in.
+void CopyFolder(std::filesystem::path Directories::*folder, char16_t* buffer, uint32_t capacity)
 {
     std::u16string text;
-    softcard::Guarded(
-        [&] { text = softcard::ToUtf16(softcard::Utf8Of(softcard::FindDirectories().*folder / "")); });
+    softcard::Guarded([&] { text = TextOf(softcard::FindDirectories().*folder); });
+    if (text.empty() || text.size() >= capacity) {
+        softcard::Guarded([&] { text = TextOf(softcard::LastResortDirectories().*folder); });
+    }
     softcard::CopyToBuffer(text, buffer, capacity);
 }
 
@@ -18,17 +32,23 @@ void CopyFolder(std::filesystem::path softcard::Directories::*folder, char16_t* 
 
 void CardAPI_GetAppDataDir(char16_t* buffer, uint32_t capacity)
 {
-    CopyFolder(&softcard::Directories::config, buffer, capacity);
+    CopyFolder(&Directories::config, buffer, capacity);
 }
 
 void CardAPI_GetUserDataDir(char16_t* buffer, uint32_t capacity)
 {
-    CopyFolder(&softcard::Directories::state, buffer, capacity);
+    CopyFolder(&Directories::state, buffer, capacity);
 }
 
-void CardAPI_Initialize(const void* /*logger*/)
+void CardAPI_Initialize(const void* logger)
 {
-    softcard::Guarded([] { softcard::Runtime::Instance().Initialize(); });
+    softcard::Guarded([logger] {
+        try {
+            softcard::Runtime::Instance().Initialize();
+        } catch (const std::exception& error) {
+            softcard::LogError(logger, std::string("The cards cannot be reached: ") + error.what());
+        }
+    });
 }
 
 void CardAPI_Finalize(void)

@@ -22,7 +22,7 @@ std::u16string JoinReaderNames(size_t capacity)
     std::u16string names;
     for (const auto& reader : softcard::ReaderDirectory(directories).List()) {
         if (!reader.card.empty()) {
-            softcard::MeetFault(directories, reader.card, "GetReaderList");
+            softcard::MeetOrderedFault(directories, reader.card, "GetReaderList");
         }
         const std::u16string name = softcard::ToUtf16(reader.name);
         if (names.size() + name.size() + 1 <= capacity) {

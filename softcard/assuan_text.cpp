@@ -1,5 +1,6 @@
 #include "assuan_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 
@@ -36,6 +37,16 @@ std::string UnescapeFromAssuan(std::string_view text)
         }
     }
     return plain;
+}
+
+bool BeginsWith(std::string_view line, std::string_view word)
+{
+    return line.starts_with(word) && (line.size() == word.size() || line[word.size()] == ' ');
+}
+
+std::string_view TextBehindWord(std::string_view line)
+{
+    return line.substr(std::min(line.size(), line.substr(0, line.find(' ')).size() + 1));
 }
 
 } // namespace softcard

@@ -14,6 +14,9 @@
 namespace softcard {
 namespace {
 
+// Who waits for another to make the authority waits for two keys, on a slow machine too.
+constexpr std::chrono::minutes longestMaking{5};
+
 constexpr size_t authorityBits = 2048;
 constexpr int authorityYears = 20;
 constexpr int holderYears = 5;
@@ -130,7 +133,7 @@ Authority::Authority(const Directories& directories)
 {
     const std::filesystem::path folder = directories.Authority();
     EnsurePrivateFolder(folder);
-    const FileLock lock(folder / "lock");
+    const FileLock lock(folder / "lock", longestMaking);
     if (!std::filesystem::exists(folder / "issuing.pem")) {
         MakeAuthority(folder);
     }

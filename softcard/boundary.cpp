@@ -2,6 +2,7 @@
 
 #include "card_error.h"
 #include "fault.h"
+#include "store_error.h"
 #include "system/process_end.h"
 
 #include "platform/process_end.h"
@@ -20,6 +21,8 @@ CardStatus Guarded(const std::function<void()>& body) noexcept
         return statusOk;
     } catch (const CardError& error) {
         return error.Status();
+    } catch (const StoreError& error) {
+        return error.Failure() == StoreFailure::cardBusy ? statusSharingViolation : statusInternalError;
     } catch (const std::exception&) {
         return statusInternalError;
     }
@@ -38,7 +41,7 @@ std::shared_ptr<Session> LeaveCard(CardSession session, const std::string& opera
     Runtime& runtime = Runtime::Instance();
     auto found = runtime.RequireOpenSession(session);
     if (const auto directories = runtime.CurrentDirectories()) {
-        MeetFault(*directories, found->InsertedCard().name, operation);
+        MeetOrderedFault(*directories, found->InsertedCard().name, operation);
     }
     return found;
 }

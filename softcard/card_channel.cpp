@@ -21,7 +21,10 @@ std::string ReadChannelMark(const std::filesystem::path& cardFolder)
 {
     try {
         return ReadFile(cardFolder / channelFile);
-    } catch (const std::system_error&) {
+    } catch (const std::system_error& error) {
+        if (error.code() != std::errc::no_such_file_or_directory) {
+            throw;
+        }
         return {};
     }
 }

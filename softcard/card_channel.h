@@ -6,7 +6,8 @@
 
 namespace softcard {
 
-// Empty as long as the channel has never been broken. What was authorised under another mark is over.
+// Empty as long as the channel has never been broken. What was authorised under another mark is over. Throws
+// std::system_error for a mark that cannot be read: nobody knows then whether the channel stands.
 std::string ReadChannelMark(const std::filesystem::path& cardFolder);
 
 // Ends every authorisation on the card, in all processes. Throws std::system_error.

@@ -64,6 +64,13 @@ void RequireSubject(const std::string& subject)
     }
 }
 
+void RequireNewName(const CardStore& store, const std::string& name)
+{
+    if (store.Contains(name)) {
+        throw StoreError(StoreFailure::nameTaken, "There is already a card named \"" + name + "\".");
+    }
+}
+
 void RequireMakeable(const CardStore& store, const NewCard& request)
 {
     RequireCardName(request.name);
@@ -75,9 +82,7 @@ void RequireMakeable(const CardStore& store, const NewCard& request)
     RequireOrder(request.ordinary);
     RequireField("manufacturer", request.manufacturer, longestManufacturer);
     RequireField("model", request.model, longestModel);
-    if (store.Contains(request.name)) {
-        throw StoreError(StoreFailure::nameTaken, "There is already a card named \"" + request.name + "\".");
-    }
+    RequireNewName(store, request.name);
 }
 
 constexpr std::string_view workshopName = ".new-";
@@ -190,6 +195,10 @@ void MakeCard(const Directories& directories, const NewCard& request)
     MakeKeys(card, authority, KeyFamily::ordinary, request, secrets.ordinary);
     WriteCodeRecords(card.folder, secrets.records);
     WriteCardDescription(card);
+    RequireNewName(store, request.name);
+    if (request.beforeUse) {
+        request.beforeUse();
+    }
     workshop.MoveTo(store.FolderOf(request.name), request.name);
 }
 

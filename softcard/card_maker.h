@@ -32,6 +32,7 @@ struct NewCard
     std::string model = "Software card";            // 1 to 16 bytes
     std::array<uint8_t, 4> versions{1, 0, 1, 0};    // hardware major, minor, firmware major, minor
     std::function<void(const std::string&)> onStep; // told what comes next, when it takes long
+    std::function<void()> beforeUse; // the card is made, and lies in the store unless this throws
 };
 
 // Throws StoreError for a reference other than 1 to 4.

@@ -1,11 +1,15 @@
 #include "card_store.h"
 
+#include "json_file.h"
 #include "key_file.h"
 #include "store_error.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
+#include <limits>
+#include <stdexcept>
 #include <system_error>
 
 namespace softcard {
@@ -15,11 +19,18 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* descriptionFile = "card.json";
 constexpr size_t longestName = 64;
+constexpr uint32_t mostReference = 4;
 
 bool IsNameCharacter(char character)
 {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
            (character >= '0' && character <= '9') || character == '-' || character == '_' || character == '.';
+}
+
+bool IsCardName(std::string_view name)
+{
+    return !name.empty() && name.size() <= longestName && name.front() != '.' &&
+           std::all_of(name.begin(), name.end(), IsNameCharacter) && CanBeAName(name);
 }
 
 Json ToJson(const std::vector<CardKey>& keys)
@@ -32,19 +43,46 @@ Json ToJson(const std::vector<CardKey>& keys)
     return json;
 }
 
+// The name of a file that lies in the card's folder itself.
+std::string FileNameIn(const Json& json, const char* name)
+{
+    auto file = json.at(name).get<std::string>();
+    if (file.empty() || file.front() == '.' || file.find_first_of("/\\") != std::string::npos ||
+        !CanBeAName(file)) {
+        throw std::out_of_range(name);
+    }
+    return file;
+}
+
 std::vector<CardKey> KeysFromJson(const Json& json, const std::filesystem::path& folder)
 {
     std::vector<CardKey> keys;
+    if (!json.is_array() || json.size() > mostKeys) {
+        throw std::out_of_range("keys");
+    }
     for (const Json& entry : json) {
         CardKey key;
-        entry.at("reference").get_to(key.reference);
-        entry.at("certificate").get_to(key.certificateFile);
-        entry.at("key").get_to(key.keyFile);
+        key.reference = NumberIn(entry, "reference", 1, mostReference);
+        key.certificateFile = FileNameIn(entry, "certificate");
+        key.keyFile = FileNameIn(entry, "key");
         const std::string certificate = ReadFile(folder / key.certificateFile);
         key.certificate.assign(certificate.begin(), certificate.end());
         keys.push_back(std::move(key));
     }
     return keys;
+}
+
+void TakeVersions(const Json& json, std::array<uint8_t, 4>& versions)
+{
+    if (!json.is_array() || json.size() != versions.size()) {
+        throw std::out_of_range("versions");
+    }
+    for (size_t i = 0; i < versions.size(); ++i) {
+        if (!json[i].is_number_unsigned() || json[i].get<uint64_t>() > std::numeric_limits<uint8_t>::max()) {
+            throw std::out_of_range("versions");
+        }
+        versions[i] = json[i].get<uint8_t>();
+    }
 }
 
 } // namespace
@@ -57,7 +95,8 @@ bool HasCardDescription(const std::filesystem::path& folder)
 
 bool CardStore::Contains(const std::string& name) const
 {
-    return HasCardDescription(FolderOf(name)) && HasThisName(FolderOf(name));
+    const std::filesystem::path folder = FolderOf(name);
+    return (HasCardDescription(folder) || IsFolder(folder)) && HasThisName(folder);
 }
 
 std::vector<std::string> CardStore::Names() const
@@ -68,7 +107,7 @@ std::vector<std::string> CardStore::Names() const
     }
     for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
         std::string name = Utf8Of(entry.path().filename());
-        if (!name.starts_with('.') && Contains(name)) {
+        if (IsCardName(name) && Contains(name)) {
             names.push_back(std::move(name));
         }
     }
@@ -84,22 +123,21 @@ Card CardStore::Load(const std::string& name) const
     Card card;
     card.name = name;
     card.folder = FolderOf(name);
-    const Json json = Json::parse(ReadFile(card.folder / descriptionFile));
-    json.at("serialNumber").get_to(card.serialNumber);
-    json.at("subject").get_to(card.subject);
-    json.at("manufacturer").get_to(card.manufacturer);
-    json.at("model").get_to(card.model);
-    json.at("versions").get_to(card.versions);
-    card.qualifiedKeys = KeysFromJson(json.at("qes"), card.folder);
-    card.ordinaryKeys = KeysFromJson(json.at("es"), card.folder);
-    return card;
+    return TakeFromFile(card.folder / descriptionFile, [&card](const Json& json) {
+        json.at("serialNumber").get_to(card.serialNumber);
+        json.at("subject").get_to(card.subject);
+        json.at("manufacturer").get_to(card.manufacturer);
+        json.at("model").get_to(card.model);
+        TakeVersions(json.at("versions"), card.versions);
+        card.qualifiedKeys = KeysFromJson(json.at("qes"), card.folder);
+        card.ordinaryKeys = KeysFromJson(json.at("es"), card.folder);
+        return std::move(card);
+    });
 }
 
 void RequireCardName(std::string_view name)
 {
-    const bool valid = !name.empty() && name.size() <= longestName && name.front() != '.' &&
-                       std::all_of(name.begin(), name.end(), IsNameCharacter) && CanBeAName(name);
-    if (!valid) {
+    if (!IsCardName(name)) {
         throw StoreError(
             StoreFailure::badArgument,
             "A card's name is 1 to 64 letters, digits, '-', '_' and '.', and does not begin with '.'." +
@@ -137,20 +175,58 @@ void AddKey(Card& card, KeyFamily family, const NewKey& key, const SecretBytes& 
     keys.push_back(std::move(added));
 }
 
+namespace {
+
+// Where the card's folder is after that. Throws StoreError when it is gone, by whoever was quicker.
+std::filesystem::path TakeOutOfStore(const CardStore& store, const std::string& name)
+{
+    const StoreError unknown(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
+    if (!store.Contains(name)) {
+        throw unknown;
+    }
+    try {
+        for (int number = 0;; ++number) { // another one may be being taken apart
+            const std::string ending = number == 0 ? std::string() : "." + std::to_string(number);
+            std::filesystem::path place = store.FolderOf("." + name + ending + std::string(deletedEnding));
+            if (MoveFolder(store.FolderOf(name), place)) {
+                return place;
+            }
+        }
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory) {
+            throw unknown;
+        }
+        throw;
+    }
+}
+
+} // namespace
+
 void DeleteCard(const CardStore& store, const std::string& name)
 {
-    if (!store.Contains(name)) {
-        throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
+    const auto taken = TakeOutOfStore(store, name);
+    std::error_code error;
+    std::filesystem::remove_all(taken, error);
+    if (error && std::filesystem::exists(std::filesystem::symlink_status(taken))) {
+        throw std::runtime_error("The card \"" + name +
+                                 "\" is deleted, but not all of its files can be removed from \"" +
+                                 Utf8Of(taken) + "\": remove that folder by hand.");
     }
-    const std::filesystem::path grave = store.FolderOf("." + name + std::string(deletedEnding));
-    std::filesystem::remove_all(grave);
-    MoveFolder(store.FolderOf(name), grave);
-    std::filesystem::remove_all(grave);
 }
 
 FileLock LockCard(const std::filesystem::path& cardFolder)
 {
-    return FileLock(LockFileOf(cardFolder, "lock"));
+    const std::filesystem::path file = LockFileOf(cardFolder, "lock");
+    try {
+        return FileLock(file);
+    } catch (const std::system_error& error) {
+        if (error.code() != FileFault::lockHeld) {
+            throw;
+        }
+        throw StoreError(StoreFailure::cardBusy, "Another program keeps the card locked, with \"" +
+                                                     Utf8Of(file) +
+                                                     "\": let it go on, or end it, and try again.");
+    }
 }
 
 } // namespace softcard

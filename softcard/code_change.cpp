@@ -9,8 +9,6 @@
 namespace softcard {
 namespace {
 
-constexpr size_t longestCode = 64;
-
 std::string NameOf(CodeKind kind)
 {
     switch (kind) {
@@ -48,6 +46,7 @@ SecretBytes RequireAccepted(CodeKind kind, CodeCheck check)
 
 SecretBytes Check(const std::filesystem::path& cardFolder, CodeKind kind, const SecretText& code)
 {
+    RequireCode(code);
     return RequireAccepted(kind, CheckCode(cardFolder, kind, code));
 }
 
@@ -92,8 +91,8 @@ CardSecrets MakeCodes(const FirstCodes& codes)
 
 void RequireCode(const SecretText& code)
 {
-    if (code.empty() || code.size() > longestCode) {
-        throw StoreError(StoreFailure::badArgument, "A code has 1 to 64 bytes.");
+    if (!CanBeACode(code)) {
+        throw StoreError(StoreFailure::badArgument, "A code has 1 to 64 bytes, none of them zero.");
     }
 }
 

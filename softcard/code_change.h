@@ -26,11 +26,12 @@ struct CardSecrets
 
 CardSecrets MakeCodes(const FirstCodes& codes);
 
-// Throws StoreError unless the code has 1 to 64 bytes.
+// Throws StoreError for what can be no code.
 void RequireCode(const SecretText& code);
 
 // The functions below throw StoreError for a code that is wrong, locked or not initialised, and
-// std::exception when the card's state cannot be read or written. A wrong code costs a try.
+// std::exception when the card's state cannot be read or written. A wrong code costs a try, unless it can be
+// no code.
 
 // Replaces a code, the PUK too.
 void ChangeCode(const std::filesystem::path& cardFolder, CodeKind kind, const SecretText& old,

@@ -8,6 +8,7 @@
 #include <botan/pwdhash.h>
 #include <botan/rfc3394.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace softcard {
@@ -19,6 +20,7 @@ constexpr uint32_t derivationCost = 16384;
 constexpr size_t derivationBlockSize = 8;
 constexpr size_t saltLength = 16;
 constexpr size_t halfLength = 32;
+constexpr size_t longestCode = 64;
 
 struct DerivedSecrets
 {
@@ -101,6 +103,12 @@ SecretBytes UnwrapSecret(const std::vector<uint8_t>& wrapped, const SecretBytes&
                                     Botan::SymmetricKey(wrappingKey));
 }
 
+bool CanBeACode(const SecretText& code)
+{
+    return !code.empty() && code.size() <= longestCode &&
+           std::find(code.begin(), code.end(), '\0') == code.end();
+}
+
 CodeCheck LookAtCode(const std::filesystem::path& cardFolder, CodeKind kind)
 {
     return Describe(ReadCodeRecords(cardFolder).Of(kind));
@@ -114,6 +122,9 @@ CodeCheck CheckCode(const std::filesystem::path& cardFolder, CodeKind kind, cons
     CodeCheck before = Describe(record);
     if (before.outcome != CodeOutcome::accepted) {
         return before;
+    }
+    if (!CanBeACode(code)) {
+        return {CodeOutcome::wrong, record.triesLeft, {}};
     }
     --record.triesLeft;
     WriteCodeRecords(cardFolder, records);

@@ -44,12 +44,16 @@ UnblockingCode MakeUnblockingCode(const SecretText& code);
 std::vector<uint8_t> WrapSecret(const SecretBytes& secret, const SecretBytes& wrappingKey);
 SecretBytes UnwrapSecret(const std::vector<uint8_t>& wrapped, const SecretBytes& wrappingKey);
 
+// Whether a card can have such a code: 1 to 64 bytes, none of them zero.
+bool CanBeACode(const SecretText& code);
+
 // What the card would answer without a try being spent: the outcome is `accepted` for a code that can be
 // tried.
 CodeCheck LookAtCode(const std::filesystem::path& cardFolder, CodeKind kind);
 
 // Spends one try, and gives all of them back for the right code. The try is on disk before the code is
-// compared. Throws std::exception when the card's state cannot be read or written.
+// compared. What can be no code is wrong and costs no try. Throws std::exception when the card's state cannot
+// be read or written.
 CodeCheck CheckCode(const std::filesystem::path& cardFolder, CodeKind kind, const SecretText& code);
 
 } // namespace softcard

@@ -1,6 +1,7 @@
 #include "fault.h"
 
 #include "card_store.h"
+#include "json_file.h"
 #include "reader_directory.h"
 #include "store_error.h"
 #include "system/files.h"
@@ -42,14 +43,14 @@ Fault FromJson(const Json& json)
 {
     Fault fault;
     json.at("operation").get_to(fault.operation);
-    fault.delay = std::chrono::milliseconds(json.at("delay").get<int64_t>());
+    fault.delay = std::chrono::milliseconds(NumberIn(json, "delay", 0, longestFaultDelay));
     json.at("removesCard").get_to(fault.removesCard);
-    json.at("count").get_to(fault.count);
+    fault.count = NumberIn(json, "count", 1);
     if (json.contains("status")) {
         fault.status = json.at("status").get<int32_t>();
     }
     if (json.contains("codeState")) {
-        fault.codeState = json.at("codeState").get<uint32_t>();
+        fault.codeState = NumberIn(json, "codeState", 0);
     }
     fault.verified = json.value("verified", false);
     return fault;
@@ -59,7 +60,11 @@ void WriteFaults(const std::filesystem::path& cardFolder, const std::vector<Faul
 {
     Json json = Json::array();
     std::transform(faults.begin(), faults.end(), std::back_inserter(json), ToJson);
-    WriteFileAtomically(FileOf(cardFolder), json.dump(4) + "\n");
+    const std::string text = json.dump(4) + "\n";
+    if (text.size() > longestFile) {
+        throw StoreError(StoreFailure::badArgument, "There are too many faults at the card already.");
+    }
+    WriteFileAtomically(FileOf(cardFolder), text);
 }
 
 bool IsMeant(const Fault& fault, const std::string& operation)
@@ -155,12 +160,14 @@ bool IsVerification(const std::string& operation)
 
 std::vector<Fault> ReadFaults(const std::filesystem::path& cardFolder)
 {
-    std::vector<Fault> faults;
-    if (std::filesystem::exists(FileOf(cardFolder))) {
-        const Json json = Json::parse(ReadFile(FileOf(cardFolder)));
-        std::transform(json.begin(), json.end(), std::back_inserter(faults), FromJson);
+    if (!std::filesystem::exists(FileOf(cardFolder))) {
+        return {};
     }
-    return faults;
+    return TakeFromFile(FileOf(cardFolder), [](const Json& json) {
+        std::vector<Fault> faults;
+        std::transform(json.begin(), json.end(), std::back_inserter(faults), FromJson);
+        return faults;
+    });
 }
 
 void AddFault(const std::filesystem::path& cardFolder, const Fault& fault)
@@ -175,6 +182,17 @@ void ClearFaults(const std::filesystem::path& cardFolder)
 {
     const FileLock lock = LockCard(cardFolder);
     std::filesystem::remove(FileOf(cardFolder));
+}
+
+void MeetOrderedFault(const Directories& directories, const std::string& card, const std::string& operation)
+{
+    try {
+        MeetFault(directories, card, operation);
+    } catch (const CardError&) {
+        throw;
+    } catch (const std::exception&) {
+        return; // the card is broken, and its own operations say so
+    }
 }
 
 bool MeetFault(const Directories& directories, const std::string& card, const std::string& operation)

@@ -16,6 +16,7 @@
 namespace softcard {
 
 inline constexpr const char* anyOperation = "any";
+inline constexpr uint32_t longestFaultDelay = 600000; // milliseconds
 
 struct Fault
 {
@@ -61,5 +62,9 @@ void ClearFaults(const std::filesystem::path& cardFolder);
 // The first fault that was ordered for the operation, if any, happens now. Throws OrderedFailure when the
 // call is not to be done. Otherwise returns whether there was one: the card may be elsewhere by now.
 bool MeetFault(const Directories& directories, const std::string& card, const std::string& operation);
+
+// The same for an operation that ends something, or has to do with other cards too: orders that cannot be
+// read are none.
+void MeetOrderedFault(const Directories& directories, const std::string& card, const std::string& operation);
 
 } // namespace softcard

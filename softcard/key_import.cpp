@@ -28,7 +28,7 @@ constexpr size_t longestCertificate = 4096;
 std::string ReadImport(const std::filesystem::path& path)
 {
     try {
-        return ReadFile(path);
+        return ReadFile(path, Links::followed);
     } catch (const std::system_error& error) {
         Refuse("The file " + Utf8Of(path) + " cannot be read: " + error.code().message() + ".");
     }

@@ -5,25 +5,44 @@
 #include "system/pinentry_program.h"
 #include "text.h"
 
-#include <algorithm>
+#include <charconv>
+#include <chrono>
 #include <system_error>
 
 namespace softcard {
 namespace {
 
-// Empty when none is chosen.
+constexpr int usualAnswerTime = 300; // seconds
+constexpr int longestAnswerTime = 3600;
+
+// Empty when none is chosen. For a program with borrowed rights nobody chooses.
 std::filesystem::path ChosenProgram(const std::filesystem::path& configFolder)
 {
+    if (HasBorrowedRights()) {
+        return {};
+    }
     std::filesystem::path fromEnvironment = PathFromEnvironment("TAVRIK_PINENTRY");
     if (!fromEnvironment.empty()) {
         return fromEnvironment;
     }
     try {
-        const std::string content = ReadFile(configFolder / "pinentry");
+        const std::string content = ReadFile(configFolder / "pinentry", Links::followed);
         return PathOf(content.substr(0, content.find_first_of("\r\n")));
     } catch (const std::system_error&) {
         return {};
     }
+}
+
+// How long the user may take.
+std::chrono::seconds ChosenWait()
+{
+    const std::string text = Utf8Of(PathFromEnvironment("TAVRIK_PINENTRY_TIMEOUT"));
+    int seconds = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool isGiven = !text.empty() && parsed.ec == std::errc() &&
+                         parsed.ptr == text.data() + text.size() && seconds >= 1 &&
+                         seconds <= longestAnswerTime;
+    return std::chrono::seconds(isGiven ? seconds : usualAnswerTime);
 }
 
 std::string Describe(const CodeRequest& request)
@@ -35,21 +54,15 @@ std::string Describe(const CodeRequest& request)
            request.reader + "\".\n" + tries;
 }
 
-// Codes cross the boundary ended by a zero, so none has one inside.
-bool CanBeTyped(const SecretText& code)
-{
-    return !code.empty() && std::find(code.begin(), code.end(), '\0') == code.end();
-}
-
 } // namespace
 
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder)
 {
-    const Question question{Describe(request), request.kind == CodeKind::bok ? "BOK:" : "PIN:"};
+    const Question question{Describe(request), request.kind == CodeKind::bok ? "BOK:" : "PIN:", ChosenWait()};
     const std::filesystem::path program = ChosenProgram(configFolder);
     std::optional<SecretText> code =
         program.empty() ? AskWithoutChoice(question) : AskThroughProgram(program, question);
-    return code && CanBeTyped(*code) ? std::move(code) : std::nullopt;
+    return code && !code->empty() ? std::move(code) : std::nullopt;
 }
 
 } // namespace softcard

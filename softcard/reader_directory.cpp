@@ -84,6 +84,19 @@ FileLock LockReaders(const fs::path& folder)
     return FileLock(folder / ".lock");
 }
 
+// It may have been deleted a moment ago.
+void RequireInsertable(const fs::path& folder, const std::string& card)
+{
+    if (HasCardDescription(folder)) {
+        return;
+    }
+    if (!IsFolder(folder)) {
+        throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + card + "\".");
+    }
+    throw std::runtime_error("The card \"" + card + "\" is broken: it has no card.json in \"" +
+                             Utf8Of(folder) + "\". Delete it, and make it anew.");
+}
+
 void MakeReader(const fs::path& folder)
 {
     EnsurePrivateFolder(folder);
@@ -138,6 +151,7 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
 {
     RequireReaderName(reader);
     const FileLock lock = LockReaders(folder_);
+    RequireInsertable(cards_ / PathOf(card), card);
     for (const Reader& present : List()) {
         if (present.card == card) {
             throw StoreError(StoreFailure::alreadyInserted,
@@ -167,6 +181,29 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
 void ReaderDirectory::Remove(const std::string& card) const
 {
     const FileLock lock = LockReaders(folder_);
+    if (!RemoveLinks(card)) {
+        throw StoreError(StoreFailure::notInserted, "The card \"" + card + "\" is in no reader.");
+    }
+}
+
+void ReaderDirectory::Destroy(const std::string& card, bool takesOut,
+                              const std::function<void()>& destroy) const
+{
+    const FileLock lock = LockReaders(folder_);
+    for (const Reader& reader : List()) {
+        if (reader.card == card && !takesOut) {
+            throw StoreError(StoreFailure::alreadyInserted, "The card \"" + card + "\" is in the reader \"" +
+                                                                reader.name +
+                                                                "\"; --force takes it out first.");
+        }
+    }
+    (void)RemoveLinks(card);
+    destroy();
+}
+
+// Every link to the card. False when there is none.
+bool ReaderDirectory::RemoveLinks(const std::string& card) const
+{
     bool wasInserted = false;
     for (const fs::path& folder : ReaderFolders(folder_)) {
         const fs::path link = folder / linkName;
@@ -175,9 +212,7 @@ void ReaderDirectory::Remove(const std::string& card) const
             wasInserted = true;
         }
     }
-    if (!wasInserted) {
-        throw StoreError(StoreFailure::notInserted, "The card \"" + card + "\" is in no reader.");
-    }
+    return wasInserted;
 }
 
 void ReaderDirectory::Plug(const std::string& reader) const

@@ -6,6 +6,7 @@
 #include "directories.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,12 +42,18 @@ public:
     void Insert(const std::string& card, const std::string& reader) const;
     void Remove(const std::string& card) const;
 
+    // Lets nobody insert the card while `destroy` destroys it. A card that is in a reader is taken out
+    // before, where that is allowed. Throws StoreError when it is not, and what `destroy` throws.
+    void Destroy(const std::string& card, bool takesOut, const std::function<void()>& destroy) const;
+
     // A reader without a card is made, or one is taken away, together with the card in it if there is one.
     // Both throw StoreError when it cannot be done, and std::system_error.
     void Plug(const std::string& reader) const;
     void Unplug(const std::string& reader) const;
 
 private:
+    [[nodiscard]] bool RemoveLinks(const std::string& card) const;
+
     std::filesystem::path folder_;
     std::filesystem::path cards_;
 };

@@ -11,6 +11,8 @@
 namespace softcard {
 namespace {
 
+constexpr int mostAttempts = 5; // to open a card before it is swapped for another
+
 bool IsStillIn(const std::vector<Reader>& readers, const std::string& name, const std::string& insertion)
 {
     return std::any_of(readers.begin(), readers.end(), [&](const Reader& reader) {
@@ -33,6 +35,29 @@ std::optional<CardStatus> MeetFailure(const Directories& directories, const std:
         return error.Status();
     } catch (const std::exception&) {
         return unknown;
+    }
+}
+
+// Throws CardError when there is no such reader or no card in it.
+Reader RequireCardIn(const Directories& directories, const std::string& reader)
+{
+    auto found = ReaderDirectory(directories).Find(reader);
+    if (!found) {
+        throw CardError(statusUnknownReader, "There is no such reader.");
+    }
+    if (found->card.empty()) {
+        throw CardError(statusNoCard, "There is no card in the reader.");
+    }
+    return std::move(*found);
+}
+
+// Throws CardError for a card that cannot be read.
+std::shared_ptr<Session> LoadSession(const Directories& directories, const Reader& reader)
+{
+    try {
+        return std::make_shared<Session>(CardStore(directories).Load(reader.card), reader);
+    } catch (const std::exception& error) {
+        throw CardError(statusUnknownCardType, error.what());
     }
 }
 
@@ -59,6 +84,7 @@ void Runtime::Finalize()
 {
     const std::lock_guard lock(mutex_);
     initialized_ = false;
+    ++run_;
     knownCards_.clear();
     for (const auto& [number, session] : sessions_) {
         session->End();
@@ -84,34 +110,35 @@ std::optional<Directories> Runtime::CurrentDirectories() const
 
 CardSession Runtime::Open(const std::string& reader)
 {
-    const std::lock_guard lock(mutex_);
-    RequireInitialized();
-    const auto found = ReaderDirectory(directories_).Find(reader);
-    if (!found) {
-        throw CardError(statusUnknownReader, "There is no such reader.");
+    const Run run = CurrentRun();
+    for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+        const Reader found = RequireCardIn(run.directories, reader);
+        auto loaded = LoadSession(run.directories, found);
+        const std::lock_guard looking(looking_);
+        if (RequireCardIn(run.directories, reader).insertion == found.insertion) {
+            const std::lock_guard lock(mutex_);
+            RequireSameRun(run);
+            const CardSession session = Register(std::move(loaded));
+            knownCards_[reader] = {found.card, found.insertion, session};
+            return session;
+        }
     }
-    if (found->card.empty()) {
-        throw CardError(statusNoCard, "There is no card in the reader.");
-    }
-    const CardSession session = OpenLocked(*found);
-    knownCards_[reader] = {found->card, found->insertion, session};
-    return session;
+    throw CardError(statusRemovedCard, "The card in the reader is another one each time.");
 }
 
 std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
 {
-    const std::lock_guard lock(mutex_);
-    RequireInitialized();
-    const auto found = sessions_.find(session);
-    if (found == sessions_.end() || found->second->HasEnded()) {
+    const Run run = CurrentRun();
+    auto found = RequireOpenSession(session);
+    if (found->HasEnded()) {
         throw CardError(statusInvalidSession, "There is no such session.");
     }
-    const Reader& inserted = found->second->InsertedIn();
-    const auto reader = ReaderDirectory(directories_).Find(inserted.name);
+    const Reader& inserted = found->InsertedIn();
+    const auto reader = ReaderDirectory(run.directories).Find(inserted.name);
     if (!reader || reader->card.empty() || reader->insertion != inserted.insertion) {
         throw CardError(statusRemovedCard, "The card was removed.");
     }
-    return found->second;
+    return found;
 }
 
 std::shared_ptr<Session> Runtime::RequireOpenSession(CardSession session) const
@@ -160,15 +187,25 @@ void Runtime::RequireInitialized() const
     }
 }
 
-CardSession Runtime::OpenLocked(const Reader& reader)
+Runtime::Run Runtime::CurrentRun() const
 {
-    try {
-        sessions_[lastSession_ + 1] =
-            std::make_shared<Session>(CardStore(directories_).Load(reader.card), reader);
-        return ++lastSession_;
-    } catch (const std::exception& error) {
-        throw CardError(statusUnknownCardType, error.what());
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    return {run_, directories_};
+}
+
+void Runtime::RequireSameRun(const Run& run) const
+{
+    RequireInitialized();
+    if (run.number != run_) {
+        throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
     }
+}
+
+CardSession Runtime::Register(std::shared_ptr<Session> session)
+{
+    sessions_[lastSession_ + 1] = std::move(session);
+    return ++lastSession_;
 }
 
 std::shared_ptr<ReaderWatch> Runtime::StartWatch()
@@ -184,11 +221,11 @@ std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatc
     std::vector<ReaderEvent> events;
     for (const auto& [reader, known] : changes.removed) {
         const auto failure =
-            MeetFailure(changes.directories, known.card, {"WaitForReaderEvent"}, std::nullopt);
+            MeetFailure(changes.run.directories, known.card, {"WaitForReaderEvent"}, std::nullopt);
         events.push_back({cardRemovedEvent, reader, known.session, failure.value_or(statusOk)});
     }
     for (const Reader& reader : changes.inserted) {
-        if (auto event = OpenInserted(changes.directories, reader)) {
+        if (auto event = OpenInserted(changes.run, reader)) {
             events.push_back(std::move(*event));
         }
     }
@@ -198,13 +235,14 @@ std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatc
 // Each change is found by one thread only.
 Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& watch)
 {
+    const std::lock_guard looking(looking_);
+    Changes changes{CurrentRun(), {}, {}};
+    const std::vector<Reader> readers = ReaderDirectory(changes.run.directories).List();
     const std::lock_guard lock(mutex_);
-    RequireInitialized();
+    RequireSameRun(changes.run);
     if (!watches_.contains(watch)) {
         throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
     }
-    Changes changes{directories_, {}, {}};
-    const std::vector<Reader> readers = ReaderDirectory(directories_).List();
     std::erase_if(knownCards_, [&](const auto& known) {
         const bool isGone = !IsStillIn(readers, known.first, known.second.insertion);
         if (isGone) {
@@ -223,27 +261,29 @@ Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& wat
 
 // A fault can take its time, so nobody waits for it. Nothing when the card was opened, or had gone again,
 // before there was a session to tell of.
-std::optional<ReaderEvent> Runtime::OpenInserted(const Directories& directories, const Reader& reader)
+std::optional<ReaderEvent> Runtime::OpenInserted(const Run& run, const Reader& reader)
 {
+    ReaderEvent event{cardInsertedEvent, reader.name, 0, statusOk};
+    std::shared_ptr<Session> loaded;
     const auto failure =
-        MeetFailure(directories, reader.card, {"WaitForReaderEvent", "OpenSession"}, statusInternalError);
+        MeetFailure(run.directories, reader.card, {"WaitForReaderEvent", "OpenSession"}, statusInternalError);
+    try {
+        event.status = failure.value_or(statusOk);
+        loaded = failure ? nullptr : LoadSession(run.directories, reader);
+    } catch (const CardError& error) {
+        event.status = error.Status();
+    }
     const std::lock_guard lock(mutex_);
-    RequireInitialized();
+    RequireSameRun(run);
     const auto known = knownCards_.find(reader.name);
     if (known == knownCards_.end() || known->second.insertion != reader.insertion ||
         known->second.session != 0) {
         return std::nullopt;
     }
-    ReaderEvent event{cardInsertedEvent, reader.name, 0, failure.value_or(statusOk)};
-    if (failure) {
-        return event;
+    if (loaded) {
+        event.session = Register(std::move(loaded));
+        known->second.session = event.session;
     }
-    try {
-        event.session = OpenLocked(reader);
-    } catch (const CardError& error) {
-        event.status = error.Status();
-    }
-    known->second.session = event.session;
     return event;
 }
 

@@ -67,24 +67,38 @@ private:
         CardSession session = 0; // 0 when none was opened, or not yet
     };
 
-    // What CollectEvents finds under the lock and tells of without it.
+    // From one start of the library to its end.
+    struct Run
+    {
+        uint64_t number = 0;
+        Directories directories;
+    };
+
+    // What CollectEvents finds under the locks and tells of without them.
     struct Changes
     {
-        Directories directories;
+        Run run;
         std::map<std::string, KnownCard> removed; // by reader
         std::vector<Reader> inserted;
     };
 
     Runtime() = default;
     void RequireInitialized() const;
-    CardSession OpenLocked(const Reader& reader);
+    void RequireSameRun(const Run& run) const;
+    [[nodiscard]] Run CurrentRun() const;
+    CardSession Register(std::shared_ptr<Session> session);
     std::shared_ptr<ReaderWatch> StartWatch();
     std::vector<ReaderEvent> CollectEvents(const std::shared_ptr<ReaderWatch>& watch);
     Changes CollectChanges(const std::shared_ptr<ReaderWatch>& watch);
-    std::optional<ReaderEvent> OpenInserted(const Directories& directories, const Reader& reader);
+    std::optional<ReaderEvent> OpenInserted(const Run& run, const Reader& reader);
 
-    mutable std::mutex mutex_; // guards what follows
+    // Held by who looks into the readers and notes what he found, so that no older view replaces a newer one.
+    // Taken before the other, and never by an operation on an open session.
+    std::mutex looking_;
+
+    mutable std::mutex mutex_; // guards what follows, for moments: no file is read under it
     bool initialized_ = false;
+    uint64_t run_ = 0; // the number of ends so far
     Directories directories_;
     CardSession lastSession_ = 0;
     std::map<CardSession, std::shared_ptr<Session>> sessions_;

@@ -30,7 +30,7 @@ std::string TakeAnswer(const std::filesystem::path& path)
     std::filesystem::path lockFile = path;
     lockFile += ".lock";
     const softcard::FileLock lock(lockFile);
-    const std::string content = softcard::ReadFile(path);
+    const std::string content = softcard::ReadFile(path, softcard::Links::followed);
     const size_t end = content.find('\n');
     const std::string rest = end == std::string::npos ? std::string() : content.substr(end + 1);
     softcard::WriteFileAtomically(path, rest);

@@ -9,14 +9,15 @@ namespace softcard {
 
 bool Session::Authorize(KeyFamily family, PrivateKeys keys)
 {
+    const std::string mark = ReadChannelMark(card_.folder);
     const std::lock_guard lock(mutex_);
     if (ended_) {
         return false;
     }
-    if (!ChannelStands()) {
+    if (channelMark_ != mark) {
         ordinaryKeys_.reset();
         qualifiedKeys_.reset();
-        channelMark_ = ReadChannelMark(card_.folder);
+        channelMark_ = mark;
     }
     (family == KeyFamily::qualified ? qualifiedKeys_ : ordinaryKeys_) = std::move(keys);
     return true;
@@ -30,21 +31,22 @@ void Session::Withdraw(KeyFamily family)
 
 bool Session::HasSecureMessaging() const
 {
+    const std::string mark = ReadChannelMark(card_.folder);
     const std::lock_guard lock(mutex_);
-    return ordinaryKeys_ && ChannelStands();
+    return ordinaryKeys_ && channelMark_ == mark;
 }
 
 std::optional<PrivateKeys> Session::OrdinaryKeys() const
 {
+    const std::string mark = ReadChannelMark(card_.folder);
     const std::lock_guard lock(mutex_);
-    return ChannelStands() ? ordinaryKeys_ : std::nullopt;
+    return channelMark_ == mark ? ordinaryKeys_ : std::nullopt;
 }
 
 std::optional<PrivateKeys> Session::TakeQualifiedKeys()
 {
-    const std::lock_guard lock(mutex_);
-    auto keys = std::exchange(qualifiedKeys_, std::nullopt);
-    return ChannelStands() ? std::move(keys) : std::nullopt;
+    const auto [keys, keysMark] = ExchangeQualifiedKeys();
+    return keysMark == ReadChannelMark(card_.folder) ? keys : std::nullopt;
 }
 
 void Session::StartTransaction()
@@ -76,9 +78,11 @@ void Session::End()
     transaction_.reset();
 }
 
-bool Session::ChannelStands() const
+// Also where the mark cannot be read, a signature uses them up.
+std::pair<std::optional<PrivateKeys>, std::string> Session::ExchangeQualifiedKeys()
 {
-    return channelMark_ == ReadChannelMark(card_.folder);
+    const std::lock_guard lock(mutex_);
+    return {std::exchange(qualifiedKeys_, std::nullopt), channelMark_};
 }
 
 bool Session::HasEnded() const

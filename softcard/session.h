@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace softcard {
 
@@ -43,11 +44,12 @@ public:
     [[nodiscard]] bool HasEnded() const;
 
 private:
-    [[nodiscard]] bool ChannelStands() const;
+    // With the mark that they were opened under.
+    [[nodiscard]] std::pair<std::optional<PrivateKeys>, std::string> ExchangeQualifiedKeys();
 
     const Card card_;
     const Reader reader_;
-    mutable std::mutex mutex_; // guards what follows
+    mutable std::mutex mutex_; // guards what follows, for moments: no file is read under it
     bool ended_ = false;
     std::optional<PrivateKeys> ordinaryKeys_;
     std::optional<PrivateKeys> qualifiedKeys_;

@@ -5,6 +5,7 @@
 
 namespace softcard {
 
+// Believed as it stands: who sets it means it.
 Directories LocateDirectories()
 {
     const std::filesystem::path home = PathFromEnvironment("TAVRIK_HOME");

@@ -16,7 +16,8 @@ struct Directories
 };
 
 // TAVRIK_HOME decides when it is set, and else the user's own configuration and state folders do. Both are
-// absolute; nothing is made. Throws std::runtime_error when the user has no home folder.
+// absolute; nothing is made. Throws std::runtime_error, with a sentence for the user, when the user has no
+// home folder that can be used.
 Directories LocateDirectories();
 
 } // namespace softcard

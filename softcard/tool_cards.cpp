@@ -12,6 +12,7 @@
 #include <charconv>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 namespace softcard {
 namespace {
@@ -69,6 +70,15 @@ void ParseVersion(const std::string& text, uint8_t* version)
     throw StoreError(StoreFailure::badArgument, "A version is MAJOR.MINOR, each 0 to 255.");
 }
 
+// A card whose PUK nobody has seen must not come to be.
+void PrintPuk(const SecretText& puk)
+{
+    std::cout << "PUK: " << std::string_view(puk.data(), puk.size()) << '\n';
+    if (!std::cout.flush()) {
+        throw std::runtime_error("The standard output cannot be written.");
+    }
+}
+
 void RunNew(NewArguments& arguments)
 {
     NewCard& card = arguments.card;
@@ -89,10 +99,10 @@ void RunNew(NewArguments& arguments)
     {
         Progress progress;
         card.onStep = [&progress](const std::string& step) { progress.Tell(step); };
+        if (!pukGiven) {
+            card.beforeUse = [&card] { PrintPuk(card.puk); };
+        }
         MakeCard(FindDirectories(), card);
-    }
-    if (!pukGiven) {
-        std::cout << "PUK: " << std::string_view(card.puk.data(), card.puk.size()) << '\n';
     }
 }
 
@@ -100,18 +110,10 @@ void RunDelete(const MoveArguments& arguments)
 {
     const Directories directories = FindDirectories();
     RequireCard(directories, arguments.card);
-    const auto readers = ReadersOfCards(directories);
-    const auto reader = readers.find(arguments.card);
-    if (reader != readers.end() && !arguments.force) {
-        throw StoreError(StoreFailure::alreadyInserted, "The card \"" + arguments.card +
-                                                            "\" is in the reader \"" + reader->second +
-                                                            "\"; --force takes it out first.");
-    }
-    const FileLock entry = KeepTransactionsAway(arguments.card);
-    if (reader != readers.end()) {
-        ReaderDirectory(directories).Remove(arguments.card);
-    }
-    DeleteCard(CardStore(directories), arguments.card);
+    const auto everybodyElse = KeepEverybodyAway(arguments.card);
+    ReaderDirectory(directories).Destroy(arguments.card, arguments.force, [&] {
+        DeleteCard(CardStore(directories), arguments.card);
+    });
 }
 
 void AddFamilyOptions(CLI::App& command, const std::string& prefix, const std::string& family,

@@ -17,7 +17,6 @@ namespace softcard {
 namespace {
 
 constexpr int jsonIndentation = 4;
-constexpr int64_t longestDelay = 600000;
 
 struct FaultArguments
 {
@@ -55,7 +54,7 @@ Fault MakeFault(const FaultArguments& arguments)
         std::find(known.begin(), known.end(), arguments.operation) == known.end()) {
         throw StoreError(StoreFailure::badArgument, "There is no operation \"" + arguments.operation + "\".");
     }
-    if (arguments.count == 0 || arguments.delay < 0 || arguments.delay > longestDelay) {
+    if (arguments.count == 0 || arguments.delay < 0 || arguments.delay > longestFaultDelay) {
         throw StoreError(StoreFailure::badArgument,
                          "A fault happens once or more, after 0 to 600000 milliseconds.");
     }

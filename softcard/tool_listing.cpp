@@ -1,6 +1,9 @@
 // The subcommands that tell about the cards.
+#include "card_channel.h"
 #include "fault.h"
+#include "json_file.h"
 #include "reader_directory.h"
+#include "store_error.h"
 #include "text.h"
 #include "tool_commands.h"
 #include "tool_support.h"
@@ -13,6 +16,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 namespace softcard {
 namespace {
@@ -73,6 +77,12 @@ Json SummaryToJson(const Card& card, const CodeRecords& codes, const std::string
             {"subject", card.subject}};
 }
 
+std::string ReaderOf(const std::map<std::string, std::string>& readers, const std::string& card)
+{
+    const auto reader = readers.find(card);
+    return reader == readers.end() ? std::string() : reader->second;
+}
+
 struct KeyFacts
 {
     uint32_t reference;
@@ -82,7 +92,7 @@ struct KeyFacts
     std::string certificateFile;
 };
 
-KeyFacts FactsOf(const Card& card, const CardKey& key)
+KeyFacts ReadFacts(const Card& card, const CardKey& key)
 {
     const Botan::X509_Certificate certificate(key.certificate.data(), key.certificate.size());
     std::string end = certificate.not_after().readable_string().substr(0, dateLength);
@@ -90,6 +100,16 @@ KeyFacts FactsOf(const Card& card, const CardKey& key)
     return {key.reference, certificate.load_subject_public_key()->key_length(),
             certificate.subject_dn().get_first_attribute("X520.CommonName"), end,
             Utf8Of(card.folder / PathOf(key.certificateFile))};
+}
+
+// Throws DamagedFile for a certificate that cannot be read.
+KeyFacts FactsOf(const Card& card, const CardKey& key)
+{
+    try {
+        return ReadFacts(card, key);
+    } catch (const std::exception&) {
+        throw DamagedFile(card.folder / PathOf(key.certificateFile));
+    }
 }
 
 Json KeysToJson(const Card& card, KeyFamily family)
@@ -104,6 +124,81 @@ Json KeysToJson(const Card& card, KeyFamily family)
                         {"certificate", facts.certificateFile}});
     }
     return json;
+}
+
+// A card as it was found. One that cannot be read as a whole is broken, and the reason says where.
+struct FoundCard
+{
+    std::string name;
+    std::string reader; // empty when it is in none
+    Card card;
+    CodeRecords codes;
+    std::string broken; // the reason, empty for a card in good health
+};
+
+// Reads every file that a program needs. Throws std::exception when one cannot be read.
+void ReadAll(const CardStore& store, FoundCard& found)
+{
+    found.card = store.Load(found.name);
+    found.codes = ReadCodeRecords(found.card.folder);
+    (void)ReadFaults(found.card.folder);
+    (void)ReadChannelMark(found.card.folder);
+    for (const KeyFamily family : {KeyFamily::qualified, KeyFamily::ordinary}) {
+        for (const CardKey& key : found.card.Keys(family)) {
+            (void)FactsOf(found.card, key);
+            (void)ReadFile(found.card.folder / PathOf(key.keyFile));
+        }
+    }
+}
+
+// Throws StoreError for a card that does not exist.
+FoundCard Examine(const CardStore& store, const std::string& name,
+                  const std::map<std::string, std::string>& readers)
+{
+    FoundCard found{name, ReaderOf(readers, name), {}, {}, {}};
+    try {
+        ReadAll(store, found);
+    } catch (const StoreError&) {
+        throw;
+    } catch (const std::exception& error) {
+        if (!store.Contains(name)) { // deleted while it was read
+            throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
+        }
+        found.broken = error.what();
+    }
+    return found;
+}
+
+std::string Sentence(const FoundCard& found)
+{
+    return "The card \"" + found.name + "\" is broken: " + found.broken +
+           (found.broken.ends_with('.') ? "" : ".") + " \"tavrik-card delete " + found.name +
+           "\" takes it away.";
+}
+
+Json BrokenToJson(const FoundCard& found)
+{
+    return {{"name", found.name},
+            {"reader", found.reader.empty() ? Json() : Json(found.reader)},
+            {"broken", found.broken}};
+}
+
+void PrintBroken(const FoundCard& found)
+{
+    std::cout << "Card         " << found.name << '\n'
+              << "Reader       " << (found.reader.empty() ? "none" : found.reader) << '\n'
+              << "Broken       " << found.broken << '\n';
+}
+
+void PrintLine(const FoundCard& found)
+{
+    std::cout << found.name << '\t' << (found.reader.empty() ? "-" : found.reader) << '\t';
+    if (found.broken.empty()) {
+        std::cout << DescribeTries(found.codes.bok) << '\t' << DescribeTries(found.codes.pin) << '\t'
+                  << found.card.subject << '\n';
+    } else {
+        std::cout << "broken\tbroken\t-\n";
+    }
 }
 
 void PrintJson(const Card& card, const CodeRecords& codes, const std::string& reader)
@@ -150,10 +245,20 @@ void PrintText(const Card& card, const CodeRecords& codes, const std::string& re
     }
 }
 
-std::string ReaderOf(const std::map<std::string, std::string>& readers, const std::string& card)
+// One that is deleted meanwhile is left out.
+std::vector<FoundCard> ExamineAll(const CardStore& store, const std::map<std::string, std::string>& readers)
 {
-    const auto reader = readers.find(card);
-    return reader == readers.end() ? std::string() : reader->second;
+    std::vector<FoundCard> all;
+    for (const std::string& name : store.Names()) {
+        try {
+            all.push_back(Examine(store, name, readers));
+        } catch (const StoreError& error) {
+            if (error.Failure() != StoreFailure::unknownCard) {
+                throw;
+            }
+        }
+    }
+    return all;
 }
 
 void RunList(bool asJson)
@@ -162,19 +267,25 @@ void RunList(bool asJson)
     const auto readers = ReadersOfCards(directories);
     const CardStore store(directories);
     Json json = Json::array();
-    for (const std::string& name : store.Names()) {
-        const Card card = store.Load(name);
-        const CodeRecords codes = ReadCodeRecords(card.folder);
-        const std::string reader = ReaderOf(readers, name);
-        if (asJson) {
-            json.push_back(SummaryToJson(card, codes, reader));
+    std::string failures;
+    for (const FoundCard& found : ExamineAll(store, readers)) {
+        if (!found.broken.empty()) {
+            failures += (failures.empty() ? "" : "\ntavrik-card: ") + Sentence(found);
+        }
+        if (!asJson) {
+            PrintLine(found);
+        } else if (found.broken.empty()) {
+            json.push_back(SummaryToJson(found.card, found.codes, found.reader));
         } else {
-            std::cout << name << '\t' << (reader.empty() ? "-" : reader) << '\t' << DescribeTries(codes.bok)
-                      << '\t' << DescribeTries(codes.pin) << '\t' << card.subject << '\n';
+            json.push_back(BrokenToJson(found));
         }
     }
     if (asJson) {
         std::cout << ToText(json) << '\n';
+    }
+    if (!failures.empty()) {
+        std::cout << std::flush;
+        throw std::runtime_error(failures);
     }
 }
 
@@ -182,9 +293,18 @@ void RunShow(const std::string& name, bool asJson)
 {
     const Directories directories = FindDirectories();
     RequireCard(directories, name);
-    const Card card = CardStore(directories).Load(name);
-    const CodeRecords codes = ReadCodeRecords(card.folder);
-    (asJson ? PrintJson : PrintText)(card, codes, ReaderOf(ReadersOfCards(directories), name));
+    const FoundCard found = Examine(CardStore(directories), name, ReadersOfCards(directories));
+    if (found.broken.empty()) {
+        (asJson ? PrintJson : PrintText)(found.card, found.codes, found.reader);
+        return;
+    }
+    if (asJson) {
+        std::cout << ToText(BrokenToJson(found)) << '\n';
+    } else {
+        PrintBroken(found);
+    }
+    std::cout << std::flush;
+    throw std::runtime_error(Sentence(found));
 }
 
 struct ListArguments

@@ -1,10 +1,11 @@
 #include "tool_support.h"
 
-#include "card_access.h"
 #include "card_error.h"
 #include "fault.h"
 #include "reader_directory.h"
 #include "store_error.h"
+
+#include <system_error>
 
 namespace softcard {
 
@@ -23,14 +24,44 @@ std::filesystem::path RequireCardFolder(const std::string& name)
     return CardStore(directories).FolderOf(name);
 }
 
-FileLock KeepTransactionsAway(const std::string& name)
+namespace {
+
+// What `lock` gives, its failures told in the words of the tool.
+template <typename Lock>
+auto LockAgainstOthers(const std::string& name, const Lock& lock)
 {
+    const std::filesystem::path folder = RequireCardFolder(name);
     try {
-        return EnterCard(RequireCardFolder(name)).value();
+        return lock(folder);
     } catch (const CardError&) {
         throw StoreError(StoreFailure::cardBusy,
                          "Another program has a transaction on the card \"" + name + "\".");
+    } catch (const std::system_error&) {
+        (void)RequireCardFolder(name); // it may have been deleted a moment ago
+        throw;
     }
+}
+
+} // namespace
+
+FileLock KeepTransactionsAway(const std::string& name)
+{
+    return LockAgainstOthers(name,
+                             [](const std::filesystem::path& folder) { return EnterCard(folder).value(); });
+}
+
+std::unique_ptr<CardTransaction> KeepEverybodyAway(const std::string& name)
+{
+    return LockAgainstOthers(name, [](const std::filesystem::path& folder) {
+        try {
+            return std::make_unique<CardTransaction>(folder);
+        } catch (const std::system_error& error) {
+            if (error.code() == FileFault::notRegular || error.code() == std::errc::is_a_directory) {
+                return std::unique_ptr<CardTransaction>();
+            }
+            throw;
+        }
+    });
 }
 
 void AddCardName(CLI::App& command, std::string& name)

@@ -1,6 +1,7 @@
 // What the subcommands share.
 #pragma once
 
+#include "card_access.h"
 #include "card_store.h"
 #include "code_record.h"
 #include "system/files.h"
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <map>
+#include <memory>
 #include <string>
 
 namespace softcard {
@@ -22,6 +24,11 @@ std::filesystem::path RequireCardFolder(const std::string& name);
 // Lets no other program start a transaction on the card as long as it lives. Waits a moment for one that is
 // active, and throws StoreError when it goes on.
 [[nodiscard]] FileLock KeepTransactionsAway(const std::string& name);
+
+// Lets no other program use the card's codes and keys as long as it lives. Waits a moment for those that do,
+// and throws StoreError when one goes on. A card whose files are so broken that nobody can use it keeps
+// nobody away.
+[[nodiscard]] std::unique_ptr<CardTransaction> KeepEverybodyAway(const std::string& name);
 
 // The required positional argument that names a card.
 void AddCardName(CLI::App& command, std::string& name);

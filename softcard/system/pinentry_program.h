@@ -1,24 +1,17 @@
 // Asking a person for a code.
 #pragma once
 
+#include "assuan_client.h"
 #include "secret.h"
 
 #include <filesystem>
 #include <optional>
-#include <string>
 
 namespace softcard {
 
-// Both in UTF-8.
-struct Question
-{
-    std::string description; // lines
-    std::string prompt;
-};
-
-// Asks through a pinentry program, by the Assuan protocol, and waits for the answer, which may be empty. A
-// name without a folder is looked for on the PATH. Nothing when the user cancelled or the program cannot be
-// spoken to.
+// Asks through a pinentry program, by the Assuan protocol, and waits for the answer, which may be empty, as
+// long as the question says. A name without a folder is looked for on the PATH. Nothing when the user
+// cancelled or the program cannot be spoken to. The program has ended when this returns.
 std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program, const Question& question);
 
 // The same where no program was chosen, in the way that the system's users expect.

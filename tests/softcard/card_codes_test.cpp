@@ -1,6 +1,7 @@
 // The tool's commands for codes, seen by a program that uses the card meanwhile.
 #include "answers.h"
 #include "card_home.h"
+#include "code_record.h"
 #include "key_use.h"
 #include "system/files.h"
 
@@ -54,8 +55,16 @@ TEST_F(CardCodes, AreNotChangedByOthers)
                "The signature PIN is wrong; 1 try is left.");
     ExpectExit({"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"}, exitCodeUnusable,
                "The signature PIN is locked.");
+    const std::string rule = "A code has 1 to 64 bytes, none of them zero.";
+    const std::string tooLong(65, '1');
+    ExpectExit({"set-code", "ref2", "bok", "--old", tooLong, "--new", "1"}, exitBadArguments, rule);
+    ExpectExit({"unblock", "ref2", "bok", "--puk", tooLong}, exitBadArguments, rule);
+    ExpectExit({"set-code", "ref2", "bok", "--puk", "", "--new", "1"}, exitBadArguments, rule);
+    const auto codes = softcard::ReadCodeRecords(State() / "cards/ref2");
+    EXPECT_EQ(codes.bok.triesLeft, 3U) << "what can be no code costs no try";
+    EXPECT_EQ(codes.puk.triesLeft, 10U);
     ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", ""}, exitBadArguments,
-               "A code has 1 to 64 bytes.");
+               "A code has 1 to 64 bytes, none of them zero.");
     const CardSession session = InsertAndOpen("ref2");
     EXPECT_EQ(VerifyPin(session, pin).returned, invalidCodeState);
     EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "a bad new code costs nothing";

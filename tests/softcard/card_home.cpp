@@ -39,7 +39,7 @@ fs::path TemplateCards()
 {
     const fs::path base = TEMPLATE_STORE;
     fs::create_directories(base);
-    const FileLock lock(base / "lock");
+    const FileLock lock(base / "lock", std::chrono::minutes(10)); // one makes them, the others wait
     const fs::path stamp = base / "made";
     const auto changed = std::max(fs::last_write_time(CARD_TOOL), fs::last_write_time(OwnProgram()));
     if (!fs::exists(stamp) || fs::last_write_time(stamp) < changed) {

@@ -175,7 +175,10 @@ TEST_F(Codes, MayBeAsLongAsSixtyFourBytes)
     ASSERT_EQ(RunTool({"new", "long", "--bok", longest, "--pin", "1"}).exitCode, 0);
     const CardSession session = InsertAndOpen("long");
     EXPECT_EQ(VerifyBok(session, std::string(63, 'x').c_str()).returned, incorrectCode);
-    EXPECT_EQ(VerifyBok(session, (longest + "x").c_str()).returned, incorrectCode);
+    const Verified tooLong = VerifyBok(session, (longest + "x").c_str());
+    EXPECT_EQ(tooLong.returned, incorrectCode);
+    EXPECT_EQ(tooLong.result.unread4, 2) << "what can be no code costs no try";
+    EXPECT_EQ(VerifyBok(session, "").result.unread4, 2);
     EXPECT_EQ(VerifyBok(session, longest.c_str()).returned, 0);
     EXPECT_EQ(VerifyPin(session, "1").returned, 0);
 }

@@ -79,6 +79,17 @@ TEST_F(Keyboard, CancelSpendsNoTry)
     EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
 }
 
+TEST_F(Keyboard, AnswersThatCanBeNoCodeSpendNoTry)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer(std::string(65, '1') + "\n" + std::string("654321\0x", 8) + "\n" + std::string("\0", 1) + "\n");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, userInputError);
+    }
+    EXPECT_EQ(AnswersLeft(), "");
+    EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
+}
+
 TEST_F(Keyboard, ThatIsMissingCountsAsCancelled)
 {
     const CardSession session = InsertAndOpen("ref2");

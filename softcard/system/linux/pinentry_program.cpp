@@ -1,25 +1,33 @@
-// Any pinentry program, spoken to by libassuan.
+// Any pinentry program, spoken to through pipes.
 #include "system/pinentry_program.h"
 
-#include "assuan_text.h"
-
-#include <assuan.h>
-#include <gpg-error.h>
+#include "system/environment.h"
+#include "system/linux/file_descriptor.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <string_view>
+#include <thread>
+#include <utility>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace softcard {
 namespace {
 
 constexpr const char* defaultProgram = "pinentry";
+constexpr const char* systemPath = "/usr/bin:/bin";
+constexpr std::chrono::seconds longestEnd{2}; // of a program that was told to end
+constexpr std::chrono::milliseconds endPause{5};
+constexpr int firstOther = 3; // descriptor behind the three that every program has
 
 // Empty when there is no such program.
 std::string FindProgram(const std::string& name)
@@ -27,8 +35,8 @@ std::string FindProgram(const std::string& name)
     if (name.find('/') != std::string::npos) {
         return access(name.c_str(), X_OK) == 0 ? name : std::string();
     }
-    const char* variable = std::getenv("PATH");
-    std::string_view path = variable == nullptr ? "/usr/bin:/bin" : variable;
+    const std::string variable = PathFromEnvironment("PATH");
+    std::string_view path = variable.empty() ? systemPath : std::string_view(variable);
     while (!path.empty()) {
         const std::string_view folder = path.substr(0, path.find(':'));
         std::string candidate = std::string(folder) + "/" + name;
@@ -69,6 +77,14 @@ public:
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
 
+    // What the program gets.
+    [[nodiscard]] sigset_t MaskOutside() const
+    {
+        sigset_t mask = before_;
+        sigdelset(&mask, SIGPIPE);
+        return mask;
+    }
+
     BrokenPipeBlock(const BrokenPipeBlock&) = delete;
     BrokenPipeBlock& operator=(const BrokenPipeBlock&) = delete;
     BrokenPipeBlock(BrokenPipeBlock&&) = delete;
@@ -78,85 +94,174 @@ private:
     sigset_t before_{};
 };
 
-// Runs in the child, where the block is not wanted.
-void UnblockBrokenPipe(void* /*unused*/, int /*unused*/)
+struct Pipe
 {
-    const sigset_t signals = BrokenPipeSignal();
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-}
-
-gpg_error_t CollectData(void* collected, const void* data, size_t length)
-{
-    const auto* characters = static_cast<const char*>(data);
-    auto* text = static_cast<SecretText*>(collected);
-    text->insert(text->end(), characters, characters + length);
-    return 0;
-}
-
-struct ReleaseContext
-{
-    void operator()(assuan_context_t context) const { assuan_release(context); }
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
 };
-using Context = std::unique_ptr<assuan_context_s, ReleaseContext>;
 
-bool Send(const Context& context, const std::string& command)
+// Not open when there can be none.
+Pipe MakePipe()
 {
-    return assuan_transact(context.get(), command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr,
-                           nullptr) == 0;
+    std::array<int, 2> ends{-1, -1};
+    (void)pipe2(ends.data(), O_CLOEXEC);
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-// Releasing the context ends the program and waits for it. Null when the program cannot be spoken to.
-Context Start(const std::string& program)
+// A running program, ended with the object whatever it does.
+class PipedProgram : public ProgramLines
 {
-    assuan_context_t raw = nullptr;
-    if (program.empty() || assuan_new(&raw) != 0) {
-        return nullptr;
+public:
+    // Whether it was started, IsRunning tells.
+    PipedProgram(const std::string& program, const sigset_t& mask)
+    {
+        Pipe input = MakePipe();
+        Pipe output = MakePipe();
+        if (input.readEnd.IsOpen() && output.readEnd.IsOpen()) {
+            Spawn(program, mask, input.readEnd, output.writeEnd);
+        }
+        input_ = std::move(input.writeEnd);
+        output_ = std::move(output.readEnd);
     }
-    Context context(raw);
-    assuan_set_flag(raw, ASSUAN_NO_FIXSIGNALS, 1);
-    assuan_set_flag(raw, ASSUAN_NO_LOGGING, 1);
-    std::array<const char*, 2> arguments{program.c_str(), nullptr};
-    const gpg_error_t error =
-        assuan_pipe_connect(raw, program.c_str(), arguments.data(), nullptr, UnblockBrokenPipe, nullptr, 0);
-    return error == 0 ? std::move(context) : nullptr;
-}
 
-// The terminal and the language, for the programs that want to know. One that does not understand an option
-// says so, and that is no reason not to ask.
-void SendOptions(const Context& context)
+    // An ended input ends a program that keeps to the protocol, and a lost output one that goes on talking.
+    ~PipedProgram() override
+    {
+        input_ = FileDescriptor();
+        output_ = FileDescriptor();
+        const Deadline deadline = std::chrono::steady_clock::now() + longestEnd;
+        while (IsRunning() && !HasEnded()) {
+            if (std::chrono::steady_clock::now() >= deadline) {
+                kill(process_, SIGKILL);
+                waitpid(process_, nullptr, 0);
+                return;
+            }
+            std::this_thread::sleep_for(endPause);
+        }
+    }
+
+    PipedProgram(const PipedProgram&) = delete;
+    PipedProgram& operator=(const PipedProgram&) = delete;
+    PipedProgram(PipedProgram&&) = delete;
+    PipedProgram& operator=(PipedProgram&&) = delete;
+
+    [[nodiscard]] bool IsRunning() const { return process_ > 0; }
+
+    [[nodiscard]] std::optional<SecretText> Read(Deadline deadline) override
+    {
+        while (true) {
+            const auto end = std::find(said_.begin(), said_.end(), '\n');
+            if (end != said_.end()) {
+                SecretText line(said_.begin(), end);
+                said_ = SecretText(end + 1, said_.end());
+                return line;
+            }
+            if (said_.size() > longestAssuanLine || !ReadMore(deadline)) {
+                return std::nullopt;
+            }
+        }
+    }
+
+    [[nodiscard]] bool Write(std::string_view line) override
+    {
+        SecretText rest = MakeSecretText(line);
+        rest.push_back('\n');
+        const auto written = write(input_.Get(), rest.data(), rest.size()); // shorter than the room in a pipe
+        return written == static_cast<ssize_t>(rest.size());
+    }
+
+private:
+    // With borrowed rights, the program is that of whoever started the host, and runs with no more than his.
+    void Spawn(const std::string& program, const sigset_t& mask, const FileDescriptor& input,
+               const FileDescriptor& output)
+    {
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_adddup2(&files, input.Get(), STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&files, output.Get(), STDOUT_FILENO);
+        posix_spawn_file_actions_addclosefrom_np(&files, firstOther);
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        const sigset_t brokenPipe = BrokenPipeSignal();
+        posix_spawnattr_setsigmask(&attributes, &mask);
+        posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
+        const int reset = HasBorrowedRights() ? POSIX_SPAWN_RESETIDS : 0;
+        posix_spawnattr_setflags(&attributes,
+                                 static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | reset));
+        std::string name = program;
+        const std::array<char*, 2> arguments{name.data(), nullptr};
+        std::string path = std::string("PATH=") + systemPath;
+        const std::array<char*, 2> cleanEnvironment{path.data(), nullptr};
+        if (posix_spawn(&process_, program.c_str(), &files, &attributes, arguments.data(),
+                        HasBorrowedRights() ? cleanEnvironment.data() : environ) != 0) {
+            process_ = 0;
+        }
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&files);
+    }
+
+    // False at the end, and when nothing comes in time.
+    [[nodiscard]] bool ReadMore(Deadline deadline)
+    {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            return false;
+        }
+        pollfd output{output_.Get(), POLLIN, 0};
+        const int ready = poll(&output, 1, static_cast<int>(left.count()));
+        if (ready <= 0) {
+            return ready < 0 && errno == EINTR;
+        }
+        SecretText bytes(longestAssuanLine);
+        const ssize_t length = read(output_.Get(), bytes.data(), bytes.size());
+        if (length > 0) {
+            said_.insert(said_.end(), bytes.begin(), bytes.begin() + length);
+        }
+        return length > 0 || (length < 0 && errno == EINTR);
+    }
+
+    // Also when the host has taken note of it before.
+    [[nodiscard]] bool HasEnded() const { return waitpid(process_, nullptr, WNOHANG) != 0; }
+
+    pid_t process_ = 0;
+    FileDescriptor input_;  // what we write to
+    FileDescriptor output_; // what we read from
+    SecretText said_;       // and not yet read as a line
+};
+
+// The terminal and the language, for the programs that want to know.
+std::vector<std::string> Options()
 {
-    const auto send = [&context](const std::string& name, const char* value) {
-        if (value != nullptr && *value != '\0') {
-            Send(context, "OPTION " + name + "=" + value);
+    std::vector<std::string> options;
+    const auto add = [&options](const std::string& name, const std::string& value) {
+        if (!value.empty() && value.find('\n') == std::string::npos) {
+            options.push_back(name + "=" + value);
         }
     };
     std::array<char, 256> terminal{};
-    const char* named = std::getenv("GPG_TTY");
-    const bool found = named == nullptr && ttyname_r(STDIN_FILENO, terminal.data(), terminal.size()) == 0;
-    send("ttyname", found ? terminal.data() : named);
-    send("ttytype", std::getenv("TERM"));
-    const char* everything = std::getenv("LC_ALL");
-    send("lc-ctype", everything != nullptr ? everything : std::getenv("LC_CTYPE"));
+    std::string named = PathFromEnvironment("GPG_TTY");
+    if (named.empty() && ttyname_r(STDIN_FILENO, terminal.data(), terminal.size()) == 0) {
+        named = terminal.data();
+    }
+    add("ttyname", named);
+    add("ttytype", PathFromEnvironment("TERM"));
+    const std::string everything = PathFromEnvironment("LC_ALL");
+    add("lc-ctype", everything.empty() ? PathFromEnvironment("LC_CTYPE").string() : everything);
+    return options;
 }
 
 } // namespace
 
 std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program, const Question& question)
 {
-    const BrokenPipeBlock block;
-    const Context context = Start(FindProgram(program.string()));
-    if (!context) {
+    const std::string found = FindProgram(program.string());
+    if (found.empty()) {
         return std::nullopt;
     }
-    SendOptions(context);
-    const bool described = Send(context, "SETDESC " + EscapeForAssuan(question.description)) &&
-                           Send(context, "SETPROMPT " + EscapeForAssuan(question.prompt));
-    SecretText code;
-    assuan_begin_confidential(context.get());
-    const bool answered = described && assuan_transact(context.get(), "GETPIN", CollectData, &code, nullptr,
-                                                       nullptr, nullptr, nullptr) == 0;
-    assuan_end_confidential(context.get());
-    return answered ? std::optional(std::move(code)) : std::nullopt;
+    const BrokenPipeBlock block;
+    PipedProgram running(found, block.MaskOutside());
+    return running.IsRunning() ? AskInAssuan(running, question, Options()) : std::nullopt;
 }
 
 std::optional<SecretText> AskWithoutChoice(const Question& question)

@@ -7,6 +7,12 @@
 
 namespace softcard {
 
+// Windows has no such programs.
+bool HasBorrowedRights()
+{
+    return false;
+}
+
 std::filesystem::path PathFromEnvironment(const char* variable)
 {
     const std::string_view ascii(variable);

@@ -22,6 +22,7 @@ namespace {
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr std::chrono::milliseconds longestObstacle{500};
 constexpr std::chrono::milliseconds pause{2};
+constexpr std::chrono::milliseconds lockPause{5};
 constexpr size_t uniqueCharacters = 6;
 
 bool IsInTheWay(DWORD error)
@@ -180,9 +181,22 @@ std::string_view NameRule()
            "CON.";
 }
 
-std::string ReadFile(const std::filesystem::path& path)
+std::string ReadFile(const std::filesystem::path& path, Links links)
 {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
+    if (isThere && ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ||
+                    (links == Links::refused && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0))) {
+        throw std::system_error(FileFault::notRegular, Utf8Of(path));
+    }
     const Handle file = Open(path, GENERIC_READ, shareAll, OPEN_EXISTING);
+    LARGE_INTEGER size{};
+    if (GetFileType(file.get()) != FILE_TYPE_DISK || GetFileSizeEx(file.get(), &size) == FALSE) {
+        throw std::system_error(FileFault::notRegular, Utf8Of(path));
+    }
+    if (size.QuadPart > static_cast<LONGLONG>(longestFile)) {
+        throw std::system_error(FileFault::tooLarge, Utf8Of(path));
+    }
     std::string content;
     std::array<char, 4096> buffer{};
     while (true) {
@@ -195,7 +209,15 @@ std::string ReadFile(const std::filesystem::path& path)
             return content;
         }
         content.append(buffer.data(), length);
+        if (content.size() > longestFile) { // it grows while it is read
+            throw std::system_error(FileFault::tooLarge, Utf8Of(path));
+        }
     }
+}
+
+void AppendToFile(const std::filesystem::path& path, std::string_view content)
+{
+    WriteAll(Open(path, FILE_APPEND_DATA, shareAll, OPEN_ALWAYS), path, content);
 }
 
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content)
@@ -252,9 +274,18 @@ struct FileLock::Held
     Handle file;
 };
 
-FileLock::FileLock(const std::filesystem::path& path) : held_(std::make_unique<Held>(path))
+// What has the file open keeps its path from being taken by another one.
+FileLock::FileLock(const std::filesystem::path& path, std::chrono::milliseconds longestWait)
+    : held_(std::make_unique<Held>(path))
 {
-    held_->Lock(path, LOCKFILE_EXCLUSIVE_LOCK);
+    const auto deadline = std::chrono::steady_clock::now() + longestWait;
+    while (!held_->Lock(path, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY)) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            held_.reset(); // it has nothing to give up
+            throw std::system_error(FileFault::lockHeld, Utf8Of(path));
+        }
+        std::this_thread::sleep_for(lockPause);
+    }
 }
 
 FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}

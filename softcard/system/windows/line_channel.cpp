@@ -1,18 +1,34 @@
 #include "system/windows/line_channel.h"
 
-#include <algorithm>
+#include <thread>
 
 namespace softcard {
 namespace {
 
-constexpr size_t longestLine = 1000; // bytes, without its end
+constexpr std::chrono::milliseconds pause{10};
+
+// Whether there is something to read, or there will never be: a pipe has no better way to wait with a limit.
+bool AwaitInput(HANDLE pipe, Deadline deadline)
+{
+    DWORD available = 0;
+    while (PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) != FALSE && available == 0) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+    return true;
+}
 
 } // namespace
 
-std::optional<SecretText> LineChannel::Read() const
+std::optional<SecretText> LineChannel::Read(std::optional<Deadline> deadline) const
 {
     SecretText line;
-    while (line.size() <= longestLine) {
+    while (line.size() <= longestAssuanLine) {
+        if (deadline && (std::chrono::steady_clock::now() >= *deadline || !AwaitInput(input_, *deadline))) {
+            return std::nullopt;
+        }
         char byte = 0;
         DWORD length = 0;
         if (::ReadFile(input_, &byte, 1, &length, nullptr) == FALSE || length == 0) {
@@ -40,16 +56,6 @@ bool LineChannel::Write(std::string_view line) const
         sent += length;
     }
     return true;
-}
-
-bool BeginsWith(std::string_view line, std::string_view word)
-{
-    return line.starts_with(word) && (line.size() == word.size() || line[word.size()] == ' ');
-}
-
-std::string_view TextBehindWord(std::string_view line)
-{
-    return line.substr(std::min(line.size(), line.substr(0, line.find(' ')).size() + 1));
 }
 
 } // namespace softcard

@@ -1,7 +1,6 @@
 // A program that speaks Assuan through pipes, or the host's console.
 #include "system/pinentry_program.h"
 
-#include "assuan_text.h"
 #include "system/environment.h"
 #include "system/windows/console.h"
 #include "system/windows/piped_program.h"
@@ -31,32 +30,21 @@ std::filesystem::path FindProgram(const std::filesystem::path& name)
     return found;
 }
 
-// The data that came with the answer to the last command; nothing when that was no success.
-std::optional<SecretText> AwaitAnswer(const LineChannel& channel)
+// The lines of a program, as its question has them.
+class PipedLines : public ProgramLines
 {
-    SecretText data;
-    while (const auto line = channel.Read()) {
-        const std::string_view text(line->data(), line->size());
-        if (BeginsWith(text, "OK")) {
-            return data;
-        }
-        if (BeginsWith(text, "ERR")) {
-            return std::nullopt;
-        }
-        if (BeginsWith(text, "D")) {
-            const SecretString plain(UnescapeFromAssuan(TextBehindWord(text)));
-            data.insert(data.end(), plain.text.begin(), plain.text.end());
-        } else if (BeginsWith(text, "INQUIRE") && !channel.Write("CAN")) {
-            return std::nullopt;
-        }
-    }
-    return std::nullopt;
-}
+public:
+    explicit PipedLines(const LineChannel& channel) : channel_(channel) {}
 
-std::optional<SecretText> Transact(const LineChannel& channel, const std::string& command)
-{
-    return channel.Write(command) ? AwaitAnswer(channel) : std::nullopt;
-}
+    [[nodiscard]] std::optional<SecretText> Read(Deadline deadline) override
+    {
+        return channel_.Read(deadline);
+    }
+    [[nodiscard]] bool Write(std::string_view line) override { return channel_.Write(line); }
+
+private:
+    LineChannel channel_;
+};
 
 void Show(HANDLE console, const std::string& text)
 {
@@ -79,14 +67,8 @@ std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program
     if (!started) {
         return std::nullopt;
     }
-    const LineChannel channel = started->Channel();
-    if (!AwaitAnswer(channel) || !Transact(channel, "SETDESC " + EscapeForAssuan(question.description)) ||
-        !Transact(channel, "SETPROMPT " + EscapeForAssuan(question.prompt))) {
-        return std::nullopt;
-    }
-    auto code = Transact(channel, "GETPIN");
-    (void)Transact(channel, "BYE");
-    return code;
+    PipedLines lines(started->Channel());
+    return AskInAssuan(lines, question, {});
 }
 
 // A host without a console has nobody to ask: the same as a cancel.

@@ -1,10 +1,14 @@
 // The keyboard among Linux's programs, processes and signals.
 #include "answers.h"
 #include "keyboard_home.h"
+#include "system/files.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <map>
+#include <string>
 
 #include <sys/wait.h>
 
@@ -24,6 +28,38 @@ TEST_F(LinuxKeyboard, ThatSpeaksNoAssuanCountsAsCancelled)
         EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
     }
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
+}
+
+// Each keeps talking, or its peace, until it is ended.
+TEST_F(LinuxKeyboard, ThatComesToNoEndIsCutOff)
+{
+    const std::map<std::string, std::string> programs = {
+        {"says nothing", "exec sleep 1000\n"},
+        {"stops with a child that has its output",
+         "(while [ -e " + Scratch("endless").string() + " ]; do sleep 1; done) 2>/dev/null &\nwait\n"},
+        {"never answers",
+         "echo OK\nwhile read line; do case $line in GETPIN) exec sleep 1000;; esac; echo OK; done\n"},
+        {"does not end", "trap '' TERM PIPE\necho OK\nwhile read line; do echo OK; done\nexec sleep 1000\n"},
+        {"comments for ever", "echo OK\nwhile :; do echo '# and then'; done\n"},
+        {"reports for ever", "echo OK\nread line\nwhile :; do echo 'S PROGRESS'; done\n"},
+        {"has an endless code",
+         "echo OK\nwhile read line; do case $line in GETPIN) while :; do echo D 1; done;; esac; "
+         "echo OK; done\n"},
+        {"has an endless line", "exec tr '\\0' x </dev/zero\n"}};
+    const CardSession session = InsertAndOpen("ref2");
+    setenv("TAVRIK_PINENTRY_TIMEOUT", "2", 1);
+    setenv("TAVRIK_PINENTRY", Scratch("endless").c_str(), 1);
+    for (const auto& [what, text] : programs) {
+        WriteText(Scratch("endless"), "#!/bin/sh\necho $$ >'" + Scratch("number").string() + "'\n" + text);
+        std::filesystem::permissions(Scratch("endless"), std::filesystem::perms(0755));
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError) << what;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)) << what;
+        const pid_t process = std::stoi(softcard::ReadFile(Scratch("number")));
+        EXPECT_EQ(kill(process, 0), -1) << what << ": it runs on";
+    }
+    unsetenv("TAVRIK_PINENTRY_TIMEOUT");
+    EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2) << "and no try was spent";
 }
 
 TEST_F(LinuxKeyboard, IsFoundOnThePath)

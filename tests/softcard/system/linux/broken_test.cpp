@@ -1,0 +1,250 @@
+// Cards whose files are not what they should be.
+#include "answers.h"
+#include "card_home.h"
+#include "key_use.h"
+#include "reader_events.h"
+#include "system/files.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace softcard::test;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr off_t hugeSize = off_t{20} << 30;
+constexpr int unknownCardType = 8;
+
+// What can lie in the place of a file.
+const std::vector<std::pair<std::string, std::function<void(const fs::path&)>>>& WrongThings()
+{
+    static const std::vector<std::pair<std::string, std::function<void(const fs::path&)>>> things = {
+        {"a pipe", [](const fs::path& path) { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); }},
+        {"a link to a device", [](const fs::path& path) { fs::create_symlink("/dev/zero", path); }},
+        {"20 GiB",
+         [](const fs::path& path) {
+             WriteText(path, "{");
+             ASSERT_EQ(truncate(path.c_str(), hugeSize), 0);
+         }},
+        {"a folder", [](const fs::path& path) { fs::create_directory(path); }},
+        {"nonsense", [](const fs::path& path) { WriteText(path, "[[["); }}};
+    return things;
+}
+
+// ref2 is the card that gets broken, ref3 one in good health; both are in readers.
+class BrokenCards : public CardTest
+{
+protected:
+    BrokenCards()
+    {
+        Insert("ref2");
+        Insert("ref3", "Reader 1");
+    }
+
+    [[nodiscard]] fs::path Card() const { return State() / "cards/ref2"; }
+
+    // A hang is a failure like another.
+    static Finished Tool(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {"timeout", "60", CARD_TOOL});
+        return RunProgram(arguments);
+    }
+
+    static void ExpectTheOtherCardWorks()
+    {
+        EXPECT_EQ(Library().closeSession(Open(u"Reader 1")), 0);
+        std::u16string buffer(1024, u'\0');
+        EXPECT_GT(Library().getReaderList(buffer.data(), 1023), 10) << "both readers are listed";
+    }
+
+    static void ExpectItIsShownAsBroken()
+    {
+        const Finished listed = Tool({"list"});
+        EXPECT_EQ(listed.exitCode, 1);
+        EXPECT_NE(listed.output.find("ref2\tReader 0\tbroken\tbroken\t-\n"), std::string::npos)
+            << listed.output;
+        EXPECT_NE(listed.output.find("ref3\tReader 1\t3\t3\tref3\n"), std::string::npos) << listed.output;
+        EXPECT_TRUE(listed.errors.starts_with("tavrik-card: The card \"ref2\" is broken: ")) << listed.errors;
+
+        const Finished asJson = Tool({"list", "--json"});
+        EXPECT_EQ(asJson.exitCode, 1);
+        const Json cards = Json::parse(asJson.output);
+        ASSERT_EQ(cards.size(), 5U);
+        EXPECT_EQ(cards[2]["name"], "ref2");
+        EXPECT_NE(cards[2]["broken"], "");
+        EXPECT_FALSE(cards[3].contains("broken"));
+
+        const Finished shown = Tool({"show", "ref2"});
+        EXPECT_EQ(shown.exitCode, 1);
+        EXPECT_NE(shown.output.find("Broken       "), std::string::npos) << shown.output;
+        EXPECT_EQ(Json::parse(Tool({"show", "ref2", "--json"}).output)["name"], "ref2");
+    }
+
+    static void ExpectItCanBeMadeAnew()
+    {
+        EXPECT_EQ(Tool({"delete", "ref2", "--force"}).exitCode, 0);
+        ASSERT_EQ(Tool({"new", "ref2", "--puk", "1"}).exitCode, 0);
+        EXPECT_EQ(Tool({"list"}).exitCode, 0);
+        const Finished inserted = Tool({"insert", "ref2"});
+        EXPECT_EQ(inserted.exitCode, 0) << inserted.errors;
+        EXPECT_EQ(VerifyBok(Open(), bok).returned, 0);
+    }
+
+    // A change of card.json, state.json or faults.json that a person made.
+    void Edit(const std::string& file, const std::function<void(Json&)>& change) const
+    {
+        Json json = Json::parse(softcard::ReadFile(Card() / file));
+        change(json);
+        WriteText(Card() / file, json.dump());
+    }
+};
+
+class BrokenFiles : public BrokenCards, public testing::WithParamInterface<const char*>
+{
+};
+
+TEST_P(BrokenFiles, StopNoOtherCardAndAreToldOf)
+{
+    for (const auto& [what, make] : WrongThings()) {
+        if (what == "nonsense" && std::string(GetParam()).ends_with(".key")) {
+            continue; // an encrypted key looks like that without its secret
+        }
+        SCOPED_TRACE(what);
+        fs::remove_all(Card() / GetParam());
+        make(Card() / GetParam());
+        if (what == "nonsense" && std::string(GetParam()) == "channel") {
+            EXPECT_EQ(Tool({"list"}).exitCode, 0) << "any text is a mark";
+        } else {
+            ExpectItIsShownAsBroken();
+        }
+        ExpectTheOtherCardWorks();
+        CardSession session = 0;
+        Library().openSession(u"Reader 0", &session);
+        if (session != 0) {
+            VerifyBok(session, bok);
+            VerifyPin(session, pin);
+            EXPECT_EQ(Library().closeSession(session), 0);
+        }
+        ExpectItCanBeMadeAnew();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BrokenFiles,
+                         testing::Values("card.json", "state.json", "faults.json", "channel", "es-1.der",
+                                         "qes-1.key"));
+
+TEST_F(BrokenCards, AreDeletedWithLocksThatAreNone)
+{
+    for (const char* file : {"lock", "transaction"}) {
+        for (const auto& [what, make] : WrongThings()) {
+            SCOPED_TRACE(std::string(file) + ": " + what);
+            fs::remove_all(Card() / file);
+            make(Card() / file);
+            ExpectTheOtherCardWorks();
+            ExpectItCanBeMadeAnew();
+        }
+    }
+}
+
+TEST_F(BrokenCards, WithoutADescriptionAreListedToo)
+{
+    Remove("ref2");
+    fs::remove(Card() / "card.json");
+    const Finished listed = Tool({"list"});
+    EXPECT_EQ(listed.exitCode, 1);
+    EXPECT_NE(listed.output.find("ref2\t-\tbroken\tbroken\t-\n"), std::string::npos) << listed.output;
+    const Finished inserted = Tool({"insert", "ref2"});
+    EXPECT_EQ(inserted.exitCode, 1);
+    EXPECT_NE(inserted.errors.find("The card \"ref2\" is broken"), std::string::npos) << inserted.errors;
+    ExpectItCanBeMadeAnew();
+}
+
+TEST_F(BrokenCards, AreThoseWhoseCountersAreOutOfTheirRange)
+{
+    const std::string good = softcard::ReadFile(Card() / "state.json");
+    const std::vector<std::function<void(Json&)>> changes = {
+        [](Json& json) { json["pin"]["triesLeft"] = 4; },
+        [](Json& json) { json["pin"]["triesLeft"] = -1; },
+        [](Json& json) { json["pin"]["triesLeft"] = 4294967298; },
+        [](Json& json) { json["pin"]["triesLeft"] = 2.5; },
+        [](Json& json) { json["bok"]["maximumTries"] = 0; },
+        [](Json& json) { json["bok"]["maximumTries"] = 4000000000; },
+        [](Json& json) { json["puk"]["maximumTries"] = "ten"; },
+        [](Json& json) { json["bok"]["cost"] = 1073741824; }, // a terabyte of memory
+        [](Json& json) { json["bok"]["cost"] = 12345; },
+        [](Json& json) { json["bok"]["cost"] = 0; }};
+    for (size_t i = 0; i < changes.size(); ++i) {
+        SCOPED_TRACE(i);
+        Edit("state.json", changes[i]);
+        ExpectItIsShownAsBroken();
+        const CardSession session = Open();
+        EXPECT_EQ(VerifyBok(session, bok).returned, internalError);
+        EXPECT_EQ(VerifyPin(session, pin).returned, internalError);
+        WriteText(Card() / "state.json", good);
+        EXPECT_EQ(VerifyBok(session, bok).returned, 0);
+    }
+}
+
+TEST_F(BrokenCards, AreThoseWhoseFilesLieElsewhere)
+{
+    fs::copy_file(Card() / "es-1.der", Home() / "outside");
+    fs::copy_file(Card() / "es-1.der", State() / "cards/ref3/inside-another");
+    fs::create_symlink(Home() / "outside", Card() / "link");
+    fs::create_directory(Card() / "below");
+    fs::copy_file(Card() / "es-1.der", Card() / "below/file");
+    const std::string good = softcard::ReadFile(Card() / "card.json");
+    for (const std::string& path : {(Home() / "outside").string(), std::string("../ref3/inside-another"),
+                                    std::string("link"), std::string("below/../../ref3/inside-another"),
+                                    std::string(""), std::string(".."), std::string("below")}) {
+        for (const char* field : {"certificate", "key"}) {
+            SCOPED_TRACE(path + " as " + field);
+            Edit("card.json", [&](Json& json) { json["es"][0][field] = path; });
+            ExpectItIsShownAsBroken();
+            CardSession session = 0;
+            const CardStatus opened = Library().openSession(u"Reader 0", &session);
+            EXPECT_TRUE(opened == unknownCardType || VerifyBok(session, bok).returned == internalError);
+            WriteText(Card() / "card.json", good);
+        }
+    }
+    EXPECT_EQ(Tool({"list"}).exitCode, 0);
+}
+
+TEST_F(BrokenCards, AreThoseWithNumbersThatNoCardHas)
+{
+    const std::string good = softcard::ReadFile(Card() / "card.json");
+    const std::vector<std::function<void(Json&)>> changes = {
+        [](Json& json) { json["es"][0]["reference"] = 5; },
+        [](Json& json) { json["es"][0]["reference"] = 4294967297; },
+        [](Json& json) { json["versions"][0] = 256; }, [](Json& json) { json["versions"].push_back(1); },
+        [](Json& json) {
+            while (json["es"].size() < 9) {
+                json["es"].push_back(json["es"][0]);
+            }
+        }};
+    for (size_t i = 0; i < changes.size(); ++i) {
+        SCOPED_TRACE(i);
+        Edit("card.json", changes[i]);
+        ExpectItIsShownAsBroken();
+        WriteText(Card() / "card.json", good);
+    }
+    Order("ref2", {"any", "--delay", "1"});
+    for (const auto& change : std::vector<std::function<void(Json&)>>{
+             [](Json& json) { json[0]["count"] = 0; },
+             [](Json& json) { json[0]["delay"] = 9000000000000000000; }}) {
+        Edit("faults.json", change);
+        ExpectItIsShownAsBroken();
+        ExpectTheOtherCardWorks();
+    }
+}
+
+} // namespace
