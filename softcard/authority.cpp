@@ -1,10 +1,12 @@
 #include "authority.h"
 
+#include "file_trouble.h"
 #include "key_file.h"
 #include "system/files.h"
 
 #include <botan/auto_rng.h>
 #include <botan/der_enc.h>
+#include <botan/exceptn.h>
 #include <botan/pubkey.h>
 #include <botan/x509_ca.h>
 #include <botan/x509_ext.h>
@@ -111,6 +113,16 @@ Botan::X509_Certificate CertifyAuthority(const Signer& signer, const Botan::RSA_
     return Certify(signer, key, name, authorityYears, extensions);
 }
 
+Botan::X509_Certificate ReadCertificate(const std::filesystem::path& path)
+{
+    const std::string content = ReadFile(path);
+    try {
+        return Botan::X509_Certificate(reinterpret_cast<const uint8_t*>(content.data()), content.size());
+    } catch (const Botan::Exception&) {
+        throw FileTrouble(path, "holds no certificate that can be read", mendAuthority);
+    }
+}
+
 void MakeAuthority(const std::filesystem::path& folder)
 {
     Botan::AutoSeeded_RNG random;
@@ -120,9 +132,9 @@ void MakeAuthority(const std::filesystem::path& folder)
     const auto rootCertificate = CertifyAuthority(root, rootKey, root.name, 1);
     const auto issuingCertificate =
         CertifyAuthority(root, issuingKey, MakeName("Tavrik Software Card Issuing CA"), 0);
-    WriteKeyFile(folder / "root.key", rootKey, {});
+    WriteClearKeyFile(folder / "root.key", rootKey);
     WriteFileAtomically(folder / "root.pem", rootCertificate.PEM_encode());
-    WriteKeyFile(folder / "issuing.key", issuingKey, {});
+    WriteClearKeyFile(folder / "issuing.key", issuingKey);
     // The last file written: an authority that has it is complete.
     WriteFileAtomically(folder / "issuing.pem", issuingCertificate.PEM_encode());
 }
@@ -137,10 +149,8 @@ Authority::Authority(const Directories& directories)
     if (!std::filesystem::exists(folder / "issuing.pem")) {
         MakeAuthority(folder);
     }
-    issuingKey_ = ReadKeyFile(folder / "issuing.key", {});
-    const std::string certificate = ReadFile(folder / "issuing.pem");
-    issuingCertificate_ =
-        Botan::X509_Certificate(reinterpret_cast<const uint8_t*>(certificate.data()), certificate.size());
+    issuingKey_ = ReadClearKeyFile(folder / "issuing.key");
+    issuingCertificate_ = ReadCertificate(folder / "issuing.pem");
 }
 
 Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const Holder& holder,

@@ -1,5 +1,6 @@
 #include "card_store.h"
 
+#include "file_trouble.h"
 #include "json_file.h"
 #include "key_file.h"
 #include "store_error.h"
@@ -25,12 +26,6 @@ bool IsNameCharacter(char character)
 {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
            (character >= '0' && character <= '9') || character == '-' || character == '_' || character == '.';
-}
-
-bool IsCardName(std::string_view name)
-{
-    return !name.empty() && name.size() <= longestName && name.front() != '.' &&
-           std::all_of(name.begin(), name.end(), IsNameCharacter) && CanBeAName(name);
 }
 
 Json ToJson(const std::vector<CardKey>& keys)
@@ -85,6 +80,22 @@ void TakeVersions(const Json& json, std::array<uint8_t, 4>& versions)
     }
 }
 
+// Gives a key of the old form the one of today, in one step: whoever is killed leaves the one or the other.
+// The key can be used all the same when that fails, and the next use tries again.
+void RenewKeyFile(const std::filesystem::path& cardFolder, const std::filesystem::path& file,
+                  const SecretBytes& secret)
+{
+    try {
+        const FileLock lock = LockCard(cardFolder);
+        const StoredKey stored = ReadKeyFile(file, secret); // somebody may have been quicker
+        if (stored.isInOldForm) {
+            WriteKeyFile(file, *stored.key, secret);
+        }
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
 } // namespace
 
 bool HasCardDescription(const std::filesystem::path& folder)
@@ -95,6 +106,9 @@ bool HasCardDescription(const std::filesystem::path& folder)
 
 bool CardStore::Contains(const std::string& name) const
 {
+    if (!IsCardName(name)) {
+        return false;
+    }
     const std::filesystem::path folder = FolderOf(name);
     return (HasCardDescription(folder) || IsFolder(folder)) && HasThisName(folder);
 }
@@ -107,7 +121,7 @@ std::vector<std::string> CardStore::Names() const
     }
     for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
         std::string name = Utf8Of(entry.path().filename());
-        if (IsCardName(name) && Contains(name)) {
+        if (Contains(name)) {
             names.push_back(std::move(name));
         }
     }
@@ -123,7 +137,7 @@ Card CardStore::Load(const std::string& name) const
     Card card;
     card.name = name;
     card.folder = FolderOf(name);
-    return TakeFromFile(card.folder / descriptionFile, [&card](const Json& json) {
+    return ReadJsonFile(card.folder / descriptionFile, mendCard, [&card](const Json& json) {
         json.at("serialNumber").get_to(card.serialNumber);
         json.at("subject").get_to(card.subject);
         json.at("manufacturer").get_to(card.manufacturer);
@@ -133,6 +147,12 @@ Card CardStore::Load(const std::string& name) const
         card.ordinaryKeys = KeysFromJson(json.at("es"), card.folder);
         return std::move(card);
     });
+}
+
+bool IsCardName(std::string_view name)
+{
+    return !name.empty() && name.size() <= longestName && name.front() != '.' &&
+           std::all_of(name.begin(), name.end(), IsNameCharacter) && CanBeAName(name);
 }
 
 void RequireCardName(std::string_view name)
@@ -158,7 +178,12 @@ PrivateKeys LoadPrivateKeys(const Card& card, KeyFamily family, const SecretByte
 {
     PrivateKeys keys;
     for (const CardKey& key : card.Keys(family)) {
-        keys.push_back(ReadKeyFile(card.folder / key.keyFile, secret));
+        const std::filesystem::path file = card.folder / key.keyFile;
+        StoredKey stored = ReadKeyFile(file, secret);
+        if (stored.isInOldForm) {
+            RenewKeyFile(card.folder, file, secret);
+        }
+        keys.push_back(std::move(stored.key));
     }
     return keys;
 }

@@ -95,8 +95,11 @@ private:
 // Whether the folder is that of a card. One that cannot be looked at is none.
 bool HasCardDescription(const std::filesystem::path& folder);
 
-// Throws StoreError unless the name can stand for a card: letters, digits, '-', '_' and '.', with no leading
-// '.'.
+// Whether the name can stand for a card: letters, digits, '-', '_' and '.', with no leading '.'. A folder of
+// another name is no card, whatever is in it.
+bool IsCardName(std::string_view name);
+
+// Throws StoreError unless it can.
 void RequireCardName(std::string_view name);
 
 struct NewKey
@@ -109,7 +112,8 @@ struct NewKey
 // Writes card.json.
 void WriteCardDescription(const Card& card);
 
-// In the order of Card::Keys. Throws std::exception when a key cannot be read with the secret.
+// In the order of Card::Keys. Throws std::exception when a key cannot be read with the secret. Key files of
+// the old form get the one of today (see key_file.h); the caller does not hold the card's lock.
 PrivateKeys LoadPrivateKeys(const Card& card, KeyFamily family, const SecretBytes& secret);
 
 // Writes the key, encrypted with the secret, and its certificate into the card's folder, and adds them to the

@@ -42,6 +42,7 @@ DerivedSecrets Derive(const SecretText& code, const CodeRecord& record)
 
 UnblockingCode MakeRecord(const SecretText& code)
 {
+    const TraceWiper wiper;
     CodeRecord record;
     record.initialized = true;
     record.cost = derivationCost;
@@ -93,12 +94,14 @@ UnblockingCode MakeUnblockingCode(const SecretText& code)
 
 std::vector<uint8_t> WrapSecret(const SecretBytes& secret, const SecretBytes& wrappingKey)
 {
+    const TraceWiper wiper;
     const SecretBytes wrapped = Botan::rfc3394_keywrap(secret, Botan::SymmetricKey(wrappingKey));
     return {wrapped.begin(), wrapped.end()};
 }
 
 SecretBytes UnwrapSecret(const std::vector<uint8_t>& wrapped, const SecretBytes& wrappingKey)
 {
+    const TraceWiper wiper;
     return Botan::rfc3394_keyunwrap(SecretBytes(wrapped.begin(), wrapped.end()),
                                     Botan::SymmetricKey(wrappingKey));
 }
@@ -116,6 +119,7 @@ CodeCheck LookAtCode(const std::filesystem::path& cardFolder, CodeKind kind)
 
 CodeCheck CheckCode(const std::filesystem::path& cardFolder, CodeKind kind, const SecretText& code)
 {
+    const TraceWiper wiper;
     const FileLock lock = LockCard(cardFolder);
     CodeRecords records = ReadCodeRecords(cardFolder);
     CodeRecord& record = records.Of(kind);

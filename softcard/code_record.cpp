@@ -59,7 +59,7 @@ CodeRecord FromJson(const Json& json)
 
 CodeRecords ReadCodeRecords(const std::filesystem::path& cardFolder)
 {
-    return TakeFromFile(cardFolder / stateFile, [](const Json& json) {
+    return ReadJsonFile(cardFolder / stateFile, mendCard, [](const Json& json) {
         return CodeRecords{FromJson(json.at("bok")), FromJson(json.at("pin")), FromJson(json.at("puk"))};
     });
 }

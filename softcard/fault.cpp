@@ -16,6 +16,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr const char* mendFaults = "Forget the faults with \"tavrik-card fault NAME --clear\".";
+
 std::filesystem::path FileOf(const std::filesystem::path& cardFolder)
 {
     return cardFolder / "faults.json";
@@ -163,7 +165,7 @@ std::vector<Fault> ReadFaults(const std::filesystem::path& cardFolder)
     if (!std::filesystem::exists(FileOf(cardFolder))) {
         return {};
     }
-    return TakeFromFile(FileOf(cardFolder), [](const Json& json) {
+    return ReadJsonFile(FileOf(cardFolder), mendFaults, [](const Json& json) {
         std::vector<Fault> faults;
         std::transform(json.begin(), json.end(), std::back_inserter(faults), FromJson);
         return faults;

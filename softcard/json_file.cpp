@@ -1,13 +1,8 @@
 #include "json_file.h"
 
-#include "text.h"
+#include <stdexcept>
 
 namespace softcard {
-
-DamagedFile::DamagedFile(const std::filesystem::path& path)
-    : std::runtime_error("\"" + Utf8Of(path) + "\" does not hold what tavrik-card writes there.")
-{
-}
 
 uint32_t NumberIn(const nlohmann::ordered_json& json, const char* name, uint32_t least, uint32_t most)
 {

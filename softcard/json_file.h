@@ -1,42 +1,39 @@
-// JSON files of a card. Anybody may have written them, so that nothing in them is believed.
+// JSON files of the store. Anybody may have written them, so that nothing in them is believed.
 #pragma once
 
+#include "file_trouble.h"
 #include "system/files.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <limits>
-#include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace softcard {
-
-// A file that can be read and does not hold what it should.
-class DamagedFile : public std::runtime_error
-{
-public:
-    explicit DamagedFile(const std::filesystem::path& path);
-};
 
 // A whole number in an object. Throws std::out_of_range, or what the library for JSON throws, for anything
 // else.
 uint32_t NumberIn(const nlohmann::ordered_json& json, const char* name, uint32_t least,
                   uint32_t most = std::numeric_limits<uint32_t>::max());
 
-// What `take` makes of the file's content. Throws DamagedFile when the content is no JSON or `take` throws
-// std::exception, and std::system_error when there is no file that can be read.
-template <typename Take>
-auto TakeFromFile(const std::filesystem::path& path, const Take& take)
+// What `read` makes of the file's content. Throws FileTrouble when the content is no JSON, or `read` throws
+// because it is other JSON than wanted; and std::system_error when a file cannot be read.
+template <typename Read>
+auto ReadJsonFile(const std::filesystem::path& path, const char* whatToDo, const Read& read)
 {
-    const std::string text = ReadFile(path);
+    const std::string content = ReadFile(path);
     try {
-        return take(nlohmann::ordered_json::parse(text));
+        return read(nlohmann::ordered_json::parse(content));
     } catch (const std::system_error&) {
-        throw; // another file, which the sentence names
+        throw; // of another file, which it names
+    } catch (const FileTrouble&) {
+        throw;
     } catch (const std::exception&) {
-        throw DamagedFile(path);
+        throw FileTrouble(path, "is damaged", whatToDo);
     }
 }
 

@@ -1,41 +1,51 @@
 #include "key_file.h"
 
+#include "file_trouble.h"
+#include "old_key_file.h"
 #include "system/files.h"
-#include "text.h"
 
-#include <botan/auto_rng.h>
+#include <botan/block_cipher.h>
 #include <botan/data_src.h>
-#include <botan/hex.h>
+#include <botan/exceptn.h>
+#include <botan/nist_keywrap.h>
+#include <botan/pem.h>
 #include <botan/pkcs8.h>
 
-#include <stdexcept>
+#include <string>
 
 namespace softcard {
 namespace {
 
-// The secret is 256 bits that cost a slow derivation already, so that this one has nothing to add.
-constexpr size_t iterations = 1000;
+constexpr const char* wrappedLabel = "WRAPPED PRIVATE KEY";
 
-std::string MakePem(const Botan::RSA_PrivateKey& key, const SecretBytes& secret)
+std::unique_ptr<Botan::BlockCipher> WrappingCipher(const SecretBytes& secret)
 {
-    if (secret.empty()) {
-        return Botan::PKCS8::PEM_encode(key);
-    }
-    Botan::AutoSeeded_RNG random;
-    const SecretString passphrase(Botan::hex_encode(secret));
-    return Botan::PKCS8::PEM_encode_encrypted_pbkdf_iter(key, random, passphrase.text, iterations,
-                                                         "AES-256/CBC", "SHA-256");
+    auto cipher = Botan::BlockCipher::create_or_throw("AES-256");
+    cipher->set_key(secret);
+    return cipher;
 }
 
-std::unique_ptr<Botan::Private_Key> Load(const std::filesystem::path& path, const SecretBytes& secret)
+// Null for a key of another kind.
+PrivateKey LoadKey(const SecretBytes& pkcs8)
 {
-    const SecretString pem(ReadFile(path));
-    Botan::DataSource_Memory source(pem.text);
-    if (secret.empty()) {
-        return Botan::PKCS8::load_key(source);
+    Botan::DataSource_Memory source(pkcs8);
+    const std::shared_ptr<const Botan::Private_Key> key = Botan::PKCS8::load_key(source);
+    return std::dynamic_pointer_cast<const Botan::RSA_PrivateKey>(key);
+}
+
+template <typename Read>
+StoredKey ReadKey(const std::filesystem::path& path, const std::string& whatToDo, const Read& read)
+{
+    constexpr const char* wrong = "holds no key that can be read";
+    const SecretString content(ReadFile(path));
+    try {
+        if (StoredKey stored = read(content.text); stored.key) {
+            return stored;
+        }
+    } catch (const Botan::Exception&) {
+        throw FileTrouble(path, wrong, whatToDo);
     }
-    const SecretString passphrase(Botan::hex_encode(secret));
-    return Botan::PKCS8::load_key(source, passphrase.text);
+    throw FileTrouble(path, wrong, whatToDo);
 }
 
 } // namespace
@@ -43,19 +53,39 @@ std::unique_ptr<Botan::Private_Key> Load(const std::filesystem::path& path, cons
 void WriteKeyFile(const std::filesystem::path& path, const Botan::RSA_PrivateKey& key,
                   const SecretBytes& secret)
 {
-    const SecretString pem(MakePem(key, secret));
+    const TraceWiper wiper;
+    const SecretBytes plain = Botan::PKCS8::BER_encode(key);
+    const auto wrapped = Botan::nist_key_wrap_padded(plain.data(), plain.size(), *WrappingCipher(secret));
+    WriteFileAtomically(path, Botan::PEM_Code::encode(wrapped, wrappedLabel));
+}
+
+StoredKey ReadKeyFile(const std::filesystem::path& path, const SecretBytes& secret)
+{
+    const TraceWiper wiper;
+    return ReadKey(path, mendCard, [&secret](const std::string& pem) -> StoredKey {
+        if (IsOldKeyFile(pem)) {
+            return {LoadKey(OpenOldKeyFile(pem, secret)), true};
+        }
+        const SecretBytes wrapped = Botan::PEM_Code::decode_check_label(pem, wrappedLabel);
+        return {
+            LoadKey(Botan::nist_key_unwrap_padded(wrapped.data(), wrapped.size(), *WrappingCipher(secret))),
+            false};
+    });
+}
+
+void WriteClearKeyFile(const std::filesystem::path& path, const Botan::RSA_PrivateKey& key)
+{
+    const SecretString pem(Botan::PKCS8::PEM_encode(key));
     WriteFileAtomically(path, pem.text);
 }
 
-std::shared_ptr<const Botan::RSA_PrivateKey> ReadKeyFile(const std::filesystem::path& path,
-                                                         const SecretBytes& secret)
+PrivateKey ReadClearKeyFile(const std::filesystem::path& path)
 {
-    const std::shared_ptr<const Botan::Private_Key> key = Load(path, secret);
-    auto rsaKey = std::dynamic_pointer_cast<const Botan::RSA_PrivateKey>(key);
-    if (!rsaKey) {
-        throw std::runtime_error("The key in " + Utf8Of(path) + " is not an RSA key.");
-    }
-    return rsaKey;
+    return ReadKey(path, mendAuthority,
+                   [](const std::string& pem) -> StoredKey {
+                       return {LoadKey(Botan::PEM_Code::decode_check_label(pem, "PRIVATE KEY")), false};
+                   })
+        .key;
 }
 
 } // namespace softcard

@@ -1,5 +1,6 @@
 #include "key_import.h"
 
+#include "file_trouble.h"
 #include "store_error.h"
 #include "system/files.h"
 #include "system/key_parser.h"
@@ -30,7 +31,7 @@ std::string ReadImport(const std::filesystem::path& path)
     try {
         return ReadFile(path, Links::followed);
     } catch (const std::system_error& error) {
-        Refuse("The file " + Utf8Of(path) + " cannot be read: " + error.code().message() + ".");
+        Refuse(DescribeSystemTrouble(path, error.code()));
     }
 }
 
@@ -43,8 +44,8 @@ void RequireReadable(const std::vector<uint8_t>& certificate)
         if (dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get()) != nullptr) {
             return;
         }
-    } catch (const Botan::Exception& error) {
-        Refuse(std::string("The certificate cannot be read: ") + error.what() + ".");
+    } catch (const Botan::Exception&) {
+        Refuse("The certificate cannot be read; one with other dates or names may be.");
     }
     Refuse("The certificate is not for an RSA key.");
 }
@@ -62,16 +63,29 @@ void RequireFitting(const ImportedKey& imported)
     }
 }
 
+std::string NamesOf(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile)
+{
+    const std::string names = "\"" + Utf8Of(certificateFile) + "\"";
+    return certificateFile == keyFile ? names : names + " with \"" + Utf8Of(keyFile) + "\"";
+}
+
 } // namespace
 
 ImportedKey ImportKey(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile,
                       const std::function<SecretText()>& askPassword)
 {
     const SecretString certificates(ReadImport(certificateFile));
-    ImportedKey imported = ParseKey(
-        certificates.text, [&keyFile] { return ReadImport(keyFile); }, askPassword);
-    RequireFitting(imported);
-    return imported;
+    const auto readKeyFile = [&keyFile] { return ReadImport(keyFile); };
+    try {
+        ImportedKey imported = ParseKey(certificates.text, readKeyFile, askPassword);
+        RequireFitting(imported);
+        return imported;
+    } catch (const StoreError& error) {
+        if (error.Failure() != StoreFailure::notImportable) {
+            throw;
+        }
+        Refuse(NamesOf(certificateFile, keyFile) + ": " + error.what());
+    }
 }
 
 } // namespace softcard

@@ -36,9 +36,7 @@ bool IsReaderName(std::string_view name)
 std::string LinkedCard(const fs::path& link, const fs::path& cards)
 {
     std::string name = CardBehind(link, cards);
-    return !name.empty() && !name.starts_with('.') && HasCardDescription(cards / PathOf(name))
-               ? name
-               : std::string();
+    return IsCardName(name) && HasCardDescription(cards / PathOf(name)) ? name : std::string();
 }
 
 struct FoundReader
@@ -172,9 +170,9 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
     MakeCardLink(cards_ / PathOf(card), link);
     if (LinkedCard(link, cards_) != card) {
         RemoveFile(link);
-        throw std::runtime_error("The card \"" + card +
-                                 "\" cannot be put into a reader: its folder, or the "
-                                 "readers' folder, is a link to elsewhere.");
+        throw StoreTrouble("The card \"" + card +
+                           "\" cannot be put into a reader: its folder, or the "
+                           "readers' folder, is a link to elsewhere.");
     }
 }
 

@@ -31,4 +31,18 @@ public:
     std::string text;
 };
 
+// Wipes at the end of the scope what was computed with secrets in it and below: copies on the stack, and in
+// the processor's registers, which the system and the loader of libraries put on the stack at times. It
+// stands before the other variables, so that its end comes after theirs.
+class TraceWiper
+{
+public:
+    TraceWiper() = default;
+    ~TraceWiper();
+    TraceWiper(const TraceWiper&) = delete;
+    TraceWiper& operator=(const TraceWiper&) = delete;
+    TraceWiper(TraceWiper&&) = delete;
+    TraceWiper& operator=(TraceWiper&&) = delete;
+};
+
 } // namespace softcard

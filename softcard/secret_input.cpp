@@ -3,8 +3,6 @@
 #include "store_error.h"
 #include "system/terminal.h"
 
-#include <botan/mem_ops.h>
-
 #include <iostream>
 
 namespace softcard {
@@ -22,20 +20,9 @@ SecretText ReadSecretLine(const std::string& prompt)
     return std::move(*line);
 }
 
-SecretText TakeOrRead(std::optional<std::string>& option, const std::string& prompt)
+SecretText TakeOrRead(const std::optional<SecretText>& option, const std::string& prompt)
 {
-    return option ? *TakeSecret(option) : ReadSecretLine(prompt);
-}
-
-std::optional<SecretText> TakeSecret(std::optional<std::string>& option)
-{
-    if (!option) {
-        return std::nullopt;
-    }
-    std::string& text = *option;
-    SecretText secret = MakeSecretText(text);
-    Botan::secure_scrub_memory(text.data(), text.size());
-    return secret;
+    return option ? *option : ReadSecretLine(prompt);
 }
 
 } // namespace softcard

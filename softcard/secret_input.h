@@ -12,10 +12,7 @@ namespace softcard {
 // StoreError when there is no line.
 SecretText ReadSecretLine(const std::string& prompt);
 
-// The value of an option, which is wiped, or else a line of the standard input.
-SecretText TakeOrRead(std::optional<std::string>& option, const std::string& prompt);
-
-// The value of an option, which is wiped.
-std::optional<SecretText> TakeSecret(std::optional<std::string>& option);
+// The value of an option, or else a line of the standard input.
+SecretText TakeOrRead(const std::optional<SecretText>& option, const std::string& prompt);
 
 } // namespace softcard

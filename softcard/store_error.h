@@ -1,8 +1,10 @@
 // What can be wrong with a request to change the store, told apart so that a script can tell it too.
 #pragma once
 
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace softcard {
 
@@ -30,6 +32,24 @@ public:
 
 private:
     StoreFailure failure_;
+};
+
+// The store cannot be used. what() is a sentence for a person, in our own words, as that of a StoreError is.
+class StoreTrouble : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+
+    // Several sentences, each of which is told by itself; what() is the first. There is at least one.
+    explicit StoreTrouble(std::vector<std::string> sentences)
+        : std::runtime_error(sentences.front()), others_(std::next(sentences.begin()), sentences.end())
+    {
+    }
+
+    [[nodiscard]] const std::vector<std::string>& Others() const { return others_; }
+
+private:
+    std::vector<std::string> others_;
 };
 
 } // namespace softcard

@@ -58,6 +58,14 @@ Decoded DecodeOne(std::string_view text)
     return {character, length};
 }
 
+bool ActsOnTerminal(char32_t character)
+{
+    const auto isIn = [character](char32_t first, char32_t last) {
+        return character >= first && character <= last;
+    };
+    return isIn(0, 0x1F) || isIn(0x7F, 0x9F) || isIn(0x2028, 0x202E) || isIn(0x2066, 0x2069);
+}
+
 void AppendUtf16(std::u16string& text, char32_t character)
 {
     if (character < firstSupplementary) {
@@ -131,6 +139,38 @@ std::optional<std::string> ToUtf8(std::u16string_view text)
             ++i;
         }
         AppendUtf8(result, character);
+    }
+    return result;
+}
+
+std::string Printable(std::string_view text)
+{
+    std::string result;
+    while (!text.empty()) {
+        const Decoded decoded = DecodeOne(text);
+        const bool isShown = decoded.length != 0 && !ActsOnTerminal(decoded.character);
+        AppendUtf8(result, isShown ? decoded.character : replacementCharacter);
+        text.remove_prefix(std::max<size_t>(decoded.length, 1));
+    }
+    return result;
+}
+
+std::string EscapeForJson(std::string_view text)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string result;
+    while (!text.empty()) {
+        const Decoded decoded = DecodeOne(text);
+        const char32_t character = decoded.length == 0 ? replacementCharacter : decoded.character;
+        if (character != U'\n' && ActsOnTerminal(character)) {
+            result += "\\u";
+            for (const int shift : {12, 8, 4, 0}) {
+                result.push_back(digits[(character >> shift) & 0xF]);
+            }
+        } else {
+            AppendUtf8(result, character);
+        }
+        text.remove_prefix(std::max<size_t>(decoded.length, 1));
     }
     return result;
 }

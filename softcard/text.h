@@ -19,6 +19,13 @@ std::u16string ToUtf16(std::string_view text);
 // Nothing when the text has a surrogate without its partner.
 std::optional<std::string> ToUtf8(std::u16string_view text);
 
+// For a terminal: each control character, each character that turns the direction of writing, and each byte
+// that is not well-formed UTF-8 is replaced by one replacement character.
+std::string Printable(std::string_view text);
+
+// The same characters as escapes, in a text that is well-formed JSON already; line feeds stay.
+std::string EscapeForJson(std::string_view text);
+
 // Throws std::exception where paths are Unicode and the text is not well-formed.
 std::filesystem::path PathOf(std::string_view text);
 

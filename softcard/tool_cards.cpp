@@ -2,15 +2,14 @@
 #include "card_maker.h"
 #include "progress.h"
 #include "reader_directory.h"
-#include "secret_input.h"
 #include "store_error.h"
+#include "system/terminal.h"
 #include "tool_commands.h"
 #include "tool_support.h"
 
 #include <botan/auto_rng.h>
 
 #include <charconv>
-#include <iostream>
 #include <memory>
 #include <stdexcept>
 
@@ -19,13 +18,14 @@ namespace {
 
 constexpr size_t pukLength = 8;
 constexpr const char* defaultReader = "Reader 0";
+constexpr NumberRange keyBits{2048, 4096};
 
 struct NewArguments
 {
     NewCard card;
-    std::optional<std::string> bok = "123456";
-    std::optional<std::string> pin = "654321";
-    std::optional<std::string> puk;
+    std::optional<SecretText> bok = MakeSecretText("123456");
+    std::optional<SecretText> pin = MakeSecretText("654321");
+    std::optional<SecretText> puk;
     bool withoutBok = false;
     bool withoutPin = false;
     uint32_t bits = 2048;
@@ -55,6 +55,15 @@ SecretText MakePuk()
     return puk;
 }
 
+void PrintPuk(const SecretText& puk)
+{
+    SecretText line = MakeSecretText("PUK: ");
+    line.insert(line.end(), puk.begin(), puk.end());
+    if (!WriteSecretOutput(line)) {
+        throw OutputLost();
+    }
+}
+
 // MAJOR.MINOR, each 0 to 255.
 void ParseVersion(const std::string& text, uint8_t* version)
 {
@@ -70,28 +79,13 @@ void ParseVersion(const std::string& text, uint8_t* version)
     throw StoreError(StoreFailure::badArgument, "A version is MAJOR.MINOR, each 0 to 255.");
 }
 
-// A card whose PUK nobody has seen must not come to be.
-void PrintPuk(const SecretText& puk)
-{
-    std::cout << "PUK: " << std::string_view(puk.data(), puk.size()) << '\n';
-    if (!std::cout.flush()) {
-        throw std::runtime_error("The standard output cannot be written.");
-    }
-}
-
 void RunNew(NewArguments& arguments)
 {
     NewCard& card = arguments.card;
-    card.bok = TakeSecret(arguments.bok);
-    card.pin = TakeSecret(arguments.pin);
-    if (arguments.withoutBok) {
-        card.bok.reset();
-    }
-    if (arguments.withoutPin) {
-        card.pin.reset();
-    }
+    card.bok = arguments.withoutBok ? std::nullopt : arguments.bok;
+    card.pin = arguments.withoutPin ? std::nullopt : arguments.pin;
     const bool pukGiven = arguments.puk.has_value();
-    card.puk = pukGiven ? *TakeSecret(arguments.puk) : MakePuk();
+    card.puk = pukGiven ? *arguments.puk : MakePuk();
     card.qualified.bits = arguments.qualifiedBits.value_or(arguments.bits);
     card.ordinary.bits = arguments.ordinaryBits.value_or(arguments.bits);
     ParseVersion(arguments.hardwareVersion, card.versions.data());
@@ -119,27 +113,29 @@ void RunDelete(const MoveArguments& arguments)
 void AddFamilyOptions(CLI::App& command, const std::string& prefix, const std::string& family,
                       FamilyOrder& order, std::optional<uint32_t>& bits)
 {
-    command.add_option("--" + prefix + "-certificates", order.certificates,
-                       "How many " + family + " certificates, each with a key of its own, 0 to 8");
-    command.add_option("--" + prefix + "-bits", bits, "Size of the " + family + " keys");
-    command.add_option("--" + prefix + "-reference", order.reference,
-                       "Key reference of the " + family + " keys, 1 to 4");
+    AddNumber(command, "--" + prefix + "-certificates", order.certificates, {0, mostKeys},
+              "How many " + family + " certificates, each with a key of its own, 0 to 8");
+    AddNumber(command, "--" + prefix + "-bits", bits, keyBits, "Size of the " + family + " keys");
+    AddNumber(command, "--" + prefix + "-reference", order.reference, keyReferences,
+              "Key reference of the " + family + " keys, 1 to 4");
 }
 
-void AddNew(CLI::App& app)
+void AddNew(CLI::App& app, const SecretArguments& secrets)
 {
     auto shared = std::make_shared<NewArguments>();
     NewArguments& arguments = *shared;
     NewCard& card = arguments.card;
     CLI::App* make = app.add_subcommand("new", "Make a card; it is in no reader yet");
     make->add_option("NAME", card.name, "Letters, digits, '-', '_' and '.'")->required();
-    auto* bok = make->add_option("--bok", arguments.bok, "Login code, 1 to 64 bytes, 123456 by default");
-    auto* pin = make->add_option("--pin", arguments.pin, "Signature PIN, 1 to 64 bytes, 654321 by default");
-    make->add_option("--puk", arguments.puk,
-                     "Unblocking code, 1 to 64 bytes; without it, one is made and printed");
+    auto* bok =
+        secrets.AddOption(*make, "--bok", arguments.bok, "Login code, 1 to 64 bytes, 123456 by default");
+    auto* pin =
+        secrets.AddOption(*make, "--pin", arguments.pin, "Signature PIN, 1 to 64 bytes, 654321 by default");
+    secrets.AddOption(*make, "--puk", arguments.puk,
+                      "Unblocking code, 1 to 64 bytes; without it, one is made and printed");
     make->add_flag("--no-bok", arguments.withoutBok, "Leave the login code uninitialised")->excludes(bok);
     make->add_flag("--no-pin", arguments.withoutPin, "Leave the signature PIN uninitialised")->excludes(pin);
-    make->add_option("--bits", arguments.bits, "Size of the RSA keys, 2048 to 4096");
+    AddNumber(*make, "--bits", arguments.bits, keyBits, "Size of the RSA keys, 2048 to 4096");
     AddFamilyOptions(*make, "qes", "qualified", card.qualified, arguments.qualifiedBits);
     AddFamilyOptions(*make, "es", "ordinary", card.ordinary, arguments.ordinaryBits);
     make->add_option("--subject", card.subject,
@@ -198,9 +194,9 @@ void AddPlugging(CLI::App& app)
 
 } // namespace
 
-void AddCardCommands(CLI::App& app)
+void AddCardCommands(CLI::App& app, const SecretArguments& secrets)
 {
-    AddNew(app);
+    AddNew(app, secrets);
     AddDelete(app);
     AddInsert(app);
     AddRemove(app);

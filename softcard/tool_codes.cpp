@@ -15,19 +15,18 @@ struct CodeArguments
 {
     std::string card;
     CodeKind kind = CodeKind::bok;
-    std::optional<std::string> old;
-    std::optional<std::string> puk;
-    std::optional<std::string> replacement;
+    std::optional<SecretText> old;
+    std::optional<SecretText> puk;
+    std::optional<SecretText> replacement;
 };
 
-void RunSetCode(CodeArguments& arguments)
+void RunSetCode(const CodeArguments& arguments)
 {
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     if (arguments.puk) {
-        const SecretText puk = *TakeSecret(arguments.puk);
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
         const FileLock entry = KeepTransactionsAway(arguments.card);
-        UnblockCode(folder, arguments.kind, puk, replacement);
+        UnblockCode(folder, arguments.kind, *arguments.puk, replacement);
     } else {
         const SecretText old = TakeOrRead(arguments.old, "Old code");
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
@@ -36,19 +35,17 @@ void RunSetCode(CodeArguments& arguments)
     }
 }
 
-void RunUnblock(CodeArguments& arguments)
+void RunUnblock(const CodeArguments& arguments)
 {
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     const SecretText puk = TakeOrRead(arguments.puk, "PUK");
     const FileLock entry = KeepTransactionsAway(arguments.card);
-    UnblockCode(folder, arguments.kind, puk, TakeSecret(arguments.replacement));
+    UnblockCode(folder, arguments.kind, puk, arguments.replacement);
 }
 
-CLI::Option* AddCode(CLI::App& command, CodeKind& kind, const std::string& description)
+void AddCode(CLI::App& command, CodeKind& kind, const std::string& description)
 {
-    return command.add_option("CODE", kind, description)
-        ->required()
-        ->transform(CLI::CheckedTransformer(CodeWords()).description(""));
+    AddWord(command, "CODE", kind, CodeWords(), description);
 }
 
 // The PUK cannot do it to itself.
@@ -59,7 +56,7 @@ void RequireOrdinaryCode(CodeKind kind)
     }
 }
 
-void AddSetCode(CLI::App& app)
+void AddSetCode(CLI::App& app, const SecretArguments& secrets)
 {
     auto arguments = std::make_shared<CodeArguments>();
     CLI::App* set = app.add_subcommand(
@@ -68,9 +65,9 @@ void AddSetCode(CLI::App& app)
         "standard input");
     AddCardName(*set, arguments->card);
     AddCode(*set, arguments->kind, "bok, pin or puk");
-    auto* old = set->add_option("--old", arguments->old, "The code as it is");
-    set->add_option("--puk", arguments->puk, "The PUK, in place of the old code")->excludes(old);
-    set->add_option("--new", arguments->replacement, "The code as it shall be, 1 to 64 bytes");
+    auto* old = secrets.AddOption(*set, "--old", arguments->old, "The code as it is");
+    secrets.AddOption(*set, "--puk", arguments->puk, "The PUK, in place of the old code")->excludes(old);
+    secrets.AddOption(*set, "--new", arguments->replacement, "The code as it shall be, 1 to 64 bytes");
     set->callback([arguments] {
         if (arguments->puk) {
             RequireOrdinaryCode(arguments->kind);
@@ -79,7 +76,7 @@ void AddSetCode(CLI::App& app)
     });
 }
 
-void AddUnblock(CLI::App& app)
+void AddUnblock(CLI::App& app, const SecretArguments& secrets)
 {
     auto arguments = std::make_shared<CodeArguments>();
     CLI::App* unblock = app.add_subcommand(
@@ -87,8 +84,8 @@ void AddUnblock(CLI::App& app)
                    "--puk");
     AddCardName(*unblock, arguments->card);
     AddCode(*unblock, arguments->kind, "bok or pin");
-    unblock->add_option("--puk", arguments->puk, "The PUK");
-    unblock->add_option("--new", arguments->replacement, "A new code; without it the code stays");
+    secrets.AddOption(*unblock, "--puk", arguments->puk, "The PUK");
+    secrets.AddOption(*unblock, "--new", arguments->replacement, "A new code; without it the code stays");
     unblock->callback([arguments] {
         RequireOrdinaryCode(arguments->kind);
         RunUnblock(*arguments);
@@ -119,10 +116,10 @@ void AddBreakChannel(CLI::App& app)
 
 } // namespace
 
-void AddCodeCommands(CLI::App& app)
+void AddCodeCommands(CLI::App& app, const SecretArguments& secrets)
 {
-    AddSetCode(app);
-    AddUnblock(app);
+    AddSetCode(app, secrets);
+    AddUnblock(app, secrets);
     AddLock(app);
     AddBreakChannel(app);
 }

@@ -2,14 +2,17 @@
 // std::exception.
 #pragma once
 
+#include "secret_arguments.h"
+
 #include <CLI/CLI.hpp>
 
 namespace softcard {
 
-void AddCardCommands(CLI::App& app); // new, delete, insert, remove, plug, unplug
-void AddListCommands(CLI::App& app); // list, show
-void AddCodeCommands(CLI::App& app); // set-code, unblock, lock, break-channel
-void AddKeyCommands(CLI::App& app);  // import, export-certificate
-void AddFaultCommand(CLI::App& app); // fault
+void AddCardCommands(CLI::App& app,
+                     const SecretArguments& secrets); // new, delete, insert, remove, plug, unplug
+void AddListCommands(CLI::App& app);                  // list, show
+void AddCodeCommands(CLI::App& app, const SecretArguments& secrets); // set-code, unblock, lock, break-channel
+void AddKeyCommands(CLI::App& app, const SecretArguments& secrets);  // import, export-certificate
+void AddFaultCommand(CLI::App& app);                                 // fault
 
 } // namespace softcard

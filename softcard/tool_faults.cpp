@@ -2,6 +2,7 @@
 #include "card/card_status.h"
 #include "fault.h"
 #include "store_error.h"
+#include "text.h"
 #include "tool_commands.h"
 #include "tool_support.h"
 
@@ -10,13 +11,13 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string_view>
 
 namespace softcard {
 namespace {
 
-constexpr int jsonIndentation = 4;
 
 struct FaultArguments
 {
@@ -44,7 +45,8 @@ CardStatus ParseStatus(const std::string& text)
     if (const auto status = CardStatusNamed(text)) {
         return *status;
     }
-    throw StoreError(StoreFailure::badArgument, "There is no status \"" + text + "\".");
+    throw StoreError(StoreFailure::badArgument,
+                     "There is no status \"" + text + "\". It is a number, or a name such as eCardCommErr.");
 }
 
 Fault MakeFault(const FaultArguments& arguments)
@@ -52,11 +54,9 @@ Fault MakeFault(const FaultArguments& arguments)
     const auto& known = FaultableOperations();
     if (arguments.operation != anyOperation &&
         std::find(known.begin(), known.end(), arguments.operation) == known.end()) {
-        throw StoreError(StoreFailure::badArgument, "There is no operation \"" + arguments.operation + "\".");
-    }
-    if (arguments.count == 0 || arguments.delay < 0 || arguments.delay > longestFaultDelay) {
         throw StoreError(StoreFailure::badArgument,
-                         "A fault happens once or more, after 0 to 600000 milliseconds.");
+                         "There is no operation \"" + arguments.operation +
+                             "\". \"tavrik-card fault --help\" tells what there is.");
     }
     Fault fault;
     fault.operation = arguments.operation;
@@ -83,9 +83,10 @@ Fault MakeFault(const FaultArguments& arguments)
 void PrintFaults(const std::vector<Fault>& faults)
 {
     for (const Fault& fault : faults) {
-        std::cout << fault.operation << '\t' << (fault.status ? std::to_string(*fault.status) : "-") << '\t'
-                  << fault.delay.count() << '\t' << (fault.removesCard ? "remove" : "-") << '\t'
-                  << fault.count << '\t' << (fault.codeState ? std::to_string(*fault.codeState) : "-") << '\t'
+        std::cout << Printable(fault.operation) << '\t'
+                  << (fault.status ? std::to_string(*fault.status) : "-") << '\t' << fault.delay.count()
+                  << '\t' << (fault.removesCard ? "remove" : "-") << '\t' << fault.count << '\t'
+                  << (fault.codeState ? std::to_string(*fault.codeState) : "-") << '\t'
                   << (fault.verified ? "verified" : "-") << '\n';
     }
 }
@@ -101,7 +102,7 @@ void RunFault(const FaultArguments& arguments)
     if (fault) {
         AddFault(folder, *fault);
     } else if (arguments.asJson) {
-        std::cout << FaultsToJson(folder).dump(jsonIndentation) << '\n';
+        PrintJsonText(FaultsToJson(folder));
     } else if (!arguments.clear) {
         PrintFaults(ReadFaults(folder));
     }
@@ -127,13 +128,15 @@ void AddFaultCommand(CLI::App& app)
     AddCardName(*fault, arguments->card);
     fault->add_option("OPERATION", arguments->operation, OperationNames());
     fault->add_option("--status", arguments->status, "What the call answers, a number or a status's name");
-    fault->add_option("--code-state", arguments->codeState,
-                      "The code's state that a verification tells with the status, 0 by default");
+    AddNumber(*fault, "--code-state", arguments->codeState, {0, std::numeric_limits<uint32_t>::max()},
+              "The code's state that a verification tells with the status, 0 by default");
     fault->add_flag("--verified", arguments->verified,
                     "Have a verification say with the status that the code was accepted");
-    fault->add_option("--delay", arguments->delay, "Milliseconds that the call takes longer");
+    AddNumber(*fault, "--delay", arguments->delay, {0, longestFaultDelay},
+              "Milliseconds that the call takes longer");
     fault->add_flag("--remove", arguments->removesCard, "Take the card out in the middle of the call");
-    fault->add_option("--count", arguments->count, "How many calls it happens to, 1 by default");
+    AddNumber(*fault, "--count", arguments->count, {1, std::numeric_limits<uint32_t>::max()},
+              "How many calls it happens to, 1 by default");
     fault->add_flag("--clear", arguments->clear, "Forget what was ordered before");
     fault->add_flag("--json", arguments->asJson, "List as JSON");
     fault->callback([arguments] { RunFault(*arguments); });

@@ -1,6 +1,7 @@
 // The subcommands that bring keys and certificates in and out.
 #include "card_maker.h"
 #include "code_change.h"
+#include "file_trouble.h"
 #include "key_import.h"
 #include "secret_input.h"
 #include "store_error.h"
@@ -13,7 +14,6 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <system_error>
 
 namespace softcard {
@@ -25,9 +25,9 @@ struct ImportArguments
     KeyFamily family = KeyFamily::ordinary;
     std::string file;
     std::string keyFile;
-    std::optional<std::string> password;
-    std::optional<std::string> code;
-    std::optional<std::string> puk;
+    std::optional<SecretText> password;
+    std::optional<SecretText> code;
+    std::optional<SecretText> puk;
     uint32_t reference = 2;
 };
 
@@ -47,10 +47,10 @@ struct FamilyOpener
     SecretText code;
 };
 
-FamilyOpener TakeOpener(ImportArguments& arguments)
+FamilyOpener TakeOpener(const ImportArguments& arguments)
 {
-    if (auto puk = TakeSecret(arguments.puk)) {
-        return {true, std::move(*puk)};
+    if (arguments.puk) {
+        return {true, *arguments.puk};
     }
     const char* prompt = arguments.family == KeyFamily::ordinary ? "Login code" : "Signature PIN";
     return {false, TakeOrRead(arguments.code, prompt)};
@@ -68,7 +68,7 @@ void RequireRoom(const Card& card, KeyFamily family)
     }
 }
 
-void RunImport(ImportArguments& arguments)
+void RunImport(const ImportArguments& arguments)
 {
     RequireReference(arguments.reference);
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
@@ -88,17 +88,27 @@ void RunImport(ImportArguments& arguments)
     WriteCardDescription(card);
 }
 
-// A pipe or a device stays what it is, as with other programs; a file is replaced.
-void WriteOutput(const std::filesystem::path& path, const std::string& content)
+// A pipe or a device stays what it is, as with other programs; a file is replaced. What goes wrong is told of
+// the path that was asked for, not of the file that is written on the way.
+void WriteOutput(const std::filesystem::path& asked, const std::string& content)
 {
-    std::error_code ignored;
-    if (!std::filesystem::is_other(path, ignored)) {
-        WriteFileAtomically(path, content);
-        return;
-    }
-    std::ofstream stream(path, std::ios::binary);
-    if (!(stream << content << std::flush)) {
-        throw std::runtime_error("\"" + Utf8Of(path) + "\" cannot be written.");
+    std::error_code error;
+    try {
+        const std::filesystem::path path = std::filesystem::absolute(asked);
+        if (std::filesystem::is_directory(path, error)) {
+            throw FileTrouble(asked, "cannot be written, because it is a folder", "Name a file in it.");
+        }
+        if (!std::filesystem::is_other(path, error)) {
+            WriteFileAtomically(path, content);
+            return;
+        }
+        std::ofstream stream(path, std::ios::binary);
+        if (!(stream << content << std::flush)) {
+            throw FileTrouble(asked, "cannot be written", "Name another file, or one that takes more.");
+        }
+    } catch (const std::system_error& failure) {
+        const std::filesystem::path folder = std::filesystem::absolute(asked).parent_path();
+        throw FileTrouble(asked, "cannot be written", DescribeSystemTrouble(folder, failure.code()));
     }
 }
 
@@ -117,18 +127,16 @@ void RunExport(const ExportArguments& arguments)
     if (arguments.output.empty()) {
         std::cout << content << std::flush;
     } else {
-        WriteOutput(std::filesystem::absolute(PathOf(arguments.output)), content);
+        WriteOutput(PathOf(arguments.output), content);
     }
 }
 
 void AddFamily(CLI::App& command, KeyFamily& family)
 {
-    command.add_option("FAMILY", family, "qes or es")
-        ->required()
-        ->transform(CLI::CheckedTransformer(FamilyWords()).description(""));
+    AddWord(command, "FAMILY", family, FamilyWords(), "qes or es");
 }
 
-void AddImport(CLI::App& app)
+void AddImport(CLI::App& app, const SecretArguments& secrets)
 {
     auto arguments = std::make_shared<ImportArguments>();
     CLI::App* import = app.add_subcommand(
@@ -137,13 +145,14 @@ void AddImport(CLI::App& app)
     AddFamily(*import, arguments->family);
     import->add_option("FILE", arguments->file, "PKCS#12, or PEM with the certificate")->required();
     import->add_option("--key", arguments->keyFile, "PEM file with the key, when it is not in FILE");
-    import->add_option("--password", arguments->password,
-                       "Of the file; without it, read from the standard input when one is needed");
+    secrets.AddOption(*import, "--password", arguments->password,
+                      "Of the file; without it, read from the standard input when one is needed");
     auto* code =
-        import->add_option("--code", arguments->code,
-                           "The card's code for the family; without it, read from the standard input");
-    import->add_option("--puk", arguments->puk, "The card's PUK, in place of the code")->excludes(code);
-    import->add_option("--reference", arguments->reference, "Key reference, 1 to 4");
+        secrets.AddOption(*import, "--code", arguments->code,
+                          "The card's code for the family; without it, read from the standard input");
+    secrets.AddOption(*import, "--puk", arguments->puk, "The card's PUK, in place of the code")
+        ->excludes(code);
+    AddNumber(*import, "--reference", arguments->reference, keyReferences, "Key reference, 1 to 4");
     import->callback([arguments] { RunImport(*arguments);
 });
 } // namespace
@@ -154,7 +163,7 @@ void AddExport(CLI::App& app)
     CLI::App* output = app.add_subcommand("export-certificate", "Write a certificate of a card");
     AddCardName(*output, arguments->card);
     AddFamily(*output, arguments->family);
-    output->add_option("--index", arguments->index, "Which one, counted from 1");
+    AddNumber(*output, "--index", arguments->index, {1, mostKeys}, "Which one, counted from 1");
     output->add_flag("--der", arguments->der, "DER in place of PEM");
     output->add_option("--out", arguments->output, "A file in place of the standard output");
     output->callback([arguments] { RunExport(*arguments); });
@@ -162,9 +171,9 @@ void AddExport(CLI::App& app)
 
 } // namespace softcard
 
-void AddKeyCommands(CLI::App& app)
+void AddKeyCommands(CLI::App& app, const SecretArguments& secrets)
 {
-    AddImport(app);
+    AddImport(app, secrets);
     AddExport(app);
 }
 

@@ -1,13 +1,14 @@
 // The subcommands that tell about the cards.
 #include "card_channel.h"
 #include "fault.h"
-#include "json_file.h"
+#include "file_trouble.h"
 #include "reader_directory.h"
 #include "store_error.h"
 #include "text.h"
 #include "tool_commands.h"
 #include "tool_support.h"
 
+#include <botan/exceptn.h>
 #include <botan/pk_keys.h>
 #include <botan/x509_dn.h>
 #include <botan/x509cert.h>
@@ -17,20 +18,17 @@
 #include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 namespace softcard {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int indentation = 4;
 constexpr size_t dateLength = 10;
-
-// A name in an imported certificate can be anything: what is not UTF-8 in it is replaced.
-std::string ToText(const Json& json)
-{
-    return json.dump(indentation, ' ', false, Json::error_handler_t::replace);
-}
 
 std::string DescribeTries(const CodeRecord& record)
 {
@@ -102,13 +100,14 @@ KeyFacts ReadFacts(const Card& card, const CardKey& key)
             Utf8Of(card.folder / PathOf(key.certificateFile))};
 }
 
-// Throws DamagedFile for a certificate that cannot be read.
+// Throws FileTrouble for a certificate that cannot be read.
 KeyFacts FactsOf(const Card& card, const CardKey& key)
 {
     try {
         return ReadFacts(card, key);
-    } catch (const std::exception&) {
-        throw DamagedFile(card.folder / PathOf(key.certificateFile));
+    } catch (const Botan::Exception&) {
+        throw FileTrouble(card.folder / PathOf(key.certificateFile), "holds no certificate that can be read",
+                          mendCard);
     }
 }
 
@@ -160,11 +159,13 @@ FoundCard Examine(const CardStore& store, const std::string& name,
         ReadAll(store, found);
     } catch (const StoreError&) {
         throw;
-    } catch (const std::exception& error) {
-        if (!store.Contains(name)) { // deleted while it was read
-            throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
-        }
-        found.broken = error.what();
+    } catch (const StoreTrouble& trouble) {
+        found.broken = trouble.what();
+    } catch (const std::system_error& error) {
+        found.broken = DescribeSystemTrouble(error);
+    }
+    if (!found.broken.empty() && !store.Contains(name)) { // deleted while it was read
+        throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
     }
     return found;
 }
@@ -172,8 +173,7 @@ FoundCard Examine(const CardStore& store, const std::string& name,
 std::string Sentence(const FoundCard& found)
 {
     return "The card \"" + found.name + "\" is broken: " + found.broken +
-           (found.broken.ends_with('.') ? "" : ".") + " \"tavrik-card delete " + found.name +
-           "\" takes it away.";
+           " \"tavrik-card delete " + found.name + "\" takes it away.";
 }
 
 Json BrokenToJson(const FoundCard& found)
@@ -186,16 +186,16 @@ Json BrokenToJson(const FoundCard& found)
 void PrintBroken(const FoundCard& found)
 {
     std::cout << "Card         " << found.name << '\n'
-              << "Reader       " << (found.reader.empty() ? "none" : found.reader) << '\n'
-              << "Broken       " << found.broken << '\n';
+              << "Reader       " << (found.reader.empty() ? "none" : Printable(found.reader)) << '\n'
+              << "Broken       " << Printable(found.broken) << '\n';
 }
 
 void PrintLine(const FoundCard& found)
 {
-    std::cout << found.name << '\t' << (found.reader.empty() ? "-" : found.reader) << '\t';
+    std::cout << found.name << '\t' << (found.reader.empty() ? "-" : Printable(found.reader)) << '\t';
     if (found.broken.empty()) {
         std::cout << DescribeTries(found.codes.bok) << '\t' << DescribeTries(found.codes.pin) << '\t'
-                  << found.card.subject << '\n';
+                  << Printable(found.card.subject) << '\n';
     } else {
         std::cout << "broken\tbroken\t-\n";
     }
@@ -212,7 +212,7 @@ void PrintJson(const Card& card, const CodeRecords& codes, const std::string& re
     json["qes"] = KeysToJson(card, KeyFamily::qualified);
     json["es"] = KeysToJson(card, KeyFamily::ordinary);
     json["faults"] = FaultsToJson(card.folder);
-    std::cout << ToText(json) << '\n';
+    PrintJsonText(json);
 }
 
 void PrintKeys(const Card& card, KeyFamily family, const std::string& title)
@@ -221,18 +221,19 @@ void PrintKeys(const Card& card, KeyFamily family, const std::string& title)
     for (const CardKey& key : card.Keys(family)) {
         const KeyFacts facts = FactsOf(card, key);
         std::cout << title << ' ' << ++number << "        RSA " << facts.bits << ", reference "
-                  << facts.reference << ", " << facts.subject << ", valid to " << facts.validTo << '\n';
+                  << facts.reference << ", " << Printable(facts.subject) << ", valid to " << facts.validTo
+                  << '\n';
     }
 }
 
 void PrintText(const Card& card, const CodeRecords& codes, const std::string& reader)
 {
     std::cout << "Card         " << card.name << '\n'
-              << "Subject      " << card.subject << '\n'
-              << "Reader       " << (reader.empty() ? "none" : reader) << '\n'
-              << "Serial       " << card.serialNumber << '\n'
-              << "Made by      " << card.manufacturer << ", " << card.model << ", hardware "
-              << Version(card.versions[0], card.versions[1]) << ", firmware "
+              << "Subject      " << Printable(card.subject) << '\n'
+              << "Reader       " << (reader.empty() ? "none" : Printable(reader)) << '\n'
+              << "Serial       " << Printable(card.serialNumber) << '\n'
+              << "Made by      " << Printable(card.manufacturer) << ", " << Printable(card.model)
+              << ", hardware " << Version(card.versions[0], card.versions[1]) << ", firmware "
               << Version(card.versions[2], card.versions[3]) << '\n'
               << "Login code   " << DescribeCode(codes.bok) << '\n'
               << "PIN          " << DescribeCode(codes.pin) << '\n'
@@ -240,7 +241,7 @@ void PrintText(const Card& card, const CodeRecords& codes, const std::string& re
     PrintKeys(card, KeyFamily::qualified, "qes");
     PrintKeys(card, KeyFamily::ordinary, "es ");
     for (const Fault& fault : ReadFaults(card.folder)) {
-        std::cout << "Fault        " << fault.operation << ", " << fault.count
+        std::cout << "Fault        " << Printable(fault.operation) << ", " << fault.count
                   << (fault.count == 1 ? " call\n" : " calls\n");
     }
 }
@@ -267,10 +268,10 @@ void RunList(bool asJson)
     const auto readers = ReadersOfCards(directories);
     const CardStore store(directories);
     Json json = Json::array();
-    std::string failures;
+    std::vector<std::string> failures;
     for (const FoundCard& found : ExamineAll(store, readers)) {
         if (!found.broken.empty()) {
-            failures += (failures.empty() ? "" : "\ntavrik-card: ") + Sentence(found);
+            failures.push_back(Sentence(found));
         }
         if (!asJson) {
             PrintLine(found);
@@ -281,11 +282,11 @@ void RunList(bool asJson)
         }
     }
     if (asJson) {
-        std::cout << ToText(json) << '\n';
+        PrintJsonText(json);
     }
     if (!failures.empty()) {
         std::cout << std::flush;
-        throw std::runtime_error(failures);
+        throw StoreTrouble(failures);
     }
 }
 
@@ -299,12 +300,12 @@ void RunShow(const std::string& name, bool asJson)
         return;
     }
     if (asJson) {
-        std::cout << ToText(BrokenToJson(found)) << '\n';
+        PrintJsonText(BrokenToJson(found));
     } else {
         PrintBroken(found);
     }
     std::cout << std::flush;
-    throw std::runtime_error(Sentence(found));
+    throw StoreTrouble(Sentence(found));
 }
 
 struct ListArguments

@@ -4,17 +4,22 @@
 // name taken, 5 card in a reader, 6 reader occupied, 7 card not inserted, 8 wrong code, 9 code locked or not
 // initialised, 10 nothing to import, 11 unknown reader, 12 the card is in use. Every failure is told in one
 // sentence on the standard error.
+#include "file_trouble.h"
 #include "store_error.h"
 #include "system/program_start.h"
+#include "text.h"
 #include "tool_commands.h"
+#include "tool_messages.h"
+#include "tool_support.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <exception>
 #include <iostream>
-#include <stdexcept>
+#include <new>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -22,6 +27,13 @@ namespace {
 
 constexpr int exitStoreTrouble = 1;
 constexpr int exitBadArguments = 2;
+
+// Names of files and words of the command line are in it, which can hold anything.
+int Fail(int exitCode, const std::string& sentence)
+{
+    std::cerr << "tavrik-card: " << softcard::Printable(sentence) << '\n';
+    return exitCode;
+}
 
 int ExitCode(softcard::StoreFailure failure)
 {
@@ -54,13 +66,16 @@ int ExitCode(softcard::StoreFailure failure)
 
 int Run(std::vector<std::string> arguments)
 {
+    const softcard::SecretArguments secrets(arguments);
     CLI::App app("Software cards", "tavrik-card");
-    softcard::AddCardCommands(app);
+    app.set_version_flag("--version", "tavrik-card " TAVRIK_VERSION);
+    softcard::AddCardCommands(app, secrets);
     softcard::AddListCommands(app);
-    softcard::AddCodeCommands(app);
-    softcard::AddKeyCommands(app);
+    softcard::AddCodeCommands(app, secrets);
+    softcard::AddKeyCommands(app, secrets);
     softcard::AddFaultCommand(app);
     app.require_subcommand(1);
+    softcard::RequireKnownCommand(app, arguments);
     try {
         std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
         app.parse(std::move(arguments));
@@ -68,8 +83,8 @@ int Run(std::vector<std::string> arguments)
         if (error.get_exit_code() == 0) {
             return app.exit(error);
         }
-        std::cerr << "tavrik-card: " << error.what() << '\n';
-        return exitBadArguments;
+        throw softcard::StoreError(softcard::StoreFailure::badArgument,
+                                   softcard::DescribeParseError(app, error));
     }
     return 0;
 }
@@ -81,14 +96,24 @@ int main(int argumentCount, char** argumentValues)
     try {
         const int exitCode = Run(softcard::StartProgram(argumentCount, argumentValues));
         if (!std::cout.flush()) {
-            throw std::runtime_error("The standard output cannot be written.");
+            throw softcard::OutputLost();
         }
         return exitCode;
     } catch (const softcard::StoreError& error) {
-        std::cerr << "tavrik-card: " << error.what() << '\n';
-        return ExitCode(error.Failure());
-    } catch (const std::exception& error) {
-        std::cerr << "tavrik-card: " << error.what() << '\n';
+        return Fail(ExitCode(error.Failure()), error.what());
+    } catch (const softcard::StoreTrouble& error) {
+        Fail(exitStoreTrouble, error.what());
+        for (const std::string& sentence : error.Others()) {
+            Fail(exitStoreTrouble, sentence);
+        }
         return exitStoreTrouble;
+    } catch (const std::system_error& error) {
+        return Fail(exitStoreTrouble, softcard::DescribeSystemTrouble(error));
+    } catch (const std::bad_alloc&) {
+        return Fail(exitStoreTrouble, "There is not enough memory. End some programs.");
+    } catch (const std::exception&) {
+        return Fail(exitStoreTrouble,
+                    "Something that should not happen went wrong with the store of the cards. "
+                    "\"tavrik-card list\" tells which card is broken.");
     }
 }

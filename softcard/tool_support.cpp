@@ -4,10 +4,18 @@
 #include "fault.h"
 #include "reader_directory.h"
 #include "store_error.h"
+#include "text.h"
+
+#include <iostream>
 
 #include <system_error>
 
 namespace softcard {
+namespace {
+
+constexpr int jsonIndentation = 4;
+
+} // namespace
 
 void RequireCard(const Directories& directories, const std::string& name)
 {
@@ -94,6 +102,14 @@ nlohmann::ordered_json FaultsToJson(const std::filesystem::path& cardFolder)
                         {"count", fault.count}});
     }
     return json;
+}
+
+// The library that writes JSON leaves those beyond ASCII's first ones as they are. All stand in texts.
+void PrintJsonText(const nlohmann::ordered_json& json)
+{
+    using Json = nlohmann::ordered_json;
+    std::cout << EscapeForJson(json.dump(jsonIndentation, ' ', false, Json::error_handler_t::replace))
+              << '\n';
 }
 
 const std::map<std::string, KeyFamily>& FamilyWords()

@@ -16,4 +16,8 @@ bool ErrorsAreTerminal();
 // is it shown at a terminal while it is typed, nor does it stay in any buffer.
 std::optional<SecretText> ReadSecretInput();
 
+// A line on the standard output, behind what std::cout has; no buffer keeps it. False when it cannot be
+// written.
+[[nodiscard]] bool WriteSecretOutput(const SecretText& line);
+
 } // namespace softcard

@@ -36,3 +36,24 @@ for command in new delete insert remove plug unplug list show set-code unblock l
         { echo "FAILED: no help for $command" >&2; exit 1; }
     expect "$command" "$command"
 done
+expect "--version" --v
+# A folder whose name the tool would refuse is no card, is not listed, and above all is not expanded.
+cards=$TAVRIK_HOME/state/cards
+for name in "b\$(touch ${TAVRIK_HOME//\//_})" 'b`touch planted`' 'b$HOME' 'b c' 'b*' $'b\e[31mred' $'b\nanna' '.bhidden' \
+    'b;id' 'b~' 'b{1,2}'; do
+    cp -r "$cards/anna" "$cards/$name"
+done
+cp -r "$cards/anna" "$cards/-b"
+cd "$TAVRIK_HOME"
+before=$(find . | sort)
+expect "" show b
+expect "anna" show a
+expect "-b anna" show ""
+[ "$(tavrik-card list | cut -f1)" = $'-b\nanna' ] || { echo "FAILED: names that are refused are listed" >&2; exit 1; }
+# Nor does what is typed, or another program of the tool's name, have anything run.
+expect "" '$(touch planted)' "--x"
+expect "" show '$(touch planted)'
+tavrik-card() { printf '%s\t-\n' 'b$(touch planted)' 'b`touch planted`' 'boris'; }
+expect "boris" show b
+unset -f tavrik-card
+[ "$(find . | sort)" = "$before" ] || { echo "FAILED: something was run" >&2; exit 1; }

@@ -28,6 +28,21 @@ TEST(Text, ThatIsNotWellFormedIsReplacedByteByByte)
     EXPECT_FALSE(DecodeUtf8("\x80"));
 }
 
+TEST(Text, ForATerminalHasNothingThatActsOnIt)
+{
+    EXPECT_EQ(softcard::Printable("\u017Dofia, a b"), "\u017Dofia, a b");
+    EXPECT_EQ(softcard::Printable("a\x1B[31m\r\n\t\x7Fz"), "a\uFFFD[31m\uFFFD\uFFFD\uFFFD\uFFFDz");
+    EXPECT_EQ(softcard::Printable("\u009B31m"), "\uFFFD31m") << "the same in one character";
+    EXPECT_EQ(softcard::Printable("\u202Eabc\u2066"), "\uFFFDabc\uFFFD") << "the direction of writing";
+    EXPECT_EQ(softcard::Printable("\x9Bz"), "\uFFFDz") << "no UTF-8";
+}
+
+TEST(Text, ForJsonHasEscapesOfWhatActsOnATerminal)
+{
+    EXPECT_EQ(softcard::EscapeForJson("{\n\"a\": \"\u017D\x7F\u009B\u202E\"}"),
+              "{\n\"a\": \"\u017D\\u007f\\u009b\\u202e\"}");
+}
+
 TEST(Text, WithALoneSurrogateHasNoUtf8)
 {
     EXPECT_FALSE(ToUtf8(u"\xD83D"));

@@ -155,4 +155,18 @@ std::optional<SecretText> ReadSecretInput()
     return ReadLine([&signals] { return signals.AwaitInput(); });
 }
 
+bool WriteSecretOutput(const SecretText& line)
+{
+    SecretText bytes = line;
+    bytes.push_back('\n');
+    size_t done = 0;
+    bool isWritten = static_cast<bool>(std::cout.flush());
+    while (isWritten && done < bytes.size()) {
+        const ssize_t length = write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
+        isWritten = length >= 0 || errno == EINTR;
+        done += length < 0 ? 0 : static_cast<size_t>(length);
+    }
+    return isWritten;
+}
+
 } // namespace softcard

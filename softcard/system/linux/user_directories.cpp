@@ -1,5 +1,6 @@
 #include "system/user_directories.h"
 
+#include "store_error.h"
 #include "system/environment.h"
 #include "system/files.h"
 
@@ -96,7 +97,7 @@ fs::path FindHome()
     fs::path ofAccount = HomeOfAccount();
     const std::string second = Obstacle(ofAccount);
     if (!second.empty()) {
-        throw std::runtime_error("There is no folder for the cards. HOME is " + first +
+        throw StoreTrouble("There is no folder for the cards. HOME is " + first +
                                  "; the home of the user's account is " + second +
                                  ". Set TAVRIK_HOME to a folder of your own.");
     }

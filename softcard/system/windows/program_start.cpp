@@ -37,4 +37,7 @@ std::vector<std::string> StartProgram(int /*argumentCount*/, char** /*argumentVa
     return arguments;
 }
 
+// The system keeps the command line, in several forms.
+void WipeArgument(size_t /*number*/, size_t /*start*/) {}
+
 } // namespace softcard

@@ -54,4 +54,19 @@ std::optional<SecretText> ReadSecretInput()
     return line;
 }
 
+bool WriteSecretOutput(const SecretText& line)
+{
+    SecretText bytes = line;
+    bytes.push_back('\n');
+    size_t done = 0;
+    bool isWritten = static_cast<bool>(std::cout.flush());
+    while (isWritten && done < bytes.size()) {
+        DWORD length = 0;
+        isWritten = ::WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), bytes.data() + done,
+                                static_cast<DWORD>(bytes.size() - done), &length, nullptr) != FALSE;
+        done += length;
+    }
+    return isWritten;
+}
+
 } // namespace softcard

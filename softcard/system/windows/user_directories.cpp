@@ -1,5 +1,6 @@
 #include "system/user_directories.h"
 
+#include "store_error.h"
 #include "system/environment.h"
 
 #include "system/files.h"
@@ -42,7 +43,7 @@ std::filesystem::path LocalAppData()
     }
     std::filesystem::path ofAccount = LocalDataOfAccount();
     if (!ofAccount.is_absolute()) {
-        throw std::runtime_error(
+        throw StoreTrouble(
             "There is no folder for the cards: neither LOCALAPPDATA nor USERPROFILE names one. "
             "Set TAVRIK_HOME to a folder of your own.");
     }
