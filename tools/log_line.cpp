@@ -10,8 +10,7 @@ namespace {
 constexpr std::string_view separator = "; ";
 constexpr std::string_view threadMark = "; ThID: ";
 constexpr std::string_view functionMark = "; VERB: ";
-// The longest line and the longest tail that the library composes, in characters without the line ending.
-constexpr size_t longestLine = 4093;
+// The longest tail that the library composes, in bytes without the line ending.
 constexpr size_t longestTail = 3581;
 
 constexpr std::array<std::pair<std::string_view, Level>, 5> levelTexts = {{{" ERR", Level::error},
@@ -66,34 +65,53 @@ void ParseTail(std::string_view tail, LogLine& line)
 
 } // namespace
 
-LogLine ParseLine(std::string_view text)
+// Takes the fields of the frame off the front of `rest`. False when it has no frame.
+bool LineReader::ReadFrame(std::string_view& rest)
 {
-    LogLine line;
-    line.text = text;
-    std::string_view rest = text;
     const auto levelField = TakeField(rest);
     const auto timeField = TakeField(rest);
     const auto moduleField = TakeField(rest);
     if (!levelField || !timeField || !moduleField) {
-        return line;
+        return false;
     }
     const auto level = ParseLevel(*levelField);
-    const auto time = ParseTimeField(*timeField);
-    if (!level || !time) {
+    if (!level || !times.Read(*timeField, line.time)) {
+        return false;
+    }
+    line.level = *level;
+    line.module = WithoutLeadingBlanks(*moduleField);
+    return true;
+}
+
+const LogLine& LineReader::Read(std::string_view text)
+{
+    line.text = text;
+    line.thread.clear();
+    line.function.clear();
+    line.verbose.clear();
+    std::string_view rest = text;
+    line.framed = ReadFrame(rest);
+    if (!line.framed) {
+        line.level = Level::unknown;
+        line.time = {};
+        line.module.clear();
+        line.description.clear();
+        line.cut = text.size() >= longestReadLine;
         return line;
     }
-    line.framed = true;
-    line.level = *level;
-    line.time = *time;
-    line.module = WithoutLeadingBlanks(*moduleField);
     const size_t tail = rest.find(threadMark);
     line.description = rest.substr(0, tail);
-    line.cut = text.size() >= longestLine;
+    line.cut = text.size() >= longestLibraryLine;
     if (tail != std::string_view::npos) {
         line.cut = line.cut || rest.size() - tail >= longestTail;
         ParseTail(rest.substr(tail), line);
     }
     return line;
+}
+
+LogLine ParseLine(std::string_view text)
+{
+    return LineReader().Read(text);
 }
 
 std::string_view LevelName(Level level)

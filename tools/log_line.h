@@ -3,10 +3,16 @@
 
 #include "log_time.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace logtool {
+
+// The longest line that the library composes, in bytes without the line ending.
+inline constexpr size_t longestLibraryLine = 4093;
+// What is read of a line; the rest of a longer one is passed over.
+inline constexpr size_t longestReadLine = size_t{1} << 20U;
 
 enum class Level
 {
@@ -19,7 +25,8 @@ enum class Level
 
 struct LogLine
 {
-    // False for a line without the frame, such as those of a session header: then only `text` is set.
+    // False for a line without the frame, such as those of a session header: then only `text` and `cut` are
+    // set.
     bool framed = false;
     std::string text; // the whole line, without its ending
     Level level = Level::unknown;
@@ -34,6 +41,20 @@ struct LogLine
 
 // `text` without its line ending.
 LogLine ParseLine(std::string_view text);
+
+// The same for many lines.
+class LineReader
+{
+public:
+    // Stays until the next one.
+    const LogLine& Read(std::string_view text);
+
+private:
+    bool ReadFrame(std::string_view& rest);
+
+    LogLine line;
+    TimeReader times;
+};
 
 // "error", "warning", "info", "debug", "unknown".
 std::string_view LevelName(Level level);

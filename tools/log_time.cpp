@@ -6,7 +6,9 @@
 namespace logtool {
 namespace {
 
-constexpr size_t dateLength = 24; // of "Thu Nov 12 12:10:02 2026"
+constexpr size_t dateLength = 24;  // of "Thu Nov 12 12:10:02 2026"
+constexpr size_t secondPlace = 17; // of the seconds' two digits in it
+constexpr size_t secondEnd = 19;
 constexpr size_t longestNumber = 19;
 constexpr std::string_view headerMark = "DateTime: ";
 constexpr const char* lineForm = "%a %b %d %H:%M:%S %Y";
@@ -31,6 +33,31 @@ std::optional<std::time_t> ParseDate(const std::string& text, const char* form, 
     return time == -1 ? std::nullopt : std::optional(time);
 }
 
+// The seconds of a date that stands in the form as the library writes it: each part at its place, two digits
+// for the seconds. Then a date that differs in these two digits alone differs by as many seconds.
+std::optional<int> SecondOf(std::string_view text)
+{
+    constexpr std::string_view shape =
+        "aaa aaa xd dd:dd:dd dddd"; // a letter, d digit, x either digit or blank
+    if (text.size() != shape.size()) {
+        return std::nullopt;
+    }
+    for (size_t index = 0; index < shape.size(); ++index) {
+        const char c = text[index];
+        const bool digit = c >= '0' && c <= '9';
+        const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+        const char wanted = shape[index];
+        if (!(wanted == 'a'   ? letter
+              : wanted == 'd' ? digit
+              : wanted == 'x' ? digit || c == ' '
+                              : c == wanted)) {
+            return std::nullopt;
+        }
+    }
+    const int second = (text[secondPlace] - '0') * 10 + (text[secondPlace + 1] - '0');
+    return second < 60 ? std::optional(second) : std::nullopt;
+}
+
 std::optional<std::time_t> ParseAge(const std::string& text, std::time_t now)
 {
     if (text.empty()) {
@@ -48,26 +75,48 @@ std::optional<std::time_t> ParseAge(const std::string& text, std::time_t now)
 
 } // namespace
 
+std::optional<std::time_t> TimeReader::ReadDate(std::string_view text)
+{
+    const auto second = SecondOf(text);
+    if (second && minute.size() == dateLength &&
+        text.substr(0, secondPlace) == std::string_view(minute).substr(0, secondPlace) &&
+        text.substr(secondEnd) == std::string_view(minute).substr(secondEnd)) {
+        return minuteBegin + *second == -1 ? std::nullopt : std::optional(minuteBegin + *second);
+    }
+    const auto time = ParseDate(std::string(text), lineForm, {});
+    if (time && second) {
+        minute = text;
+        minuteBegin = *time - *second;
+    }
+    return time;
+}
+
+bool TimeReader::Read(std::string_view field, LineTime& time)
+{
+    time.text = field;
+    time.date.reset();
+    time.counter = ParseNumber(field);
+    if (field.empty() || time.counter) {
+        return true;
+    }
+    if (field.size() < dateLength) {
+        return false;
+    }
+    time.date = ReadDate(field.substr(0, dateLength));
+    if (!time.date) {
+        return false;
+    }
+    if (field.size() == dateLength) {
+        return true;
+    }
+    time.counter = field[dateLength] == ' ' ? ParseNumber(field.substr(dateLength + 1)) : std::nullopt;
+    return time.counter.has_value();
+}
+
 std::optional<LineTime> ParseTimeField(std::string_view field)
 {
     LineTime time;
-    time.text = field;
-    if (field.empty()) {
-        return time;
-    }
-    time.counter = ParseNumber(field);
-    if (time.counter) {
-        return time;
-    }
-    time.date = ParseDate(std::string(field.substr(0, dateLength)), lineForm, {});
-    if (!time.date) {
-        return std::nullopt;
-    }
-    if (field.size() == dateLength) {
-        return time;
-    }
-    time.counter = field[dateLength] == ' ' ? ParseNumber(field.substr(dateLength + 1)) : std::nullopt;
-    return time.counter ? std::optional(time) : std::nullopt;
+    return TimeReader().Read(field, time) ? std::optional(time) : std::nullopt;
 }
 
 std::optional<std::time_t> ParseHeaderTime(std::string_view line)

@@ -17,7 +17,22 @@ struct LineTime
     std::optional<uint64_t> counter; // milliseconds since the process first called the library
 };
 
-// Nothing when the text is none of the forms of the field. An empty field is one of them.
+// Reads time fields. A date costs little when the one before it was of the same minute.
+class TimeReader
+{
+public:
+    // False when the text is none of the forms of the field; `time` is then undefined. An empty field is one
+    // of them.
+    bool Read(std::string_view field, LineTime& time);
+
+private:
+    std::optional<std::time_t> ReadDate(std::string_view text);
+
+    std::string minute; // the date that was read last, with its seconds as 00
+    std::time_t minuteBegin = 0;
+};
+
+// Nothing when the text is none of the forms of the field.
 std::optional<LineTime> ParseTimeField(std::string_view field);
 
 // The time in a session header's "DateTime: " line, wherever the mark stands in it; nothing for other lines.

@@ -1,61 +1,20 @@
 #include "printer.h"
 
-#include <algorithm>
-#include <string_view>
+#include "json_text.h"
+#include "utf8.h"
 
-#include <nlohmann/json.hpp>
+#include <algorithm>
 
 namespace logtool {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::string_view dim = "\x1b[2m";
 constexpr std::string_view red = "\x1b[31m";
 constexpr std::string_view yellow = "\x1b[33m";
 constexpr std::string_view plain = "\x1b[0m";
+constexpr std::string_view cutMark = " [cut]";
 constexpr size_t narrowestText = 20; // a description is not broken into less
 constexpr std::array<size_t, 5> firstWidths = {4, 0, 10, 0, 0};
-
-std::string Dump(const Json& value)
-{
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
-}
-
-bool ContinuesCharacter(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-size_t CharacterCount(std::string_view text)
-{
-    return text.size() - static_cast<size_t>(std::count_if(text.begin(), text.end(), ContinuesCharacter));
-}
-
-// The bytes of the first `count` characters.
-size_t BytesOf(std::string_view text, size_t count)
-{
-    size_t bytes = 0;
-    while (bytes < text.size() && (count > 0 || ContinuesCharacter(text[bytes]))) {
-        count -= ContinuesCharacter(text[bytes]) ? 0 : 1;
-        ++bytes;
-    }
-    return bytes;
-}
-
-std::string Broken(std::string_view text, size_t indent, size_t width)
-{
-    if (width < indent + narrowestText) {
-        return std::string(text);
-    }
-    std::string lines;
-    while (CharacterCount(text) > width - indent) {
-        const size_t bytes = BytesOf(text, width - indent);
-        lines.append(text.substr(0, bytes)).append("\n").append(indent, ' ');
-        text.remove_prefix(bytes);
-    }
-    return lines.append(text);
-}
 
 std::string_view ColourOf(Level level)
 {
@@ -71,87 +30,37 @@ std::string_view ColourOf(Level level)
     }
 }
 
-std::string LevelText(Level level)
+std::string_view LevelText(Level level)
 {
-    constexpr std::array<const char*, 5> texts = {"ERR", "WARN", "INFO", "DBG", "?"};
+    constexpr std::array<std::string_view, 5> texts = {"ERR", "WARN", "INFO", "DBG", "?"};
     return texts.at(static_cast<size_t>(level));
 }
 
-Json TimeJson(const LineTime& time, Json value)
+void AppendPrintable(std::string& target, std::string_view text, bool forTerminal)
 {
-    value["time"] = time.date ? Json(IsoTime(*time.date)) : Json();
-    value["counter"] = time.counter ? Json(*time.counter) : Json();
-    return value;
-}
-
-std::string LineJson(const LogLine& line)
-{
-    if (!line.framed) {
-        return Dump({{"text", line.text}});
+    if (IsPlainAscii(text)) {
+        target += text;
+        return;
     }
-    Json value = TimeJson(line.time, {{"level", LevelName(line.level)}});
-    value["module"] = line.module;
-    value["description"] = line.description;
-    value["thread"] = line.thread;
-    value["function"] = line.function;
-    value["verbose"] = line.verbose;
-    value["cut"] = line.cut;
-    return Dump(value);
-}
-
-std::string CallJson(const Call& call)
-{
-    Json value = TimeJson(call.entering.time, {{"function", call.entering.function}});
-    value["thread"] = call.entering.thread;
-    value["duration"] = call.unit == Unit::none ? Json() : Json(call.duration);
-    value["unit"] = call.unit == Unit::none ? Json() : Json(call.unit == Unit::seconds ? "s" : "ms");
-    value["result"] = call.result.empty() ? Json() : Json(call.result);
-    return Dump(value);
+    while (!text.empty()) {
+        const Utf8Character character = FirstCharacter(text);
+        const char32_t code = character.code;
+        if (code < 0x20 || code == 0x7f || (forTerminal && CommandsTerminal(code))) {
+            target += '?';
+        } else {
+            target += character.valid ? text.substr(0, character.bytes) : replacementCharacter;
+        }
+        text.remove_prefix(character.bytes);
+    }
 }
 
 } // namespace
 
-std::string Printable(const std::string& text)
+std::string Printable(std::string_view text, bool forTerminal)
 {
-    // The JSON writer is asked to replace the bad bytes, and its reader to undo the quoting.
-    std::string valid = Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
-    std::replace_if(
-        valid.begin(), valid.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == '\x7f'; }, '?');
-    return valid;
-}
-
-std::string Printer::Pad(size_t column, const std::string& text)
-{
-    size_t& width = columns.at(column);
-    const size_t length = CharacterCount(text);
-    width = std::max({width, firstWidths.at(column), length});
-    return width == 0 ? "" : text + std::string(width - length + 2, ' ');
-}
-
-std::string Printer::Line(const LogLine& line)
-{
-    if (choice.json) {
-        return LineJson(line);
-    }
-    if (!line.framed) {
-        const std::string text = Broken(Printable(line.text), 0, choice.width);
-        return choice.colour && !text.empty() ? std::string(dim) + text + std::string(plain) + '\n'
-                                              : text + '\n';
-    }
-    std::string front = Pad(0, LevelText(line.level)) + Pad(1, line.time.text) +
-                        Pad(2, Printable(line.module)) + Pad(3, Printable(line.thread)) +
-                        Pad(4, Printable(line.function));
-    std::string text = Printable(line.description);
-    if (!line.verbose.empty()) {
-        text += " | " + Printable(line.verbose);
-    }
-    if (line.cut) {
-        text += " [cut]";
-    }
-    text = front + Broken(text, CharacterCount(front), choice.width);
-    const std::string_view colour = choice.colour ? ColourOf(line.level) : "";
-    return colour.empty() ? text + '\n' : std::string(colour) + text + std::string(plain) + '\n';
+    std::string printable;
+    AppendPrintable(printable, text, forTerminal);
+    return printable;
 }
 
 std::string DurationText(const Call& call)
@@ -167,20 +76,202 @@ std::string DurationText(const Call& call)
     return "-";
 }
 
-std::string Printer::OneCall(const Call& call)
+void Printer::Put(std::string_view text)
 {
-    if (choice.json) {
-        return CallJson(call);
+    AppendPrintable(output, text, choice.terminal);
+}
+
+void Printer::EndColumn(size_t column, size_t begin)
+{
+    const size_t length = CharacterCount(std::string_view(output).substr(begin));
+    size_t& width = columns.at(column);
+    width = std::max({width, firstWidths.at(column), length <= longestLibraryLine ? length : 0});
+    if (width > 0 || length > 0) {
+        output.append(std::max(width, length) - length + 2, ' ');
     }
+}
+
+void Printer::PutColumn(size_t column, std::string_view text)
+{
+    const size_t begin = output.size();
+    Put(text);
+    EndColumn(column, begin);
+}
+
+// The field has the form of a time, with any blanks; among those are some that only a terminal must not get.
+void Printer::PutTime(const LineTime& time)
+{
+    const size_t begin = output.size();
+    if (choice.terminal) {
+        Put(time.text);
+    } else {
+        output += time.text;
+    }
+    EndColumn(1, begin);
+}
+
+void Printer::Break(size_t begin, size_t indent)
+{
+    if (choice.width < indent + narrowestText) {
+        return;
+    }
+    const size_t width = choice.width - indent;
+    size_t left = CharacterCount(std::string_view(output).substr(begin));
+    if (left <= width) {
+        return;
+    }
+    const std::string whole = output.substr(begin);
+    output.resize(begin);
+    std::string_view rest = whole;
+    for (; left > width; left -= width) {
+        const size_t bytes = BytesOf(rest, width);
+        output.append(rest.substr(0, bytes)).append("\n").append(indent, ' ');
+        rest.remove_prefix(bytes);
+    }
+    output += rest;
+}
+
+const std::string& Printer::Iso(std::time_t time)
+{
+    if (isoTime != time) {
+        isoText = IsoTime(time);
+        isoTime = time;
+    }
+    return isoText;
+}
+
+void Printer::PutFramed(const LogLine& line)
+{
+    const std::string_view colour = choice.colour ? ColourOf(line.level) : "";
+    output += colour;
+    const size_t begin = output.size();
+    PutColumn(0, LevelText(line.level));
+    PutTime(line.time);
+    PutColumn(2, line.module);
+    PutColumn(3, line.thread);
+    PutColumn(4, line.function);
+    const size_t text = output.size();
+    Put(line.description);
+    if (!line.verbose.empty()) {
+        output += " | ";
+        Put(line.verbose);
+    }
+    output += line.cut ? cutMark : "";
+    if (choice.width > 0) {
+        Break(text, CharacterCount(std::string_view(output).substr(begin, text - begin)));
+    }
+    output += colour.empty() ? "" : plain;
+}
+
+void Printer::PutUnframed(const LogLine& line)
+{
+    const bool coloured = choice.colour && !line.text.empty();
+    output += coloured ? dim : "";
+    const size_t begin = output.size();
+    Put(line.text);
+    output += line.cut ? cutMark : "";
+    if (choice.width > 0) {
+        Break(begin, 0);
+    }
+    output += coloured ? plain : "";
+}
+
+void Printer::PutJsonTime(JsonObject& json, const LineTime& time)
+{
+    if (time.date) {
+        json.AddText("time", Iso(*time.date));
+    } else {
+        json.AddNull("time");
+    }
+    if (time.counter) {
+        json.AddNumber("counter", *time.counter);
+    } else {
+        json.AddNull("counter");
+    }
+}
+
+void Printer::PutJson(const LogLine& line)
+{
+    JsonObject json(output, choice.terminal);
+    if (!line.framed) {
+        json.AddText("text", line.text);
+        if (line.cut) {
+            json.AddTruth("cut", true);
+        }
+        json.End();
+        return;
+    }
+    json.AddText("level", LevelName(line.level));
+    PutJsonTime(json, line.time);
+    json.AddText("module", line.module);
+    json.AddText("description", line.description);
+    json.AddText("thread", line.thread);
+    json.AddText("function", line.function);
+    json.AddText("verbose", line.verbose);
+    json.AddTruth("cut", line.cut);
+    json.End();
+}
+
+void Printer::PutJson(const Call& call)
+{
+    JsonObject json(output, choice.terminal);
+    json.AddText("function", call.entering.function);
+    PutJsonTime(json, call.entering.time);
+    json.AddText("thread", call.entering.thread);
+    if (call.unit == Unit::none) {
+        json.AddNull("duration");
+        json.AddNull("unit");
+    } else {
+        json.AddNumber("duration", call.duration);
+        json.AddText("unit", call.unit == Unit::seconds ? "s" : "ms");
+    }
+    if (call.result.empty()) {
+        json.AddNull("result");
+    } else {
+        json.AddText("result", call.result);
+    }
+    json.End();
+}
+
+void Printer::PutCall(const Call& call)
+{
     constexpr size_t durationWidth = 10;
-    const std::string duration = DurationText(call);
-    const std::string blanks(durationWidth > duration.size() ? durationWidth - duration.size() : 0, ' ');
-    const std::string result = call.result.empty() ? "no leaving line" : Printable(call.result);
-    std::string text = blanks + duration + "  " + Pad(1, call.entering.time.text) +
-                       Pad(3, Printable(call.entering.thread)) + Pad(4, Printable(call.entering.function)) +
-                       result;
     const bool failed = !call.result.empty() && !call.result.starts_with("0 ");
-    return choice.colour && failed ? std::string(red) + text + std::string(plain) + '\n' : text + '\n';
+    const std::string_view colour = choice.colour && failed ? red : "";
+    output += colour;
+    const std::string duration = DurationText(call);
+    output.append(std::max(durationWidth, duration.size()) - duration.size(), ' ')
+        .append(duration)
+        .append("  ");
+    PutTime(call.entering.time);
+    PutColumn(3, call.entering.thread);
+    PutColumn(4, call.entering.function);
+    Put(call.result.empty() ? "no leaving line" : call.result);
+    output += colour.empty() ? "" : plain;
+}
+
+const std::string& Printer::Line(const LogLine& line)
+{
+    output.clear();
+    if (choice.json) {
+        PutJson(line);
+    } else if (line.framed) {
+        PutFramed(line);
+    } else {
+        PutUnframed(line);
+    }
+    return output += '\n';
+}
+
+const std::string& Printer::OneCall(const Call& call)
+{
+    output.clear();
+    if (choice.json) {
+        PutJson(call);
+    } else {
+        PutCall(call);
+    }
+    return output += '\n';
 }
 
 } // namespace logtool

@@ -72,3 +72,23 @@ TEST(LogLine, TailCutBehindTheThreadHasNoFunction)
     EXPECT_EQ(line.thread, "0x1");
     EXPECT_EQ(line.function, "");
 }
+
+TEST(LogLine, LineWithoutAFrameIsCutWhenNoMoreOfItIsRead)
+{
+    EXPECT_TRUE(ParseLine(std::string(longestReadLine, 'x')).cut);
+    EXPECT_FALSE(ParseLine(std::string(longestReadLine - 1, 'x')).cut);
+}
+
+TEST(LogLine, NothingOfALineIsLeftForTheNext)
+{
+    LineReader reader;
+    const std::string whole = front + "Session opened; ThID: 0x1f3c; VERB: C_OpenSession;  slotID 1";
+    EXPECT_EQ(reader.Read(whole).verbose, "slotID 1");
+    const LogLine shorter = reader.Read(front + "Session opened");
+    EXPECT_EQ(shorter.thread + shorter.function + shorter.verbose, "");
+    const LogLine unframed = reader.Read("INFO; not a time; m; d");
+    EXPECT_FALSE(unframed.framed);
+    EXPECT_EQ(unframed.level, Level::unknown);
+    EXPECT_EQ(unframed.time.text + unframed.module + unframed.description, "");
+    EXPECT_FALSE(unframed.time.date || unframed.time.counter);
+}

@@ -26,6 +26,32 @@ TEST(LogTime, OtherFieldsAreNoTime)
     EXPECT_FALSE(ParseTimeField("Thu Nov 12 12:10:02 2026-00000123"));
 }
 
+TEST(LogTime, ShorterDateIsNoTime)
+{
+    EXPECT_FALSE(ParseTimeField("Thu Nov 1 12:10:02 2026"));
+    EXPECT_FALSE(ParseTimeField("Thu Nov 1 12:10:2 2026"));
+}
+
+TEST(LogTime, DatesReadOneAfterAnotherAreThoseReadAlone)
+{
+    TimeReader reader;
+    for (const char* text :
+         {"Thu Nov 12 12:10:02 2026", "Thu Nov 12 12:10:59 2026 00000007", "Thu Nov 12 12:10:60 2026",
+          "Thu Nov 12 12:10:00 2026", "Thu Nov 12 12:10:00 2027", "Thu Nov 12 12:11:00 2027",
+          "thu nov 12 12:11:05 2027", "Thu Nov 12 13:11:05 2027", "Thu Nov 12 13:11: 6 2027", "00000008", "",
+          "Thu Nov 12 13:11:06 2027", "Xhu Nov 12 13:11:06 2027"}) {
+        LineTime time;
+        const bool read = reader.Read(text, time);
+        const auto alone = ParseTimeField(text);
+        ASSERT_EQ(read, alone.has_value()) << text;
+        if (read) {
+            EXPECT_EQ(time.date, alone->date) << text;
+            EXPECT_EQ(time.counter, alone->counter) << text;
+            EXPECT_EQ(time.text, text);
+        }
+    }
+}
+
 TEST(LogTime, HeaderTimeIsFoundBehindOtherText)
 {
     const auto time = ParseHeaderTime("Operating system: x64 DateTime: 2026-11-12 12:10:02");

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+
 using namespace logtool;
 
 namespace {
@@ -100,10 +102,59 @@ TEST(Printer, ControlCharactersNeverReachTheTerminal)
     EXPECT_TRUE(text.ends_with("  a?[2Jb?c?d\n")) << text;
 }
 
+TEST(Printer, TerminalGetsNothingThatCommandsIt)
+{
+    Printer printer({false, false, 0, true});
+    const std::string csi = "\u009b"; // in one character what ESC and [ are in two
+    const std::string reversed = "\u202e";
+    EXPECT_EQ(printer.Line(Parsed(ExtensiveLine("INFO", testTime, "a" + csi + "2J", "1" + csi,
+                                                "C_" + reversed + "x", "\x1b\x7f\u00e1"))),
+              "INFO  " + testTime + "  pkcs11_x64  0x1?  C_?x  a?2J | ??\u00e1\n");
+    EXPECT_EQ(printer.Line(Parsed(PlainLine("INFO", "Thu Nov\r12 12:10:02\v2026", "d"))),
+              "INFO  Thu Nov?12 12:10:02?2026  pkcs11_x64              d\n");
+    EXPECT_EQ(printer.Line(ParseLine("x" + csi)), "x?\n");
+}
+
+TEST(Printer, JsonOnATerminalSaysWhatWouldCommandIt)
+{
+    Printer printer({true, false, 0, true});
+    const std::string description = "\x1b[2J\x7f\u009b\u202e\u017e";
+    const std::string text = printer.Line(Parsed(PlainLine("INFO", testTime, description)));
+    EXPECT_NE(text.find("\\u001b[2J\\u007f\\u009b\\u202e\u017e"), std::string::npos) << text;
+    EXPECT_EQ(nlohmann::json::parse(text).at("description"), description);
+}
+
+TEST(Printer, LineThatIsLongerThanIsReadIsMarked)
+{
+    const LogLine line = ParseLine(std::string(longestReadLine, 'x'));
+    EXPECT_TRUE(Printer({}).Line(line).ends_with("x [cut]\n"));
+    EXPECT_EQ(nlohmann::json::parse(Printer({true, false, 0}).Line(line)).at("cut"), true);
+}
+
+TEST(Printer, LongestLineIsBrokenWhole)
+{
+    Printer printer({false, false, 80, true});
+    std::string text = printer.Line(ParseLine(std::string(longestReadLine - 1, 'x')));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'),
+              static_cast<std::ptrdiff_t>(longestReadLine / 80 + 1));
+    std::erase(text, '\n');
+    EXPECT_EQ(text.size(), longestReadLine - 1);
+}
+
+TEST(Printer, ColumnsDoNotGrowBeyondTheLibrarysLongestLine)
+{
+    Printer printer({});
+    printer.Line(
+        Parsed(ExtensiveLine("INFO", testTime, "text", std::string(longestLibraryLine, '1'), "C_Sign")));
+    EXPECT_EQ(printer.Line(Parsed(ExtensiveLine("INFO", testTime, "text", "1", "C_Sign"))),
+              "INFO  " + testTime + "  pkcs11_x64  0x1  C_Sign  text\n");
+}
+
 TEST(Printer, BytesThatAreNoUtf8AreReplaced)
 {
     EXPECT_EQ(Printable("a\xFF"
-                        "b\xC5"),
+                        "b\xC5",
+                        false),
               "a\uFFFDb\uFFFD");
 }
 
