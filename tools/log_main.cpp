@@ -28,6 +28,12 @@ constexpr size_t blockSize = 65536; // what is gathered before it is written
 
 volatile std::sig_atomic_t interrupted = 0;
 
+// One sentence on the standard error. Names in it may hold any characters.
+void Tell(const std::string& text)
+{
+    std::cerr << "tavrik-log: " << Printable(text, true) << '\n';
+}
+
 struct Arguments
 {
     std::string path;
@@ -102,10 +108,11 @@ PrintChoice ChoosePrint(const Arguments& arguments)
 {
     PrintChoice choice;
     choice.json = arguments.json;
+    choice.terminal = OutputIsTerminal();
     const char* noColour = std::getenv("NO_COLOR");
-    const bool wanted = OutputIsTerminal() && (noColour == nullptr || *noColour == '\0');
+    const bool wanted = choice.terminal && (noColour == nullptr || *noColour == '\0');
     choice.colour = arguments.colour == "always" || (arguments.colour == "auto" && wanted);
-    choice.width = OutputIsTerminal() ? TerminalWidth() : 0;
+    choice.width = choice.terminal ? TerminalWidth() : 0;
     return choice;
 }
 
@@ -120,7 +127,7 @@ public:
 
     void Take(int file, std::string_view text)
     {
-        const LogLine line = ParseLine(text);
+        const LogLine& line = reader.Read(text);
         if (calls) {
             const bool shown = filter.ShowsTime(file, line);
             for (const Call& call : callList.Take(shown, line)) {
@@ -138,12 +145,12 @@ public:
         }
         Flush();
         for (const std::string& note : filter.Notes()) {
-            std::cerr << "tavrik-log: " << note << '\n';
+            Tell(note);
         }
         if (callList.SawUnnamed()) {
-            std::cerr
-                << "tavrik-log: Some lines name no function, so their calls are not listed. \"extensive\" in "
-                   "config.json makes the library write it.\n";
+            Tell("Some lines name no function, so their calls are not listed. \"extensive\" in config.json "
+                 "makes the "
+                 "library write it.");
         }
     }
 
@@ -170,6 +177,7 @@ private:
     }
 
     bool calls;
+    LineReader reader;
     LineFilter filter;
     Printer printer;
     CallList callList;
@@ -200,8 +208,11 @@ int Run(const Arguments& arguments)
         WaitForReader(pollMilliseconds);
         source.Poll(take);
     }
+    for (const std::filesystem::path& other : source.LeftOut()) {
+        Tell(other.string() + " is no regular file and is left out.");
+    }
     if (!source.FoundFiles()) {
-        std::cerr << "tavrik-log: There is no log in " << path.string() << ".\n";
+        Tell("There is no log in " + path.string() + ".");
         return exitNoLog;
     }
     source.Finish(take);
@@ -220,7 +231,7 @@ int ParseAndRun(int count, char** values)
         if (error.get_exit_code() == 0) {
             return app.exit(error);
         }
-        std::cerr << "tavrik-log: " << error.what() << '\n';
+        Tell(error.what());
         return exitBadArguments;
     }
     return Run(arguments);
@@ -236,8 +247,11 @@ int main(int argumentCount, char** argumentValues)
         return ParseAndRun(argumentCount, argumentValues);
     } catch (const ReaderGone&) {
         return 0;
+    } catch (const std::filesystem::filesystem_error& error) {
+        Tell(error.path1().string() + ": " + error.code().message());
+        return exitNoLog;
     } catch (const std::exception& error) {
-        std::cerr << "tavrik-log: " << error.what() << '\n';
+        Tell(error.what());
         return exitNoLog;
     }
 }

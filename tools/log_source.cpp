@@ -1,12 +1,13 @@
 #include "log_source.h"
 
 #include "log_folder.h"
+#include "log_line.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <stdexcept>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,7 +16,8 @@
 namespace logtool {
 namespace {
 
-constexpr size_t chunkSize = 65536;
+constexpr size_t chunkSize = 262144;
+static_assert(chunkSize <= longestReadLine, "a line that stands in a chunk is whole");
 constexpr int mostListings = 10;
 // So many deleted files stay open for what other processes still write there.
 constexpr size_t mostDeleted = 16;
@@ -41,10 +43,40 @@ std::string_view WithoutReturn(std::string_view line)
     return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
 }
 
+// Appends as much as a line may have.
+void AppendWithinLimit(std::string& line, std::string_view more)
+{
+    line.append(more.substr(0, longestReadLine - line.size()));
+}
+
+// Gives the lines that end in `text`, the first of which begins with `begun`, and leaves there what stands
+// behind the last.
+void TakeLines(int file, std::string& begun, std::string_view text, const LogSource::Sink& sink)
+{
+    for (size_t end = 0; (end = text.find('\n')) != std::string_view::npos; text.remove_prefix(end + 1)) {
+        const std::string_view piece = text.substr(0, end);
+        if (begun.empty()) {
+            sink(file, WithoutReturn(piece));
+        } else {
+            std::string line = std::exchange(begun, {}); // with its memory, which may be a lot
+            AppendWithinLimit(line, piece);
+            sink(file, WithoutReturn(line));
+        }
+    }
+    AppendWithinLimit(begun, text);
+}
+
+// Whether the path names a descriptor that this process was started with.
+bool NamesDescriptor(const std::filesystem::path& path)
+{
+    const std::string& text = path.native();
+    return text == "/dev/stdin" || text.starts_with("/dev/fd/") || text.starts_with("/proc/self/fd/");
+}
+
 } // namespace
 
 LogSource::LogSource(std::filesystem::path where, std::string fileStem)
-    : path(std::move(where)), stem(std::move(fileStem))
+    : path(std::move(where)), stem(std::move(fileStem)), chunk(chunkSize)
 {
 }
 
@@ -55,7 +87,56 @@ LogSource::~LogSource()
     }
 }
 
-// Opens the files that are new. True when there were any, or when one went away under the listing.
+LogSource::Finding LogSource::LeaveOut(const std::filesystem::path& name)
+{
+    if (name == path) {
+        throw std::runtime_error(name.string() + " is no regular file.");
+    }
+    leftOut.insert(name);
+    return Finding::leftOut;
+}
+
+// A file is looked at before it is opened, since to open a device can do something to it, and once more then.
+LogSource::Finding LogSource::TakeFile(const std::filesystem::path& name, size_t rank)
+{
+    struct stat status
+    {
+    };
+    if (stat(name.c_str(), &status) != 0) {
+        if (errno == ELOOP) {
+            return LeaveOut(name);
+        }
+        if (errno != ENOENT) {
+            ThrowSystemError(name.string());
+        }
+        return Finding::vanished;
+    }
+    if (const auto known = files.find({status.st_dev, status.st_ino}); known != files.end()) {
+        known->second.rank = rank;
+        return Finding::known;
+    }
+    const bool anyKind = NamesDescriptor(name);
+    if (!anyKind && !S_ISREG(status.st_mode)) {
+        return LeaveOut(name);
+    }
+    const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (anyKind ? 0 : O_NONBLOCK));
+    if (descriptor < 0) {
+        if (errno != ENOENT) {
+            ThrowSystemError(name.string());
+        }
+        return Finding::vanished;
+    }
+    status = StatusOf(descriptor);
+    const bool wanted = anyKind || S_ISREG(status.st_mode);
+    if (!wanted ||
+        !files.try_emplace({status.st_dev, status.st_ino}, OpenFile{descriptor, rank, 0, {}}).second) {
+        close(descriptor);
+        return wanted ? Finding::vanished : LeaveOut(name);
+    }
+    return Finding::opened;
+}
+
+// True when there were new files, or when one went away under the listing.
 bool LogSource::TakeListing()
 {
     bool changed = false;
@@ -64,24 +145,8 @@ bool LogSource::TakeListing()
     }
     size_t rank = 0;
     for (const auto& name : ListLogFiles(path, stem)) {
-        ++rank;
-        const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-        if (descriptor < 0) {
-            if (errno != ENOENT) {
-                ThrowSystemError(name.string());
-            }
-            changed = true;
-            continue;
-        }
-        const struct stat status = StatusOf(descriptor);
-        const auto [place, isNew] =
-            files.try_emplace(Identity{status.st_dev, status.st_ino}, OpenFile{descriptor, rank, 0, {}});
-        if (isNew) {
-            changed = true;
-        } else {
-            close(descriptor);
-            place->second.rank = rank;
-        }
+        const Finding finding = TakeFile(name, ++rank);
+        changed = changed || finding == Finding::opened || finding == Finding::vanished;
     }
     return changed;
 }
@@ -93,16 +158,10 @@ void LogSource::ReadMore(OpenFile& file, const Sink& sink)
         file.begun.clear();
         lseek(file.descriptor, 0, SEEK_SET);
     }
-    std::array<char, chunkSize> chunk{};
     ssize_t length = 0;
     while ((length = read(file.descriptor, chunk.data(), chunk.size())) > 0) {
         file.position += length;
-        file.begun.append(chunk.data(), static_cast<size_t>(length));
-        size_t begin = 0;
-        for (size_t end = 0; (end = file.begun.find('\n', begin)) != std::string::npos; begin = end + 1) {
-            sink(file.descriptor, WithoutReturn(std::string_view(file.begun).substr(begin, end - begin)));
-        }
-        file.begun.erase(0, begin);
+        TakeLines(file.descriptor, file.begun, {chunk.data(), static_cast<size_t>(length)}, sink);
     }
     if (length < 0) {
         ThrowSystemError(path.string());

@@ -1,7 +1,10 @@
+#include "log_line.h"
 #include "log_source.h"
 #include "test_log.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -86,4 +89,38 @@ TEST_F(LogSourceTest, EmptiedFileIsReadFromItsBegin)
     std::filesystem::resize_file(log.Folder() / "sub/Pkcs11.log", 0);
     log.Append("sub/Pkcs11.log", "new\r\n");
     EXPECT_EQ(Poll(), "new ");
+}
+
+TEST_F(LogSourceTest, OnlyRegularFilesAreRead)
+{
+    const auto folder = log.Folder() / "sub";
+    std::filesystem::create_directories(folder / "Pkcs11_4.log");
+    ASSERT_EQ(mkfifo((folder / "Pkcs11_3.log").c_str(), 0600), 0);
+    std::filesystem::create_symlink("/dev/zero", folder / "Pkcs11_2.log");
+    std::filesystem::create_symlink("Pkcs11_1.log", folder / "Pkcs11_1.log");
+    log.Append("sub/Pkcs11_5.log", "oldest\r\n");
+    log.Append("other", "linked\r\n");
+    std::filesystem::create_symlink("../other", folder / "Pkcs11.log");
+    EXPECT_EQ(Poll(), "oldest linked ");
+    EXPECT_EQ(Poll(), "");
+    EXPECT_EQ(source.LeftOut(),
+              (std::set<std::filesystem::path>{folder / "Pkcs11_4.log", folder / "Pkcs11_3.log",
+                                               folder / "Pkcs11_2.log", folder / "Pkcs11_1.log"}));
+}
+
+TEST_F(LogSourceTest, PathThatIsNeitherFolderNorRegularFileIsRefused)
+{
+    ASSERT_EQ(mkfifo((log.Folder() / "sub").c_str(), 0600), 0);
+    EXPECT_THROW(Poll(), std::runtime_error);
+}
+
+TEST_F(LogSourceTest, OfALongLineTheBeginIsGiven)
+{
+    std::filesystem::create_directory(log.Folder() / "sub");
+    const std::string longest(logtool::longestReadLine, 'x');
+    log.Append("sub/Pkcs11.log",
+               longest + "\r\n" + longest + std::string(100000, 'y') + "\r\nnext\r\n" + longest);
+    EXPECT_EQ(Poll(), longest + " " + longest + " next ");
+    log.Append("sub/Pkcs11.log", "z\nlast\n");
+    EXPECT_EQ(Poll(), longest + " last ");
 }

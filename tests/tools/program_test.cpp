@@ -8,6 +8,9 @@
 
 #include <thread>
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 namespace {
 
 constexpr const char* entering = "PKCS11_FUNCTION_ENTERING";
@@ -134,6 +137,80 @@ TEST_F(ProgramTest, ColoursCanBeChosen)
     EXPECT_EQ(RunToolOnTerminal("--color always " + Quoted(), 80, "NO_COLOR=1").output.find(escape), 0U);
     EXPECT_EQ(RunTool("--color always " + Quoted()).output.find(escape), 0U);
     EXPECT_EQ(RunTool("--color sometimes " + Quoted()).exitCode, 2);
+}
+
+TEST_F(ProgramTest, NothingInALogCommandsATerminal)
+{
+    const std::string commands = "\x1b[2J\x7f\u009b2J\u202e";
+    log.Append("Pkcs11.log", Header("2026-11-12 12:00:00" + commands) +
+                                 ExtensiveLine("INFO", testTime, commands, commands, commands, commands));
+    for (const char* arguments : {"--color never ", "--color never --json ", "--color never calls "}) {
+        const ToolRun run = RunToolOnTerminal(arguments + Quoted(), 80, "");
+        EXPECT_EQ(run.exitCode, 0);
+        for (const char* command : {"\x1b", "\x7f", "\u009b", "\u202e"}) {
+            EXPECT_EQ(run.output.find(command), std::string::npos) << run.output;
+        }
+    }
+}
+
+TEST_F(ProgramTest, PipeAndDeviceInTheFolderAreLeftOut)
+{
+    WriteSample();
+    const auto fifo = log.Folder() / "Pkcs11_2.log";
+    const auto device = log.Folder() / "Pkcs11_3.log";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::filesystem::create_symlink("/dev/zero", device);
+    const ToolRun run = RunTool("--level error " + Quoted(), "timeout 60");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_NE(run.output.find("C_Login"), std::string::npos);
+    EXPECT_NE(run.output.find(fifo.string() + " is no regular file and is left out."), std::string::npos);
+    EXPECT_NE(run.output.find(device.string() + " is no regular file and is left out."), std::string::npos);
+}
+
+TEST_F(ProgramTest, PathThatIsAPipeOrADeviceIsRefused)
+{
+    const auto fifo = log.Folder() / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& path : {fifo.string(), std::string("/dev/zero")}) {
+        const ToolRun run = RunTool("'" + path + "'", "timeout 60");
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.output, "tavrik-log: " + path + " is no regular file.\n");
+    }
+}
+
+TEST_F(ProgramTest, StandardInputIsReadWhateverItIs)
+{
+    WriteSample();
+    const std::string file = "'" + (log.Folder() / "Pkcs11.log").string() + "'";
+    for (const ToolRun& run :
+         {RunTool("--level info /dev/stdin", "cat " + file + " |"),
+          RunTool("--level info /dev/stdin <" + file), RunTool("--level info /dev/fd/5 5<" + file)}) {
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_EQ(LineCount(run.output), 1U) << run.output;
+    }
+}
+
+TEST_F(ProgramTest, LineOfAnyLengthTakesLittleMemory)
+{
+    constexpr std::uintmax_t lineLength = std::uintmax_t{600} << 20U;
+    constexpr long memoryKilobytes = 300L << 10U; // room for a sanitizer's own
+    log.Append("Pkcs11.log", "");
+    std::filesystem::resize_file(log.Folder() / "Pkcs11.log", lineLength);
+    log.Append("Pkcs11.log", "\r\n" + PlainLine("INFO", testTime, "behind it"));
+    const ToolRun run = RunTool(Quoted(), "", "| tail -c 100");
+    EXPECT_TRUE(run.output.ends_with("? [cut]\nINFO  " + testTime + "  pkcs11_x64  behind it\n"))
+        << run.output;
+    rusage ended{};
+    ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &ended), 0);
+    EXPECT_LT(ended.ru_maxrss, memoryKilobytes);
+}
+
+TEST_F(ProgramTest, LineWithAShortDateIsOneWithoutAFrame)
+{
+    log.Append("Pkcs11.log", "INFO; Thu Nov 1 12:10:02 2026; m; d\r\n" + PlainLine("INFO", testTime, "next"));
+    const ToolRun run = RunTool(Quoted());
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output, "INFO; Thu Nov 1 12:10:02 2026; m; d\nINFO  " + testTime + "  pkcs11_x64  next\n");
 }
 
 TEST_F(ProgramTest, PipeWhoseReaderGoesEndsItQuietly)
