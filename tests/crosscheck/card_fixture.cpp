@@ -2,12 +2,19 @@
 
 #include "support/system.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace CrossCheck {
 namespace {
@@ -39,6 +46,46 @@ Bytes Produce(OutputFunction function, CK_SESSION_HANDLE session, Bytes data)
               CKR_OK);
     output.resize(length);
     return output;
+}
+
+const std::string tool = std::string("'") + CARD_TOOL + "' ";
+
+// Held by one process at a time, from its making to its end.
+class FileLock
+{
+public:
+    explicit FileLock(const std::filesystem::path& path)
+    {
+        std::filesystem::create_directories(path.parent_path());
+        constexpr mode_t ownerOnly = 0600;
+        descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, ownerOnly);
+        if (descriptor < 0 || flock(descriptor, LOCK_EX) != 0) {
+            throw std::system_error(errno, std::generic_category(), path.string());
+        }
+    }
+    ~FileLock() { close(descriptor); }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+private:
+    int descriptor;
+};
+
+// A store with a card whose keys have so many bits. Keys take seconds to make, so a card is made once and
+// copied, until the tool or the tests change.
+std::filesystem::path MadeCard(unsigned bits)
+{
+    namespace fs = std::filesystem;
+    fs::path store = fs::path(MADE_CARDS) / std::to_string(bits);
+    const fs::path stamp = store.string() + ".made";
+    const auto changed = std::max(fs::last_write_time(CARD_TOOL), fs::last_write_time("/proc/self/exe"));
+    if (!fs::exists(stamp) || fs::last_write_time(stamp) < changed) {
+        fs::remove_all(store);
+        BlackBox::OutputOf("TAVRIK_HOME='" + store.string() + "' " + tool +
+                           "new card --es-reference 1 --bits " + std::to_string(bits));
+        std::ofstream(stamp) << "made\n";
+    }
+    return store;
 }
 
 } // namespace
@@ -92,8 +139,10 @@ void CardFixture::LoadLibrary()
 
 void CardFixture::StartWithCard(unsigned bits)
 {
-    const std::string tool = std::string("'") + CARD_TOOL + "' ";
-    BlackBox::OutputOf(tool + "new card --es-reference 1 --bits " + std::to_string(bits));
+    {
+        const FileLock lock(MADE_CARDS "/lock");
+        std::filesystem::copy(MadeCard(bits), File("home"), std::filesystem::copy_options::recursive);
+    }
     BlackBox::OutputOf(tool + "insert card");
     LoadLibrary();
     session = OpenSession(ordinarySlot);

@@ -44,8 +44,8 @@ protected:
     CardFixture();
     ~CardFixture() override;
 
-    // Makes a card whose keys have so many bits, puts it into a reader, starts the library and opens a
-    // session on the ordinary slot, logged in.
+    // Puts a card whose keys have so many bits into a reader, starts the library and opens a session on the
+    // ordinary slot, logged in. The cards of all tests with as many bits are copies of one.
     void StartWithCard(unsigned bits = 2048);
 
     std::string File(const std::string& name) const { return (folder.Path() / name).string(); }
