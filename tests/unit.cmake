@@ -13,6 +13,25 @@ function(unit_test_program target)
     endif()
     add_dependencies(${target} turkish_locale)
     gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST)
+    unit_test_suites(${target})
+endfunction()
+
+# unit_test_suites(target): with TAVRIK_TEST_SUITES in the environment, ctest runs each suite of the program in one
+# process, which saves most of the starts; without it, each case has a process and a name of its own. A suite whose cases
+# must not share a process is named in the target's property TAVRIK_ALONE.
+function(unit_test_suites target)
+    get_property(cases DIRECTORY PROPERTY TEST_INCLUDE_FILES)
+    list(POP_BACK cases each_case)
+    set(suites "${CMAKE_CURRENT_BINARY_DIR}/${target}_suites.cmake")
+    file(GENERATE OUTPUT "${suites}" CONTENT "
+if(DEFINED ENV{TAVRIK_TEST_SUITES})
+    include([==[${PROJECT_SOURCE_DIR}/tests/suites.cmake]==])
+    tavrik_add_suites([==[$<TARGET_FILE:${target}>]==] [==[$<TARGET_PROPERTY:${target},TAVRIK_ALONE>]==])
+else()
+    include([==[${each_case}]==])
+endif()
+")
+    set_property(DIRECTORY PROPERTY TEST_INCLUDE_FILES ${cases} "${suites}")
 endfunction()
 
 unit_test_program(unit_tests "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/stub")

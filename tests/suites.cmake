@@ -1,0 +1,32 @@
+# Read by ctest, which finds out the cases of a test program when it starts.
+#
+# Adds the tests of a program whose cases can share a process: each suite is one test, "PROGRAM: SUITE, cases: N", which
+# `check` counts as N. Each case of a suite that `alone` names is a test of its own.
+function(tavrik_add_suites program alone)
+    execute_process(COMMAND "${program}" --gtest_list_tests OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX REPLACE " *#[^\n]*" "" listing "${listing}") # what the parameters are, in any characters
+    string(REPLACE "\n" ";" lines "${listing}")
+    get_filename_component(name "${program}" NAME_WE)
+    set(suites "")
+    foreach(line IN LISTS lines)
+        if(line MATCHES "^([^ ]+)\\.$")
+            set(suite "${CMAKE_MATCH_1}")
+            list(APPEND suites "${suite}")
+            set("cases_${suite}" "")
+        elseif(line MATCHES "^  ([^ ]+)$")
+            list(APPEND "cases_${suite}" "${CMAKE_MATCH_1}")
+        endif()
+    endforeach()
+    foreach(suite IN LISTS suites)
+        set(cases ${cases_${suite}})
+        list(FIND alone "${suite}" place)
+        if(NOT place EQUAL -1)
+            foreach(case IN LISTS cases)
+                add_test("${suite}.${case}" "${program}" "--gtest_filter=${suite}.${case}")
+            endforeach()
+        else()
+            list(LENGTH cases count)
+            add_test("${name}: ${suite}, cases: ${count}" "${program}" "--gtest_filter=${suite}.*")
+        endif()
+    endforeach()
+endfunction()
