@@ -3,10 +3,14 @@
 # Adds the tests of a program whose cases can share a process: each suite is one test, "PROGRAM: SUITE, cases: N", which
 # `check` counts as N. Each case of a suite that `alone` names is a test of its own.
 function(tavrik_add_suites program alone)
+    get_filename_component(name "${program}" NAME_WE)
+    if(NOT EXISTS "${program}")
+        add_test("${name}_NOT_BUILT" "${name}_NOT_BUILT") # fails when it is run, and keeps no other program from its tests
+        return()
+    endif()
     execute_process(COMMAND "${program}" --gtest_list_tests OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX REPLACE " *#[^\n]*" "" listing "${listing}") # what the parameters are, in any characters
     string(REPLACE "\n" ";" lines "${listing}")
-    get_filename_component(name "${program}" NAME_WE)
     set(suites "")
     foreach(line IN LISTS lines)
         if(line MATCHES "^([^ ]+)\\.$")
