@@ -4,8 +4,9 @@
 //
 // WORK: sign, decrypt, verify, encrypt or digest, over and over in a thread of its own. END: how the process
 // ends while that thread goes on ("exit", "quick_exit", "return"); or "fork", with which a child ends by
-// exit() after one turn of the work, and so does the process after the child. Ends with 0; 3 when the work
-// fails.
+// exit() after one turn of the work, and so does the process after the child; or "handler", with which there
+// is no thread, and a handler of the host, which runs after those of the module, closes the session and ends
+// the module. Ends with 0; 3 when the work fails.
 #include "native/cryptoki.h"
 
 #include <atomic>
@@ -33,6 +34,8 @@ void Require(bool condition, const char* text)
     }
 }
 
+std::function<void()> endModule; // what the handler of the host calls
+
 // What a client does with the ordinary key of the card, in the layout of the library or of the front.
 template <typename List, typename Number, typename Mechanism, typename Attribute>
 class Client
@@ -59,6 +62,10 @@ public:
         publicKey = sizeof(Number) == 4 ? MakePublicKey() : Find(CKO_PUBLIC_KEY);
         Encrypt();
         Sign();
+        endModule = [this] {
+            static_cast<void>(f->C_CloseSession(session));
+            static_cast<void>(f->C_Finalize(nullptr));
+        };
     }
 
     void Sign()
@@ -247,12 +254,20 @@ int main(int argc, char** argv)
 {
     Require(argc == 5, "usage: exit_host library|front FILE WORK END");
     const std::string end = argv[4];
+    if (end == "handler") {
+        Require(std::atexit([] { endModule(); }) == 0,
+                "atexit"); // before the module's own: it runs after them
+    }
     void* const module = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
     Require(module != nullptr, "the module is not loaded");
     const auto work = std::string(argv[1]) == "front" ? WorkOf<FrontClient>(module, argv[3])
                                                       : WorkOf<LibraryClient>(module, argv[3]);
     if (end == "fork") {
         return ForkAfter(work);
+    }
+    if (end == "handler") {
+        work();
+        return 0;
     }
     std::thread(WorkForEver, work).detach();
     while (turns < turnsBeforeTheEnd) {

@@ -7,10 +7,10 @@ kind=$6
 # shellcheck source-path=SCRIPTDIR/../clients
 . "$(dirname "$0")/../clients/card.sh"
 
-rounds=${ROUNDS:-4}
+rounds=${ROUNDS:-2}
 failed=0
 for work in sign decrypt verify encrypt digest; do
-    for end in fork exit return quick_exit; do
+    for end in fork exit return quick_exit handler; do
         for round in $(seq "$rounds"); do
             status=0
             timeout --signal=KILL 60 "$host" "$kind" "${module_of[$kind]}" $work $end 2>errors || status=$?
