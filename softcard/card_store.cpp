@@ -233,9 +233,9 @@ void DeleteCard(const CardStore& store, const std::string& name)
     std::error_code error;
     std::filesystem::remove_all(taken, error);
     if (error && std::filesystem::exists(std::filesystem::symlink_status(taken))) {
-        throw std::runtime_error("The card \"" + name +
-                                 "\" is deleted, but not all of its files can be removed from \"" +
-                                 Utf8Of(taken) + "\": remove that folder by hand.");
+        throw StoreTrouble("The card \"" + name +
+                           "\" is deleted, but not all of its files can be removed from \"" + Utf8Of(taken) +
+                           "\": remove that folder by hand.");
     }
 }
 

@@ -91,8 +91,8 @@ void RequireInsertable(const fs::path& folder, const std::string& card)
     if (!IsFolder(folder)) {
         throw StoreError(StoreFailure::unknownCard, "There is no card named \"" + card + "\".");
     }
-    throw std::runtime_error("The card \"" + card + "\" is broken: it has no card.json in \"" +
-                             Utf8Of(folder) + "\". Delete it, and make it anew.");
+    throw StoreTrouble("The card \"" + card + "\" is broken: it has no card.json in \"" + Utf8Of(folder) +
+                       "\". Delete it, and make it anew.");
 }
 
 void MakeReader(const fs::path& folder)

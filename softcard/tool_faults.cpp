@@ -18,7 +18,6 @@
 namespace softcard {
 namespace {
 
-
 struct FaultArguments
 {
     std::string card;

@@ -172,8 +172,8 @@ FoundCard Examine(const CardStore& store, const std::string& name,
 
 std::string Sentence(const FoundCard& found)
 {
-    return "The card \"" + found.name + "\" is broken: " + found.broken +
-           " \"tavrik-card delete " + found.name + "\" takes it away.";
+    return "The card \"" + found.name + "\" is broken: " + found.broken + " \"tavrik-card delete " +
+           found.name + "\" takes it away.";
 }
 
 Json BrokenToJson(const FoundCard& found)

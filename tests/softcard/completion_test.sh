@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Bash completes subcommands, cards, options and words. Usage: completion_test.sh BIN-FOLDER COMPLETION-FILE
+# Nothing in single quotes is meant to be expanded, and a function stands in for the tool near the end.
+# shellcheck disable=SC2016,SC2218,SC2317
 set -euo pipefail
 export PATH=$1:$PATH
 TAVRIK_HOME=$(mktemp -d)

@@ -98,8 +98,8 @@ fs::path FindHome()
     const std::string second = Obstacle(ofAccount);
     if (!second.empty()) {
         throw StoreTrouble("There is no folder for the cards. HOME is " + first +
-                                 "; the home of the user's account is " + second +
-                                 ". Set TAVRIK_HOME to a folder of your own.");
+                           "; the home of the user's account is " + second +
+                           ". Set TAVRIK_HOME to a folder of your own.");
     }
     return ofAccount;
 }

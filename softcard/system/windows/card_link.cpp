@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD shareWithAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr uintmax_t longestLink = 65536; // bytes: the longest path of Windows in UTF-16
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view wideByteOrderMark = "\xFF\xFE";
@@ -28,8 +28,8 @@ struct FileFacts
 
 std::optional<FileFacts> Examine(const fs::path& path)
 {
-    const Handle file = Own(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, shareAll, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const Handle file = Own(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, shareWithAll, nullptr,
+                                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     BY_HANDLE_FILE_INFORMATION facts{};
     FILE_BASIC_INFO times{};
     if (!file || GetFileInformationByHandle(file.get(), &facts) == FALSE ||
