@@ -109,7 +109,7 @@ PrintChoice ChoosePrint(const Arguments& arguments)
     PrintChoice choice;
     choice.json = arguments.json;
     choice.terminal = OutputIsTerminal();
-    const char* noColour = std::getenv("NO_COLOR");
+    const char* noColour = secure_getenv("NO_COLOR");
     const bool wanted = choice.terminal && (noColour == nullptr || *noColour == '\0');
     choice.colour = arguments.colour == "always" || (arguments.colour == "auto" && wanted);
     choice.width = choice.terminal ? TerminalWidth() : 0;

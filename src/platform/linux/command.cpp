@@ -138,7 +138,7 @@ void KeepOnlyOutput(int output)
 std::string HostLanguage()
 {
     for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const char* value = std::getenv(name);
+        const char* value = secure_getenv(name);
         if (value != nullptr && *value != '\0') {
             return value;
         }
