@@ -35,7 +35,7 @@ public:
     ~HostLocale()
     {
         std::locale::global(saved);
-        std::setlocale(LC_ALL, savedName.c_str());
+        static_cast<void>(std::setlocale(LC_ALL, savedName.c_str()));
         unsetenv("LOCPATH"); // NOLINT(concurrency-mt-unsafe): no other thread runs any more
     }
     HostLocale(const HostLocale&) = delete;

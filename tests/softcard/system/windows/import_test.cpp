@@ -66,11 +66,16 @@ protected:
         EXPECT_EQ(imported.exitCode, 0) << imported.errors;
     }
 
+    // The sentence stands behind the names of the files: the certificate's, and the key's if it has its own.
     static void ExpectRefusal(const std::vector<std::string>& arguments, const std::string& sentence)
     {
         const Finished refused = Import(arguments);
+        std::string names = "\"" + arguments.front() + "\"";
+        if (arguments.size() > 1) {
+            names += " with \"" + arguments.at(2) + "\"";
+        }
         EXPECT_EQ(refused.exitCode, exitNotImportable);
-        EXPECT_EQ(refused.errors, "tavrik-card: " + sentence + "\n");
+        EXPECT_EQ(refused.errors, "tavrik-card: " + names + ": " + sentence + "\n");
     }
 };
 
