@@ -229,6 +229,7 @@ TEST(RsaPrivateKey, CopyOfOneWithoutABotanKeyHasNone)
 {
     const RSAPrivKey none;
     RSAPrivKey assigned(TestRsaKey());
+    const std::unique_ptr<RSAPubKey> left(assigned.GetPublicKey()); // ours once the key has no public half
     assigned = none;
     EXPECT_EQ(RSAPrivKey(none).GetBotanPrivateKey(), nullptr);
     EXPECT_EQ(assigned.GetBotanPrivateKey(), nullptr);
