@@ -1,4 +1,4 @@
-// The library leaves with its process, and with a copy of its process.
+// The library leaves with its process.
 #include "support/black_box_test.h"
 #include "support/linux/child_process.h"
 #include "support/loaded_library.h"
@@ -52,17 +52,6 @@ TEST_F(ProcessEndTest, ProcessMayEndWhileTheThreadIsInALongWait)
                   std::this_thread::sleep_for(std::chrono::milliseconds(20));
               }),
               0);
-}
-
-TEST_F(ProcessEndTest, ForkedChildOfAnInitialisedProcessMayEnd)
-{
-    LoadedLibrary library(LibraryFile());
-    ASSERT_EQ(library.f->C_Initialize(nullptr), CKR_OK);
-    EXPECT_EQ(ExitOfChild([] {}), 0) << "the monitoring thread is the parent's";
-    EXPECT_EQ(*finalizeCalls, 0);
-    CK_INFO info{};
-    EXPECT_EQ(library.f->C_GetInfo(&info), CKR_OK) << "the parent goes on";
-    EXPECT_EQ(library.f->C_Finalize(nullptr), CKR_OK);
 }
 
 } // namespace
