@@ -149,7 +149,7 @@ void RequireGivable(CK_ATTRIBUTE_TYPE type)
 #define ATTRIBUTE(name, value, certificate, key, certificate_default, public_default, private_default,       \
                   creation)                                                                                  \
     case name:                                                                                               \
-        Require(creation == CKR_OK, creation);                                                               \
+        Require((creation) == CKR_OK, creation);                                                             \
         return;
 #include "pkcs11/attributes.inc"
     default:
