@@ -205,21 +205,23 @@ namespace {
 // Where the card's folder is after that. Throws StoreError when it is gone, by whoever was quicker.
 std::filesystem::path TakeOutOfStore(const CardStore& store, const std::string& name)
 {
-    const StoreError unknown(StoreFailure::unknownCard, "There is no card named \"" + name + "\".");
+    const std::string unknown = "There is no card named \"" + name + "\".";
     if (!store.Contains(name)) {
-        throw unknown;
+        throw StoreError(StoreFailure::unknownCard, unknown);
     }
     try {
         for (int number = 0;; ++number) { // another one may be being taken apart
-            const std::string ending = number == 0 ? std::string() : "." + std::to_string(number);
-            std::filesystem::path place = store.FolderOf("." + name + ending + std::string(deletedEnding));
+            std::string hidden = "." + name;
+            hidden += number == 0 ? std::string() : "." + std::to_string(number);
+            hidden += deletedEnding;
+            std::filesystem::path place = store.FolderOf(hidden);
             if (MoveFolder(store.FolderOf(name), place)) {
                 return place;
             }
         }
     } catch (const std::system_error& error) {
         if (error.code() == std::errc::no_such_file_or_directory) {
-            throw unknown;
+            throw StoreError(StoreFailure::unknownCard, unknown);
         }
         throw;
     }
