@@ -4,5 +4,9 @@ set(TAVRIK_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined
 if(TAVRIK_SANITIZE)
     add_compile_options(-fsanitize=${TAVRIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
         -O1 -g1)
+    # The leak checker crashes over thread-local data that are made on demand.
+    if(TAVRIK_SANITIZE MATCHES address)
+        add_compile_options(-ftls-model=initial-exec)
+    endif()
     add_link_options(-fsanitize=${TAVRIK_SANITIZE})
 endif()

@@ -12,7 +12,7 @@ std::mutex*& Current()
     return mutex;
 }
 
-[[gnu::tls_model("initial-exec")]] thread_local bool passesMutex = false;
+thread_local bool passesMutex = false;
 
 packed::CK_RV Create(packed::CK_VOID_PTR_PTR mutex)
 {

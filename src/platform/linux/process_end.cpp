@@ -12,8 +12,7 @@ namespace {
 
 constexpr std::chrono::seconds longestWait{2};
 
-// In the static block of each thread: the leak checker crashes over blocks that are made on demand.
-[[gnu::tls_model("initial-exec")]] thread_local int depthOfWork = 0;
+thread_local int depthOfWork = 0;
 
 // Never destroyed: threads come here while the process ends.
 struct Works
@@ -74,7 +73,7 @@ struct EndOfProcess
 
 } // namespace
 
-WorkBeforeEnd::WorkBeforeEnd()
+void BeginWorkBeforeEnd()
 {
     if (depthOfWork == 0) {
         Enter();
@@ -82,7 +81,7 @@ WorkBeforeEnd::WorkBeforeEnd()
     ++depthOfWork;
 }
 
-WorkBeforeEnd::~WorkBeforeEnd()
+void FinishWorkBeforeEnd()
 {
     --depthOfWork;
     if (depthOfWork == 0) {
@@ -90,14 +89,16 @@ WorkBeforeEnd::~WorkBeforeEnd()
     }
 }
 
-PauseOfWork::PauseOfWork() : depth(std::exchange(depthOfWork, 0))
+int PauseWorkBeforeEnd()
 {
+    const int depth = std::exchange(depthOfWork, 0);
     if (depth > 0) {
         Leave();
     }
+    return depth;
 }
 
-PauseOfWork::~PauseOfWork()
+void ResumeWorkBeforeEnd(int depth)
 {
     if (depth > 0) {
         Enter();
