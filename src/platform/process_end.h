@@ -2,13 +2,20 @@
 // memory that Botan shares among its users, must not be taken away under them.
 #pragma once
 
+// What the classes below call. The pause answers how many pieces of work the thread has begun and not finished,
+// which is what it resumes with.
+void BeginWorkBeforeEnd();
+void FinishWorkBeforeEnd();
+int PauseWorkBeforeEnd();
+void ResumeWorkBeforeEnd(int depth);
+
 // A thread's work that needs what ends with the process. They nest. Once the end has begun, a thread that
 // begins one stays where it is, and the process ends without it.
 class WorkBeforeEnd
 {
 public:
-    WorkBeforeEnd();
-    ~WorkBeforeEnd();
+    WorkBeforeEnd() { BeginWorkBeforeEnd(); }
+    ~WorkBeforeEnd() { FinishWorkBeforeEnd(); }
     WorkBeforeEnd(const WorkBeforeEnd&) = delete;
     WorkBeforeEnd& operator=(const WorkBeforeEnd&) = delete;
 };
@@ -18,8 +25,8 @@ public:
 class PauseOfWork
 {
 public:
-    PauseOfWork();
-    ~PauseOfWork();
+    PauseOfWork() : depth(PauseWorkBeforeEnd()) {}
+    ~PauseOfWork() { ResumeWorkBeforeEnd(depth); }
     PauseOfWork(const PauseOfWork&) = delete;
     PauseOfWork& operator=(const PauseOfWork&) = delete;
 

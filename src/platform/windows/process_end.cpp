@@ -2,16 +2,16 @@
 // for.
 #include "platform/process_end.h"
 
-WorkBeforeEnd::WorkBeforeEnd() = default;
+void BeginWorkBeforeEnd() {}
 
-WorkBeforeEnd::~WorkBeforeEnd() = default;
+void FinishWorkBeforeEnd() {}
 
-PauseOfWork::PauseOfWork() : depth(0)
+int PauseWorkBeforeEnd()
 {
-    static_cast<void>(depth);
+    return 0;
 }
 
-PauseOfWork::~PauseOfWork() = default;
+void ResumeWorkBeforeEnd(int /*depth*/) {}
 
 void WaitForWorkAtProcessEnd() {}
 
