@@ -41,8 +41,9 @@ protected:
 
 TEST_F(CallingThreadKeyTest, SignsAsBotansOwnKeyDoes)
 {
-    for (const auto& [p, q] :
-         {std::pair(512, 512), std::pair(517, 510), std::pair(384, 640), std::pair(640, 384)}) {
+    const std::vector<std::pair<std::size_t, std::size_t>> bits{
+        {512, 512}, {517, 510}, {384, 640}, {640, 384}};
+    for (const auto& [p, q] : bits) {
         const Botan::RSA_PrivateKey key = KeyOf(p, q);
         EXPECT_EQ(Sign(CallingThreadKey(key), "EMSA3(SHA-256)"), Sign(key, "EMSA3(SHA-256)"))
             << p << " " << q;

@@ -1,10 +1,13 @@
 // The front with the software card: what it leaves to other programs, and what the card does by itself.
 #include "front_test.h"
 
-#include <cstdlib>
-#include <string>
+#include "program.h"
 
-#include <sys/wait.h>
+#include <cstdlib>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace FrontTests {
 namespace {
@@ -26,7 +29,10 @@ protected:
 
     static int ExitCodeOfTool(const std::string& arguments)
     {
-        return WEXITSTATUS(std::system(("'" CARD_TOOL "' " + arguments + " >/dev/null 2>&1").c_str()));
+        std::istringstream words("card-tool " + arguments);
+        std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
+        all.front() = CARD_TOOL;
+        return softcard::test::RunProgram(all).exitCode;
     }
 
     // For another program that needs the card for itself. The PIN plays no part in these tests.

@@ -7,9 +7,9 @@
 #include "native/cryptoki.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -118,7 +118,7 @@ int main(int argc, char** argv)
         Run({argv + 1, argv + argc});
         return 0;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
+        std::cerr << error.what() << '\n';
         return 1;
     }
 }

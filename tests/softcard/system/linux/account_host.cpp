@@ -36,9 +36,11 @@ void Tell(const char* what, const std::filesystem::path& path)
 
 } // namespace
 
-// In the place of the system's, for the library too.
-extern "C" int getpwuid_r(uid_t user, struct passwd* account, char* buffer, size_t size,
-                          struct passwd** found)
+// In the place of the system's getpwuid_r, for the library too.
+extern "C" int TellAccount(uid_t user, passwd* account, char* buffer, size_t size, passwd** found)
+    __asm__("getpwuid_r");
+
+int TellAccount(uid_t user, passwd* account, char* buffer, size_t size, passwd** found)
 {
     *found = nullptr;
     if (user != geteuid() || size <= homeOfAccount.size()) {

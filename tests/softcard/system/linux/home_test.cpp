@@ -62,7 +62,7 @@ protected:
         if (geteuid() != 0) {
             return "/";
         }
-        const fs::path folder = Below("another");
+        fs::path folder = Below("another");
         fs::create_directory(folder);
         EXPECT_EQ(chown(folder.c_str(), 65534, 65534), 0);
         fs::permissions(folder, fs::perms(0777));
