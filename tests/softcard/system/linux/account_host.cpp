@@ -37,8 +37,8 @@ void Tell(const char* what, const std::filesystem::path& path)
 } // namespace
 
 // In the place of the system's getpwuid_r, for the library too.
-extern "C" int TellAccount(uid_t user, passwd* account, char* buffer, size_t size, passwd** found)
-    __asm__("getpwuid_r");
+extern "C" int TellAccount(uid_t user, passwd* account, char* buffer, size_t size,
+                           passwd** found) __asm__("getpwuid_r");
 
 int TellAccount(uid_t user, passwd* account, char* buffer, size_t size, passwd** found)
 {
