@@ -1,9 +1,9 @@
 // How long the paths take that every call of an application goes through.
-#include "cache/attribute_template.h"
-#include "cache/internal_cache.h"
-#include "crypto/asn1_object.h"
-#include "log/logger.h"
-#include "operations/verify_manager.h"
+#include "src/crypto/asn1_object.h"
+#include "src/log/logger.h"
+#include "src/objects/attribute_template.h"
+#include "src/operations/verify_manager.h"
+#include "src/store/internal_cache.h"
 #include "tavrik/rsa.h"
 
 #include <benchmark/benchmark.h>

@@ -1,6 +1,6 @@
 # tavrik_read_function_names(variable): the Cryptoki function names, in order, out of the one list.
 function(tavrik_read_function_names variable)
-    set(list_file "${PROJECT_SOURCE_DIR}/src/pkcs11/functions.inc")
+    set(list_file "${PROJECT_SOURCE_DIR}/include/tavrik/functions.inc")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list_file}")
     file(STRINGS "${list_file}" entries REGEX "^CRYPTOKI_(WORKS|REFUSES)\\(")
     list(TRANSFORM entries REPLACE "^CRYPTOKI_[A-Z]+\\((C_[A-Za-z]+),.*$" "\\1")

@@ -1,4 +1,4 @@
-#include "card_watch.h"
+#include "examples/card_watch.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "digest_info.h"
+#include "examples/digest_info.h"
 
 #include <botan/hash.h>
 #include <botan/hash_id.h>

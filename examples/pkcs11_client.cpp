@@ -1,4 +1,4 @@
-#include "pkcs11_client.h"
+#include "examples/pkcs11_client.h"
 
 #include <dlfcn.h>
 

@@ -2,7 +2,7 @@
 // signatures.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,7 +1,7 @@
 // What is the same for the files of every system.
-#include "system/files.h"
+#include "softcard/system/files.h"
 
-#include "system/file_steps.h"
+#include "softcard/system/file_steps.h"
 
 #include <utility>
 

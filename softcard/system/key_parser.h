@@ -1,7 +1,7 @@
 // The forms that others keep keys and certificates in.
 #pragma once
 
-#include "key_import.h"
+#include "tools/tavrik-card/key_import.h"
 
 #include <functional>
 #include <string>

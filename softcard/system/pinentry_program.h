@@ -1,8 +1,8 @@
 // Asking a person for a code.
 #pragma once
 
-#include "assuan_client.h"
-#include "secret.h"
+#include "softcard/card/secret.h"
+#include "softcard/cardapi/assuan_client.h"
 
 #include <filesystem>
 #include <optional>

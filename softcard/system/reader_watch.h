@@ -1,7 +1,7 @@
 // Waiting for a change in the readers.
 #pragma once
 
-#include "directories.h"
+#include "softcard/card/directories.h"
 
 #include <chrono>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "standard_directories.h"
+#include "softcard/card/standard_directories.h"
 
 namespace softcard {
 

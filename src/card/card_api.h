@@ -71,5 +71,5 @@ static_assert(sizeof(VerifyResult) == 48);
 
 extern "C" {
 #define CARD_FUNCTION(type, name, parameters, arguments, fault) type CardAPI_##name parameters;
-#include "card/functions.inc"
+#include "src/card/functions.inc"
 }

@@ -1,11 +1,11 @@
 // The one place that knows how the card-access library is reached. Its functions stand here under their own
 // names; each loads the library when it is the first, is resolved at its own first call, and then goes
 // straight through.
-#include "card/card_api.h"
-#include "card/card_hash.h"
-#include "log/logger.h"
-#include "platform/platform.h"
-#include "platform/process_end.h"
+#include "src/card/card_api.h"
+#include "src/card/card_hash.h"
+#include "src/log/logger.h"
+#include "src/platform/platform.h"
+#include "src/platform/process_end.h"
 
 #include <bit>
 #include <new>
@@ -72,7 +72,7 @@ auto Bound(const char* name)
     {                                                                                                        \
         return Bound<&CardAPI_##name>("CardAPI_" #name) arguments;                                           \
     }
-#include "card/functions.inc"
+#include "src/card/functions.inc"
 // NOLINTEND(bugprone-macro-parentheses)
 
 namespace Zelmo::Crypto {

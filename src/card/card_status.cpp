@@ -1,4 +1,4 @@
-#include "card/card_status.h"
+#include "src/card/card_status.h"
 
 const char* CardStatusName(CardStatus status)
 {
@@ -6,7 +6,7 @@ const char* CardStatusName(CardStatus status)
 #define CARD_STATUS(name, number)                                                                            \
     case name:                                                                                               \
         return #name;
-#include "card/statuses.inc"
+#include "src/card/statuses.inc"
     default:
         return "";
     }
@@ -18,6 +18,6 @@ std::optional<CardStatus> CardStatusNamed(std::string_view name)
     if (name == #status) {                                                                                   \
         return status;                                                                                       \
     }
-#include "card/statuses.inc"
+#include "src/card/statuses.inc"
     return std::nullopt;
 }

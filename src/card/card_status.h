@@ -1,13 +1,13 @@
 // The statuses of the card-access library.
 #pragma once
 
-#include "card/card_api.h"
+#include "src/card/card_api.h"
 
 #include <optional>
 #include <string_view>
 
 #define CARD_STATUS(name, number) inline constexpr CardStatus name = number;
-#include "card/statuses.inc"
+#include "src/card/statuses.inc"
 
 // States of a code in VerifyResult.status that callers tell apart.
 inline constexpr uint32_t bokNotInitialised = 1;

@@ -1,4 +1,4 @@
-#include "crypto/asn1_object.h"
+#include "src/crypto/asn1_object.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "crypto/byte_conversion.h"
+#include "src/crypto/byte_conversion.h"
 
 std::vector<uint8_t> ToVector(const HexBinary* bytes)
 {

@@ -1,4 +1,4 @@
-#include "crypto/calling_thread_key.h"
+#include "src/crypto/calling_thread_key.h"
 
 #include <botan/blinding.h>
 #include <botan/eme.h>

@@ -1,4 +1,4 @@
-#include "crypto/certificate_accessor.h"
+#include "src/crypto/certificate_accessor.h"
 
 #include <botan/data_src.h>
 #include <botan/x509_dn.h>

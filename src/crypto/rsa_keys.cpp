@@ -1,5 +1,5 @@
-#include "crypto/byte_conversion.h"
-#include "crypto/with_generator.h"
+#include "src/crypto/byte_conversion.h"
+#include "src/crypto/with_generator.h"
 #include "tavrik/rsa.h"
 
 #include <botan/rsa.h>

@@ -1,6 +1,6 @@
-#include "crypto/byte_conversion.h"
-#include "crypto/calling_thread_key.h"
-#include "crypto/with_generator.h"
+#include "src/crypto/byte_conversion.h"
+#include "src/crypto/calling_thread_key.h"
+#include "src/crypto/with_generator.h"
 #include "tavrik/rsa.h"
 
 #include <botan/pubkey.h>

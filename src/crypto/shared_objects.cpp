@@ -1,6 +1,6 @@
-#include "crypto/shared_objects.h"
+#include "src/crypto/shared_objects.h"
 
-#include "platform/process_end.h"
+#include "src/platform/process_end.h"
 
 #include <botan/asn1_oid.h>
 #include <botan/auto_rng.h>

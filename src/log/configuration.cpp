@@ -1,7 +1,7 @@
-#include "log/configuration.h"
+#include "src/log/configuration.h"
 
-#include "platform/platform.h"
-#include "platform/regular_file.h"
+#include "src/platform/platform.h"
+#include "src/platform/regular_file.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,7 +1,7 @@
 // The configuration file, config.json.
 #pragma once
 
-#include "log/log_settings.h"
+#include "src/log/log_settings.h"
 
 #include <string>
 #include <vector>

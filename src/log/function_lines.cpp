@@ -1,7 +1,7 @@
-#include "log/function_lines.h"
+#include "src/log/function_lines.h"
 
-#include "log/cryptoki_names.h"
-#include "log/logger.h"
+#include "src/cryptoki/names.h"
+#include "src/log/logger.h"
 
 void LogEntering(const char* function)
 {

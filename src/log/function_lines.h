@@ -1,7 +1,7 @@
 // The two lines that frame a function in the log.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 
 // The entering line, at level Debug.
 void LogEntering(const char* function);

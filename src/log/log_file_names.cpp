@@ -1,4 +1,4 @@
-#include "log/log_file_names.h"
+#include "src/log/log_file_names.h"
 
 #include <algorithm>
 #include <limits>

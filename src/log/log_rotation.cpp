@@ -1,9 +1,9 @@
 // The log files: opening the current one, retiring it and thinning out the retired ones.
-#include "log/log_file_names.h"
-#include "log/logger.h"
-#include "log/session_header.h"
-#include "platform/platform.h"
-#include "platform/regular_file.h"
+#include "src/log/log_file_names.h"
+#include "src/log/logger.h"
+#include "src/log/session_header.h"
+#include "src/platform/platform.h"
+#include "src/platform/regular_file.h"
 
 #include <iomanip>
 #include <locale>

@@ -1,6 +1,6 @@
-#include "log/logger.h"
+#include "src/log/logger.h"
 
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <atomic>
 #include <cstdarg>

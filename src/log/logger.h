@@ -2,8 +2,8 @@
 // up to three sinks, the standard output, the debugger channel and the log file.
 #pragma once
 
-#include "log/log_settings.h"
-#include "platform/regular_file.h"
+#include "src/log/log_settings.h"
+#include "src/platform/regular_file.h"
 
 #include <cstddef>
 #include <cstdint>

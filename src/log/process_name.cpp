@@ -1,6 +1,6 @@
-#include "log/process_name.h"
+#include "src/log/process_name.h"
 
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 const std::u16string& GetProcessName()
 {

@@ -1,7 +1,7 @@
-#include "log/session_header.h"
+#include "src/log/session_header.h"
 
-#include "log/logger.h"
-#include "platform/platform.h"
+#include "src/log/logger.h"
+#include "src/platform/platform.h"
 
 #include <algorithm>
 #include <cstdio>

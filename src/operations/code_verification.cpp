@@ -1,7 +1,7 @@
-#include "operations/code_verification.h"
+#include "src/operations/code_verification.h"
 
-#include "card/card_status.h"
-#include "log/logger.h"
+#include "src/card/card_status.h"
+#include "src/log/logger.h"
 
 namespace {
 

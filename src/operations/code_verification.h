@@ -1,8 +1,8 @@
 // The verification of the card's two codes, and what its outcome means to the application.
 #pragma once
 
-#include "card/card_api.h"
-#include "pkcs11/cryptoki.h"
+#include "src/card/card_api.h"
+#include "tavrik/cryptoki.h"
 
 // A record as the card side wants it before a verification.
 VerifyResult MakeVerifyResult();

@@ -1,9 +1,9 @@
-#include "operations/decryption_manager.h"
+#include "src/operations/decryption_manager.h"
 
-#include "cache/internal_cache.h"
-#include "card/card_status.h"
-#include "log/function_lines.h"
-#include "log/logger.h"
+#include "src/card/card_status.h"
+#include "src/log/function_lines.h"
+#include "src/log/logger.h"
+#include "src/store/internal_cache.h"
 
 #include <algorithm>
 #include <vector>

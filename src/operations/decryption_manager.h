@@ -1,7 +1,7 @@
 // The decryption that a session has the card make, always with a key of the ordinary family.
 #pragma once
 
-#include "operations/rsa_operation.h"
+#include "src/operations/rsa_operation.h"
 #include "tavrik/hex_binary.h"
 
 #include <memory>

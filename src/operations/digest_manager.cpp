@@ -1,7 +1,7 @@
-#include "operations/digest_manager.h"
+#include "src/operations/digest_manager.h"
 
-#include "card/card_hash.h"
-#include "log/function_lines.h"
+#include "src/card/card_hash.h"
+#include "src/log/function_lines.h"
 
 #include <algorithm>
 #include <iterator>

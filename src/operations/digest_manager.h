@@ -1,7 +1,7 @@
 // The digest that a session makes, with the hash classes of the card-access library.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 #include "tavrik/hex_binary.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
-#include "operations/encryption_manager.h"
+#include "src/operations/encryption_manager.h"
 
-#include "log/function_lines.h"
-#include "operations/type2_padding.h"
+#include "src/log/function_lines.h"
+#include "src/operations/type2_padding.h"
 #include "tavrik/rsa.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
-#include "operations/find_object_manager.h"
+#include "src/operations/find_object_manager.h"
 
-#include "cache/internal_cache.h"
+#include "src/store/internal_cache.h"
 
 void FindObjectManager::Reset()
 {

@@ -1,8 +1,8 @@
 // The search for objects that a session runs.
 #pragma once
 
-#include "cache/pkcs_attribute.h"
-#include "pkcs11/cryptoki.h"
+#include "src/objects/pkcs_attribute.h"
+#include "tavrik/cryptoki.h"
 
 #include <vector>
 

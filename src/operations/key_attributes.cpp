@@ -1,4 +1,4 @@
-#include "operations/key_attributes.h"
+#include "src/operations/key_attributes.h"
 
 #include <algorithm>
 

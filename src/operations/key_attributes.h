@@ -1,7 +1,7 @@
 // Attributes of a key as the values that operations need.
 #pragma once
 
-#include "cache/pkcs_object.h"
+#include "src/objects/pkcs_object.h"
 
 #include <cstdint>
 #include <optional>

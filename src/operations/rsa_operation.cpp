@@ -1,9 +1,9 @@
-#include "operations/rsa_operation.h"
+#include "src/operations/rsa_operation.h"
 
-#include "cache/internal_cache.h"
-#include "log/function_lines.h"
-#include "log/logger.h"
-#include "operations/key_attributes.h"
+#include "src/log/function_lines.h"
+#include "src/log/logger.h"
+#include "src/operations/key_attributes.h"
+#include "src/store/internal_cache.h"
 
 CK_RV RsaOperation::Begin(const RsaOperationKind& kind, CK_SESSION_HANDLE session,
                           const CK_MECHANISM* requested, CK_OBJECT_HANDLE key)

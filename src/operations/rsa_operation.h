@@ -2,8 +2,8 @@
 // start of the operation through any number of calls.
 #pragma once
 
-#include "cache/pkcs_object.h"
-#include "pkcs11/cryptoki.h"
+#include "src/objects/pkcs_object.h"
+#include "tavrik/cryptoki.h"
 
 #include <memory>
 

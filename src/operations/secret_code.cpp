@@ -1,4 +1,4 @@
-#include "operations/secret_code.h"
+#include "src/operations/secret_code.h"
 
 #include <botan/mem_ops.h>
 

@@ -1,7 +1,7 @@
 // A login code or PIN on its way to the card.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 #include "tavrik/hex_binary.h"
 
 // Holds a zero-terminated copy of the code and wipes it at its end.

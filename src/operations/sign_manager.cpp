@@ -1,11 +1,11 @@
-#include "operations/sign_manager.h"
+#include "src/operations/sign_manager.h"
 
-#include "cache/session_records.h"
-#include "card/card_status.h"
-#include "crypto/asn1_object.h"
-#include "log/function_lines.h"
-#include "log/logger.h"
-#include "operations/key_attributes.h"
+#include "src/card/card_status.h"
+#include "src/crypto/asn1_object.h"
+#include "src/log/function_lines.h"
+#include "src/log/logger.h"
+#include "src/operations/key_attributes.h"
+#include "src/store/session_records.h"
 
 #include <algorithm>
 #include <string_view>

@@ -1,7 +1,7 @@
 // The signature that a session makes.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 #include "tavrik/hex_binary.h"
 
 #include <memory>

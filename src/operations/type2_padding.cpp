@@ -1,4 +1,4 @@
-#include "operations/type2_padding.h"
+#include "src/operations/type2_padding.h"
 
 #include <cstdlib>
 #include <ctime>

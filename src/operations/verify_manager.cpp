@@ -1,7 +1,7 @@
-#include "operations/verify_manager.h"
+#include "src/operations/verify_manager.h"
 
-#include "log/function_lines.h"
-#include "operations/key_attributes.h"
+#include "src/log/function_lines.h"
+#include "src/operations/key_attributes.h"
 
 #include <exception>
 #include <utility>

@@ -1,7 +1,7 @@
 // The check of signatures that a session makes, in software.
 #pragma once
 
-#include "operations/rsa_operation.h"
+#include "src/operations/rsa_operation.h"
 #include "tavrik/hex_binary.h"
 #include "tavrik/rsa.h"
 

@@ -1,7 +1,7 @@
 // Digests, in one step. They need no card, no login and no key.
-#include "cache/internal_cache.h"
-#include "pkcs11/entry_frame.h"
-#include "pkcs11/output.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/pkcs11/output.h"
+#include "src/store/internal_cache.h"
 
 // A mechanism that is no digest is not reported here: it shows at C_Digest.
 CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)

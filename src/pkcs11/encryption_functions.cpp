@@ -1,8 +1,8 @@
 // Encrypting for a public key in software, and decrypting on the card; each in one step. Their starts always
 // answer CKR_OK: what was wrong shows at the operation itself.
-#include "cache/internal_cache.h"
-#include "pkcs11/entry_frame.h"
-#include "pkcs11/output.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/pkcs11/output.h"
+#include "src/store/internal_cache.h"
 
 CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {

@@ -1,6 +1,6 @@
-#include "pkcs11/entry_frame.h"
+#include "src/pkcs11/entry_frame.h"
 
-#include "pkcs11/lifecycle.h"
+#include "src/pkcs11/lifecycle.h"
 
 EntryFrame::EntryFrame(const char* name) : function(name), result(CKR_OK)
 {

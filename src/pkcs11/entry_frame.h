@@ -2,11 +2,11 @@
 // argument tests, lock, leaving line.
 #pragma once
 
-#include "cache/internal_cache.h"
-#include "log/function_lines.h"
-#include "pkcs11/cryptoki.h"
-#include "pkcs11/library_lock.h"
-#include "platform/process_end.h"
+#include "src/log/function_lines.h"
+#include "src/pkcs11/library_lock.h"
+#include "src/platform/process_end.h"
+#include "src/store/internal_cache.h"
+#include "tavrik/cryptoki.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "pkcs11/function_list.h"
+#include "src/pkcs11/function_list.h"
 
 CK_FUNCTION_LIST& FunctionList()
 {
@@ -6,7 +6,7 @@ CK_FUNCTION_LIST& FunctionList()
         {2, 20},
 #define CRYPTOKI_WORKS(name, parameters) name,
 #define CRYPTOKI_REFUSES(name, parameters, answer) name,
-#include "pkcs11/functions.inc"
+#include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
     };

@@ -1,7 +1,7 @@
 // The table that C_GetFunctionList hands out.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 
 // Version 2.20 and the exported functions in their standard order.
 CK_FUNCTION_LIST& FunctionList();

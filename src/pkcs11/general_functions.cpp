@@ -1,11 +1,11 @@
 // The functions that start, end and describe the library. The first, the second and the last have a frame of
 // their own: they are the only ones that let no exception out.
-#include "cache/copy_blank_padded.h"
-#include "log/logger.h"
-#include "pkcs11/entry_frame.h"
-#include "pkcs11/function_list.h"
-#include "pkcs11/lifecycle.h"
-#include "pkcs11/product.h"
+#include "src/log/logger.h"
+#include "src/objects/copy_blank_padded.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/pkcs11/function_list.h"
+#include "src/pkcs11/lifecycle.h"
+#include "src/pkcs11/product.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "pkcs11/library_lock.h"
+#include "src/pkcs11/library_lock.h"
 
 #include <system_error>
 

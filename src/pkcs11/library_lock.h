@@ -1,7 +1,7 @@
 // The lock that the exported functions share.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 
 #include <atomic>
 #include <mutex>

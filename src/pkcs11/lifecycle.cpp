@@ -1,13 +1,13 @@
-#include "pkcs11/lifecycle.h"
+#include "src/pkcs11/lifecycle.h"
 
-#include "cache/internal_cache.h"
-#include "cache/monitoring_thread.h"
-#include "card/card_api.h"
-#include "crypto/shared_objects.h"
-#include "log/configuration.h"
-#include "log/logger.h"
-#include "log/process_name.h"
-#include "platform/platform.h"
+#include "src/card/card_api.h"
+#include "src/crypto/shared_objects.h"
+#include "src/log/configuration.h"
+#include "src/log/logger.h"
+#include "src/log/process_name.h"
+#include "src/platform/platform.h"
+#include "src/readers/monitoring_thread.h"
+#include "src/store/internal_cache.h"
 
 #include <algorithm>
 #include <array>

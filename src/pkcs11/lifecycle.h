@@ -1,7 +1,7 @@
 // The start and the end of the library, and what it learns when it is loaded.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,11 +1,11 @@
 // Login and logout. CKU_USER is the card's login code and counts for every session on the card;
 // CKU_CONTEXT_SPECIFIC is the signature PIN and counts for the next signature of one session.
-#include "cache/session_records.h"
-#include "cache/slot_loading.h"
-#include "log/logger.h"
-#include "operations/code_verification.h"
-#include "operations/secret_code.h"
-#include "pkcs11/entry_frame.h"
+#include "src/log/logger.h"
+#include "src/operations/code_verification.h"
+#include "src/operations/secret_code.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/readers/slot_loading.h"
+#include "src/store/session_records.h"
 
 #include <optional>
 

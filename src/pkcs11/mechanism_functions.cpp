@@ -1,7 +1,7 @@
 // The functions that tell what a slot can do. The list is made at the first demand from what the card says of
 // its key, and then kept. It tells less and more than the operations accept, and is meant to.
-#include "cache/session_records.h"
-#include "pkcs11/entry_frame.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/store/session_records.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 // The functions that show objects to the application. Nothing can be changed; the one object that can be made
 // is an RSA public key, for operations in software.
-#include "cache/internal_cache.h"
-#include "log/cryptoki_names.h"
-#include "log/logger.h"
-#include "operations/key_attributes.h"
-#include "pkcs11/entry_frame.h"
+#include "src/cryptoki/names.h"
+#include "src/log/logger.h"
+#include "src/operations/key_attributes.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/store/internal_cache.h"
 
 #include <algorithm>
 #include <vector>

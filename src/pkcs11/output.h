@@ -1,7 +1,7 @@
 // Handing a result to the caller.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 #include "tavrik/hex_binary.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // The functions that only ever refuse. Most are made from the list of functions; three test one argument
 // first.
-#include "pkcs11/entry_frame.h"
+#include "src/pkcs11/entry_frame.h"
 
 #define CRYPTOKI_WORKS(name, parameters)
 #define CRYPTOKI_REFUSES(name, parameters, answer)                                                           \
@@ -8,7 +8,7 @@
     {                                                                                                        \
         return EntryFrame(#name).Answer(answer);                                                             \
     }
-#include "pkcs11/functions.inc"
+#include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
 

@@ -1,9 +1,9 @@
 // The functions that open, close and describe sessions. A session holds its card: the card's transaction goes
 // on from the first session to the last.
-#include "cache/internal_cache.h"
-#include "log/cryptoki_names.h"
-#include "log/logger.h"
-#include "pkcs11/entry_frame.h"
+#include "src/cryptoki/names.h"
+#include "src/log/logger.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/store/internal_cache.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Signing, in one step. The card does the work; the qualified key asks for the signature PIN for each
 // signature.
-#include "cache/session_records.h"
-#include "log/logger.h"
-#include "operations/code_verification.h"
-#include "operations/key_attributes.h"
-#include "pkcs11/entry_frame.h"
-#include "pkcs11/output.h"
+#include "src/log/logger.h"
+#include "src/operations/code_verification.h"
+#include "src/operations/key_attributes.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/pkcs11/output.h"
+#include "src/store/session_records.h"
 
 namespace {
 

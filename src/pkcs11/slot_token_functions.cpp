@@ -1,8 +1,8 @@
 // The functions that tell which slots and tokens there are.
-#include "cache/copy_blank_padded.h"
-#include "cache/session_records.h"
-#include "log/logger.h"
-#include "pkcs11/entry_frame.h"
+#include "src/log/logger.h"
+#include "src/objects/copy_blank_padded.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/store/session_records.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // Checking signatures, in one step and in software.
-#include "cache/session_records.h"
-#include "pkcs11/entry_frame.h"
+#include "src/pkcs11/entry_frame.h"
+#include "src/store/session_records.h"
 
 CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {

@@ -1,5 +1,5 @@
 // Signatures that come close: blocks that a careless check would take for good ones.
-#include "crypto_helpers.h"
+#include "tests/blackbox/crypto_helpers.h"
 
 #include <ostream>
 

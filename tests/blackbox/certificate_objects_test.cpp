@@ -1,7 +1,7 @@
 // The objects that a login makes of the certificates and key records of a card.
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/log_capture.h"
+#include "tests/support/log_capture.h"
 
 #include <algorithm>
 

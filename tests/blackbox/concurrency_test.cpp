@@ -1,9 +1,9 @@
 // Several threads at once: what the lock does without the application's callbacks, and that nothing is lost
 // with them.
-#include "support/black_box_test.h"
-#include "support/function_calls.h"
-#include "support/mutex_callbacks.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/function_calls.h"
+#include "tests/support/mutex_callbacks.h"
+#include "tests/support/test_certificates.h"
 
 #include <array>
 #include <atomic>

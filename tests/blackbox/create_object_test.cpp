@@ -1,9 +1,9 @@
 // C_CreateObject: what a template must have, and the public key that comes of it.
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
 
 namespace BlackBox {
 namespace {

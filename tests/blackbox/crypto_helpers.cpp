@@ -1,4 +1,4 @@
-#include "crypto_helpers.h"
+#include "tests/blackbox/crypto_helpers.h"
 
 #include <botan/numthry.h>
 #include <botan/reducer.h>

@@ -1,7 +1,7 @@
 // What the tests of verifying, encrypting, decrypting and digests have in common.
 #pragma once
 
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
 #include <botan/rsa.h>
 

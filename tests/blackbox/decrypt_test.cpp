@@ -1,7 +1,7 @@
 // Decrypting with the card: what the card is handed, what comes back, and what stays active.
-#include "crypto_helpers.h"
+#include "tests/blackbox/crypto_helpers.h"
 
-#include "support/mutex_callbacks.h"
+#include "tests/support/mutex_callbacks.h"
 
 namespace BlackBox {
 namespace {

@@ -1,7 +1,7 @@
 // Digests: the mechanisms, the lengths, what stays active, and what the card-access library hashes.
-#include "crypto_helpers.h"
+#include "tests/blackbox/crypto_helpers.h"
 
-#include "support/mutex_callbacks.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <botan/hash.h>
 

@@ -1,7 +1,7 @@
 // Encrypting for a public key: the block, the lengths, and what stays active after which answer.
-#include "crypto_helpers.h"
+#include "tests/blackbox/crypto_helpers.h"
 
-#include "support/mutex_callbacks.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // What the library shows to the loader.
-#include "support/black_box_test.h"
-#include "support/function_calls.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/function_calls.h"
+#include "tests/support/system.h"
 
 #include <set>
 

@@ -1,7 +1,7 @@
 // The scripted card-access library itself, called as the library under test would call it.
-#include "support/black_box_test.h"
-#include "support/log_capture.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/test_certificates.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The start and the end of the library, the frame's tests, and the mutex callbacks of the application.
-#include "support/black_box_test.h"
-#include "support/function_calls.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/function_calls.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <array>
 #include <atomic>

@@ -1,5 +1,5 @@
 // Loads the library that is named and prints what it takes its host for.
-#include "support/system.h"
+#include "tests/support/system.h"
 
 #include <iostream>
 

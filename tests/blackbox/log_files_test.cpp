@@ -1,7 +1,7 @@
 // What the start of the library reads from config.json, and the log files that it then writes.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 #include <fstream>
 #include <thread>

@@ -5,9 +5,9 @@
 // starts the library of that folder with the directory as that of its files, calls C_GetInfo so many times
 // and ends the library. With "list" it takes the function list between its start and its calls; with "leave"
 // it doesn't end the library.
-#include "pkcs11/cryptoki.h"
-#include "scripted_card.h"
-#include "support/system.h"
+#include "tavrik/cryptoki.h"
+#include "tests/support/scripted_card/scripted_card.h"
+#include "tests/support/system.h"
 
 #include <filesystem>
 #include <iostream>

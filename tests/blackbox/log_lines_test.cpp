@@ -1,9 +1,9 @@
 // The form of the log lines, and which of them are let through.
-#include "support/black_box_test.h"
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
+#include "tests/support/test_certificates.h"
 
 #include <algorithm>
 #include <array>

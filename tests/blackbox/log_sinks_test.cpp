@@ -1,7 +1,7 @@
 // The console as a sink of the log, in a process of its own.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 namespace BlackBox {
 namespace {

@@ -1,7 +1,7 @@
 // The log lines of login and logout, which mark their steps.
-#include "support/black_box_test.h"
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
 
 #include <algorithm>
 

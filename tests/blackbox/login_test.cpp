@@ -1,8 +1,8 @@
 // Login and logout: which secret goes to the card, what its answer becomes, and what the library then
 // believes.
-#include "support/black_box_test.h"
-#include "support/mutex_callbacks.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/mutex_callbacks.h"
+#include "tests/support/test_certificates.h"
 
 #include <array>
 #include <cstring>

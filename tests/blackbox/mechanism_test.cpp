@@ -1,9 +1,9 @@
 // The mechanisms of a slot: the list, which is made once from what the card says of its key, and the details.
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
 
 namespace BlackBox {
 namespace {

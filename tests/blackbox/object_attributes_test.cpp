@@ -1,10 +1,10 @@
 // C_GetAttributeValue: its checks, its length protocol, and what each kind of object answers for each type.
 // C_GetObjectSize and C_SetAttributeValue, which only refuse, stand here too.
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <algorithm>
 #include <system_error>

@@ -1,7 +1,7 @@
 // The template of a search: what matches an object, and what the log tells of it.
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/log_capture.h"
+#include "tests/support/log_capture.h"
 
 namespace BlackBox {
 namespace {

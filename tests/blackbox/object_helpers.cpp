@@ -1,4 +1,4 @@
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
 #include <botan/auto_rng.h>
 #include <botan/pk_keys.h>

@@ -2,8 +2,8 @@
 // values, cards with chosen keys and certificates.
 #pragma once
 
-#include "support/black_box_test.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/test_certificates.h"
 
 #include <botan/asn1_time.h>
 #include <botan/bigint.h>

@@ -1,9 +1,9 @@
 // The three functions of a search: what they find, in which order, and what each leaves behind.
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <system_error>
 

@@ -1,8 +1,8 @@
 // Cards that come and go while the library runs.
-#include "support/black_box_test.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
+#include "tests/support/test_certificates.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,5 +1,5 @@
 // Whole signatures, checked with nothing but what the library shows of the card.
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hash.h>

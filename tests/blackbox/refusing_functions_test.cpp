@@ -1,10 +1,10 @@
 // The functions that only ever answer a fixed code.
-#include "support/black_box_test.h"
-#include "support/frame_lines.h"
-#include "support/function_calls.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/function_calls.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
+#include "tests/support/test_certificates.h"
 
 #include <array>
 #include <thread>

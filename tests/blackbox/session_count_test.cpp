@@ -1,5 +1,5 @@
 // The cost of a call does not depend on how many sessions are open.
-#include "support/black_box_test.h"
+#include "tests/support/black_box_test.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 // Sessions, and the card transaction that they hold between them.
-#include "support/black_box_test.h"
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <cstring>
 

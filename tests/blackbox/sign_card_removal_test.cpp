@@ -1,6 +1,6 @@
 // Cards that leave, or come, before and during a signature. The records that a running call holds live until
 // it is done with them, so the card session is closed once, and not before the call has come back.
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
 namespace BlackBox {
 namespace {

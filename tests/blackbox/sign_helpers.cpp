@@ -1,4 +1,4 @@
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
 #include <algorithm>
 #include <array>

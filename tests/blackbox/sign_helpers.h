@@ -1,10 +1,10 @@
 // What the tests of signatures have in common.
 #pragma once
 
-#include "object_helpers.h"
+#include "tests/blackbox/object_helpers.h"
 
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
 
 namespace BlackBox {
 

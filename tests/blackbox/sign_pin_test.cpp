@@ -1,5 +1,5 @@
 // The signature PIN: who is asked for it, what each answer of the keyboard leads to, and how long it counts.
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
 #include <cstring>
 #include <system_error>

@@ -1,7 +1,7 @@
 // When a signature can be started and made, and what stays active after each answer.
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
-#include "support/mutex_callbacks.h"
+#include "tests/support/mutex_callbacks.h"
 
 namespace BlackBox {
 namespace {

@@ -1,5 +1,5 @@
 // What a signature hands to the card and gives back: by key reference, slot, mechanism and kind of key.
-#include "sign_helpers.h"
+#include "tests/blackbox/sign_helpers.h"
 
 namespace BlackBox {
 namespace {

@@ -1,7 +1,7 @@
 // How readers and cards become slots, and certificates become objects.
-#include "support/black_box_test.h"
-#include "support/log_capture.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/test_certificates.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // Which slots and tokens an application is shown, and what it is told of them.
-#include "support/black_box_test.h"
-#include "support/frame_lines.h"
-#include "support/log_capture.h"
-#include "support/mutex_callbacks.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/frame_lines.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <array>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The one view of cards, slots, sessions and objects: its identifiers, and what goes with what.
-#include "support/black_box_test.h"
-#include "support/log_capture.h"
-#include "support/test_certificates.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/test_certificates.h"
 
 #include <algorithm>
 

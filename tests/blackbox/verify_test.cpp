@@ -1,7 +1,7 @@
 // Checking signatures: when it can be started, what it takes, what it answers and logs.
-#include "crypto_helpers.h"
+#include "tests/blackbox/crypto_helpers.h"
 
-#include "support/mutex_callbacks.h"
+#include "tests/support/mutex_callbacks.h"
 
 #include <botan/auto_rng.h>
 #include <botan/pubkey.h>

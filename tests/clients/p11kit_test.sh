@@ -6,7 +6,7 @@
 # As installed: the module file where p11-kit looks for them, and the front where it looks for modules. Both folders are
 # covered in a view of the file system that only this test has.
 mkdir files objects
-cp "$here/../../native/tavrik.module" files/
+cp "$here/../../front/tavrik.module" files/
 ln -s "$front" objects/tavrik-pkcs11.so
 as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)

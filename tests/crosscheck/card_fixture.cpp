@@ -1,6 +1,6 @@
-#include "card_fixture.h"
+#include "tests/crosscheck/card_fixture.h"
 
-#include "support/system.h"
+#include "tests/support/system.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,8 +1,8 @@
 // The library with a software card in its reader, and the openssl command beside it.
 #pragma once
 
-#include "pkcs11/cryptoki.h"
-#include "temporary_folder.h"
+#include "tavrik/cryptoki.h"
+#include "tests/support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 

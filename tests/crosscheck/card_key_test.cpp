@@ -1,6 +1,6 @@
 // The keys of the software card: what they sign is verified by openssl and by the library, and what either
 // encrypts for them is decrypted.
-#include "card_fixture.h"
+#include "tests/crosscheck/card_fixture.h"
 
 namespace CrossCheck {
 namespace {

@@ -1,6 +1,6 @@
 // The published example vectors of the five hashes: no bytes, three, one block and a bit, two blocks and a
 // bit, and a million.
-#include "card_fixture.h"
+#include "tests/crosscheck/card_fixture.h"
 
 #include <ostream>
 

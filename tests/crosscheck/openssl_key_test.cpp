@@ -1,6 +1,6 @@
 // Public keys of openssl's making in the library: what the private half in a file signs is verified here, and
 // what is encrypted here is decrypted there.
-#include "card_fixture.h"
+#include "tests/crosscheck/card_fixture.h"
 
 #include <ostream>
 

@@ -1,5 +1,5 @@
-#include "program.h"
-#include "temporary_folder.h"
+#include "tests/support/program.h"
+#include "tests/support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 

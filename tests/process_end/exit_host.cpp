@@ -7,7 +7,7 @@
 // exit() after one turn of the work, and so does the process after the child; or "handler", with which there
 // is no thread, and a handler of the host, which runs after those of the module, closes the session and ends
 // the module. Ends with 0; 3 when the work fails.
-#include "native/cryptoki.h"
+#include "front/abi/cryptoki.h"
 
 #include <atomic>
 #include <cstdio>
@@ -213,7 +213,7 @@ std::function<void()> WorkOf(void* module, const std::string& name)
 using LibraryClient =
     Client<packed::CK_FUNCTION_LIST, packed::CK_ULONG, packed::CK_MECHANISM, packed::CK_ATTRIBUTE>;
 using FrontClient =
-    Client<native::CK_FUNCTION_LIST, native::CK_ULONG, native::CK_MECHANISM, native::CK_ATTRIBUTE>;
+    Client<front::CK_FUNCTION_LIST, front::CK_ULONG, front::CK_MECHANISM, front::CK_ATTRIBUTE>;
 
 // The thread goes on until the process has ended. That the work fails is nothing any more once the end has
 // begun.

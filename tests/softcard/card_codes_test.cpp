@@ -1,9 +1,9 @@
 // The tool's commands for codes, seen by a program that uses the card meanwhile.
-#include "answers.h"
-#include "card_home.h"
-#include "code_record.h"
-#include "key_use.h"
-#include "system/files.h"
+#include "softcard/card/code_record.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
 
 #include <string>
 #include <vector>

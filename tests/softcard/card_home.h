@@ -1,8 +1,8 @@
 // A store of its own for each test, and what the tests do with cards.
 #pragma once
 
-#include "card_library.h"
-#include "program.h"
+#include "tests/softcard/card_library.h"
+#include "tests/support/program.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "card_library.h"
+#include "tests/softcard/card_library.h"
 
-#include "shared_library.h"
+#include "tests/softcard/shared_library.h"
 
 #include <stdexcept>
 

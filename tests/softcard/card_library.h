@@ -1,7 +1,7 @@
 // The card-access library as its user sees it: opened at run time, its functions found by name.
 #pragma once
 
-#include "card/card_api.h"
+#include "src/card/card_api.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "answers.h"
-#include "card_home.h"
-#include "code_record.h"
+#include "softcard/card/code_record.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include "answers.h"
-#include "card_home.h"
-#include "reader_events.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/reader_events.h"
 
 #include <atomic>
 #include <chrono>

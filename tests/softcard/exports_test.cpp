@@ -1,4 +1,4 @@
-#include "shared_library.h"
+#include "tests/softcard/shared_library.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Faults on order, seen by a program that uses the card meanwhile.
-#include "answers.h"
-#include "card_home.h"
-#include "fault.h"
-#include "operations.h"
+#include "softcard/card/fault.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/operations.h"
 
 #include <nlohmann/json.hpp>
 

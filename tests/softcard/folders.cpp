@@ -1,6 +1,6 @@
-#include "folders.h"
+#include "tests/softcard/folders.h"
 
-#include "card_library.h"
+#include "tests/softcard/card_library.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
-#include "card_library.h"
-#include "hash_classes.h"
+#include "softcard/cardapi/hash_classes.h"
+#include "tests/softcard/card_library.h"
 
 #include <botan/hex.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "key_use.h"
+#include "tests/softcard/key_use.h"
 
 #include <gtest/gtest.h>
 

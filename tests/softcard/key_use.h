@@ -1,7 +1,7 @@
 // What the keys and the certificates of a card are used for.
 #pragma once
 
-#include "card_library.h"
+#include "tests/softcard/card_library.h"
 
 #include <cstdint>
 #include <memory>

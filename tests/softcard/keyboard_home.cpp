@@ -1,7 +1,7 @@
-#include "keyboard_home.h"
+#include "tests/softcard/keyboard_home.h"
 
-#include "environment.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/environment.h"
 
 #include <chrono>
 #include <thread>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "card_home.h"
+#include "tests/softcard/card_home.h"
 
 #include <functional>
 #include <string>

@@ -1,6 +1,6 @@
-#include "answers.h"
-#include "environment.h"
-#include "keyboard_home.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/environment.h"
+#include "tests/softcard/keyboard_home.h"
 
 #include <chrono>
 

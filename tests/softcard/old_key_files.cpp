@@ -1,6 +1,6 @@
-#include "old_key_files.h"
+#include "tests/softcard/old_key_files.h"
 
-#include "system/files.h"
+#include "softcard/system/files.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hex.h>

@@ -1,7 +1,7 @@
 // Key files of the form that they had before.
 #pragma once
 
-#include "secret.h"
+#include "softcard/card/secret.h"
 
 #include <botan/rsa.h>
 

@@ -1,6 +1,6 @@
-#include "operations.h"
+#include "tests/softcard/operations.h"
 
-#include "card_home.h"
+#include "tests/softcard/card_home.h"
 
 #include <algorithm>
 #include <array>

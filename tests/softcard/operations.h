@@ -1,7 +1,7 @@
 // The operations on a card, each as a call with arguments that are right.
 #pragma once
 
-#include "card_library.h"
+#include "tests/softcard/card_library.h"
 
 #include <functional>
 #include <map>

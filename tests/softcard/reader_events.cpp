@@ -1,4 +1,4 @@
-#include "reader_events.h"
+#include "tests/softcard/reader_events.h"
 
 #include <gtest/gtest.h>
 

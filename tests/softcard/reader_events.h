@@ -1,7 +1,7 @@
 // What the library tells of readers, collected.
 #pragma once
 
-#include "card_library.h"
+#include "tests/softcard/card_library.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,5 +1,5 @@
-#include "answers.h"
-#include "card_home.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
 
 #include <array>
 #include <string>

@@ -1,7 +1,7 @@
 // Two processes on one card: the transaction of one keeps the other from codes and keys.
-#include "answers.h"
-#include "card_home.h"
-#include "key_use.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
 
 #include <nlohmann/json.hpp>
 

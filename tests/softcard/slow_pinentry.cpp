@@ -1,7 +1,7 @@
 // softcard_slow_pinentry: a pinentry that makes the file SLOW_PINENTRY_ASKED, and when somebody has made the
 // file SLOW_PINENTRY_GATE, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
-#include "system/assuan_server.h"
-#include "system/environment.h"
+#include "softcard/system/assuan_server.h"
+#include "softcard/system/environment.h"
 
 #include <chrono>
 #include <cstdlib>

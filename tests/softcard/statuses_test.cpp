@@ -1,11 +1,11 @@
 // Every status that the boundary knows, straight through its functions: by ordinary use here and in the other
 // tests, by a fault for what a card in good health never answers.
-#include "answers.h"
-#include "card_home.h"
-#include "environment.h"
-#include "fault.h"
-#include "operations.h"
-#include "reader_events.h"
+#include "softcard/card/fault.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
+#include "tests/softcard/operations.h"
+#include "tests/softcard/reader_events.h"
 
 #include <cstdlib>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "text.h"
+#include "softcard/card/text.h"
 
 #include <gtest/gtest.h>
 

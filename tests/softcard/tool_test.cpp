@@ -1,7 +1,7 @@
-#include "answers.h"
-#include "card_home.h"
-#include "environment.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
 
 #include <nlohmann/json.hpp>
 

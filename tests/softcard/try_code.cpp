@@ -2,7 +2,7 @@
 //   softcard_try_code bok|pin CODE   tries one code; the exit code is what the verification returned
 //   softcard_try_code hold FILE      starts a transaction, makes FILE, and waits to be killed
 // The exit code is 100 when there was no session, or no transaction.
-#include "card_library.h"
+#include "tests/softcard/card_library.h"
 
 #include <chrono>
 #include <exception>

@@ -4,7 +4,7 @@
 //     symbol_host [--global FILE]... library|front FILE
 //
 // The modules behind --global are loaded with RTLD_GLOBAL before the one that is looked at.
-#include "native/cryptoki.h"
+#include "front/abi/cryptoki.h"
 
 #include <array>
 #include <cstring>
@@ -61,7 +61,7 @@ void TryModule(const std::string& file, void* module)
 #define REQUIRE_OWN(name) RequireFrom(file, reinterpret_cast<const void*>(list->name), #name);
 #define CRYPTOKI_WORKS(name, parameters) REQUIRE_OWN(name)
 #define CRYPTOKI_REFUSES(name, parameters, answer) REQUIRE_OWN(name)
-#include "pkcs11/functions.inc"
+#include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
 #undef REQUIRE_OWN
@@ -98,7 +98,7 @@ void Run(const std::vector<std::string>& arguments)
     const std::string& file = arguments[next + 1];
     void* const module = Load(file, RTLD_LOCAL);
     if (arguments[next] == "front") {
-        TryModule<native::CK_FUNCTION_LIST, native::CK_ULONG, native::CK_RV>(file, module);
+        TryModule<front::CK_FUNCTION_LIST, front::CK_ULONG, front::CK_RV>(file, module);
     } else {
         TryModule<packed::CK_FUNCTION_LIST, packed::CK_ULONG, packed::CK_RV>(file, module);
         TryClasses(file, module);
@@ -112,8 +112,8 @@ int main(int argc, char** argv)
     try {
 #ifdef LINKED_FRONT
         // Names the front so that the linker keeps it.
-        native::CK_FUNCTION_LIST_PTR list = nullptr;
-        Require(native::C_GetFunctionList(&list) == CKR_OK, "the linked front has no function list");
+        front::CK_FUNCTION_LIST_PTR list = nullptr;
+        Require(front::C_GetFunctionList(&list) == CKR_OK, "the linked front has no function list");
 #endif
         Run({argv + 1, argv + argc});
         return 0;

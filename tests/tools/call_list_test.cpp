@@ -1,5 +1,5 @@
-#include "call_list.h"
-#include "test_log.h"
+#include "tests/tools/test_log.h"
+#include "tools/tavrik-log/call_list.h"
 
 #include <gtest/gtest.h>
 

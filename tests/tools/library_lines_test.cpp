@@ -1,11 +1,11 @@
 // The reader understands what the library really writes: lines of its Logger, of the frame and of the session
 // header.
-#include "call_list.h"
-#include "log/function_lines.h"
-#include "log/log_capture.h"
-#include "log/logger.h"
-#include "log_line.h"
-#include "test_log.h"
+#include "src/log/function_lines.h"
+#include "src/log/logger.h"
+#include "tests/tools/test_log.h"
+#include "tests/unit/log/log_capture.h"
+#include "tools/tavrik-log/call_list.h"
+#include "tools/tavrik-log/log_line.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "line_filter.h"
-#include "test_log.h"
+#include "tests/tools/test_log.h"
+#include "tools/tavrik-log/line_filter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "log_folder.h"
-#include "standard_directories.h"
-#include "test_log.h"
+#include "softcard/card/standard_directories.h"
+#include "tests/tools/test_log.h"
+#include "tools/tavrik-log/log_folder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "log_line.h"
-#include "log_source.h"
-#include "test_log.h"
+#include "tests/tools/test_log.h"
+#include "tools/tavrik-log/log_line.h"
+#include "tools/tavrik-log/log_source.h"
 
 #include <gtest/gtest.h>
 

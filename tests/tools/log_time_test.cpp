@@ -1,4 +1,4 @@
-#include "log_time.h"
+#include "tools/tavrik-log/log_time.h"
 
 #include <gtest/gtest.h>
 

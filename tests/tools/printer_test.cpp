@@ -1,5 +1,5 @@
-#include "printer.h"
-#include "test_log.h"
+#include "tests/tools/test_log.h"
+#include "tools/tavrik-log/printer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The program as a whole, from its command line.
-#include "run_tool.h"
-#include "test_log.h"
+#include "tests/tools/run_tool.h"
+#include "tests/tools/test_log.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "run_tool.h"
+#include "tests/tools/run_tool.h"
 
-#include "blackbox/support/command_pipe.h"
+#include "tests/support/command_pipe.h"
 
 #include <poll.h>
 #include <pty.h>

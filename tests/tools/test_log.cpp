@@ -1,4 +1,4 @@
-#include "test_log.h"
+#include "tests/tools/test_log.h"
 
 #include <fstream>
 

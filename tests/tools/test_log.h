@@ -1,8 +1,8 @@
 // Log files for the tests of the log reader.
 #pragma once
 
-#include "log_line.h"
-#include "temporary_folder.h"
+#include "tests/support/temporary_folder.h"
+#include "tools/tavrik-log/log_line.h"
 
 #include <filesystem>
 #include <string>

@@ -1,4 +1,4 @@
-#include "utf8.h"
+#include "tools/tavrik-log/utf8.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
  * then: as it should, or by FreeLibrary alone, or by ending. Says each step on the standard output. The exit
  * code is 0 when all of them worked.
  */
-#include "pkcs11/cryptoki.h"
+#include "tavrik/cryptoki.h"
 
 #include <stdint.h>
 #include <stdio.h>

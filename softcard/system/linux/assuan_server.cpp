@@ -1,6 +1,6 @@
-#include "system/assuan_server.h"
+#include "softcard/system/assuan_server.h"
 
-#include "assuan_text.h"
+#include "softcard/cardapi/assuan_text.h"
 
 #include <assuan.h>
 #include <gpg-error.h>

@@ -1,6 +1,6 @@
-#include "system/card_link.h"
+#include "softcard/system/card_link.h"
 
-#include "system/linux/link_file.h"
+#include "softcard/system/linux/link_file.h"
 
 #include <system_error>
 

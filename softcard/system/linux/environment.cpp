@@ -1,4 +1,4 @@
-#include "system/environment.h"
+#include "softcard/system/environment.h"
 
 #include <cstdlib>
 

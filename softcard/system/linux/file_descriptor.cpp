@@ -1,4 +1,4 @@
-#include "system/linux/file_descriptor.h"
+#include "softcard/system/linux/file_descriptor.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
-#include "system/files.h"
+#include "softcard/system/files.h"
 
-#include "system/file_steps.h"
-#include "system/linux/file_descriptor.h"
-#include "system/linux/link_file.h"
+#include "softcard/system/file_steps.h"
+#include "softcard/system/linux/file_descriptor.h"
+#include "softcard/system/linux/link_file.h"
 
 #include <array>
 #include <cerrno>

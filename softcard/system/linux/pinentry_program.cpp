@@ -1,8 +1,8 @@
 // Any pinentry program, spoken to through pipes.
-#include "system/pinentry_program.h"
+#include "softcard/system/pinentry_program.h"
 
-#include "system/environment.h"
-#include "system/linux/file_descriptor.h"
+#include "softcard/system/environment.h"
+#include "softcard/system/linux/file_descriptor.h"
 
 #include <algorithm>
 #include <array>

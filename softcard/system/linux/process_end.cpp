@@ -1,4 +1,4 @@
-#include "system/process_end.h"
+#include "softcard/system/process_end.h"
 
 namespace softcard {
 

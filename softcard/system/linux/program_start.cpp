@@ -1,4 +1,4 @@
-#include "system/program_start.h"
+#include "softcard/system/program_start.h"
 
 #include <botan/mem_ops.h>
 

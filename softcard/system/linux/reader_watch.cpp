@@ -1,7 +1,7 @@
-#include "system/reader_watch.h"
+#include "softcard/system/reader_watch.h"
 
-#include "reader_directory.h"
-#include "system/linux/file_descriptor.h"
+#include "softcard/card/reader_directory.h"
+#include "softcard/system/linux/file_descriptor.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "system/terminal.h"
+#include "softcard/system/terminal.h"
 
 #include <array>
 #include <cerrno>

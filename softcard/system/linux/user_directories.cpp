@@ -1,8 +1,8 @@
-#include "system/user_directories.h"
+#include "softcard/system/user_directories.h"
 
-#include "store_error.h"
-#include "system/environment.h"
-#include "system/files.h"
+#include "softcard/card/store_error.h"
+#include "softcard/system/environment.h"
+#include "softcard/system/files.h"
 
 #include <array>
 #include <cerrno>

@@ -1,9 +1,9 @@
 // A file that names the card's folder: making a symbolic link takes a privilege.
-#include "system/card_link.h"
+#include "softcard/system/card_link.h"
 
-#include "system/files.h"
-#include "system/windows/handle.h"
-#include "text.h"
+#include "softcard/card/text.h"
+#include "softcard/system/files.h"
+#include "softcard/system/windows/handle.h"
 
 #include <algorithm>
 #include <system_error>

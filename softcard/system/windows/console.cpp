@@ -1,4 +1,4 @@
-#include "system/windows/console.h"
+#include "softcard/system/windows/console.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "secret.h"
+#include "softcard/card/secret.h"
 
 #include <optional>
 

@@ -1,12 +1,12 @@
 // Folders and files inherit who may open them from the folder that they are made in. A file that another
 // program has open can't be replaced, removed or, as that program likes it, read; such programs are waited
 // for a little.
-#include "system/files.h"
+#include "softcard/system/files.h"
 
-#include "system/file_steps.h"
-#include "system/windows/handle.h"
-#include "system/windows/last_error.h"
-#include "text.h"
+#include "softcard/card/text.h"
+#include "softcard/system/file_steps.h"
+#include "softcard/system/windows/handle.h"
+#include "softcard/system/windows/last_error.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include "system/windows/last_error.h"
+#include "softcard/system/windows/last_error.h"
 
-#include "text.h"
+#include "softcard/card/text.h"
 
 #include <system_error>
 

@@ -1,4 +1,4 @@
-#include "system/windows/line_channel.h"
+#include "softcard/system/windows/line_channel.h"
 
 #include <thread>
 

@@ -1,8 +1,8 @@
 // Lines of text over pipes, as the Assuan protocol has them.
 #pragma once
 
-#include "assuan_client.h"
-#include "secret.h"
+#include "softcard/card/secret.h"
+#include "softcard/cardapi/assuan_client.h"
 
 #include <optional>
 #include <string_view>

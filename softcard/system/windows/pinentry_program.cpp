@@ -1,10 +1,10 @@
 // A program that speaks Assuan through pipes, or the host's console.
-#include "system/pinentry_program.h"
+#include "softcard/system/pinentry_program.h"
 
-#include "system/environment.h"
-#include "system/windows/console.h"
-#include "system/windows/piped_program.h"
-#include "text.h"
+#include "softcard/card/text.h"
+#include "softcard/system/environment.h"
+#include "softcard/system/windows/console.h"
+#include "softcard/system/windows/piped_program.h"
 
 #include <string>
 

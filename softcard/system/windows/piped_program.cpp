@@ -1,4 +1,4 @@
-#include "system/windows/piped_program.h"
+#include "softcard/system/windows/piped_program.h"
 
 #include <array>
 #include <memory>

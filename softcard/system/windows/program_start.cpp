@@ -1,6 +1,6 @@
-#include "system/program_start.h"
+#include "softcard/system/program_start.h"
 
-#include "text.h"
+#include "softcard/card/text.h"
 
 #include <cstdio>
 #include <memory>

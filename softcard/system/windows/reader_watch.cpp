@@ -1,6 +1,6 @@
-#include "system/reader_watch.h"
+#include "softcard/system/reader_watch.h"
 
-#include "system/windows/handle.h"
+#include "softcard/system/windows/handle.h"
 
 #include <algorithm>
 #include <array>

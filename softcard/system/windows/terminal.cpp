@@ -1,6 +1,6 @@
-#include "system/terminal.h"
+#include "softcard/system/terminal.h"
 
-#include "system/windows/console.h"
+#include "softcard/system/windows/console.h"
 
 #include <iostream>
 

@@ -7,7 +7,7 @@
 // Between clone and exec there are system calls only, since other threads of the host may have held any lock
 // at that moment. What the command has not written within its second is lost, and a command that is still
 // running then is ended.
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>

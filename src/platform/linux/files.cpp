@@ -1,5 +1,5 @@
 // Paths, and folders with their entries.
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <fcntl.h>
 

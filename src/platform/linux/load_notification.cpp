@@ -1,4 +1,4 @@
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 namespace {
 

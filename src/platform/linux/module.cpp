@@ -1,5 +1,5 @@
 // The library as a file in a process: where it lies, what it loads, who hosts it.
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <dlfcn.h>
 #include <link.h>

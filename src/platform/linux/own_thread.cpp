@@ -1,4 +1,4 @@
-#include "platform/own_thread.h"
+#include "src/platform/own_thread.h"
 
 #include <thread>
 #include <utility>

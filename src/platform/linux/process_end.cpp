@@ -1,4 +1,4 @@
-#include "platform/process_end.h"
+#include "src/platform/process_end.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,5 +1,5 @@
 // Clocks, identifiers and the debugger channel.
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <charconv>
 #include <cstring>

@@ -1,5 +1,5 @@
 // Runs a command without a window of its own, with a pipe for all that it writes.
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // Paths, and folders with their entries.
-#include "platform/platform.h"
-#include "platform/windows/system_text.h"
+#include "src/platform/platform.h"
+#include "src/platform/windows/system_text.h"
 
 #include <windows.h>
 

@@ -1,5 +1,5 @@
-#include "platform/platform.h"
-#include "platform/windows/unloading.h"
+#include "src/platform/platform.h"
+#include "src/platform/windows/unloading.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // The library as a file in a process: where it lies, what it loads, who hosts it.
-#include "platform/platform.h"
-#include "platform/windows/system_text.h"
+#include "src/platform/platform.h"
+#include "src/platform/windows/system_text.h"
 
 #include <windows.h>
 

@@ -2,8 +2,8 @@
 // last steps, so one that is waited for inside the unload notification neither begins nor ends. So each
 // thread has begun when it is handed out, stops before its last steps, says that it has done its work, and
 // goes on only when told to; inside the notification it is ended where it stands, with no lock in its hands.
-#include "platform/own_thread.h"
-#include "platform/windows/unloading.h"
+#include "src/platform/own_thread.h"
+#include "src/platform/windows/unloading.h"
 
 #include <windows.h>
 

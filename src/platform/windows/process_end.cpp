@@ -1,6 +1,6 @@
 // Windows has ended all other threads before it tells a library of the end of its process, so none is waited
 // for.
-#include "platform/process_end.h"
+#include "src/platform/process_end.h"
 
 void BeginWorkBeforeEnd() {}
 

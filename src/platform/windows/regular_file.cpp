@@ -1,4 +1,4 @@
-#include "platform/regular_file.h"
+#include "src/platform/regular_file.h"
 
 #include <windows.h>
 

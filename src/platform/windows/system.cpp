@@ -1,5 +1,5 @@
 // Clocks, identifiers, the debugger channel and the system's version.
-#include "platform/platform.h"
+#include "src/platform/platform.h"
 
 #include <windows.h>
 

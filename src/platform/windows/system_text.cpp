@@ -1,4 +1,4 @@
-#include "platform/windows/system_text.h"
+#include "src/platform/windows/system_text.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // Runs the tests as any program of GoogleTest does; or, with --in-host-locale, each in a child process of its
 // own, in a host that has set locales of its own. ctest makes a process for each test itself, but the making
 // of so many would take far longer than the tests.
-#include "support/system.h"
+#include "tests/support/system.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The library in a host that has another card-access library.
-#include "support/black_box_test.h"
-#include "support/loaded_library.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/loaded_library.h"
+#include "tests/support/system.h"
 
 #include <dlfcn.h>
 

@@ -1,8 +1,8 @@
 // The library leaves with a forked child of its process, whose parent goes on.
-#include "support/black_box_test.h"
-#include "support/linux/child_process.h"
-#include "support/loaded_library.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/linux/child_process.h"
+#include "tests/support/loaded_library.h"
+#include "tests/support/system.h"
 
 #include <sys/mman.h>
 

@@ -1,7 +1,7 @@
 // What may lie in the place of a log file, and what the library makes of its own.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

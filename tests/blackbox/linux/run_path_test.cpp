@@ -1,6 +1,6 @@
 // Where the loader of Linux looks for what the library needs.
-#include "support/black_box_test.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/system.h"
 
 #include <sstream>
 

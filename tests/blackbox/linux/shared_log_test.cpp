@@ -1,8 +1,8 @@
 // Two processes that log into one folder. Their lines stay whole, because the system appends each in one
 // piece.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 namespace BlackBox {
 namespace {

@@ -1,9 +1,9 @@
 // The sinks of the log for real: a system log, a console that takes nothing and a file system that fills up.
-#include "support/black_box_test.h"
-#include "support/linux/child_process.h"
-#include "support/linux/private_mounts.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/linux/child_process.h"
+#include "tests/support/linux/private_mounts.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>

@@ -1,8 +1,8 @@
 // Folders whose names the code page does not have.
-#include "support/black_box_test.h"
-#include "support/loaded_library.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/loaded_library.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 namespace BlackBox {
 namespace {

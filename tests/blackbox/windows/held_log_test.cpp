@@ -1,6 +1,6 @@
 // A log that somebody holds: Windows moves no file that is open elsewhere.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
 
 #include <fstream>
 

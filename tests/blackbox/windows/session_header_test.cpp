@@ -1,6 +1,6 @@
 // What the header of the log says about Windows.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
 
 namespace BlackBox {
 namespace {

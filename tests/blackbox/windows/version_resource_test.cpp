@@ -1,6 +1,6 @@
 // What Windows shows of the library's file.
-#include "support/black_box_test.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/system.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // What the library asks of Windows beside files: the search path for libraries, and the debugger channel.
-#include "support/black_box_test.h"
-#include "support/log_host.h"
-#include "support/system.h"
+#include "tests/support/black_box_test.h"
+#include "tests/support/log_host.h"
+#include "tests/support/system.h"
 
 #include <windows.h>
 

@@ -1,10 +1,10 @@
 // softcard_account_host HOME: a host of the library whose account has the given home in the user database. It
 // tells on its standard output where the library looks, and what comes of asking the user for the login code
 // of the card in "Reader 0"; the library's own log goes where the library says.
-#include "card_library.h"
-#include "standard_directories.h"
+#include "softcard/card/standard_directories.h"
+#include "tests/softcard/card_library.h"
 
-#include "log/log_settings.h"
+#include "src/log/log_settings.h"
 
 #include <array>
 #include <cstdio>

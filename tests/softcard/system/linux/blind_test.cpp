@@ -1,6 +1,6 @@
 // Readers on a system that gives no notification of changes.
-#include "card_home.h"
-#include "reader_events.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/reader_events.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,9 +1,9 @@
 // Cards whose files are not what they should be.
-#include "answers.h"
-#include "card_home.h"
-#include "key_use.h"
-#include "reader_events.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
+#include "tests/softcard/reader_events.h"
 
 #include <nlohmann/json.hpp>
 

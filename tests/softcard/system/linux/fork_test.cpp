@@ -1,6 +1,6 @@
 // A process that forks while it uses a card.
-#include "answers.h"
-#include "card_home.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
 
 #include <unistd.h>
 

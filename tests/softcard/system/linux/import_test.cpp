@@ -1,9 +1,9 @@
 // Keys that OpenSSL made, brought to a card; and certificates brought out.
-#include "answers.h"
-#include "card_home.h"
-#include "key_use.h"
-#include "system/files.h"
-#include "system/linux/file_descriptor.h"
+#include "softcard/system/files.h"
+#include "softcard/system/linux/file_descriptor.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
 
 #include <nlohmann/json.hpp>
 

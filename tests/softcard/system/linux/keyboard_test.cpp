@@ -1,7 +1,7 @@
 // The keyboard among Linux's programs, processes and signals.
-#include "answers.h"
-#include "keyboard_home.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/keyboard_home.h"
 
 #include <cerrno>
 #include <chrono>

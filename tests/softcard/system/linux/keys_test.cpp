@@ -1,5 +1,5 @@
-#include "card_home.h"
-#include "key_use.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
 
 #include <algorithm>
 #include <cstring>

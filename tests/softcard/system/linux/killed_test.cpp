@@ -1,10 +1,10 @@
 // A program that is killed at any moment leaves a card that opens and counts truthfully.
-#include "card_home.h"
-#include "code_record.h"
-#include "system/files.h"
-#include "system/linux/file_descriptor.h"
-#include "system/linux/program_output.h"
-#include "system/linux/use_report.h"
+#include "softcard/card/code_record.h"
+#include "softcard/system/files.h"
+#include "softcard/system/linux/file_descriptor.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/system/linux/use_report.h"
+#include "tests/support/linux/program_output.h"
 
 #include <chrono>
 #include <cmath>

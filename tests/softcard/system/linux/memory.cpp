@@ -1,7 +1,7 @@
-#include "system/linux/memory.h"
+#include "tests/softcard/system/linux/memory.h"
 
-#include "system/files.h"
-#include "system/linux/file_descriptor.h"
+#include "softcard/system/files.h"
+#include "softcard/system/linux/file_descriptor.h"
 
 #include <algorithm>
 #include <cerrno>

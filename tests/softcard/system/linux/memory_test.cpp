@@ -1,12 +1,12 @@
 // Codes, and what they lead to, leave nothing behind in the memory of a program.
-#include "system/linux/memory.h"
+#include "tests/softcard/system/linux/memory.h"
 
-#include "card_home.h"
-#include "card_store.h"
-#include "code_change.h"
-#include "directories.h"
-#include "environment.h"
-#include "old_key_files.h"
+#include "softcard/card/card_store.h"
+#include "softcard/card/code_change.h"
+#include "softcard/card/directories.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
+#include "tests/softcard/old_key_files.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hex.h>

@@ -1,9 +1,9 @@
 // What the tool says when something is wrong: in its own words, with the name of the file, and nothing that
 // acts on a terminal.
-#include "answers.h"
-#include "card_home.h"
-#include "environment.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,13 +1,13 @@
 // Cards whose key files are of the form that they had before.
-#include "card_home.h"
-#include "card_store.h"
-#include "code_change.h"
-#include "directories.h"
-#include "file_trouble.h"
-#include "key_file.h"
-#include "key_use.h"
-#include "old_key_files.h"
-#include "system/files.h"
+#include "softcard/card/card_store.h"
+#include "softcard/card/code_change.h"
+#include "softcard/card/directories.h"
+#include "softcard/card/file_trouble.h"
+#include "softcard/card/key_file.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
+#include "tests/softcard/old_key_files.h"
 
 #include <string>
 #include <vector>

@@ -1,9 +1,9 @@
 // What others do at the same moment, and those who stop in the middle of something.
-#include "answers.h"
-#include "card_home.h"
-#include "environment.h"
-#include "system/files.h"
-#include "system/linux/file_descriptor.h"
+#include "softcard/system/files.h"
+#include "softcard/system/linux/file_descriptor.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 // A host that has rights which whoever starts it has not.
-#include "account_host.h"
-#include "answers.h"
-#include "card_home.h"
-#include "environment.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
+#include "tests/softcard/system/linux/account_host.h"
 
 #include <algorithm>
 #include <string>

@@ -1,6 +1,6 @@
-#include "shared_library.h"
+#include "tests/softcard/shared_library.h"
 
-#include "program.h"
+#include "tests/support/program.h"
 
 #include <sstream>
 #include <stdexcept>

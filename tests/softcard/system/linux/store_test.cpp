@@ -1,8 +1,8 @@
 // The store as Linux has it, and its certificates as OpenSSL sees them.
-#include "card_home.h"
-#include "folders.h"
-#include "operations.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/folders.h"
+#include "tests/softcard/operations.h"
 
 #include <chrono>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // What takes programs of Linux to be seen, or so many starts of the tool that they must be cheap.
-#include "answers.h"
-#include "card_home.h"
-#include "key_use.h"
-#include "system/linux/file_descriptor.h"
+#include "softcard/system/linux/file_descriptor.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
 
 #include <algorithm>
 #include <chrono>

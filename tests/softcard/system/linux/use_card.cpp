@@ -1,10 +1,10 @@
 // softcard_use_card SEED: verifies the PIN of the card "ref2" in "Reader 0", rightly and wrongly by chance,
 // and unblocks it when it is locked, until it is killed. Says before each step what it begins, and behind it
 // what came of it (see use_report.h).
-#include "card_library.h"
-#include "code_change.h"
-#include "directories.h"
-#include "system/linux/use_report.h"
+#include "softcard/card/code_change.h"
+#include "softcard/card/directories.h"
+#include "tests/softcard/card_library.h"
+#include "tests/softcard/system/linux/use_report.h"
 
 #include <exception>
 #include <iostream>

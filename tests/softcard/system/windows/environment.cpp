@@ -1,4 +1,4 @@
-#include "environment.h"
+#include "tests/softcard/environment.h"
 
 #include <windows.h>
 

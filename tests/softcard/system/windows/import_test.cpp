@@ -1,8 +1,8 @@
 // Keys brought to a card without OpenSSL. The authority's own key and certificate stand for those of others.
-#include "answers.h"
-#include "card_home.h"
-#include "key_use.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/key_use.h"
 
 #include <botan/auto_rng.h>
 #include <botan/data_src.h>

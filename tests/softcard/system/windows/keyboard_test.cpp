@@ -1,7 +1,7 @@
 // The keyboard among Windows' programs and consoles.
-#include "answers.h"
-#include "environment.h"
-#include "keyboard_home.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/environment.h"
+#include "tests/softcard/keyboard_home.h"
 
 #include <windows.h>
 

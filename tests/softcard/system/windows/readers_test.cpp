@@ -1,8 +1,8 @@
 // Readers and cards that a person handles with files and folders alone.
-#include "answers.h"
-#include "card_home.h"
-#include "reader_events.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/reader_events.h"
 
 #include <functional>
 #include <string>

@@ -1,8 +1,8 @@
 // The store as Windows has it.
-#include "card_home.h"
-#include "environment.h"
-#include "folders.h"
-#include "system/files.h"
+#include "softcard/system/files.h"
+#include "tests/softcard/card_home.h"
+#include "tests/softcard/environment.h"
+#include "tests/softcard/folders.h"
 
 #include <fstream>
 #include <string>

@@ -1,5 +1,5 @@
 // The tool among the streams and arguments of Windows.
-#include "card_home.h"
+#include "tests/softcard/card_home.h"
 
 #include <string>
 

@@ -1,0 +1,67 @@
+// Start, end, and random numbers.
+#include "front/door/boundary.h"
+#include "front/model/rsa_public.h"
+
+namespace front {
+namespace {
+
+// The front locks with the system's mutexes, whatever callbacks there are.
+void CheckArguments(const CK_C_INITIALIZE_ARGS& arguments)
+{
+    Require(arguments.pReserved == nullptr, CKR_ARGUMENTS_BAD);
+    const bool any = arguments.CreateMutex != nullptr || arguments.DestroyMutex != nullptr ||
+                     arguments.LockMutex != nullptr || arguments.UnlockMutex != nullptr;
+    const bool all = arguments.CreateMutex != nullptr && arguments.DestroyMutex != nullptr &&
+                     arguments.LockMutex != nullptr && arguments.UnlockMutex != nullptr;
+    Require(any == all, CKR_ARGUMENTS_BAD);
+}
+
+} // namespace
+
+CK_RV C_Initialize(CK_VOID_PTR pInitArgs)
+{
+    return Guarded([&] {
+        if (pInitArgs != nullptr) {
+            CheckArguments(*static_cast<const CK_C_INITIALIZE_ARGS*>(pInitArgs));
+        }
+        return StartFront();
+    });
+}
+
+CK_RV C_Finalize(CK_VOID_PTR pReserved)
+{
+    return Guarded([&] {
+        Require(pReserved == nullptr, CKR_ARGUMENTS_BAD);
+        return EndFront();
+    });
+}
+
+CK_RV C_GetInfo(CK_INFO_PTR pInfo)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
+        *pInfo = front.Info();
+        return CKR_OK;
+    });
+}
+
+CK_RV C_SeedRandom(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSeed, CK_ULONG ulSeedLen)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        static_cast<void>(front.InfoOf(hSession));
+        Require(pSeed != nullptr || ulSeedLen == 0, CKR_ARGUMENTS_BAD);
+        return CKR_RANDOM_SEED_NOT_SUPPORTED;
+    });
+}
+
+CK_RV C_GenerateRandom(CK_SESSION_HANDLE hSession, CK_BYTE_PTR RandomData, CK_ULONG ulRandomLen)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        static_cast<void>(front.InfoOf(hSession));
+        Require(RandomData != nullptr || ulRandomLen == 0, CKR_ARGUMENTS_BAD);
+        FillRandom({RandomData, ulRandomLen});
+        return CKR_OK;
+    });
+}
+
+} // namespace front

@@ -1,0 +1,89 @@
+// Sessions and logins.
+#include "front/door/boundary.h"
+#include "front/model/key_use.h"
+
+#include <algorithm>
+
+namespace front {
+namespace {
+
+constexpr CK_ULONG longestCode = 255; // bytes
+
+// A null code has the card side ask for it. One that can't be a code costs no try.
+void CheckCode(const CK_UTF8CHAR* code, CK_ULONG length)
+{
+    if (code == nullptr) {
+        return;
+    }
+    Require(length > 0 && length <= longestCode, CKR_PIN_LEN_RANGE);
+    // The library ends a code at its first zero.
+    Require(std::find(code, code + length, CK_UTF8CHAR{0}) == code + length, CKR_PIN_INVALID);
+}
+
+} // namespace
+
+CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplication*/, CK_NOTIFY /*Notify*/,
+                    CK_SESSION_HANDLE_PTR phSession)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(phSession != nullptr, CKR_ARGUMENTS_BAD);
+        Require((flags & CKF_SERIAL_SESSION) != 0, CKR_SESSION_PARALLEL_NOT_SUPPORTED);
+        *phSession = front.OpenSession(slotID, (flags & CKF_RW_SESSION) != 0);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_CloseSession(CK_SESSION_HANDLE hSession)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        SessionUse session = front.Use(hSession);
+        front.CloseSession(session);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_CloseAllSessions(CK_SLOT_ID slotID)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        front.CloseAllSessions(slotID);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_GetSessionInfo(CK_SESSION_HANDLE hSession, CK_SESSION_INFO_PTR pInfo)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const CK_SESSION_INFO info = front.InfoOf(hSession);
+        Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
+        *pInfo = info;
+        return CKR_OK;
+    });
+}
+
+CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        if (userType == CKU_SO) {
+            return front.RefusalOfSecurityOfficer(*session);
+        }
+        Require(userType == CKU_USER || userType == CKU_CONTEXT_SPECIFIC, CKR_USER_TYPE_INVALID);
+        CheckCode(pPin, ulPinLen);
+        if (userType == CKU_USER) {
+            return front.LoginUser(*session, pPin, ulPinLen);
+        }
+        RequireActive(front, *session, session->sign);
+        return front.LoginForOperation(*session, pPin, ulPinLen);
+    });
+}
+
+CK_RV C_Logout(CK_SESSION_HANDLE hSession)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        front.Logout(*session);
+        return CKR_OK;
+    });
+}
+
+} // namespace front

@@ -1,0 +1,108 @@
+// Slots, tokens and mechanisms.
+#include "front/door/boundary.h"
+#include "front/model/hashes.h"
+
+#include <algorithm>
+
+namespace front {
+namespace {
+
+// Copies a list of handles or numbers under the rules of the standard.
+CK_RV HandOutList(const std::vector<CK_ULONG>& list, CK_ULONG* output, CK_ULONG* count)
+{
+    const CK_ULONG room = std::exchange(*count, list.size());
+    if (output == nullptr) {
+        return CKR_OK;
+    }
+    Require(room >= list.size(), CKR_BUFFER_TOO_SMALL);
+    std::copy(list.begin(), list.end(), output);
+    return CKR_OK;
+}
+
+} // namespace
+
+CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR pSlotList, CK_ULONG_PTR pulCount)
+{
+    return InFront([&](Front& front) {
+        Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
+        const bool withCardOnly = tokenPresent != CK_FALSE;
+        front.LookAtReaders();
+        SlotIds list = front.SlotIds(withCardOnly);
+        if (pSlotList == nullptr) {
+            front.toldSlots.TellLength(withCardOnly, list);
+        } else {
+            list = front.toldSlots.ListFor(withCardOnly, *pulCount, std::move(list));
+        }
+        return HandOutList(list, pSlotList, pulCount);
+    });
+}
+
+CK_RV C_GetSlotInfo(CK_SLOT_ID slotID, CK_SLOT_INFO_PTR pInfo)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
+        const Slot slot = front.SlotOf(slotID);
+        *pInfo = slot.facts.slot;
+        pInfo->flags = CKF_REMOVABLE_DEVICE | CKF_HW_SLOT | (slot.present ? CKF_TOKEN_PRESENT : 0U);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_GetTokenInfo(CK_SLOT_ID slotID, CK_TOKEN_INFO_PTR pInfo)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
+        *pInfo = front.TokenInfo(slotID);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR pSlot, CK_VOID_PTR pReserved)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(pSlot != nullptr && pReserved == nullptr, CKR_ARGUMENTS_BAD);
+        *pSlot = front.WaitForEvent((flags & dontBlock) == 0);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList, CK_ULONG_PTR pulCount)
+{
+    return InFront([&](Front& front) {
+        Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
+        const Slot slot = front.DescribedSlot(slotID);
+        std::vector<CK_MECHANISM_TYPE> mechanisms;
+        if (slot.facts.rsa) {
+            mechanisms.push_back(CKM_RSA_PKCS);
+            for (const Hash& hash : hashes) {
+                mechanisms.push_back(hash.signature);
+            }
+        }
+        for (const Hash& hash : hashes) {
+            mechanisms.push_back(hash.digest);
+        }
+        return HandOutList(mechanisms, pMechanismList, pulCount);
+    });
+}
+
+CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR pInfo)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
+        const Slot slot = front.DescribedSlot(slotID);
+        if (HashOfDigest(type) != nullptr) {
+            *pInfo = {0, 0, CKF_DIGEST};
+            return CKR_OK;
+        }
+        const bool signs = type == CKM_RSA_PKCS || HashOfSignature(type) != nullptr;
+        Require(slot.facts.rsa && signs, CKR_MECHANISM_INVALID);
+        const KeySizes sizes = front.SizesOfKeys(slot);
+        *pInfo = {sizes.smallest, sizes.largest, CKF_HW | CKF_SIGN | CKF_VERIFY};
+        if (type == CKM_RSA_PKCS && slot.facts.decrypts) {
+            pInfo->flags |= CKF_ENCRYPT | CKF_DECRYPT;
+        }
+        return CKR_OK;
+    });
+}
+
+} // namespace front

@@ -1,0 +1,67 @@
+#include "front/library/library_mutex.h"
+
+#include <mutex>
+
+namespace front {
+namespace {
+
+// Never destroyed: the library calls back with its mutex until the end of the process.
+std::mutex*& Current()
+{
+    static auto* mutex = new std::mutex;
+    return mutex;
+}
+
+thread_local bool passesMutex = false;
+
+packed::CK_RV Create(packed::CK_VOID_PTR_PTR mutex)
+{
+    *mutex = &Current(); // a handle that is not null; there is only one mutex
+    return CKR_OK;
+}
+
+packed::CK_RV Destroy(packed::CK_VOID_PTR /*mutex*/)
+{
+    return CKR_OK;
+}
+
+// Called with a null handle too, after the library has destroyed its mutex.
+packed::CK_RV Lock(packed::CK_VOID_PTR /*mutex*/)
+{
+    if (!passesMutex) {
+        Current()->lock();
+    }
+    return CKR_OK;
+}
+
+packed::CK_RV Unlock(packed::CK_VOID_PTR /*mutex*/)
+{
+    if (!passesMutex) {
+        Current()->unlock();
+    }
+    return CKR_OK;
+}
+
+} // namespace
+
+packed::CK_C_INITIALIZE_ARGS LibraryMutexArguments()
+{
+    return {Create, Destroy, Lock, Unlock, 0, nullptr};
+}
+
+void RenewLibraryMutex()
+{
+    Current() = new std::mutex; // the old one may be held by a thread that the child doesn't have
+}
+
+WithoutLibraryMutex::WithoutLibraryMutex()
+{
+    passesMutex = true;
+}
+
+WithoutLibraryMutex::~WithoutLibraryMutex()
+{
+    passesMutex = false;
+}
+
+} // namespace front

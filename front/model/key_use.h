@@ -1,0 +1,42 @@
+// The start that the operations with a key share.
+#pragma once
+
+#include "front/model/front.h"
+
+namespace front {
+
+// The key, when the mechanism has no parameter and the key says that it may do this. Refuses with the code of
+// what is wrong.
+std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const CK_MECHANISM& mechanism,
+                                     CK_OBJECT_HANDLE key, CK_ATTRIBUTE_TYPE permission);
+
+// The hash of a signature mechanism; null for CKM_RSA_PKCS. Refuses another mechanism.
+const Hash* HashFor(const CK_MECHANISM* mechanism);
+
+// Ends the operation when the login that its key was found in is over.
+template <typename Operation>
+void EndWithLogin(Front& front, Session& session, std::optional<Operation>& operation)
+{
+    if (operation && operation->key->IsPrivate() && operation->login != front.LoginNumber(session.slot)) {
+        operation.reset();
+        front.DropInner(session);
+    }
+}
+
+// Refuses with CKR_OPERATION_ACTIVE while there is such an operation.
+template <typename Operation>
+void RequireNoneActive(Front& front, Session& session, std::optional<Operation>& operation)
+{
+    EndWithLogin(front, session, operation);
+    Require(!operation, CKR_OPERATION_ACTIVE);
+}
+
+// Refuses with CKR_OPERATION_NOT_INITIALIZED when there is none, or no longer.
+template <typename Operation>
+void RequireActive(Front& front, Session& session, std::optional<Operation>& operation)
+{
+    EndWithLogin(front, session, operation);
+    Require(operation.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+} // namespace front

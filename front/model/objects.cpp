@@ -1,0 +1,353 @@
+#include "front/model/objects.h"
+
+#include "front/abi/refusal.h"
+
+#include <botan/bigint.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace front {
+namespace {
+
+constexpr std::size_t longestModulus = 1024; // bytes
+constexpr std::size_t longestExponent = 8;   // bytes
+constexpr std::size_t dateLength = 8;        // bytes of a CK_DATE
+
+CK_OBJECT_HANDLE lastObjectHandle = 0; // of the process, so that no handle comes twice
+
+bool IsOfClass(const Attributes& attributes, CK_ULONG objectClass)
+{
+    return NumberOf(attributes, CKA_CLASS) == objectClass;
+}
+
+Bytes ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
+{
+    const auto found = attributes.find(type);
+    return found == attributes.end() ? Bytes() : found->second;
+}
+
+enum class Default
+{
+    none,
+    empty,
+    no,
+    yes,
+    zero,
+    unknown
+};
+
+Bytes ValueOfDefault(Default chosen)
+{
+    switch (chosen) {
+    case Default::no:
+        return BooleanValue(false);
+    case Default::yes:
+        return BooleanValue(true);
+    case Default::zero:
+        return NumberValue(0);
+    case Default::unknown:
+        return NumberValue(unavailableInformation);
+    default:
+        return {};
+    }
+}
+
+// What the standard gives an object that doesn't say otherwise. Nothing that is there is replaced.
+void AddDefaults(Attributes& attributes)
+{
+    const bool isCertificate = IsOfClass(attributes, CKO_CERTIFICATE);
+    const bool isPrivateKey = IsOfClass(attributes, CKO_PRIVATE_KEY);
+    const auto add = [&](CK_ATTRIBUTE_TYPE type, Default ofCertificate, Default ofPublicKey,
+                         Default ofPrivateKey) {
+        const Default ofKey = isPrivateKey ? ofPrivateKey : ofPublicKey;
+        const Default chosen = isCertificate ? ofCertificate : ofKey;
+        if (chosen != Default::none) {
+            attributes.insert({type, ValueOfDefault(chosen)});
+        }
+    };
+#define ATTRIBUTE(type, value, certificate, key, certificate_default, public_default, private_default, ...)  \
+    add(type, Default::certificate_default, Default::public_default, Default::private_default);
+#include "src/cryptoki/attributes.inc"
+}
+
+Attributes PublicPartOf(const Attributes& privateKey)
+{
+    Attributes attributes;
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_ID, CKA_KEY_TYPE, CKA_SUBJECT, CKA_MODULUS, CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT, CKA_TOKEN}) {
+        if (const auto found = privateKey.find(type); found != privateKey.end()) {
+            attributes.insert(*found);
+        }
+    }
+    attributes[CKA_CLASS] = NumberValue(CKO_PUBLIC_KEY);
+    attributes[CKA_LABEL] = TextValue("Public Key");
+    attributes[CKA_PRIVATE] = BooleanValue(false);
+    attributes[CKA_VERIFY] = BooleanValue(true);
+    attributes[CKA_ENCRYPT] = BooleanValue(FlagOf(privateKey, CKA_DECRYPT));
+    return attributes;
+}
+
+// The library has the first key of a slot sign, whichever key it is given. A further certificate of that key
+// has a private key object of its own, with the same numbers.
+bool IsKeyThatSigns(const Attributes& key,
+                    const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+{
+    const auto first = std::find_if(read.begin(), read.end(),
+                                    [](const auto& one) { return IsOfClass(one.second, CKO_PRIVATE_KEY); });
+    return ValueOf(key, CKA_MODULUS) == ValueOf(first->second, CKA_MODULUS) &&
+           ValueOf(key, CKA_PUBLIC_EXPONENT) == ValueOf(first->second, CKA_PUBLIC_EXPONENT);
+}
+
+// The subject of the certificate with the same id.
+void TakeSubject(Attributes& key, const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+{
+    for (const auto& one : read) {
+        if (IsOfClass(one.second, CKO_CERTIFICATE) && ValueOf(one.second, CKA_ID) == ValueOf(key, CKA_ID)) {
+            key[CKA_SUBJECT] = ValueOf(one.second, CKA_SUBJECT);
+        }
+    }
+}
+
+bool IsSecretPart(const Object& object, CK_ATTRIBUTE_TYPE type)
+{
+    switch (type) {
+#define SECRET(name) case name:
+#include "src/cryptoki/attributes.inc"
+        return IsOfClass(object.attributes, CKO_PRIVATE_KEY);
+    default:
+        return false;
+    }
+}
+
+CK_RV FillRecord(const Object& object, CK_ATTRIBUTE& record)
+{
+    const auto found = object.attributes.find(record.type);
+    if (found == object.attributes.end()) {
+        record.ulValueLen = unavailableInformation;
+        return IsSecretPart(object, record.type) ? CKR_ATTRIBUTE_SENSITIVE : CKR_ATTRIBUTE_TYPE_INVALID;
+    }
+    const Bytes& value = found->second;
+    if (record.pValue != nullptr) {
+        if (record.ulValueLen < value.size()) {
+            record.ulValueLen = unavailableInformation;
+            return CKR_BUFFER_TOO_SMALL;
+        }
+        std::copy(value.begin(), value.end(), static_cast<uint8_t*>(record.pValue));
+    }
+    record.ulValueLen = value.size();
+    return CKR_OK;
+}
+
+// Refuses an attribute that a template must not give for a public key.
+void RequireGivable(CK_ATTRIBUTE_TYPE type)
+{
+    constexpr CK_RV given = CKR_OK;
+    constexpr CK_RV computed = CKR_ATTRIBUTE_READ_ONLY;
+    constexpr CK_RV never = CKR_ATTRIBUTE_TYPE_INVALID;
+    switch (type) {
+#define ATTRIBUTE(name, value, certificate, key, certificate_default, public_default, private_default,       \
+                  creation)                                                                                  \
+    case name:                                                                                               \
+        Require((creation) == CKR_OK, creation);                                                             \
+        return;
+#include "src/cryptoki/attributes.inc"
+    default:
+        throw Refusal{never};
+    }
+}
+
+void RequireNumber(const Attributes& attributes, CK_ATTRIBUTE_TYPE type, CK_ULONG number)
+{
+    Require(attributes.contains(type), CKR_TEMPLATE_INCOMPLETE);
+    Require(NumberOf(attributes, type) == number, CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+// What PKCS #1 says of an RSA public key: two odd numbers, and an exponent of at least 3 below the modulus.
+void RequireRsaNumbers(const Bytes& modulus, const Bytes& exponent)
+{
+    constexpr unsigned smallestExponent = 3;
+    Require(modulus.size() <= longestModulus && exponent.size() <= longestExponent,
+            CKR_ATTRIBUTE_VALUE_INVALID);
+    const Botan::BigInt n(modulus);
+    const Botan::BigInt e(exponent);
+    Require(n.is_odd() && e.is_odd() && e >= smallestExponent && e < n, CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+// Empty, or year, month and day in digits.
+bool IsDate(const Bytes& value)
+{
+    return value.empty() ||
+           (value.size() == dateLength &&
+            std::all_of(value.begin(), value.end(), [](uint8_t byte) { return byte >= '0' && byte <= '9'; }));
+}
+
+void RequirePublicKeyAttribute(CK_ATTRIBUTE_TYPE type, const Bytes& value)
+{
+    RequireGivable(type);
+    Require(type != CKA_TRUSTED || !IsTrue(value), CKR_ATTRIBUTE_READ_ONLY); // the security officer's to set
+    const bool isDate = type == CKA_START_DATE || type == CKA_END_DATE;
+    Require(!isDate || IsDate(value), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+CK_ULONG BitsOf(const Bytes& number)
+{
+    const auto first = std::find_if(number.begin(), number.end(), [](uint8_t byte) { return byte != 0; });
+    CK_ULONG bits = static_cast<CK_ULONG>(number.end() - first) * bitsPerByte;
+    for (unsigned mask = 0x80; first != number.end() && (*first & mask) == 0; mask >>= 1U) {
+        --bits;
+    }
+    return bits;
+}
+
+} // namespace
+
+bool Object::IsKey() const
+{
+    return IsOfClass(attributes, CKO_PUBLIC_KEY) || IsOfClass(attributes, CKO_PRIVATE_KEY);
+}
+
+std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+{
+    std::vector<Object> objects;
+    for (const auto& [inner, attributes] : read) {
+        Object object;
+        object.inner = inner;
+        object.attributes = attributes;
+        const bool hasPublicPart = IsOfClass(attributes, CKO_PRIVATE_KEY);
+        if (hasPublicPart) {
+            TakeSubject(object.attributes, read);
+            if (!IsKeyThatSigns(attributes, read)) {
+                object.attributes[CKA_SIGN] = BooleanValue(false);
+            }
+            Object publicKey;
+            publicKey.attributes = PublicPartOf(object.attributes);
+            AddDefaults(publicKey.attributes);
+            objects.push_back(std::move(publicKey));
+        }
+        AddDefaults(object.attributes);
+        objects.insert(hasPublicPart ? objects.end() - 1 : objects.end(), std::move(object));
+    }
+    return objects;
+}
+
+Object PublicKeyOf(const Template& wanted)
+{
+    Object object;
+    for (const auto& [type, value] : wanted) {
+        const bool isFlag = KindOf(type) == AttributeKind::boolean;
+        Bytes kept = isFlag ? BooleanValue(IsTrue(value)) : value;
+        Require(object.attributes.insert({type, std::move(kept)}).second, CKR_TEMPLATE_INCONSISTENT);
+    }
+    // Class and type first: they say what the other attributes can be.
+    RequireNumber(object.attributes, CKA_CLASS, CKO_PUBLIC_KEY);
+    RequireNumber(object.attributes, CKA_KEY_TYPE, CKK_RSA);
+    for (const auto& [type, value] : object.attributes) {
+        RequirePublicKeyAttribute(type, value);
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_MODULUS, CKA_PUBLIC_EXPONENT}) {
+        Require(object.attributes.contains(type), CKR_TEMPLATE_INCOMPLETE);
+    }
+    RequireRsaNumbers(object.attributes[CKA_MODULUS], object.attributes[CKA_PUBLIC_EXPONENT]);
+    object.attributes[CKA_MODULUS_BITS] = NumberValue(BitsOf(object.attributes[CKA_MODULUS]));
+    object.attributes.insert({CKA_TOKEN, BooleanValue(false)});
+    object.attributes.insert({CKA_PRIVATE, BooleanValue(false)});
+    object.attributes.insert({CKA_VERIFY, BooleanValue(true)});
+    object.attributes.insert({CKA_ENCRYPT, BooleanValue(true)});
+    AddDefaults(object.attributes);
+    return object;
+}
+
+CK_OBJECT_HANDLE ObjectTable::Add(Object object)
+{
+    object.handle = ++lastObjectHandle;
+    objects[lastObjectHandle] = std::make_shared<const Object>(std::move(object));
+    return lastObjectHandle;
+}
+
+void ObjectTable::Replace(CK_SLOT_ID slot, std::vector<Object> added)
+{
+    std::erase_if(objects, [&](const auto& one) {
+        const Object& known = *one.second;
+        if (known.slot != slot || known.owner != 0) {
+            return false;
+        }
+        const auto same = std::find_if(added.begin(), added.end(), [&known](const Object& object) {
+            return object.inner == known.inner && object.attributes == known.attributes;
+        });
+        if (same == added.end()) {
+            return true;
+        }
+        added.erase(same);
+        return false;
+    });
+    for (Object& object : added) {
+        object.slot = slot;
+        Add(std::move(object));
+    }
+}
+
+void ObjectTable::Remove(CK_OBJECT_HANDLE handle)
+{
+    objects.erase(handle);
+}
+
+void ObjectTable::RemoveOfSlot(CK_SLOT_ID slot)
+{
+    std::erase_if(objects, [slot](const auto& one) { return one.second->slot == slot; });
+}
+
+void ObjectTable::RemovePrivate(CK_SLOT_ID slot)
+{
+    std::erase_if(objects,
+                  [slot](const auto& one) { return one.second->slot == slot && one.second->IsPrivate(); });
+}
+
+void ObjectTable::RemoveOfSession(CK_SESSION_HANDLE session)
+{
+    std::erase_if(objects, [session](const auto& one) { return one.second->owner == session; });
+}
+
+std::shared_ptr<const Object> ObjectTable::Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
+{
+    const auto found = objects.find(handle);
+    return found == objects.end() || found->second->slot != slot ? nullptr : found->second;
+}
+
+std::vector<CK_OBJECT_HANDLE> ObjectTable::Search(CK_SLOT_ID slot, const Template& wanted) const
+{
+    std::vector<CK_OBJECT_HANDLE> found;
+    for (const auto& [handle, object] : objects) {
+        if (object->slot == slot && Match(object->attributes, wanted)) {
+            found.push_back(handle);
+        }
+    }
+    return found;
+}
+
+KeySizes ObjectTable::SizesOfKeys(CK_SLOT_ID slot) const
+{
+    KeySizes sizes;
+    for (const auto& one : objects) {
+        const Object& object = *one.second;
+        const CK_ULONG bits = NumberOf(object.attributes, CKA_MODULUS_BITS).value_or(0);
+        if (object.slot == slot && object.owner == 0 && bits != 0) {
+            sizes.smallest = sizes.smallest == 0 ? bits : std::min(sizes.smallest, bits);
+            sizes.largest = std::max(sizes.largest, bits);
+        }
+    }
+    return sizes;
+}
+
+CK_RV FillTemplate(const Object& object, CK_ATTRIBUTE* records, CK_ULONG count)
+{
+    CK_RV answer = CKR_OK;
+    for (CK_ULONG i = 0; i < count; ++i) {
+        if (const CK_RV filled = FillRecord(object, records[i]); filled != CKR_OK) {
+            answer = filled;
+        }
+    }
+    return answer;
+}
+
+} // namespace front

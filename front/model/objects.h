@@ -1,0 +1,65 @@
+// The objects that applications see: copies of the library's, a public key beside each private one, and the
+// public keys that applications make. Callers hold the lock of the front.
+#pragma once
+
+#include "front/library/library.h"
+#include "front/model/attributes.h"
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace front {
+
+struct Object
+{
+    CK_OBJECT_HANDLE handle = 0;
+    CK_SLOT_ID slot = 0;
+    CK_SESSION_HANDLE owner = 0;        // the session whose end is the object's; 0 for one of the card
+    packed::CK_OBJECT_HANDLE inner = 0; // 0 for one that the library doesn't have
+    Attributes attributes;
+
+    bool IsKey() const; // public or private
+    bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
+};
+
+// The objects of a card's slot out of what the library has of them, in the library's order, without handles
+// and slot.
+std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read);
+
+// The public key that a template of C_CreateObject describes. Refuses what is none.
+Object PublicKeyOf(const Template& wanted);
+
+struct KeySizes
+{
+    CK_ULONG smallest = 0; // bits
+    CK_ULONG largest = 0;
+};
+
+// Has a slot's private objects only while the slot is logged in.
+class ObjectTable
+{
+public:
+    // Gives the object its handle.
+    CK_OBJECT_HANDLE Add(Object object);
+    // Those of the card, for all that were there of this slot. One that was there already keeps its handle.
+    void Replace(CK_SLOT_ID slot, std::vector<Object> added);
+    void Remove(CK_OBJECT_HANDLE handle);
+    void RemoveOfSlot(CK_SLOT_ID slot);
+    void RemovePrivate(CK_SLOT_ID slot);
+    void RemoveOfSession(CK_SESSION_HANDLE session);
+
+    // Null for an object that isn't in the slot.
+    std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const;
+    std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const;
+    // Of the card's keys in the slot, not of those that applications made; both 0 when there are none.
+    KeySizes SizesOfKeys(CK_SLOT_ID slot) const;
+
+private:
+    std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects;
+};
+
+// Fills a template. Goes through all of it; answers the last of what was wrong.
+CK_RV FillTemplate(const Object& object, CK_ATTRIBUTE* records, CK_ULONG count);
+
+} // namespace front

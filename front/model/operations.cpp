@@ -1,0 +1,72 @@
+#include "front/model/operations.h"
+
+#include "front/abi/refusal.h"
+#include "front/model/rsa_public.h"
+
+#include <botan/hash_id.h>
+
+namespace front {
+namespace {
+
+constexpr std::size_t longestRawData = 1024; // bytes; no key takes more
+
+} // namespace
+
+DigestOperation::DigestOperation(const Hash& hash) : function(Botan::HashFunction::create_or_throw(hash.name))
+{
+}
+
+void DigestOperation::Add(Input part)
+{
+    function->update(part.data(), part.size());
+}
+
+Bytes DigestOperation::Finish()
+{
+    return function->final_stdvec();
+}
+
+Message::Message(const Hash* itsHash) : hash(itsHash)
+{
+    if (hash != nullptr) {
+        digest.emplace(*hash);
+    }
+}
+
+void Message::Add(Input part)
+{
+    if (digest) {
+        digest->Add(part);
+        return;
+    }
+    Require(part.size() <= longestRawData - data.size(), CKR_DATA_LEN_RANGE);
+    data.insert(data.end(), part.begin(), part.end());
+}
+
+Bytes Message::Finish()
+{
+    if (!digest) {
+        return data;
+    }
+    Bytes digestInfo = Botan::pkcs_hash_id(hash->name);
+    const Bytes value = digest->Finish();
+    digestInfo.insert(digestInfo.end(), value.begin(), value.end());
+    return digestInfo;
+}
+
+KeyOperation::KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin)
+    : key(std::move(itsKey)), modulusLength(ModulusLength(*key)), login(itsLogin)
+{
+}
+
+SignOperation::SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Hash* hash)
+    : KeyOperation(std::move(itsKey), itsLogin), message(hash)
+{
+}
+
+VerifyOperation::VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Hash* hash)
+    : KeyOperation(std::move(itsKey), itsLogin), message(hash)
+{
+}
+
+} // namespace front

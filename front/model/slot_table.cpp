@@ -1,0 +1,137 @@
+#include "front/model/slot_table.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace front {
+namespace {
+
+// A slot's description ends with one of these behind its reader's name, unless that is too long.
+constexpr std::string_view qualifiedEnding = "; Sig_ZEP";
+constexpr std::string_view ordinaryEnding = "; Sig_EP";
+
+std::string DescriptionOf(const CK_SLOT_INFO& slot)
+{
+    std::string text(std::begin(slot.slotDescription), std::end(slot.slotDescription));
+    return text.erase(text.find_last_not_of(' ') + 1);
+}
+
+// With the family of the keys, for which a long reader name leaves no room in the description.
+std::string NameOf(const SlotFacts& facts)
+{
+    return DescriptionOf(facts.slot).append(facts.decrypts ? ordinaryEnding : qualifiedEnding);
+}
+
+} // namespace
+
+std::vector<CK_SLOT_ID> SlotTable::Update(const std::vector<packed::CK_SLOT_ID>& present,
+                                          const std::vector<Shown>& fresh)
+{
+    std::vector<CK_SLOT_ID> emptied;
+    for (Slot& slot : slots) {
+        const bool stays = std::find(present.begin(), present.end(), slot.facts.inner.id) != present.end();
+        if (slot.present && !stays) {
+            slot.present = false;
+            slot.loggedIn = false;
+            slot.changed = true;
+            emptied.push_back(slot.id);
+        }
+    }
+    for (const Shown& shown : fresh) {
+        const SlotFacts facts = FactsOf(shown);
+        Slot& slot = PlaceFor(facts);
+        slot.facts = facts;
+        slot.present = true;
+        slot.described = false;
+        slot.changed = true;
+    }
+    return emptied;
+}
+
+// A card's slots get their ids one after the other, the qualified one first.
+SlotFacts SlotTable::FactsOf(const Shown& shown) const
+{
+    const auto& [id, info] = shown;
+    const std::string description = DescriptionOf(info);
+    const bool followsAQualifiedOne =
+        std::any_of(slots.begin(), slots.end(), [before = id - 1](const Slot& slot) {
+            return slot.present && slot.facts.inner.id == before && !slot.facts.decrypts;
+        });
+    SlotFacts facts;
+    facts.decrypts = description.ends_with(ordinaryEnding) ||
+                     (followsAQualifiedOne && !description.ends_with(qualifiedEnding));
+    facts.inner = {id, facts.decrypts ? id - 1 : id};
+    facts.slot = info;
+    return facts;
+}
+
+void SlotTable::Describe(const SlotFacts& facts)
+{
+    for (Slot& slot : slots) {
+        if (slot.present && slot.facts.inner.id == facts.inner.id) {
+            slot.facts = facts;
+            slot.described = true;
+        }
+    }
+}
+
+std::vector<SlotFacts> SlotTable::Undescribed(packed::CK_SLOT_ID card) const
+{
+    std::vector<SlotFacts> found;
+    for (const Slot& slot : slots) {
+        if (slot.present && slot.facts.inner.card == card && !slot.described) {
+            found.push_back(slot.facts);
+        }
+    }
+    return found;
+}
+
+void SlotTable::ForgetEvents()
+{
+    for (Slot& slot : slots) {
+        slot.changed = false;
+    }
+}
+
+std::vector<packed::CK_SLOT_ID> SlotTable::InnerSlots() const
+{
+    std::vector<packed::CK_SLOT_ID> inner;
+    for (const Slot& slot : slots) {
+        if (slot.present) {
+            inner.push_back(slot.facts.inner.id);
+        }
+    }
+    return inner;
+}
+
+std::vector<Slot*> SlotTable::OfCard(packed::CK_SLOT_ID card)
+{
+    std::vector<Slot*> found;
+    for (Slot& slot : slots) {
+        if (slot.present && slot.facts.inner.card == card) {
+            found.push_back(&slot);
+        }
+    }
+    return found;
+}
+
+Slot* SlotTable::Find(CK_SLOT_ID id)
+{
+    return id < slots.size() ? &slots[id] : nullptr;
+}
+
+Slot& SlotTable::PlaceFor(const SlotFacts& facts)
+{
+    const std::string name = NameOf(facts);
+    const auto own = std::find_if(slots.begin(), slots.end(),
+                                  [&name](const Slot& slot) { return !slot.present && slot.name == name; });
+    if (own != slots.end()) {
+        return *own;
+    }
+    Slot& added = slots.emplace_back();
+    added.id = slots.size() - 1;
+    added.name = name;
+    return added;
+}
+
+} // namespace front

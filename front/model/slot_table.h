@@ -1,0 +1,56 @@
+// The slots as applications see them. A slot that was shown once keeps its id and its place; its card goes
+// and comes. Callers hold the lock of the front.
+#pragma once
+
+#include "front/library/library.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace front {
+
+struct Slot
+{
+    CK_SLOT_ID id = 0;
+    std::string name; // of the reader and the key family, which is what makes it the same slot
+    SlotFacts facts;  // of the card that is in, or was last
+    bool present = false;
+    bool described = false; // the card has been asked for its facts
+    bool loggedIn = false;
+    bool changed = false; // an event that C_WaitForSlotEvent has not told yet
+};
+
+class SlotTable
+{
+public:
+    // A slot of the library with what it shows.
+    using Shown = std::pair<packed::CK_SLOT_ID, CK_SLOT_INFO>;
+
+    // Takes over what is there now. `fresh` has the slots of `present` that were not known, in order. Returns
+    // the ids of the slots whose card has gone, also when another one came at once.
+    std::vector<CK_SLOT_ID> Update(const std::vector<packed::CK_SLOT_ID>& present,
+                                   const std::vector<Shown>& fresh);
+    // Takes over what a card was asked for, unless it has gone.
+    void Describe(const SlotFacts& facts);
+    std::vector<SlotFacts> Undescribed(packed::CK_SLOT_ID card) const;
+    void ForgetEvents();
+
+    // The slots of the library that cards are in.
+    std::vector<packed::CK_SLOT_ID> InnerSlots() const;
+
+    // The slots of a card that is there.
+    std::vector<Slot*> OfCard(packed::CK_SLOT_ID card);
+
+    // Null for an id that was never shown.
+    Slot* Find(CK_SLOT_ID id);
+    std::vector<Slot>& All() { return slots; }
+
+private:
+    SlotFacts FactsOf(const Shown& shown) const;
+    Slot& PlaceFor(const SlotFacts& facts);
+
+    std::vector<Slot> slots; // at the index that is their id
+};
+
+} // namespace front

@@ -1,0 +1,96 @@
+#include "softcard/card/card_access.h"
+
+#include "softcard/card/card_error.h"
+
+#include <chrono>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace softcard {
+namespace {
+
+constexpr std::chrono::milliseconds longestWait{500};
+constexpr std::chrono::milliseconds pause{5};
+
+// The cards that this process has a transaction on. Never destroyed: see Runtime::Instance.
+class OwnTransactions
+{
+public:
+    static OwnTransactions& Instance()
+    {
+        static auto* const instance = new OwnTransactions();
+        return *instance;
+    }
+
+    bool Contains(const std::filesystem::path& card)
+    {
+        const std::lock_guard lock(mutex_);
+        return cards_.contains(card);
+    }
+
+    void Add(const std::filesystem::path& card)
+    {
+        const std::lock_guard lock(mutex_);
+        cards_.insert(card);
+    }
+
+    void Remove(const std::filesystem::path& card)
+    {
+        const std::lock_guard lock(mutex_);
+        cards_.erase(card);
+    }
+
+private:
+    std::mutex mutex_;
+    std::set<std::filesystem::path> cards_;
+};
+
+// Tries until `attempt` returns true. Throws CardError when it does not in time.
+template <typename Attempt>
+void TryForAWhile(const Attempt& attempt)
+{
+    const auto deadline = std::chrono::steady_clock::now() + longestWait;
+    while (!attempt()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            throw CardError(statusSharingViolation, "Another transaction is active on the card.");
+        }
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+std::filesystem::path LockFile(const std::filesystem::path& cardFolder)
+{
+    return LockFileOf(cardFolder, "transaction");
+}
+
+} // namespace
+
+CardTransaction::CardTransaction(std::filesystem::path cardFolder) : cardFolder_(std::move(cardFolder))
+{
+    TryForAWhile([this] {
+        if (OwnTransactions::Instance().Contains(cardFolder_)) {
+            throw CardError(statusSharingViolation, "Another transaction is active on the card.");
+        }
+        lock_ = FileLock::Try(LockFile(cardFolder_));
+        return lock_.has_value();
+    });
+    OwnTransactions::Instance().Add(cardFolder_);
+}
+
+CardTransaction::~CardTransaction()
+{
+    OwnTransactions::Instance().Remove(cardFolder_);
+}
+
+std::optional<FileLock> EnterCard(const std::filesystem::path& cardFolder)
+{
+    std::optional<FileLock> entry;
+    TryForAWhile([&] {
+        entry = FileLock::TryShared(LockFile(cardFolder));
+        return entry.has_value() || OwnTransactions::Instance().Contains(cardFolder);
+    });
+    return entry;
+}
+
+} // namespace softcard

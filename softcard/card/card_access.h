@@ -1,0 +1,35 @@
+// Who may use a card: one process at a time holds its transaction, and only that process uses codes and keys
+// meanwhile.
+#pragma once
+
+#include "softcard/system/files.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace softcard {
+
+// A transaction on a card, over with the object.
+class CardTransaction
+{
+public:
+    // Waits a moment for another process, but not for one of the own process. Throws CardError when the card
+    // does not get free.
+    explicit CardTransaction(std::filesystem::path cardFolder);
+    ~CardTransaction();
+    CardTransaction(const CardTransaction&) = delete;
+    CardTransaction& operator=(const CardTransaction&) = delete;
+    CardTransaction(CardTransaction&&) = delete;
+    CardTransaction& operator=(CardTransaction&&) = delete;
+
+private:
+    const std::filesystem::path cardFolder_;
+    std::optional<FileLock> lock_;
+};
+
+// Keeps other processes from starting a transaction as long as it lives; nothing needs to be kept when the
+// own process has one. Waits a moment and throws CardError when another process holds a transaction, so two
+// processes never wait for each other for good.
+[[nodiscard]] std::optional<FileLock> EnterCard(const std::filesystem::path& cardFolder);
+
+} // namespace softcard

@@ -1,0 +1,15 @@
+#include "softcard/card/directories.h"
+
+#include "softcard/system/files.h"
+
+namespace softcard {
+
+Directories FindDirectories()
+{
+    Directories directories = LocateDirectories();
+    EnsurePrivateFolder(directories.config);
+    EnsurePrivateFolder(directories.state);
+    return directories;
+}
+
+} // namespace softcard

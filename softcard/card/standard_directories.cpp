@@ -1,0 +1,19 @@
+#include "softcard/card/standard_directories.h"
+
+#include "softcard/system/environment.h"
+#include "softcard/system/user_directories.h"
+
+namespace softcard {
+
+// Believed as it stands: who sets it means it.
+Directories LocateDirectories()
+{
+    const std::filesystem::path home = PathFromEnvironment("TAVRIK_HOME");
+    if (!home.empty()) {
+        const std::filesystem::path absolute = std::filesystem::absolute(home);
+        return {absolute / "config", absolute / "state"};
+    }
+    return UserDirectories();
+}
+
+} // namespace softcard

@@ -1,0 +1,125 @@
+// The boundary: verification of the codes.
+#include "softcard/card/card_access.h"
+#include "softcard/card/card_error.h"
+#include "softcard/card/code_check.h"
+#include "softcard/card/fault.h"
+#include "softcard/cardapi/boundary.h"
+#include "softcard/cardapi/pinentry.h"
+
+#include <cstring>
+
+using softcard::CardError;
+using softcard::CodeCheck;
+using softcard::CodeKind;
+using softcard::CodeOutcome;
+using softcard::Guarded;
+using softcard::KeyFamily;
+using softcard::Runtime;
+
+namespace {
+
+// What VerifyResult says of a code that cannot be tried.
+constexpr uint32_t bokUninitialized = 1;
+constexpr uint32_t bokLocked = 3;
+constexpr uint32_t pinUninitialized = 4;
+constexpr uint32_t pinLocked = 5;
+
+// Which code it is, where, and what it opens.
+struct Verification
+{
+    CardSession number;
+    std::shared_ptr<softcard::Session> session;
+    CodeKind kind;
+
+    [[nodiscard]] KeyFamily Family() const
+    {
+        return kind == CodeKind::bok ? KeyFamily::ordinary : KeyFamily::qualified;
+    }
+};
+
+// Puts a refused code into the result and throws; does nothing for an accepted one.
+void RequireAccepted(const CodeCheck& check, CodeKind kind, VerifyResult& result)
+{
+    const bool isBok = kind == CodeKind::bok;
+    result.unread4 = static_cast<int32_t>(check.triesLeft);
+    switch (check.outcome) {
+    case CodeOutcome::accepted:
+        return;
+    case CodeOutcome::wrong:
+        throw CardError(softcard::statusIncorrectCode, "The code is wrong.");
+    case CodeOutcome::locked:
+        result.status = isBok ? bokLocked : pinLocked;
+        throw CardError(softcard::statusInvalidCodeState, "The code is locked.");
+    case CodeOutcome::uninitialized:
+        result.status = isBok ? bokUninitialized : pinUninitialized;
+        throw CardError(softcard::statusInvalidCodeState, "The code is not initialised.");
+    }
+}
+
+// A code that cannot be tried is not asked for.
+softcard::SecretText AskUser(const Verification& verification, VerifyResult& result)
+{
+    const softcard::Card& card = verification.session->InsertedCard();
+    // Whoever waits for the user keeps nobody from the card.
+    softcard::EnterCard(card.folder).reset();
+    const CodeCheck look = softcard::LookAtCode(card.folder, verification.kind);
+    RequireAccepted(look, verification.kind, result);
+    const auto& reader = verification.session->InsertedIn().name;
+    auto code = softcard::AskForCode({verification.kind, card.name, reader, look.triesLeft},
+                                     Runtime::Instance().RequireDirectories().config);
+    if (!code || !softcard::CanBeACode(*code)) {
+        throw CardError(softcard::statusUserInputError, "The user gave no code, or what can be none.");
+    }
+    // The user may have taken the time to remove the card.
+    (void)Runtime::Instance().RequireSession(verification.number);
+    return std::move(*code);
+}
+
+void Verify(const Verification& verification, const char* code, VerifyResult& result)
+{
+    const softcard::SecretText given =
+        code == nullptr ? AskUser(verification, result) : softcard::MakeSecretText(code);
+    const softcard::Card& card = verification.session->InsertedCard();
+    const auto entry = softcard::EnterCard(card.folder);
+    verification.session->Withdraw(verification.Family());
+    const CodeCheck check = softcard::CheckCode(card.folder, verification.kind, given);
+    RequireAccepted(check, verification.kind, result);
+    auto keys = softcard::LoadPrivateKeys(card, verification.Family(), check.secret);
+    if (!verification.session->Authorize(verification.Family(), std::move(keys))) {
+        throw CardError(softcard::statusInvalidSession, "The session was closed meanwhile.");
+    }
+    result.verified = 1;
+}
+
+CardStatus VerifyCode(CardSession session, const char* code, VerifyResult* result, CodeKind kind)
+{
+    return Guarded([&] {
+        softcard::RequirePointer(result);
+        result->status = 0;
+        result->verified = 0;
+        const bool isBok = kind == CodeKind::bok;
+        try {
+            auto found = softcard::UseCard(session, isBok ? "Passwords_VerifyBOK" : "QES_VerifyPin");
+            Verify({session, std::move(found), kind}, code, *result);
+        } catch (const softcard::OrderedFailure& failure) {
+            result->status = failure.Ordered().codeState.value_or(0);
+            result->verified = failure.Ordered().verified ? 1 : 0;
+            throw;
+        }
+    });
+}
+
+} // namespace
+
+CardStatus CardAPI_Passwords_VerifyBOK(CardSession session, const char* code, VerifyResult* result,
+                                       void* /*null*/, uint32_t /*fifth*/, uint32_t /*sixth*/,
+                                       uint32_t /*seventh*/)
+{
+    return VerifyCode(session, code, result, CodeKind::bok);
+}
+
+CardStatus CardAPI_QES_VerifyPin(CardSession session, const char* code, VerifyResult* result, void* /*null*/,
+                                 uint32_t /*fifth*/, uint32_t /*sixth*/, uint32_t /*seventh*/)
+{
+    return VerifyCode(session, code, result, CodeKind::pin);
+}

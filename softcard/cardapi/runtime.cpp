@@ -1,0 +1,290 @@
+#include "softcard/cardapi/runtime.h"
+
+#include "softcard/card/card_error.h"
+#include "softcard/card/fault.h"
+#include "softcard/system/files.h"
+
+#include "src/crypto/shared_objects.h"
+
+#include <algorithm>
+
+namespace softcard {
+namespace {
+
+constexpr int mostAttempts = 5; // to open a card before it is swapped for another
+
+bool IsStillIn(const std::vector<Reader>& readers, const std::string& name, const std::string& insertion)
+{
+    return std::any_of(readers.begin(), readers.end(), [&](const Reader& reader) {
+        return reader.name == name && !reader.card.empty() && reader.insertion == insertion;
+    });
+}
+
+// What the first of the operations that is ordered to fail answers; `unknown` when the orders cannot be read,
+// since a change that was found must be told of all the same.
+std::optional<CardStatus> MeetFailure(const Directories& directories, const std::string& card,
+                                      const std::vector<std::string>& operations,
+                                      std::optional<CardStatus> unknown)
+{
+    try {
+        for (const std::string& operation : operations) {
+            MeetFault(directories, card, operation);
+        }
+        return std::nullopt;
+    } catch (const CardError& error) {
+        return error.Status();
+    } catch (const std::exception&) {
+        return unknown;
+    }
+}
+
+// Throws CardError when there is no such reader or no card in it.
+Reader RequireCardIn(const Directories& directories, const std::string& reader)
+{
+    auto found = ReaderDirectory(directories).Find(reader);
+    if (!found) {
+        throw CardError(statusUnknownReader, "There is no such reader.");
+    }
+    if (found->card.empty()) {
+        throw CardError(statusNoCard, "There is no card in the reader.");
+    }
+    return std::move(*found);
+}
+
+// Throws CardError for a card that cannot be read.
+std::shared_ptr<Session> LoadSession(const Directories& directories, const Reader& reader)
+{
+    try {
+        return std::make_shared<Session>(CardStore(directories).Load(reader.card), reader);
+    } catch (const std::exception& error) {
+        throw CardError(statusUnknownCardType, error.what());
+    }
+}
+
+} // namespace
+
+Runtime& Runtime::Instance()
+{
+    static auto* const instance = new Runtime();
+    return *instance;
+}
+
+void Runtime::Initialize()
+{
+    Directories directories = FindDirectories();
+    EnsurePrivateFolder(directories.Readers());
+    EnsurePrivateFolder(directories.Cards());
+    const std::lock_guard lock(mutex_);
+    PrepareSharedCryptoObjects(); // on one thread, so that no two meet over it later
+    directories_ = std::move(directories);
+    initialized_ = true;
+}
+
+void Runtime::Finalize()
+{
+    const std::lock_guard lock(mutex_);
+    initialized_ = false;
+    ++run_;
+    knownCards_.clear();
+    for (const auto& [number, session] : sessions_) {
+        session->End();
+    }
+    for (const auto& watch : watches_) {
+        watch->WakeUp();
+    }
+    watches_.clear();
+}
+
+Directories Runtime::RequireDirectories() const
+{
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    return directories_;
+}
+
+std::optional<Directories> Runtime::CurrentDirectories() const
+{
+    const std::lock_guard lock(mutex_);
+    return initialized_ ? std::optional(directories_) : std::nullopt;
+}
+
+CardSession Runtime::Open(const std::string& reader)
+{
+    const Run run = CurrentRun();
+    for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+        const Reader found = RequireCardIn(run.directories, reader);
+        auto loaded = LoadSession(run.directories, found);
+        const std::lock_guard looking(looking_);
+        if (RequireCardIn(run.directories, reader).insertion == found.insertion) {
+            const std::lock_guard lock(mutex_);
+            RequireSameRun(run);
+            const CardSession session = Register(std::move(loaded));
+            knownCards_[reader] = {found.card, found.insertion, session};
+            return session;
+        }
+    }
+    throw CardError(statusRemovedCard, "The card in the reader is another one each time.");
+}
+
+std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
+{
+    const Run run = CurrentRun();
+    auto found = RequireOpenSession(session);
+    if (found->HasEnded()) {
+        throw CardError(statusInvalidSession, "There is no such session.");
+    }
+    const Reader& inserted = found->InsertedIn();
+    const auto reader = ReaderDirectory(run.directories).Find(inserted.name);
+    if (!reader || reader->card.empty() || reader->insertion != inserted.insertion) {
+        throw CardError(statusRemovedCard, "The card was removed.");
+    }
+    return found;
+}
+
+std::shared_ptr<Session> Runtime::RequireOpenSession(CardSession session) const
+{
+    const std::lock_guard lock(mutex_);
+    const auto found = sessions_.find(session);
+    if (found == sessions_.end()) {
+        throw CardError(statusInvalidSession, "There is no such session.");
+    }
+    return found->second;
+}
+
+void Runtime::Close(CardSession session)
+{
+    const std::shared_ptr<Session> found = RequireOpenSession(session);
+    found->End();
+    const std::lock_guard lock(mutex_);
+    sessions_.erase(session);
+}
+
+std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
+{
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    const std::shared_ptr<ReaderWatch> watch = StartWatch();
+    const auto forget = [&](const void* /*unused*/) {
+        const std::lock_guard lock(mutex_);
+        watches_.erase(watch);
+    };
+    const std::unique_ptr<const void, decltype(forget)> guard(watch.get(), forget);
+    while (true) {
+        watch->Follow();
+        std::vector<ReaderEvent> events = CollectEvents(watch);
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (!events.empty() || left.count() <= 0) {
+            return events;
+        }
+        watch->Wait(left);
+    }
+}
+
+void Runtime::RequireInitialized() const
+{
+    if (!initialized_) {
+        throw CardError(statusNotInitialized, "The library is not initialised.");
+    }
+}
+
+Runtime::Run Runtime::CurrentRun() const
+{
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    return {run_, directories_};
+}
+
+void Runtime::RequireSameRun(const Run& run) const
+{
+    RequireInitialized();
+    if (run.number != run_) {
+        throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
+    }
+}
+
+CardSession Runtime::Register(std::shared_ptr<Session> session)
+{
+    sessions_[lastSession_ + 1] = std::move(session);
+    return ++lastSession_;
+}
+
+std::shared_ptr<ReaderWatch> Runtime::StartWatch()
+{
+    const std::lock_guard lock(mutex_);
+    RequireInitialized();
+    return *watches_.insert(std::make_shared<ReaderWatch>(directories_)).first;
+}
+
+std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatch>& watch)
+{
+    const Changes changes = CollectChanges(watch);
+    std::vector<ReaderEvent> events;
+    for (const auto& [reader, known] : changes.removed) {
+        const auto failure =
+            MeetFailure(changes.run.directories, known.card, {"WaitForReaderEvent"}, std::nullopt);
+        events.push_back({cardRemovedEvent, reader, known.session, failure.value_or(statusOk)});
+    }
+    for (const Reader& reader : changes.inserted) {
+        if (auto event = OpenInserted(changes.run, reader)) {
+            events.push_back(std::move(*event));
+        }
+    }
+    return events;
+}
+
+// Each change is found by one thread only.
+Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& watch)
+{
+    const std::lock_guard looking(looking_);
+    Changes changes{CurrentRun(), {}, {}};
+    const std::vector<Reader> readers = ReaderDirectory(changes.run.directories).List();
+    const std::lock_guard lock(mutex_);
+    RequireSameRun(changes.run);
+    if (!watches_.contains(watch)) {
+        throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
+    }
+    std::erase_if(knownCards_, [&](const auto& known) {
+        const bool isGone = !IsStillIn(readers, known.first, known.second.insertion);
+        if (isGone) {
+            changes.removed.insert(known);
+        }
+        return isGone;
+    });
+    for (const Reader& reader : readers) {
+        if (!reader.card.empty() && !knownCards_.contains(reader.name)) {
+            knownCards_[reader.name] = {reader.card, reader.insertion, 0};
+            changes.inserted.push_back(reader);
+        }
+    }
+    return changes;
+}
+
+// A fault can take its time, so nobody waits for it. Nothing when the card was opened, or had gone again,
+// before there was a session to tell of.
+std::optional<ReaderEvent> Runtime::OpenInserted(const Run& run, const Reader& reader)
+{
+    ReaderEvent event{cardInsertedEvent, reader.name, 0, statusOk};
+    std::shared_ptr<Session> loaded;
+    const auto failure =
+        MeetFailure(run.directories, reader.card, {"WaitForReaderEvent", "OpenSession"}, statusInternalError);
+    try {
+        event.status = failure.value_or(statusOk);
+        loaded = failure ? nullptr : LoadSession(run.directories, reader);
+    } catch (const CardError& error) {
+        event.status = error.Status();
+    }
+    const std::lock_guard lock(mutex_);
+    RequireSameRun(run);
+    const auto known = knownCards_.find(reader.name);
+    if (known == knownCards_.end() || known->second.insertion != reader.insertion ||
+        known->second.session != 0) {
+        return std::nullopt;
+    }
+    if (loaded) {
+        event.session = Register(std::move(loaded));
+        known->second.session = event.session;
+    }
+    return event;
+}
+
+} // namespace softcard

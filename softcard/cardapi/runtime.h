@@ -1,0 +1,109 @@
+// The state of the library in this process.
+#pragma once
+
+#include "softcard/card/card_store.h"
+#include "softcard/card/directories.h"
+#include "softcard/card/reader_directory.h"
+#include "softcard/cardapi/session.h"
+#include "softcard/system/reader_watch.h"
+
+#include "src/card/card_api.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace softcard {
+
+struct ReaderEvent
+{
+    uint32_t code = 0; // cardInsertedEvent or cardRemovedEvent
+    std::string reader;
+    CardSession session = 0;
+    CardStatus status = 0;
+};
+
+// All members can be called on several threads at once.
+class Runtime
+{
+public:
+    // Made on first use and never destroyed: a thread of the host can outlast its static objects.
+    static Runtime& Instance();
+
+    void Initialize();
+
+    // Ends all sessions, which can still be closed, and wakes every waiting thread.
+    void Finalize();
+
+    // Throws CardError before Initialize and after Finalize; the other gives nothing then.
+    [[nodiscard]] Directories RequireDirectories() const;
+    [[nodiscard]] std::optional<Directories> CurrentDirectories() const;
+
+    // Throws CardError when there is no such reader or no card in it.
+    [[nodiscard]] CardSession Open(const std::string& reader);
+
+    // The session, its card still being where it was. Throws CardError when it is not.
+    [[nodiscard]] std::shared_ptr<Session> RequireSession(CardSession session) const;
+
+    // The session whatever became of its card and of the library. Throws CardError for one that was closed.
+    [[nodiscard]] std::shared_ptr<Session> RequireOpenSession(CardSession session) const;
+    void Close(CardSession session);
+
+    // Waits until there are events or the time is over. Throws CardError when the library is, or gets,
+    // finalized.
+    [[nodiscard]] std::vector<ReaderEvent> WaitForEvents(std::chrono::milliseconds time);
+
+private:
+    // What the process has been told of a reader, or has found out by itself.
+    struct KnownCard
+    {
+        std::string card;
+        std::string insertion;
+        CardSession session = 0; // 0 when none was opened, or not yet
+    };
+
+    // From one start of the library to its end.
+    struct Run
+    {
+        uint64_t number = 0;
+        Directories directories;
+    };
+
+    // What CollectEvents finds under the locks and tells of without them.
+    struct Changes
+    {
+        Run run;
+        std::map<std::string, KnownCard> removed; // by reader
+        std::vector<Reader> inserted;
+    };
+
+    Runtime() = default;
+    void RequireInitialized() const;
+    void RequireSameRun(const Run& run) const;
+    [[nodiscard]] Run CurrentRun() const;
+    CardSession Register(std::shared_ptr<Session> session);
+    std::shared_ptr<ReaderWatch> StartWatch();
+    std::vector<ReaderEvent> CollectEvents(const std::shared_ptr<ReaderWatch>& watch);
+    Changes CollectChanges(const std::shared_ptr<ReaderWatch>& watch);
+    std::optional<ReaderEvent> OpenInserted(const Run& run, const Reader& reader);
+
+    // Held by who looks into the readers and notes what he found, so that no older view replaces a newer one.
+    // Taken before the other, and never by an operation on an open session.
+    std::mutex looking_;
+
+    mutable std::mutex mutex_; // guards what follows, for moments: no file is read under it
+    bool initialized_ = false;
+    uint64_t run_ = 0; // the number of ends so far
+    Directories directories_;
+    CardSession lastSession_ = 0;
+    std::map<CardSession, std::shared_ptr<Session>> sessions_;
+    std::map<std::string, KnownCard> knownCards_;    // by reader
+    std::set<std::shared_ptr<ReaderWatch>> watches_; // of the threads that wait in this run of the library
+};
+
+} // namespace softcard

@@ -1,0 +1,60 @@
+// One session on an inserted card, with what its user has been authorised to.
+#pragma once
+
+#include "softcard/card/card_access.h"
+#include "softcard/card/card_store.h"
+#include "softcard/card/reader_directory.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace softcard {
+
+// All members can be called on several threads at once.
+class Session
+{
+public:
+    Session(Card card, Reader reader) : card_(std::move(card)), reader_(std::move(reader)) {}
+
+    [[nodiscard]] const Card& InsertedCard() const { return card_; }
+    [[nodiscard]] const Reader& InsertedIn() const { return reader_; }
+
+    // Opens the family's keys to this session: the ordinary ones as long as it lives, which is what secure
+    // messaging stands for here, the qualified ones for one signature. False when the session has ended
+    // meanwhile. All of it ends when the card breaks the channel.
+    [[nodiscard]] bool Authorize(KeyFamily family, PrivateKeys keys);
+    void Withdraw(KeyFamily family);
+    [[nodiscard]] bool HasSecureMessaging() const;
+
+    // The keys that may be used now, nothing without authorisation. Asking for the qualified ones uses them
+    // up.
+    [[nodiscard]] std::optional<PrivateKeys> OrdinaryKeys() const;
+    [[nodiscard]] std::optional<PrivateKeys> TakeQualifiedKeys();
+
+    // A transaction keeps others from starting one on the same card, in this process or another, and other
+    // processes from using its codes and keys. Both throw CardError when it cannot be.
+    void StartTransaction();
+    void StopTransaction();
+
+    // Forgets every authorisation and ends the transaction.
+    void End();
+    [[nodiscard]] bool HasEnded() const;
+
+private:
+    // With the mark that they were opened under.
+    [[nodiscard]] std::pair<std::optional<PrivateKeys>, std::string> ExchangeQualifiedKeys();
+
+    const Card card_;
+    const Reader reader_;
+    mutable std::mutex mutex_; // guards what follows, for moments: no file is read under it
+    bool ended_ = false;
+    std::optional<PrivateKeys> ordinaryKeys_;
+    std::optional<PrivateKeys> qualifiedKeys_;
+    std::string channelMark_; // under which the keys were opened
+    std::unique_ptr<CardTransaction> transaction_;
+};
+
+} // namespace softcard

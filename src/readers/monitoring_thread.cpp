@@ -1,0 +1,191 @@
+#include "src/readers/monitoring_thread.h"
+
+#include "src/card/card_status.h"
+#include "src/log/logger.h"
+#include "src/platform/platform.h"
+#include "src/readers/slot_loading.h"
+
+#include <chrono>
+#include <exception>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace {
+
+constexpr uint32_t waitMilliseconds = 500;
+
+// What the handling of an event threw. The card side calls the events back, on a thread of its choice, and no
+// exception may pass through it: one is kept here until the wait that the event belongs to has returned.
+class FailedEvent
+{
+public:
+    void Keep(std::exception_ptr thrown)
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        failure = std::move(thrown);
+    }
+    void Rethrow()
+    {
+        std::exception_ptr thrown;
+        {
+            const std::lock_guard<std::mutex> guard(lock);
+            std::swap(thrown, failure);
+        }
+        if (thrown != nullptr) {
+            std::rethrow_exception(thrown);
+        }
+    }
+
+private:
+    std::mutex lock;
+    std::exception_ptr failure;
+};
+
+// Never destroyed: the card side may call back until the process ends.
+FailedEvent& LastFailedEvent()
+{
+    static auto* const event = new FailedEvent;
+    return *event;
+}
+
+void UnloadSlotList(const std::string& readerName, CardSession cardSession)
+{
+    if (cardSession != 0) {
+        InternalCache::GetInstance().RemoveCardToken(readerName);
+    }
+}
+
+void LogFailedEvent(CardStatus status)
+{
+    char text[128] = {};
+    FormatInto(text, sizeof(text), "0x%x %s", static_cast<unsigned int>(status), CardStatusName(status));
+    LOG_LINE(LogLevel_Debug, "ReaderCallback", "Card inserted event occurred with error: %s", text);
+}
+
+void ApplyReaderEvent(uint32_t event, const char16_t* readerName, CardSession cardSession,
+                      const CardStatus* status)
+{
+    if (*status != eStatusOk) {
+        LogFailedEvent(*status);
+        return;
+    }
+    const std::string narrowName = NarrowReaderName(readerName);
+    if (event == cardInsertedEvent) {
+        LoadSlotList(cardSession, narrowName);
+    } else if (event == cardRemovedEvent) {
+        UnloadSlotList(narrowName, cardSession);
+    }
+}
+
+// Handed to the card side, which calls it on a thread of its choice. Takes no lock of the front end: the end
+// of the library waits for this thread with that lock held.
+void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession cardSession,
+                       const CardStatus* status)
+{
+    try {
+        ApplyReaderEvent(event, readerName, cardSession, status);
+    } catch (...) {
+        LastFailedEvent().Keep(std::current_exception());
+    }
+}
+
+// False when the step failed; the log then has the reason, unless it is not to be told.
+template <typename Step>
+bool Succeeds(bool told, Step&& step)
+{
+    std::string reason;
+    try {
+        std::forward<Step>(step)();
+        return true;
+    } catch (const std::exception& failure) {
+        reason = failure.what();
+    } catch (...) {
+        reason = "unknown exception";
+    }
+    if (told) {
+        LOG_LINE(LogLevel_Error, "MonitoringThread::DoMonitoring", "Watching the readers failed: %s",
+                 reason.c_str());
+    }
+    return false;
+}
+
+} // namespace
+
+MonitoringThread& MonitoringThread::GetInstance()
+{
+    static MonitoringThread* const instance = new MonitoringThread;
+    return *instance;
+}
+
+void MonitoringThread::Start()
+{
+    running = true;
+    LoadSlotList(0, "");
+    CardAPI_WaitForReaderEvent(0, HandleReaderEvent);
+    LastFailedEvent().Rethrow();
+    LOG_LINE(LogLevel_Debug, "MonitoringThread::Start", "Going to start DoMonitoring thread");
+
+    Watches started(1); // made first: nothing may fail once the thread runs
+    const std::lock_guard<std::mutex> guard(watchLock);
+    ForgetWatchesOfParent();
+    started.front() = std::make_unique<OwnThread>([this] { DoMonitoring(waitMilliseconds); });
+    watches.splice(watches.end(), started);
+    everStarted = true;
+}
+
+void MonitoringThread::Stop()
+{
+    running = false;
+}
+
+void MonitoringThread::Join()
+{
+    Watches joining;
+    {
+        const std::lock_guard<std::mutex> guard(watchLock);
+        ForgetWatchesOfParent();
+        if (!everStarted) {
+            return;
+        }
+        joining.swap(watches);
+    }
+    if (joining.empty()) {
+        throw std::system_error(std::make_error_code(std::errc::invalid_argument));
+    }
+    try {
+        for (; !joining.empty(); joining.pop_front()) {
+            joining.front()->Join();
+        }
+    } catch (...) {
+        const std::lock_guard<std::mutex> guard(watchLock);
+        watches.splice(watches.begin(), joining);
+        throw;
+    }
+}
+
+void MonitoringThread::ForgetWatchesOfParent()
+{
+    const uint32_t current = Platform::ProcessId();
+    if (processId == current) {
+        return;
+    }
+    for (auto& watch : watches) {
+        static_cast<void>(watch.release());
+    }
+    watches.clear();
+    everStarted = false;
+    processId = current;
+}
+
+void MonitoringThread::DoMonitoring(uint32_t timeout)
+{
+    bool waiting = true; // a wait that fails for good is told once
+    while (running) {
+        waiting = Succeeds(waiting, [timeout] { CardAPI_WaitForReaderEvent(timeout, HandleReaderEvent); });
+        Succeeds(true, [] { LastFailedEvent().Rethrow(); });
+        if (!waiting) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(timeout)); // it may fail at once, each time
+        }
+    }
+}

@@ -1,0 +1,183 @@
+#include "src/readers/slot_loading.h"
+
+#include "src/card/card_status.h"
+#include "src/log/logger.h"
+#include "src/objects/copy_blank_padded.h"
+#include "src/store/internal_cache.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr uint32_t readerListCapacity = 1023;
+constexpr uint32_t loadedTextCapacity = 127;
+
+void DescribeToken(CardSession cardSession, CK_SLOT_INFO& info)
+{
+    CardTokenInfo tokenInfo{};
+    char text[loadedTextCapacity + 1] = {};
+    uint32_t capacity = loadedTextCapacity;
+    if (CardAPI_GetTokenInfo(cardSession, &tokenInfo, text, &capacity) == eStatusOk) {
+        // A copy of its own, since a name that fills its field ends without a zero.
+        const std::string manufacturer(tokenInfo.manufacturer, sizeof(tokenInfo.manufacturer));
+        CopyBlankPadded(info.manufacturerID, sizeof(info.manufacturerID), manufacturer.c_str());
+        info.hardwareVersion = {tokenInfo.versions[0], tokenInfo.versions[1]};
+        info.firmwareVersion = {tokenInfo.versions[2], tokenInfo.versions[3]};
+    }
+}
+
+CK_FLAGS SlotFlags(CardSession cardSession)
+{
+    uint32_t sessionFlags = 0;
+    if (CardAPI_GetSessionFlags(cardSession, &sessionFlags) != eStatusOk) {
+        return 0;
+    }
+    const CK_FLAGS present = (sessionFlags & cardPresentFlag) != 0 ? CKF_TOKEN_PRESENT : 0;
+    return present | CKF_REMOVABLE_DEVICE | CKF_HW_SLOT;
+}
+
+std::shared_ptr<Slot> MakeSlot(CK_SLOT_ID slotId, uint32_t tokenId, std::string_view label)
+{
+    auto slot = std::make_shared<Slot>(slotId, tokenId, label);
+    const auto token = InternalCache::GetInstance().GetCardToken(tokenId);
+    if (token == nullptr || token->cardSession == 0) {
+        return slot;
+    }
+    const std::string description = token->readerName + "; " + slot->label;
+    CopyBlankPadded(slot->info.slotDescription, sizeof(slot->info.slotDescription), description.c_str());
+    DescribeToken(token->cardSession, slot->info);
+    slot->info.flags = SlotFlags(token->cardSession);
+    return slot;
+}
+
+// The transaction around the reads is the card's alone: the token's mark of a held one stays as it is.
+void AddCard(CardSession cardSession, const std::string& readerName)
+{
+    auto& cache = InternalCache::GetInstance();
+    CardAPI_StartTransaction(cardSession);
+    const auto token = std::make_shared<CardToken>(cache.tokenIdCounter++, cardSession, readerName);
+    cache.AddCardToken(token);
+    cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, qualifiedLabel));
+    cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, ordinaryLabel));
+    CardAPI_StopTransaction(cardSession);
+}
+
+void AddCardInReader(const char16_t* readerName)
+{
+    CardSession cardSession = 0;
+    CardAPI_OpenSession(readerName, &cardSession);
+    if (cardSession != 0) {
+        AddCard(cardSession, NarrowReaderName(readerName));
+    }
+}
+
+// Walks the readers that the card side lists. The first name is taken in any case, even from a list of no
+// characters.
+void AddCardsInAllReaders()
+{
+    // Filled with something that is no terminator, so that a list has to bring its own.
+    std::array<char16_t, readerListCapacity + 1> names{};
+    std::fill_n(reinterpret_cast<unsigned char*>(names.data()), sizeof(names), static_cast<unsigned char>(1));
+    names.back() = u'\0'; // the walk must end inside the buffer, whatever the card side wrote
+
+    const int32_t count = CardAPI_GetReaderList(names.data(), readerListCapacity);
+    if (count < 0) {
+        return;
+    }
+    const auto end = static_cast<std::size_t>(count);
+    std::size_t position = 0;
+    while (position < names.size()) {
+        const char16_t* readerName = names.data() + position;
+        AddCardInReader(readerName);
+        position += std::char_traits<char16_t>::length(readerName) + 1;
+        if (position + 1 >= end) {
+            return;
+        }
+    }
+}
+
+// What the card holds for one slot: parsed certificates and their key records, in step.
+struct SlotContents
+{
+    InternalCache::CertificateList certificates;
+    std::vector<CardKeyInfo> keyInfos;
+};
+
+// A certificate that doesn't parse is left out of both lists, so that the later ones move up.
+void ParseCertificate(const CardCertificate& certificate, const CardKeyInfo& keyInfo, uint32_t index,
+                      const std::string& label, SlotContents& contents)
+{
+    constexpr char logFunction[] = "CreateSlotObjects";
+    LOG_LINE(LogLevel_Debug, logFunction, "Going to parse X509 certificate");
+    LOG_LINE(LogLevel_Debug, logFunction, "Certificate data going to parse");
+    try {
+        const std::size_t length = std::min<std::size_t>(certificate.length, sizeof(certificate.data));
+        auto parsed = std::make_unique<Botan::X509_Certificate>(certificate.data, length);
+        LOG_LINE(LogLevel_Debug, logFunction, "X509 certificate parsed");
+        contents.certificates.push_back(std::move(parsed));
+        contents.keyInfos.push_back(keyInfo);
+    } catch (...) {
+        LOG_LINE(LogLevel_Error, logFunction, "Parsing certificate number: %u for %s slot failed", index,
+                 label.c_str());
+    }
+}
+
+} // namespace
+
+void LoadSlotList(CardSession cardSession, const std::string& readerName)
+{
+    constexpr char logFunction[] = "LoadSlotList";
+    LOG_LINE(LogLevel_Debug, logFunction, "LoadSlotList call start");
+    if (cardSession != 0) {
+        LOG_LINE(LogLevel_Debug, logFunction, "CardAPI session is not null, going to start transaction");
+        AddCard(cardSession, readerName);
+    } else {
+        LOG_LINE(LogLevel_Debug, logFunction, "CardAPI session is null");
+        AddCardsInAllReaders();
+    }
+    LOG_LINE(LogLevel_Debug, logFunction, "LoadSlotList call end");
+}
+
+void CreateSlotObjects(CK_SLOT_ID slotId)
+{
+    constexpr char logFunction[] = "CreateSlotObjects";
+    auto& cache = InternalCache::GetInstance();
+    const auto slot = cache.GetSlot(slotId);
+    const auto token = slot == nullptr ? nullptr : cache.GetCardToken(slot->tokenId);
+    if (token == nullptr || (slot->label != qualifiedLabel && slot->label != ordinaryLabel)) {
+        return; // the card has gone meanwhile, or the slot is of no key family
+    }
+
+    const auto certificates = std::make_unique<CardCertificate[]>(maxCertificates);
+    const auto keyInfos = std::make_unique<CardKeyInfo[]>(maxCertificates);
+    uint32_t count = 0;
+    const auto getCertificates =
+        slot->label == qualifiedLabel ? CardAPI_QES_GetCertificates : CardAPI_ES_GetCertificates;
+    const CardStatus status = getCertificates(token->cardSession, certificates.get(), &count, keyInfos.get());
+    LOG_LINE(LogLevel_Debug, logFunction, "CardAPI_QES_GetCertificates call end");
+
+    SlotContents contents;
+    if (status == eStatusOk) {
+        for (uint32_t index = 0; index < std::min(count, maxCertificates); ++index) {
+            ParseCertificate(certificates[index], keyInfos[index], index, slot->label, contents);
+        }
+    }
+    if (count > maxCertificates) {
+        LOG_LINE(LogLevel_Debug, logFunction, "NumOfCerts is greater then MAX_CERTIFICATES_BUFFER...");
+    }
+    cache.AddCertificateObjects(slotId, contents.certificates);
+    cache.AddPrivKeyObjects(slotId, contents.keyInfos, contents.certificates);
+    LOG_LINE(LogLevel_Debug, logFunction, "Creating slot objects end");
+}
+
+std::string NarrowReaderName(const char16_t* readerName)
+{
+    std::string narrow;
+    for (; *readerName != u'\0'; ++readerName) {
+        narrow += static_cast<char>(*readerName & 0xFFU);
+    }
+    return narrow;
+}

@@ -1,0 +1,190 @@
+#include "front/model/attributes.h"
+
+#include "front/abi/refusal.h"
+#include "front/model/objects.h"
+
+#include <gtest/gtest.h>
+
+namespace front {
+namespace {
+
+CK_RV RefusalOf(const CK_ATTRIBUTE* records, CK_ULONG count)
+{
+    try {
+        static_cast<void>(ReadTemplate(records, count));
+    } catch (const Refusal& refusal) {
+        return refusal.answer;
+    }
+    return CKR_OK;
+}
+
+TEST(AttributesTest, NumberGoesFromFourBytesToEight)
+{
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {0x00, 0x08, 0, 0}), NumberValue(2048));
+}
+
+TEST(AttributesTest, UnavailableNumberKeepsItsMeaning)
+{
+    EXPECT_EQ(WidenValue(CKA_KEY_GEN_MECHANISM, {0xFF, 0xFF, 0xFF, 0xFF}),
+              NumberValue(unavailableInformation));
+}
+
+TEST(AttributesTest, NumberOfAnotherWidthStaysAsItIs)
+{
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {1, 2}), Bytes({1, 2}));
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, Bytes(8, 1)), Bytes(8, 1));
+    EXPECT_EQ(WidenValue(CKA_MODULUS_BITS, {}), Bytes());
+}
+
+TEST(AttributesTest, EachNumberOfAnArrayIsWidened)
+{
+    Bytes expected = NumberValue(1);
+    const Bytes second = NumberValue(0x40);
+    expected.insert(expected.end(), second.begin(), second.end());
+    EXPECT_EQ(WidenValue(CKA_ALLOWED_MECHANISMS, {1, 0, 0, 0, 0x40, 0, 0, 0}), expected);
+}
+
+TEST(AttributesTest, AnyTrueBooleanBecomesOne)
+{
+    EXPECT_EQ(WidenValue(CKA_SIGN, {0xFF}), Bytes{1});
+    EXPECT_EQ(WidenValue(CKA_SIGN, {0}), Bytes{0});
+}
+
+TEST(AttributesTest, KindsOfWhatCardsHave)
+{
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_TOKEN, CKA_PRIVATE, CKA_TRUSTED, CKA_SENSITIVE, CKA_ENCRYPT, CKA_DECRYPT, CKA_WRAP, CKA_UNWRAP,
+          CKA_SIGN, CKA_SIGN_RECOVER, CKA_VERIFY, CKA_VERIFY_RECOVER, CKA_DERIVE, CKA_EXTRACTABLE, CKA_LOCAL,
+          CKA_NEVER_EXTRACTABLE, CKA_ALWAYS_SENSITIVE, CKA_MODIFIABLE, CKA_ALWAYS_AUTHENTICATE}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::boolean) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_CERTIFICATE_TYPE, CKA_CERTIFICATE_CATEGORY,
+                                         CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_KEY_GEN_MECHANISM}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::number) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_LABEL, CKA_VALUE, CKA_ISSUER, CKA_SUBJECT, CKA_ID, CKA_MODULUS, CKA_PUBLIC_EXPONENT,
+          CKA_START_DATE, CKA_END_DATE, CKA_CHECK_VALUE}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::bytes) << std::hex << type;
+    }
+}
+
+TEST(AttributesTest, SerialNumberIsDer)
+{
+    EXPECT_EQ(WidenValue(CKA_SERIAL_NUMBER, {0x12, 0x34}), Bytes({2, 2, 0x12, 0x34}));
+}
+
+TEST(AttributesTest, DerIntegerWithAHighBitGetsAZeroInFront)
+{
+    EXPECT_EQ(DerInteger(Bytes{0x80}), Bytes({2, 2, 0, 0x80}));
+}
+
+TEST(AttributesTest, DerIntegerIsMinimal)
+{
+    EXPECT_EQ(DerInteger(Bytes{0, 0, 1}), Bytes({2, 1, 1}));
+    EXPECT_EQ(DerInteger(Bytes{}), Bytes({2, 1, 0}));
+}
+
+TEST(AttributesTest, DerIntegerOf200BytesHasALongLength)
+{
+    const Bytes encoded = DerInteger(Bytes(200, 0x11));
+    EXPECT_EQ(Bytes(encoded.begin(), encoded.begin() + 3), Bytes({2, 0x81, 200}));
+    EXPECT_EQ(encoded.size(), 203U);
+}
+
+TEST(AttributesTest, DerLengthIsShortUpTo127)
+{
+    EXPECT_EQ(DerInteger(Bytes(127, 0x11)).at(1), 127);
+    const Bytes longer = DerInteger(Bytes(128, 0x11));
+    EXPECT_EQ(Bytes(longer.begin(), longer.begin() + 3), Bytes({2, 0x81, 128}));
+    const Bytes longest = DerInteger(Bytes(256, 0x11));
+    EXPECT_EQ(Bytes(longest.begin(), longest.begin() + 4), Bytes({2, 0x82, 1, 0}));
+}
+
+TEST(AttributesTest, BooleansAreComparedAsBooleans)
+{
+    const Attributes own{{CKA_SIGN, {1}}, {CKA_ID, {1}}};
+    EXPECT_TRUE(Match(own, {{CKA_SIGN, {0xFF}}}));
+    EXPECT_FALSE(Match(own, {{CKA_SIGN, {0}}}));
+    EXPECT_FALSE(Match(own, {{CKA_ID, {0xFF}}}));
+}
+
+TEST(AttributesTest, MissingAttributeMatchesNothing)
+{
+    EXPECT_FALSE(Match({}, {{CKA_ID, {}}}));
+    EXPECT_TRUE(Match({}, {}));
+}
+
+TEST(AttributesTest, TemplateWithoutRecordsNeedsNoAddress)
+{
+    EXPECT_EQ(RefusalOf(nullptr, 0), CKR_OK);
+    EXPECT_EQ(RefusalOf(nullptr, 1), CKR_ARGUMENTS_BAD);
+}
+
+TEST(AttributesTest, MoreRecordsThanAnyTemplateHasAreRefusedUnread)
+{
+    const CK_ATTRIBUTE record{CKA_ID, nullptr, 0};
+    EXPECT_EQ(RefusalOf(&record, unavailableInformation), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(RefusalOf(&record, (1UL << 32U) + 1), CKR_ARGUMENTS_BAD); // whose lower half would do
+}
+
+TEST(AttributesTest, RecordWithALengthNeedsAValue)
+{
+    const CK_ATTRIBUTE record{CKA_ID, nullptr, 1};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ARGUMENTS_BAD);
+}
+
+TEST(AttributesTest, NumberInFourBytesIsRefused)
+{
+    uint32_t number = 3;
+    const CK_ATTRIBUTE record{CKA_CLASS, &number, sizeof(number)};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+TEST(AttributesTest, BooleanInFourBytesIsRefused)
+{
+    uint32_t flag = 1;
+    const CK_ATTRIBUTE record{CKA_SIGN, &flag, sizeof(flag)};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+TEST(AttributesTest, LengthBeyondEveryValueIsRefusedUnread)
+{
+    uint8_t byte = 0;
+    const CK_ATTRIBUTE record{CKA_ID, &byte, 1UL << 40U};
+    EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+TEST(ObjectsTest, PrivateKeyGetsItsPublicKeyAndTheSubjectOfItsCertificate)
+{
+    const Attributes certificate{
+        {CKA_CLASS, NumberValue(CKO_CERTIFICATE)}, {CKA_ID, {1}}, {CKA_SUBJECT, {0x30, 0}}};
+    const Attributes key{{CKA_CLASS, NumberValue(CKO_PRIVATE_KEY)},
+                         {CKA_ID, {1}},
+                         {CKA_MODULUS, {5}},
+                         {CKA_DECRYPT, {1}},
+                         {CKA_PRIVATE, {1}}};
+    const auto objects = ObjectsOfCard({{7, certificate}, {8, key}});
+    ASSERT_EQ(objects.size(), 3U);
+    EXPECT_EQ(objects[1].inner, 8U);
+    EXPECT_EQ(objects[1].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
+    EXPECT_EQ(objects[2].inner, 0U);
+    EXPECT_FALSE(objects[2].IsPrivate());
+    EXPECT_TRUE(FlagOf(objects[2].attributes, CKA_ENCRYPT));
+    EXPECT_EQ(objects[2].attributes.at(CKA_MODULUS), Bytes{5});
+}
+
+TEST(ObjectsTest, KeyTakesNoSubjectOfAnotherCertificate)
+{
+    const Attributes own{{CKA_CLASS, NumberValue(CKO_CERTIFICATE)}, {CKA_ID, {1}}, {CKA_SUBJECT, {0x30, 0}}};
+    const Attributes other{
+        {CKA_CLASS, NumberValue(CKO_CERTIFICATE)}, {CKA_ID, {2}}, {CKA_SUBJECT, {0x31, 0}}};
+    const Attributes key{{CKA_CLASS, NumberValue(CKO_PRIVATE_KEY)}, {CKA_ID, {1}}};
+    const auto objects = ObjectsOfCard({{7, own}, {8, other}, {9, key}});
+    ASSERT_EQ(objects.size(), 4U);
+    EXPECT_EQ(objects[2].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
+    EXPECT_EQ(objects[3].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
+}
+
+} // namespace
+} // namespace front

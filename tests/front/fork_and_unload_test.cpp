@@ -1,0 +1,243 @@
+#include "tests/front/dialog_test.h"
+#include "tests/front/every_call.h"
+#include "tests/front/front_test.h"
+#include "tests/support/linux/child_process.h"
+#include "tests/support/script.h"
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+namespace FrontTests {
+namespace {
+
+// The thread that watches the readers takes a lock of the scripted card at each of its waits. A child that is
+// forked just then has the lock and not the thread, so it is to wait less often.
+void LetTheReadersRest(ScriptedCard* script)
+{
+    script->SetLongestWait(std::chrono::milliseconds(500));
+}
+
+class ForkTest : public FrontTest
+{
+protected:
+    ForkTest() { LetTheReadersRest(script); }
+
+    static std::ptrdiff_t ThreadsOfProcess()
+    {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    }
+
+    static bool IsMapped(const std::string& name)
+    {
+        std::ifstream maps("/proc/self/maps");
+        const std::string all{std::istreambuf_iterator<char>(maps), {}};
+        return all.find(name) != std::string::npos;
+    }
+};
+
+TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    const int exitCode = BlackBox::ExitOfChild([&] {
+        CK_SESSION_INFO info{};
+        CK_ULONG count = 0;
+        const bool refused = f->C_GetSessionInfo(session, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
+        const bool started = f->C_Initialize(nullptr) == CKR_OK;
+        const bool works = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK && count == 2 &&
+                           Login(Open(ordinary)) == CKR_OK && Find(Open(ordinary)).size() == 3;
+        const bool ended = f->C_Finalize(nullptr) == CKR_OK;
+        _exit((refused ? 0 : 1) + (started ? 0 : 2) + (works ? 0 : 4) + (ended ? 0 : 8));
+    });
+    EXPECT_EQ(exitCode, 0);
+    EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(Find(session).size(), 3U);
+}
+
+TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    const int failed = BlackBox::ExitOfChild([&] {
+        CK_ULONG count = 0;
+        int others = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+        for (const auto& calls : {EveryCallWithASlot(f, ordinary), EveryCallWithASession(f, session)}) {
+            for (const NamedCall& call : calls) {
+                others += call.make() == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+            }
+        }
+        others += f->C_Finalize(nullptr) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
+        _exit(others);
+    });
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
+}
+
+TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
+{
+    LetTheReadersRest(script);
+    StartWithDialogInFirstCard();
+    const int exitCode = BlackBox::ExitOfChild([&] {
+        CK_SESSION_INFO info{};
+        const bool refused = f->C_GetSessionInfo(second, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
+        const bool started = f->C_Initialize(nullptr) == CKR_OK && Slots().size() == 4;
+        const CK_SESSION_HANDLE own = Open(1); // on the card of the dialog
+        Bytes signature;
+        const bool signs = Login(own) == CKR_OK &&
+                           SignInit(own, CKM_SHA256_RSA_PKCS, FindOne(own, CKO_PRIVATE_KEY)) == CKR_OK &&
+                           Sign(own, Text("m"), signature) == CKR_OK &&
+                           signature == SignatureOfMessage(Text("m"));
+        const bool finished = f->C_Finalize(nullptr) == CKR_OK;
+        _exit((refused ? 0 : 1) + (started ? 0 : 2) + (signs ? 0 : 4) + (finished ? 0 : 8));
+    });
+    EXPECT_EQ(exitCode, 0);
+    EndDialog();
+    EXPECT_EQ(State(first), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(Find(first).size(), 3U);
+    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
+}
+
+class ForkInAnotherThreadTest : public DialogTest
+{
+protected:
+    ForkInAnotherThreadTest() { LetTheReadersRest(script); }
+
+    // Makes the call, forks in another thread while it is inside this function of the card, and has the child
+    // start a front of its own.
+    void ExpectThatForkWaits(const char* function, std::function<CK_RV()> call)
+    {
+        OpenDialog(function, std::move(call));
+        std::atomic<bool> forked{false};
+        int exitCode = -1;
+        std::thread forking([&] {
+            exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
+            forked = true;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_FALSE(forked);
+        EndDialog();
+        forking.join();
+        EXPECT_EQ(exitCode, 0);
+    }
+};
+
+TEST_F(ForkInAnotherThreadTest, WaitsForACallThatIsInsideTheLibrary)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    ExpectThatForkWaits("QES_GetKeyInfo", [this] {
+        CK_TOKEN_INFO token{};
+        return f->C_GetTokenInfo(0, &token);
+    });
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkInAnotherThreadTest, WaitsForAStart)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    ExpectThatForkWaits("GetReaderList", [this] { return f->C_Initialize(nullptr); });
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkInAnotherThreadTest, WaitsForAnEnd)
+{
+    StartWithCard();
+    ExpectThatForkWaits("Finalize", [this] { return f->C_Finalize(nullptr); });
+    Start();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkInAnotherThreadTest, WaitsForNoDialogThatAnEndWaitsFor)
+{
+    StartWithDialogInFirstCard();
+    std::thread finalizing([this] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
+    CK_INFO info{};
+    while (f->C_GetInfo(&info) != CKR_CRYPTOKI_NOT_INITIALIZED) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(BlackBox::ExitOfChild([this] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); }), 0);
+    EndDialog();
+    finalizing.join();
+}
+
+TEST_F(ForkTest, CallThatForksItselfGoesOn)
+{
+    Start();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    int exitCode = -1;
+    script->Next("QES_GetKeyInfo", {.hook = [&] { exitCode = BlackBox::ExitOfChild([] { _exit(0); }); }});
+    CK_TOKEN_INFO token{};
+    EXPECT_EQ(f->C_GetTokenInfo(0, &token), CKR_OK);
+    EXPECT_EQ(exitCode, 0);
+}
+
+TEST_F(DialogTest, ProcessEndsDuringADialog)
+{
+    script->AddReader(readerA, Scripted::Card{}); // without keys, as below
+    EXPECT_EQ(BlackBox::ExitOfChild([this] {
+                  Start();
+                  first = Open(0);
+                  OpenDialog("Passwords_VerifyBOK",
+                             [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+              }),
+              0);
+}
+
+TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)
+{
+    // A card without keys: Botan, which the test makes keys with, waits at the end for threads that no child
+    // has.
+    script->AddReader(readerA, Scripted::Card{});
+    Start();
+    EXPECT_EQ(BlackBox::ExitOfChild([] {}), 0);
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
+{
+    void* handle = nullptr;
+    LoadFront(BlackBox::ScriptedFolder(), &handle);
+    dlclose(handle); // the fixture's stays
+    script->AddReader(readerA, Scripted::Card{});
+    Start(); // once before, because a sanitizer gets a thread of its own with the first
+    ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
+    const auto before = ThreadsOfProcess();
+    Start();
+    Open(qualified);
+    EXPECT_GT(ThreadsOfProcess(), before);
+    dlclose(handle);
+    EXPECT_EQ(ThreadsOfProcess(), before);
+    EXPECT_FALSE(IsMapped("tavrik-pkcs11.so"));
+    EXPECT_FALSE(IsMapped("libpkcs11_x64.so"));
+    f = LoadFront(BlackBox::ScriptedFolder());
+    Start();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+using UnloadTest = FrontTest;
+
+// The library is let go of then.
+TEST_F(UnloadTest, EndThatFailsAnswersSoAndLeavesRoomForAStart)
+{
+    StartWithCard();
+    script->Next("Finalize", {.hook = [] { throw std::runtime_error("no such function"); }});
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_FUNCTION_FAILED);
+    CK_INFO info{};
+    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+    Start();
+    EXPECT_EQ(Slots().size(), 2U);
+}
+
+} // namespace
+} // namespace FrontTests

@@ -1,0 +1,445 @@
+#include "tests/front/front_test.h"
+#include "tests/support/test_certificates.h"
+
+#include <botan/auto_rng.h>
+#include <botan/hash.h>
+#include <botan/pubkey.h>
+
+namespace FrontTests {
+namespace {
+
+class OperationsTest : public FrontTest
+{
+protected:
+    CK_SESSION_HANDLE StartOrdinary()
+    {
+        StartWithCard();
+        const CK_SESSION_HANDLE session = Open(ordinary);
+        EXPECT_EQ(Login(session), CKR_OK);
+        return session;
+    }
+
+    // By the key of the ordinary slot.
+    static Bytes SignWith(const Bytes& message, const std::string& padding)
+    {
+        Botan::AutoSeeded_RNG random;
+        Botan::PK_Signer signer(BlackBox::TestKey(1), random, padding);
+        return signer.sign_message(message, random);
+    }
+
+    CK_RV EncryptInit(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
+    {
+        CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+        return f->C_EncryptInit(session, &mechanism, key);
+    }
+
+    CK_RV DecryptInit(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
+    {
+        CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+        return f->C_DecryptInit(session, &mechanism, key);
+    }
+};
+
+TEST_F(OperationsTest, EveryHashAndSignMechanismVerifies)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
+    const std::vector<std::pair<CK_MECHANISM_TYPE, std::string>> mechanisms = {
+        {0x6, "SHA-1"}, {0x46, "SHA-224"}, {0x40, "SHA-256"}, {0x41, "SHA-384"}, {0x42, "SHA-512"}};
+    for (const auto& [type, hash] : mechanisms) {
+        const Bytes signature = SignWith(Text("message"), "EMSA3(" + hash + ")");
+        ASSERT_EQ(VerifyInit(session, type, key), CKR_OK);
+        EXPECT_EQ(Verify(session, Text("message"), signature), CKR_OK) << hash;
+        ASSERT_EQ(VerifyInit(session, type, key), CKR_OK);
+        EXPECT_EQ(Verify(session, Text("massage"), signature), CKR_SIGNATURE_INVALID) << hash;
+    }
+}
+
+TEST_F(OperationsTest, VerifyingEndsAndStartsAgain)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
+    const Bytes signature = SignWith(Text("message"), "EMSA3(Raw)");
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OPERATION_ACTIVE);
+    EXPECT_EQ(Verify(session, Text("message"), signature), CKR_OK);
+    EXPECT_EQ(Verify(session, Text("message"), signature), CKR_OPERATION_NOT_INITIALIZED);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Text("message"), Bytes(127, 1)), CKR_SIGNATURE_LEN_RANGE);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Text("message"), Bytes(128, 0)), CKR_SIGNATURE_INVALID);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Text("message"), Bytes(128, 0xFF)), CKR_SIGNATURE_INVALID);
+}
+
+TEST_F(OperationsTest, VerifyingInParts)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    Bytes signature = SignWith(Text("message"), "EMSA3(SHA-256)");
+    ASSERT_EQ(VerifyInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
+    Bytes first = Text("mess");
+    Bytes second = Text("age");
+    ASSERT_EQ(f->C_VerifyUpdate(session, first.data(), first.size()), CKR_OK);
+    EXPECT_EQ(Verify(session, second, signature), CKR_OPERATION_NOT_INITIALIZED);
+    ASSERT_EQ(f->C_VerifyUpdate(session, second.data(), second.size()), CKR_OK);
+    EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), signature.size()), CKR_OK);
+    EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), signature.size()), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, DataThatNoSignatureIsMadeOfAreNotVerified)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Bytes(117), Bytes(128, 1)), CKR_SIGNATURE_INVALID);
+    ASSERT_EQ(VerifyInit(session, CKM_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Verify(session, Bytes(118), Bytes(128, 1)), CKR_DATA_LEN_RANGE);
+}
+
+TEST_F(OperationsTest, SigningHandsTheCardTheDigestInfo)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    CK_ULONG length = 0;
+    EXPECT_EQ(f->C_Sign(session, nullptr, 0, nullptr, &length), CKR_OK);
+    EXPECT_EQ(length, 128U);
+    Bytes signature(200);
+    Bytes message = Text("message");
+    length = 127;
+    EXPECT_EQ(f->C_Sign(session, message.data(), message.size(), signature.data(), &length),
+              CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(length, 128U);
+    EXPECT_TRUE(script->CallsOf("ES_SignData").empty());
+    ASSERT_EQ(Sign(session, message, signature), CKR_OK);
+    const Bytes handed = script->CallsOf("ES_SignData").at(0).data;
+    ASSERT_EQ(handed.size(), 51U);
+    const auto hash = Botan::HashFunction::create("SHA-256")->process(message.data(), message.size());
+    EXPECT_EQ(Bytes(handed.begin() + 19, handed.end()), Bytes(hash.begin(), hash.end()));
+    EXPECT_EQ(signature, BlackBox::TestSignature(1, handed));
+    EXPECT_EQ(Sign(session, message, signature), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, SigningInPartsGivesTheCardTheSame)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    ASSERT_EQ(Sign(session, Text("message"), signature), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    for (Bytes part : {Text("mes"), Text(""), Text("sage")}) {
+        ASSERT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
+    }
+    signature.resize(128);
+    CK_ULONG length = 1;
+    EXPECT_EQ(f->C_SignFinal(session, signature.data(), &length), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(f->C_SignFinal(session, signature.data(), &length), CKR_OK);
+    const auto calls = script->CallsOf("ES_SignData");
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(calls[0].data, calls[1].data);
+}
+
+TEST_F(OperationsTest, KeyThatTakesWhatItIsGivenSignsWithEveryHash)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x40UL, 0x41UL, 0x42UL, 0x1UL}) {
+        ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
+        EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK) << type;
+    }
+    const auto calls = script->CallsOf("ES_SignData");
+    ASSERT_EQ(calls.size(), 6U);
+    const std::vector<std::size_t> lengths = {35, 47, 51, 67, 83, 1}; // of a DigestInfo, and of the data
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        EXPECT_EQ(calls[i].data.size(), lengths[i]);
+    }
+}
+
+TEST_F(OperationsTest, KeyForOneKindOfHashRefusesTheOthersWithoutASignature)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified); // whose key has reference 2
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x41UL, 0x42UL, 0x1UL}) {
+        ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
+        EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED) << type;
+    }
+    EXPECT_TRUE(script->CallsOf("QES_SignData").empty());
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(script->CallsOf("QES_SignData").at(0).data.size(), 32U);
+}
+
+TEST_F(OperationsTest, DataToSignLeaveRoomForTheirFraming)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    for (const auto& [size, answer] :
+         {std::pair(0U, CKR_DATA_LEN_RANGE), {1U, CKR_OK}, {117U, CKR_OK}, {118U, CKR_DATA_LEN_RANGE}}) {
+        ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, key), CKR_OK);
+        EXPECT_EQ(Sign(session, Bytes(size, 1), signature), answer) << size;
+    }
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, {}, signature), CKR_OK); // of nothing there is a hash
+}
+
+TEST_F(OperationsTest, MoreDataThanAnyKeyTakesAreNotKept)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes part(600);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_DATA_LEN_RANGE);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), 1), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, FailedSignatureLeavesNothingStanding)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    script->Next("ES_SignData", {.status = 7});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+}
+
+TEST_F(OperationsTest, CardThatGoesDuringACallIsItsAnswer)
+{
+    StartWithCard();
+    const auto cardGoes = [this] {
+        script->RemoveCard(readerA);
+        ProcessEvents();
+    };
+    const auto cardIsBack = [this] {
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+        ProcessEvents();
+        const CK_SESSION_HANDLE session = Open(ordinary);
+        EXPECT_EQ(Login(session), CKR_OK);
+        return session;
+    };
+    CK_SESSION_HANDLE session = Open(ordinary);
+    script->Next("Passwords_VerifyBOK", {.hook = cardGoes});
+    EXPECT_EQ(Login(session), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+
+    session = cardIsBack();
+    Bytes block(128, 1);
+    script->Next("ES_SignData", {.status = 7, .hook = cardGoes});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), block), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+
+    session = cardIsBack();
+    script->Next("ES_DecryptData", {.status = 7, .hook = cardGoes});
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    block.resize(128);
+    CK_ULONG length = block.size();
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(OperationsTest, CardThatGoesDuringTheDialogOfASignatureIsItsAnswer)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    Bytes signature;
+    script->Next("QES_VerifyPin", {.status = 7});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
+    script->Next("QES_VerifyPin", {.status = 7, .hook = [this] {
+                                       script->RemoveCard(readerA);
+                                       ProcessEvents();
+                                   }});
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_DEVICE_REMOVED);
+}
+
+TEST_F(OperationsTest, KeyWithMoreBitsThanItsModulusSignsNothing)
+{
+    auto card = BlackBox::CertifiedCard();
+    card.es.front().key.modulusBits = 2048; // a signature of 256 bytes, where the modulus promises 128
+    script->AddReader(readerA, card);
+    Start();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_KEY_SIZE_RANGE);
+}
+
+TEST_F(OperationsTest, CancelledPinEndsTheOperationWhichStartsAgain)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    script->Next("QES_VerifyPin", {.status = 18});
+    Bytes signature;
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_CANCELED);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
+    EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
+}
+
+TEST_F(OperationsTest, LogoutEndsWhatAPrivateKeyHasBegun)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    Bytes signature;
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OPERATION_NOT_INITIALIZED);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OPERATION_NOT_INITIALIZED);
+    EXPECT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+}
+
+TEST_F(OperationsTest, StartsTestTheirArguments)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
+    EXPECT_EQ(f->C_SignInit(session, nullptr, key), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(SignInit(session, 0x1041, key), CKR_MECHANISM_INVALID);
+    EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, key + 100), CKR_KEY_HANDLE_INVALID);
+    EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PUBLIC_KEY)),
+              CKR_KEY_FUNCTION_NOT_PERMITTED);
+    CK_BYTE byte = 0;
+    CK_MECHANISM parameter{CKM_RSA_PKCS, &byte, 1};
+    EXPECT_EQ(f->C_SignInit(session, &parameter, key), CKR_MECHANISM_PARAM_INVALID);
+}
+
+TEST_F(OperationsTest, NullDataWithALengthEndsTheSignature)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes signature(128);
+    CK_ULONG length = signature.size();
+    EXPECT_EQ(f->C_Sign(session, nullptr, 5, signature.data(), &length), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_Sign(session, signature.data(), 5, signature.data(), &length),
+              CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, EncryptionIsPaddedAtRandomAndTheKeyReadsIt)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    const CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
+    Bytes message = Text("secret");
+    std::vector<Bytes> blocks;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(EncryptInit(session, key), CKR_OK);
+        Bytes block(128);
+        CK_ULONG length = 127;
+        EXPECT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length),
+                  CKR_BUFFER_TOO_SMALL);
+        ASSERT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length), CKR_OK);
+        blocks.push_back(block);
+    }
+    EXPECT_NE(blocks[0], blocks[1]);
+    Botan::AutoSeeded_RNG random;
+    const Botan::PK_Decryptor_EME decryptor(BlackBox::TestKey(1), random, "EME-PKCS1-v1_5");
+    const auto plain = decryptor.decrypt(blocks[0]);
+    EXPECT_EQ(Bytes(plain.begin(), plain.end()), message);
+}
+
+TEST_F(OperationsTest, MessageTooLongToEncryptIsRefused)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    Bytes message(118);
+    Bytes block(128);
+    CK_ULONG length = block.size();
+    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
+    EXPECT_EQ(f->C_Encrypt(session, message.data(), 117, block.data(), &length), CKR_OK);
+    ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
+    EXPECT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length),
+              CKR_DATA_LEN_RANGE);
+    EXPECT_EQ(f->C_Encrypt(session, message.data(), 1, block.data(), &length), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, DecryptionAsksTheCardOnceForACallerWithTooLittleRoom)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    script->Always("ES_DecryptData", {.output = Text("plain")});
+    Bytes block(128, 1);
+    Bytes plain(128);
+    CK_ULONG length = 0;
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), nullptr, &length), CKR_OK);
+    EXPECT_EQ(length, 128U);
+    length = 4;
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(length, 5U);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_OK);
+    EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 5), Text("plain"));
+    EXPECT_EQ(script->CallsOf("ES_DecryptData").size(), 1U);
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), 127, plain.data(), &length), CKR_ENCRYPTED_DATA_LEN_RANGE);
+}
+
+TEST_F(OperationsTest, QuestionOfLengthNeedsNoEncryptedData)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes block(128, 1);
+    CK_ULONG length = 0;
+    EXPECT_EQ(f->C_Decrypt(session, nullptr, 0, nullptr, &length), CKR_OK);
+    EXPECT_EQ(length, 128U);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_OK);
+}
+
+TEST_F(OperationsTest, AnotherBlockIsNotAnsweredWithTheTextOfTheFirst)
+{
+    const CK_SESSION_HANDLE session = StartOrdinary();
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    Bytes first(128, 1);
+    Bytes second(128, 2);
+    Bytes plain(128);
+    CK_ULONG length = 4;
+    script->Next("ES_DecryptData", {.output = Text("first")});
+    EXPECT_EQ(f->C_Decrypt(session, first.data(), first.size(), plain.data(), &length), CKR_BUFFER_TOO_SMALL);
+    script->Next("ES_DecryptData", {.output = Text("other")});
+    EXPECT_EQ(f->C_Decrypt(session, second.data(), second.size(), plain.data(), &length), CKR_OK);
+    EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 5), Text("other"));
+}
+
+TEST_F(OperationsTest, DigestInPartsIsTheDigestOfAll)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    Bytes whole;
+    ASSERT_EQ(Digest(session, CKM_SHA256, Text("abc"), whole), CKR_OK);
+    const auto expected = Botan::HashFunction::create("SHA-256")->process("abc");
+    EXPECT_EQ(whole, Bytes(expected.begin(), expected.end()));
+    CK_MECHANISM mechanism{CKM_SHA256, nullptr, 0};
+    ASSERT_EQ(f->C_DigestInit(session, &mechanism), CKR_OK);
+    EXPECT_EQ(f->C_DigestInit(session, &mechanism), CKR_OPERATION_ACTIVE);
+    for (Bytes part : {Text("a"), Text("bc")}) {
+        ASSERT_EQ(f->C_DigestUpdate(session, part.data(), part.size()), CKR_OK);
+    }
+    Bytes parts(32);
+    CK_ULONG length = 31;
+    EXPECT_EQ(f->C_DigestFinal(session, parts.data(), &length), CKR_BUFFER_TOO_SMALL);
+    ASSERT_EQ(f->C_DigestFinal(session, parts.data(), &length), CKR_OK);
+    EXPECT_EQ(parts, whole);
+    EXPECT_EQ(f->C_DigestUpdate(session, parts.data(), 1), CKR_OPERATION_NOT_INITIALIZED);
+}
+
+TEST_F(OperationsTest, RefusedFunctionsRefuseOnceStarted)
+{
+    EXPECT_EQ(f->C_InitPIN(0, nullptr, 0), CKR_CRYPTOKI_NOT_INITIALIZED);
+    StartWithCard();
+    EXPECT_EQ(f->C_InitPIN(0, nullptr, 0), CKR_FUNCTION_NOT_SUPPORTED);
+    EXPECT_EQ(f->C_GenerateKey(0, nullptr, nullptr, 0, nullptr), CKR_FUNCTION_NOT_SUPPORTED);
+    EXPECT_EQ(f->C_GetFunctionStatus(0), CKR_FUNCTION_NOT_PARALLEL);
+}
+
+} // namespace
+} // namespace FrontTests

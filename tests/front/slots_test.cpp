@@ -1,0 +1,439 @@
+#include "tests/front/every_call.h"
+#include "tests/front/front_test.h"
+#include "tests/support/test_certificates.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace FrontTests {
+namespace {
+
+using SlotsTest = FrontTest;
+
+CK_FLAGS FlagsOf(CK_FUNCTION_LIST* f, CK_SLOT_ID slot)
+{
+    CK_SLOT_INFO info{};
+    EXPECT_EQ(f->C_GetSlotInfo(slot, &info), CKR_OK);
+    return info.flags;
+}
+
+TEST_F(SlotsTest, SlotListNeedsRoomForAll)
+{
+    StartWithCard();
+    CK_SLOT_ID slots[2] = {77, 77};
+    CK_ULONG count = 1;
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots[0], 77U);
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    count = 1;
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL) << "less than was told";
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+}
+
+TEST_F(SlotsTest, ListAfterItsLengthHasRoomThoughACardCame)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    ASSERT_EQ(count, 2U);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    std::vector<CK_SLOT_ID> slots(4, 77);
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 77, 77}));
+    count = 3; // also for a caller with some room to spare
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3})) << "the next length counts the card";
+}
+
+TEST_F(SlotsTest, ListAfterALengthOfNoneIsEmptyThoughACardCame)
+{
+    script->AddReader(readerA);
+    Start();
+    for (const CK_BBOOL present : {CK_BBOOL{CK_FALSE}, CK_BBOOL{CK_TRUE}}) {
+        CK_ULONG count = 7;
+        ASSERT_EQ(f->C_GetSlotList(present, nullptr, &count), CKR_OK);
+        ASSERT_EQ(count, 0U);
+    }
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    CK_SLOT_ID slot = 77;
+    for (const CK_BBOOL present : {CK_BBOOL{CK_FALSE}, CK_BBOOL{CK_TRUE}}) {
+        CK_ULONG count = 0;
+        EXPECT_EQ(f->C_GetSlotList(present, &slot, &count), CKR_OK);
+        EXPECT_EQ(count, 0U);
+        EXPECT_EQ(slot, 77U);
+    }
+}
+
+TEST_F(SlotsTest, ListWithRoomForACardThatCameAfterItsLengthHasThatCard)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    std::vector<CK_SLOT_ID> slots(4, 77);
+    count = slots.size();
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
+    EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+}
+
+TEST_F(SlotsTest, LengthWithCardsAloneFixesNoListOfAllSlots)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    ASSERT_EQ(count, 2U);
+    CK_SLOT_ID slots[2] = {77, 77};
+    EXPECT_EQ(f->C_GetSlotList(CK_FALSE, slots, &count), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 4U);
+    EXPECT_EQ(slots[0], 77U);
+}
+
+TEST_F(SlotsTest, LengthOfOneThreadHoldsThoughAnotherCountsACard)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    std::thread([this] { EXPECT_EQ(Slots().size(), 4U); }).join();
+    CK_SLOT_ID slots[2] = {77, 77};
+    EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_OK);
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots[1], 1U);
+}
+
+TEST_F(SlotsTest, LengthOfOneThreadHoldsForTheListOfAnother)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    CK_SLOT_ID slots[2] = {77, 77};
+    std::thread([&] { EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_OK); }).join();
+    EXPECT_EQ(count, 2U);
+    EXPECT_EQ(slots[1], 1U);
+}
+
+TEST_F(SlotsTest, SlotKeepsItsPlaceWhenItsCardGoesAndComes)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{2, 3}));
+    EXPECT_EQ(Slots(false), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+    EXPECT_EQ(FlagsOf(f, 0) & CKF_TOKEN_PRESENT, 0U);
+    CK_TOKEN_INFO token{};
+    EXPECT_EQ(f->C_GetTokenInfo(0, &token), CKR_TOKEN_NOT_PRESENT);
+    CK_ULONG count = 0;
+    EXPECT_EQ(f->C_GetMechanismList(0, nullptr, &count), CKR_TOKEN_NOT_PRESENT);
+    CK_SESSION_HANDLE session = 0;
+    EXPECT_EQ(f->C_OpenSession(0, CKF_SERIAL_SESSION, nullptr, nullptr, &session), CKR_TOKEN_NOT_PRESENT);
+
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+    EXPECT_NE(FlagsOf(f, 0) & CKF_TOKEN_PRESENT, 0U);
+}
+
+TEST_F(SlotsTest, ReadersWhoseNamesAreCutAlikeHaveSlotsOfTheirOwn)
+{
+    const std::u16string longName(70, u'R');
+    script->AddReader(longName + u"1", BlackBox::CertifiedCard());
+    script->AddReader(longName + u"2", BlackBox::CertifiedCard());
+    Start();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+}
+
+TEST_F(SlotsTest, CardInAnotherReaderHasAnotherSlot)
+{
+    StartWithCard();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    script->InsertCard(readerB, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{2, 3}));
+}
+
+TEST_F(SlotsTest, SlotInfoIsTheReaders)
+{
+    StartWithCard();
+    CK_SLOT_INFO info{};
+    ASSERT_EQ(f->C_GetSlotInfo(qualified, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_TOKEN_PRESENT | CKF_REMOVABLE_DEVICE | CKF_HW_SLOT);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(info.slotDescription), 17), "Reader A; Sig_ZEP");
+    EXPECT_EQ(info.hardwareVersion.minor, 2);
+    EXPECT_EQ(info.firmwareVersion.major, 3);
+    EXPECT_EQ(f->C_GetSlotInfo(3, &info), CKR_SLOT_ID_INVALID);
+    for (const NamedCall& call : EveryCallWithASlot(f, 3)) {
+        EXPECT_EQ(call.make(), CKR_SLOT_ID_INVALID) << call.name;
+    }
+}
+
+TEST_F(SlotsTest, InfoIsTheLibrarys)
+{
+    Start();
+    CK_INFO info{};
+    ASSERT_EQ(f->C_GetInfo(&info), CKR_OK);
+    EXPECT_EQ(info.cryptokiVersion.major, 2);
+    EXPECT_EQ(info.cryptokiVersion.minor, 20);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(info.manufacturerID), 32),
+              "Corvane" + std::string(25, ' '));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(info.libraryDescription), 22), "Tavrik PKCS#11 library");
+    EXPECT_EQ(info.libraryVersion.major, 4);
+}
+
+TEST_F(SlotsTest, UnknownSlotIsInvalidAlsoBeyond32Bits)
+{
+    StartWithCard();
+    CK_SLOT_INFO info{};
+    EXPECT_EQ(f->C_GetSlotInfo(2, &info), CKR_SLOT_ID_INVALID);
+    EXPECT_EQ(f->C_GetSlotInfo(1UL << 32U, &info), CKR_SLOT_ID_INVALID);
+    EXPECT_EQ(f->C_CloseAllSessions(2), CKR_SLOT_ID_INVALID);
+}
+
+TEST_F(SlotsTest, CardThatGoesClosesItsSessions)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    CK_SESSION_INFO info{};
+    EXPECT_EQ(f->C_GetSessionInfo(session, &info), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(SlotsTest, CardThatIsBackHasNoSessionsAndNoLogin)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    ASSERT_EQ(Login(session), CKR_OK);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    CK_SESSION_INFO info{};
+    EXPECT_EQ(f->C_GetSessionInfo(session, &info), CKR_SESSION_HANDLE_INVALID);
+    EXPECT_EQ(State(Open(qualified)), CKS_RO_PUBLIC_SESSION);
+}
+
+TEST_F(SlotsTest, CardThatGoesTakesItsObjectsAlongAndNoOthers)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+    const CK_SESSION_HANDLE stays = Open(2);
+    ASSERT_EQ(Login(Open(0)), CKR_OK);
+    ASSERT_EQ(Login(stays), CKR_OK);
+    ASSERT_EQ(Find(stays).size(), 3U);
+    const CK_OBJECT_HANDLE key = FindOne(stays, CKO_PRIVATE_KEY);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_EQ(Slots().size(), 2U) << "the front has seen it";
+    EXPECT_FALSE(Read(stays, key, CKA_ID).empty()) << "without another search";
+    EXPECT_EQ(Find(stays).size(), 3U);
+    EXPECT_EQ(State(stays), CKS_RO_USER_FUNCTIONS);
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_TRUE(Find(Open(0)).empty());
+}
+
+TEST_F(SlotsTest, TokenHasARandomGeneratorAndAnyNumberOfSessions)
+{
+    StartWithCard();
+    CK_TOKEN_INFO token{};
+    ASSERT_EQ(f->C_GetTokenInfo(ordinary, &token), CKR_OK);
+    EXPECT_NE(token.flags & hasRandomGenerator, 0U);
+    EXPECT_NE(token.flags & CKF_LOGIN_REQUIRED, 0U);
+    EXPECT_NE(token.flags & writeProtected, 0U);
+    EXPECT_EQ(token.ulMaxSessionCount, effectivelyInfinite);
+    EXPECT_EQ(token.ulMaxRwSessionCount, effectivelyInfinite);
+    EXPECT_EQ(token.ulTotalPrivateMemory, unavailableInformation);
+}
+
+TEST_F(SlotsTest, TokenCountsItsSessions)
+{
+    StartWithCard();
+    Open(qualified);
+    Open(qualified, CKF_SERIAL_SESSION | CKF_RW_SESSION);
+    Open(ordinary, CKF_SERIAL_SESSION | CKF_RW_SESSION);
+    CK_TOKEN_INFO token{};
+    ASSERT_EQ(f->C_GetTokenInfo(qualified, &token), CKR_OK);
+    EXPECT_EQ(token.ulSessionCount, 2U);
+    EXPECT_EQ(token.ulRwSessionCount, 1U);
+    EXPECT_EQ(token.ulFreePublicMemory, unavailableInformation);
+    EXPECT_NE(token.flags & CKF_PROTECTED_AUTHENTICATION_PATH, 0U);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(token.label), 8), "Sig_ZEP ");
+}
+
+TEST_F(SlotsTest, RsaKeyHasTheHashAndSignMechanisms)
+{
+    StartWithCard();
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetMechanismList(ordinary, nullptr, &count), CKR_OK);
+    std::vector<CK_MECHANISM_TYPE> list(count);
+    ASSERT_EQ(f->C_GetMechanismList(ordinary, list.data(), &count), CKR_OK);
+    for (const CK_MECHANISM_TYPE type : {0x1UL, 0x6UL, 0x40UL, 0x41UL, 0x42UL, 0x46UL, 0x220UL, 0x250UL}) {
+        EXPECT_NE(std::find(list.begin(), list.end(), type), list.end()) << type;
+    }
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.ulMinKeySize, 1024U);
+    EXPECT_NE(info.flags & CKF_DECRYPT, 0U);
+    ASSERT_EQ(f->C_GetMechanismInfo(qualified, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags & CKF_DECRYPT, 0U);
+}
+
+TEST_F(SlotsTest, EachMechanismTellsWhatItDoes)
+{
+    StartWithCard();
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_HW | CKF_SIGN | CKF_VERIFY | CKF_ENCRYPT | CKF_DECRYPT);
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_SHA256_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_HW | CKF_SIGN | CKF_VERIFY);
+    EXPECT_EQ(info.ulMinKeySize, 1024U);
+    EXPECT_EQ(info.ulMaxKeySize, 1024U);
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_SHA512, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_DIGEST);
+    EXPECT_EQ(info.ulMaxKeySize, 0U);
+    EXPECT_EQ(f->C_GetMechanismInfo(ordinary, CKM_ECDSA, &info), CKR_MECHANISM_INVALID);
+    CK_ULONG count = 3;
+    CK_MECHANISM_TYPE few[3] = {77, 77, 77};
+    EXPECT_EQ(f->C_GetMechanismList(ordinary, few, &count), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(count, 11U);
+    EXPECT_EQ(few[0], 77U);
+}
+
+TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
+{
+    auto card = BlackBox::CertifiedCard();
+    card.qesKeyInfo.keyReference = 5;
+    script->AddReader(readerA, card);
+    Start();
+    CK_MECHANISM_INFO info{};
+    EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_RSA_PKCS, &info), CKR_MECHANISM_INVALID);
+    EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_SHA256_RSA_PKCS, &info), CKR_MECHANISM_INVALID);
+    EXPECT_EQ(f->C_GetMechanismInfo(qualified, CKM_SHA256, &info), CKR_OK);
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetMechanismList(qualified, nullptr, &count), CKR_OK);
+    EXPECT_EQ(count, 5U);
+}
+
+TEST_F(SlotsTest, KeyWhoseRecordFailedAtTheStartIsStillAnRsaKey)
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->Next("ES_GetKeyInfo", {.status = 7});
+    Start();
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.flags, CKF_HW | CKF_SIGN | CKF_VERIFY | CKF_ENCRYPT | CKF_DECRYPT);
+    EXPECT_EQ(info.ulMaxKeySize, 0U) << "not known yet";
+    CK_ULONG count = 0;
+    ASSERT_EQ(f->C_GetMechanismList(ordinary, nullptr, &count), CKR_OK);
+    EXPECT_EQ(count, 11U);
+
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    for (const CK_MECHANISM_TYPE type : {CKM_RSA_PKCS, CKM_SHA256_RSA_PKCS}) {
+        ASSERT_EQ(f->C_GetMechanismInfo(ordinary, type, &info), CKR_OK);
+        EXPECT_EQ(info.ulMinKeySize, 1024U);
+        EXPECT_EQ(info.ulMaxKeySize, 1024U);
+    }
+}
+
+TEST_F(SlotsTest, SizesOfAKeyWhoseRecordFailedAreThoseOfTheSlotsKeys)
+{
+    auto card = BlackBox::CertifiedCard();
+    card.es.push_back(BlackBox::TestCertifiedKey(3, 1, "Long"));
+    script->AddReader(readerA, card);
+    script->Next("ES_GetKeyInfo", {.status = 7});
+    Start();
+    ASSERT_EQ(Login(Open(ordinary)), CKR_OK);
+    CK_MECHANISM_INFO info{};
+    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
+    EXPECT_EQ(info.ulMinKeySize, 1024U);
+    EXPECT_EQ(info.ulMaxKeySize, 2048U);
+}
+
+TEST_F(SlotsTest, EventsAreToldOnceEach)
+{
+    StartWithCard();
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(slot, 0U);
+    ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(slot, 1U);
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    ProcessEvents();
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(slot, 0U);
+}
+
+TEST_F(SlotsTest, EventIsNotLostToTheSlotList)
+{
+    StartWithCard();
+    script->RemoveCard(readerA);
+    ProcessEvents();
+    EXPECT_TRUE(Slots().empty());
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+}
+
+TEST_F(SlotsTest, WaitBlocksUntilACardComes)
+{
+    script->AddReader(readerA);
+    Start();
+    std::thread later([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        script->InsertCard(readerA, BlackBox::CertifiedCard());
+    });
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(0, &slot, nullptr), CKR_OK);
+    later.join();
+    EXPECT_EQ(slot, 0U);
+}
+
+TEST_F(SlotsTest, FinalizeEndsTheWait)
+{
+    StartWithCard();
+    CK_RV answer = CKR_OK;
+    std::thread waiting([&] {
+        CK_SLOT_ID slot = 77;
+        answer = f->C_WaitForSlotEvent(0, &slot, nullptr);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK);
+    waiting.join();
+    EXPECT_EQ(answer, CKR_CRYPTOKI_NOT_INITIALIZED);
+}
+
+TEST_F(SlotsTest, WaitTestsItsArguments)
+{
+    StartWithCard();
+    CK_SLOT_ID slot = 77;
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, &slot), CKR_ARGUMENTS_BAD);
+}
+
+} // namespace
+} // namespace FrontTests

@@ -1,0 +1,97 @@
+// The front with the software card: what it leaves to other programs, and what the card does by itself.
+#include "tests/front/front_test.h"
+
+#include "tests/support/program.h"
+
+#include <cstdlib>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace FrontTests {
+namespace {
+
+class SoftCardTest : public Client
+{
+protected:
+    SoftCardTest()
+    {
+        setenv("TAVRIK_HOME", home.Path().c_str(), 1);
+        Tool("new anna --bok 123456 --pin 654321");
+        Tool("insert anna");
+        f = LoadFront(LibraryFolder());
+        EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
+    }
+    ~SoftCardTest() override { static_cast<void>(f->C_Finalize(nullptr)); }
+
+    static void Tool(const std::string& arguments) { EXPECT_EQ(ExitCodeOfTool(arguments), 0) << arguments; }
+
+    static int ExitCodeOfTool(const std::string& arguments)
+    {
+        std::istringstream words("card-tool " + arguments);
+        std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
+        all.front() = CARD_TOOL;
+        return softcard::test::RunProgram(all).exitCode;
+    }
+
+    // For another program that needs the card for itself. The PIN plays no part in these tests.
+    static bool IsFreeForOthers() { return ExitCodeOfTool("lock anna pin") == 0; }
+
+    CK_RV SignAnew(CK_SESSION_HANDLE session)
+    {
+        Bytes signature;
+        const Handles keys = Find(session, Records().Number(CKA_CLASS, CKO_PRIVATE_KEY));
+        if (keys.empty()) {
+            return CKR_USER_NOT_LOGGED_IN;
+        }
+        const CK_RV begun = SignInit(session, CKM_SHA256_RSA_PKCS, keys.front());
+        return begun == CKR_OK ? Sign(session, Text("m"), signature) : begun;
+    }
+
+private:
+    TemporaryFolder home{"tavrik_soft_card_"};
+};
+
+TEST_F(SoftCardTest, IsFreeForOthersAfterALoginThatWasRefused)
+{
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    EXPECT_TRUE(IsFreeForOthers());
+    EXPECT_EQ(Login(session, CKU_USER, "999999"), CKR_PIN_INCORRECT);
+    EXPECT_TRUE(IsFreeForOthers());
+    EXPECT_EQ(Login(session), CKR_OK);
+    EXPECT_FALSE(IsFreeForOthers());
+    EXPECT_EQ(SignAnew(session), CKR_OK);
+    EXPECT_EQ(f->C_Logout(session), CKR_OK);
+    EXPECT_TRUE(IsFreeForOthers());
+}
+
+TEST_F(SoftCardTest, SignsAgainAfterItHasBrokenTheChannelAndTheUserHasLoggedInAnew)
+{
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    ASSERT_EQ(SignAnew(session), CKR_OK);
+    Tool("break-channel anna");
+    EXPECT_EQ(SignAnew(session), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
+    EXPECT_TRUE(IsFreeForOthers());
+    EXPECT_EQ(Login(session), CKR_OK);
+    EXPECT_EQ(SignAnew(session), CKR_OK);
+
+    Tool("break-channel anna");
+    EXPECT_EQ(Login(session), CKR_OK) << "without a failure before";
+    EXPECT_EQ(SignAnew(session), CKR_OK);
+}
+
+TEST_F(SoftCardTest, StaysLoggedInToWhenASignatureFailsByItself)
+{
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    ASSERT_EQ(Login(session), CKR_OK);
+    Tool("fault anna ES_SignData --status eCardCommErr");
+    EXPECT_EQ(SignAnew(session), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
+    EXPECT_EQ(SignAnew(session), CKR_OK);
+}
+
+} // namespace
+} // namespace FrontTests

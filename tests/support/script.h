@@ -1,0 +1,16 @@
+// The scripted card-access library of the build.
+#pragma once
+
+#include "tests/support/scripted_card/scripted_card.h"
+
+#include <filesystem>
+
+namespace BlackBox {
+
+// The folder of the scripted card-access library and of the links to the libraries under test.
+std::filesystem::path ScriptedFolder();
+
+// The script, loaded once per process and never unloaded. Throws when it is missing.
+ScriptedCard* Script();
+
+} // namespace BlackBox

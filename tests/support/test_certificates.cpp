@@ -1,0 +1,89 @@
+#include "tests/support/test_certificates.h"
+
+#include <botan/auto_rng.h>
+#include <botan/numthry.h>
+#include <botan/x509self.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <mutex>
+
+namespace BlackBox {
+namespace {
+
+constexpr unsigned keyCount = 4;
+constexpr unsigned longKey = 3;
+
+} // namespace
+
+const Botan::RSA_PrivateKey& TestKey(unsigned number)
+{
+    static std::mutex mutex;
+    // Never destroyed: the allocator that the keys lie in may be gone before them.
+    static auto& keys = *new std::array<std::unique_ptr<Botan::RSA_PrivateKey>, keyCount>;
+    const std::lock_guard lock(mutex);
+    std::unique_ptr<Botan::RSA_PrivateKey>& key = keys.at(number);
+    if (!key) {
+        Botan::AutoSeeded_RNG random;
+        key = std::make_unique<Botan::RSA_PrivateKey>(random, number == longKey ? 2048 : 1024);
+    }
+    return *key;
+}
+
+Scripted::Bytes TestSignature(unsigned keyNumber, const Scripted::Bytes& data)
+{
+    const Botan::RSA_PrivateKey& key = TestKey(keyNumber);
+    const size_t length = key.get_n().bytes();
+    Scripted::Bytes block(length, 0xFF);
+    block[0] = 0;
+    block[1] = 1;
+    block.at(length - data.size() - 1) = 0;
+    std::copy(data.begin(), data.end(), block.end() - static_cast<std::ptrdiff_t>(data.size()));
+    // Botan's own signatures are made with threads, which a forked child does not have.
+    const auto signature =
+        Botan::BigInt::encode_1363(Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n()), length);
+    return {signature.begin(), signature.end()};
+}
+
+Scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName)
+{
+    Botan::AutoSeeded_RNG random;
+    const Botan::X509_Cert_Options options(commonName + "/CZ/Test Organisation/Test Unit");
+    return Botan::X509::create_self_signed_cert(options, TestKey(keyNumber), "SHA-256", random).BER_encode();
+}
+
+CardKeyInfo TestKeyInfo(unsigned keyNumber, uint32_t keyReference)
+{
+    const Botan::RSA_PrivateKey& key = TestKey(keyNumber);
+    CardKeyInfo info{};
+    info.keyReference = keyReference;
+    info.modulusBits = static_cast<uint32_t>(key.get_n().bits());
+    Scripted::Bytes modulus(key.get_n().bytes());
+    key.get_n().binary_encode(modulus.data());
+    std::reverse_copy(modulus.begin(), modulus.end(), info.modulus);
+    info.modulusLength = modulus.size();
+    Scripted::Bytes exponent(key.get_e().bytes());
+    key.get_e().binary_encode(exponent.data());
+    std::copy(exponent.begin(), exponent.end(), info.publicExponent);
+    info.publicExponentLength = exponent.size();
+    return info;
+}
+
+Scripted::CertifiedKey TestCertifiedKey(unsigned keyNumber, uint32_t keyReference,
+                                        const std::string& commonName)
+{
+    return {TestCertificate(keyNumber, commonName), TestKeyInfo(keyNumber, keyReference)};
+}
+
+Scripted::Card CertifiedCard()
+{
+    Scripted::Card card;
+    card.qes.push_back(TestCertifiedKey(0, 2, "Qualified"));
+    card.es.push_back(TestCertifiedKey(1, 1, "Ordinary"));
+    card.qesKeyInfo = card.qes.front().key;
+    card.esKeyInfo = card.es.front().key;
+    return card;
+}
+
+} // namespace BlackBox

@@ -1,0 +1,138 @@
+#include "src/crypto/calling_thread_key.h"
+
+#include "tavrik/rsa.h"
+
+#include <botan/auto_rng.h>
+#include <botan/numthry.h>
+#include <botan/pk_ops.h>
+#include <botan/pubkey.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+class CallingThreadKeyTest : public ::testing::Test
+{
+protected:
+    // The primes need not be of one length.
+    Botan::RSA_PrivateKey KeyOf(std::size_t bitsOfP, std::size_t bitsOfQ)
+    {
+        const Botan::BigInt e = 65537;
+        return {random_prime(random, bitsOfP, e), random_prime(random, bitsOfQ, e), e};
+    }
+
+    std::vector<uint8_t> Sign(const Botan::Private_Key& key, const std::string& padding)
+    {
+        Botan::PK_Signer signer(key, random, padding);
+        return signer.sign_message(message, random);
+    }
+
+    static std::ptrdiff_t Threads()
+    {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    }
+
+    Botan::AutoSeeded_RNG random;
+    const std::vector<uint8_t> message{'m', 'e', 's', 's', 'a', 'g', 'e'};
+};
+
+TEST_F(CallingThreadKeyTest, SignsAsBotansOwnKeyDoes)
+{
+    const std::vector<std::pair<std::size_t, std::size_t>> bits{
+        {512, 512}, {517, 510}, {384, 640}, {640, 384}};
+    for (const auto& [p, q] : bits) {
+        const Botan::RSA_PrivateKey key = KeyOf(p, q);
+        EXPECT_EQ(Sign(CallingThreadKey(key), "EMSA3(SHA-256)"), Sign(key, "EMSA3(SHA-256)"))
+            << p << " " << q;
+        EXPECT_EQ(Sign(CallingThreadKey(key), "EMSA3(Raw)"), Sign(key, "EMSA3(Raw)")) << p << " " << q;
+    }
+}
+
+TEST_F(CallingThreadKeyTest, SignsManyTimesWithOneSigner)
+{
+    const Botan::RSA_PrivateKey key = KeyOf(512, 512);
+    const auto expected = Sign(key, "EMSA3(SHA-256)");
+    Botan::PK_Signer signer(CallingThreadKey(key), random, "EMSA3(SHA-256)");
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(signer.sign_message(message, random), expected) << i;
+    }
+}
+
+TEST_F(CallingThreadKeyTest, DecryptsWhatItsPublicHalfHasEncrypted)
+{
+    const Botan::RSA_PrivateKey key = KeyOf(512, 512);
+    for (const char* padding : {"EME-PKCS1-v1_5", "OAEP(SHA-256)"}) {
+        const Botan::PK_Encryptor_EME encryptor(key, random, padding);
+        const Botan::PK_Decryptor_EME decryptor(CallingThreadKey(key), random, padding);
+        const auto plain = decryptor.decrypt(encryptor.encrypt(message, random));
+        EXPECT_EQ(std::vector<uint8_t>(plain.begin(), plain.end()), message) << padding;
+    }
+}
+
+TEST_F(CallingThreadKeyTest, DecryptsTheNumbersAtTheEdges)
+{
+    const Botan::RSA_PrivateKey key = KeyOf(512, 512);
+    const Botan::PK_Decryptor_EME decryptor(CallingThreadKey(key), random, "Raw");
+    const auto decrypted = [&](const Botan::BigInt& number) {
+        return Botan::BigInt(decryptor.decrypt(Botan::BigInt::encode_1363(number, 128)));
+    };
+    const Botan::BigInt last = key.get_n() - 1;
+    EXPECT_EQ(decrypted(0), 0);
+    EXPECT_EQ(decrypted(1), 1);
+    EXPECT_EQ(decrypted(key.get_p()), power_mod(key.get_p(), key.get_d(), key.get_n()));
+    EXPECT_EQ(decrypted(last), last);
+    EXPECT_THROW(decrypted(key.get_n()), Botan::Invalid_Argument);
+}
+
+TEST_F(CallingThreadKeyTest, AWrongResultIsNotHandedOut)
+{
+    const Botan::RSA_PrivateKey key = KeyOf(512, 512);
+    const Botan::RSA_PrivateKey broken(key.get_p(), key.get_q(), key.get_e(), key.get_d() + 2);
+    EXPECT_THROW(Sign(CallingThreadKey(broken), "EMSA3(SHA-256)"), Botan::Internal_Error);
+}
+
+TEST_F(CallingThreadKeyTest, AnUnknownPaddingOrProviderIsRefusedAsBotanDoes)
+{
+    const Botan::RSA_PrivateKey key = KeyOf(512, 512);
+    const CallingThreadKey own(key);
+    EXPECT_THROW(Botan::PK_Signer(own, random, "Nonsense"), Botan::Algorithm_Not_Found);
+    EXPECT_THROW(Botan::PK_Decryptor_EME(own, random, "Nonsense"), Botan::Algorithm_Not_Found);
+    EXPECT_THROW(own.create_signature_op(random, "EMSA3(SHA-256)", "other"), Botan::Provider_Not_Found);
+    EXPECT_THROW(own.create_decryption_op(random, "Raw", "other"), Botan::Provider_Not_Found);
+}
+
+TEST_F(CallingThreadKeyTest, StandsForItsKey)
+{
+    const Botan::RSA_PrivateKey key = KeyOf(512, 512);
+    const CallingThreadKey own(key);
+    EXPECT_EQ(own.algo_name(), "RSA");
+    EXPECT_EQ(own.key_length(), key.key_length());
+    EXPECT_EQ(own.estimated_strength(), key.estimated_strength());
+    EXPECT_EQ(own.algorithm_identifier(), key.algorithm_identifier());
+    EXPECT_EQ(own.public_key_bits(), key.public_key_bits());
+    EXPECT_EQ(own.private_key_bits(), key.private_key_bits());
+}
+
+// A forked child would have the threads' pool without the threads.
+TEST_F(CallingThreadKeyTest, ExportedClassesStartNoThread)
+{
+    const auto before = Threads();
+    Zelmo::Crypto::RSAPrivKey key(1024);
+    const HexBinary data(message.data(), static_cast<int32_t>(message.size()), true);
+    Zelmo::Crypto::RsaSigner signer(&key, "EMSA3(SHA-256)");
+    const std::unique_ptr<HexBinary> signature(signer.Sign(&data));
+    Zelmo::Crypto::RSA both(&key, "EMSA3(SHA-256)");
+    EXPECT_TRUE(both.Verify(&data, signature.get()));
+    const std::unique_ptr<HexBinary> other(both.Sign(&data));
+    auto encrypted = Zelmo::Crypto::RsaEncryptor(&key, "EME-PKCS1-v1_5").Encrypt(message);
+    const std::unique_ptr<HexBinary> block(HexBinary::FromByteVector(encrypted));
+    Zelmo::Crypto::RsaDecryptor decryptor(&key, "EME-PKCS1-v1_5");
+    const std::unique_ptr<HexBinary> plain(decryptor.Decrypt(block.get()));
+    EXPECT_EQ(HexBinary::Compare(plain.get(), &data), 0);
+    EXPECT_EQ(Threads(), before);
+}
+
+} // namespace

@@ -1,0 +1,323 @@
+#include "src/platform/platform.h"
+
+#include "tests/unit/log/log_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+std::string OutputOf(const std::string& command, std::string output = "unchanged")
+{
+    Platform::RunCommandCaptureOutput(command.c_str(), output);
+    return output;
+}
+
+// What the child returns, in a process of its own, where signals and limits may be changed.
+int ResultInChild(const std::function<int()>& body)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(body());
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::chrono::milliseconds TimeOf(const std::string& command, std::string& output)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    Platform::RunCommandCaptureOutput(command.c_str(), output);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+}
+
+std::size_t OpenDescriptors()
+{
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        count += entry.path().empty() ? 0U : 1U;
+    }
+    return count;
+}
+
+std::atomic<int> childSignals{0};
+
+bool HasChildren()
+{
+    return waitpid(-1, nullptr, WNOHANG | __WALL) >= 0 || errno != ECHILD;
+}
+
+} // namespace
+
+TEST(RunCommand, TakesWhatTheCommandWrites)
+{
+    EXPECT_EQ(OutputOf("printf 'one\\ntwo'"), "one\ntwo");
+}
+
+TEST(RunCommand, TakesStandardErrorToo)
+{
+    EXPECT_EQ(OutputOf("printf out; printf err >&2"), "outerr");
+}
+
+TEST(RunCommand, ReplacesTheOutputThatWasThere)
+{
+    EXPECT_EQ(OutputOf("printf new", "a longer old text"), "new");
+}
+
+TEST(RunCommand, TakesAtMost1023Bytes)
+{
+    EXPECT_EQ(OutputOf("i=0; while [ $i -lt 2000 ]; do printf 0123456789; i=$((i+1)); done").size(), 1023U);
+}
+
+TEST(RunCommand, TextEndsAtAZeroByte)
+{
+    EXPECT_EQ(OutputOf("printf 'a\\000b'"), "a");
+}
+
+TEST(RunCommand, CommandThatSaysNothingGivesNothing)
+{
+    EXPECT_EQ(OutputOf("exit 0"), "");
+    EXPECT_EQ(OutputOf("exit 7"), "");
+}
+
+TEST(RunCommand, CommandThatWritesMoreThanThePipeHoldsIsEndedAfterASecond)
+{
+    std::string output;
+    const auto took = TimeOf("while :; do printf 0123456789abcdef; done", output);
+    EXPECT_EQ(output.size(), 1023U);
+    EXPECT_GE(took.count(), 900);
+    EXPECT_LT(took.count(), 5000);
+}
+
+TEST(RunCommand, SilentCommandThatGoesOnIsEndedAfterASecond)
+{
+    std::string output;
+    const auto took = TimeOf("sleep 60", output);
+    EXPECT_EQ(output, "");
+    EXPECT_GE(took.count(), 900);
+    EXPECT_LT(took.count(), 5000);
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(RunCommand, WhatAnUnendedCommandWroteBeforeCounts)
+{
+    std::string output;
+    TimeOf("printf early; sleep 60", output);
+    EXPECT_EQ(output, "early");
+}
+
+TEST(RunCommand, WhatTheCommandStartedEndsWithIt)
+{
+    const LogFolder folder;
+    std::string output;
+    TimeOf("(sleep 2; touch '" + folder.Path("late").string() + "') & sleep 60", output);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    EXPECT_TRUE(folder.Names().empty());
+}
+
+TEST(RunCommand, HostThatCollectsOrphansGetsNone)
+{
+    EXPECT_EQ(ResultInChild([] {
+                  if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) {
+                      return 2;
+                  }
+                  OutputOf("sleep 60 & printf x");
+                  return HasChildren() ? 1 : 0;
+              }),
+              0);
+}
+
+TEST(RunCommand, BackgroundProcessThatKeepsTheOutputOpenIsNotWaitedFor)
+{
+    std::string output;
+    const auto took = TimeOf("sleep 60 & printf done", output);
+    EXPECT_EQ(output, "done");
+    EXPECT_LT(took.count(), 900);
+}
+
+TEST(RunCommand, LeavesNoChildAndNoDescriptor)
+{
+    const auto before = OpenDescriptors();
+    for (int run = 0; run < 20; ++run) {
+        OutputOf("printf x");
+        EXPECT_FALSE(HasChildren());
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(RunCommand, NoDescriptorOfTheHostReachesTheCommand)
+{
+    const LogFolder folder;
+    folder.Write("secret", "text");
+    const int plain = open(folder.Path("secret").c_str(), O_RDONLY); // without O_CLOEXEC, on purpose
+    ASSERT_GE(plain, 0);
+    const int high = fcntl(plain, F_DUPFD, 200);
+    EXPECT_EQ(OutputOf("cd /proc/self/fd; for fd in *; do readlink $fd; done | "
+                       "grep -c secret"),
+              "0\n");
+    EXPECT_EQ(OutputOf("readlink /proc/self/fd/0"), "/dev/null\n");
+    close(plain);
+    close(high);
+}
+
+TEST(RunCommand, WorksInAHostWithoutStandardStreams)
+{
+    EXPECT_EQ(ResultInChild([] {
+                  close(0);
+                  close(1);
+                  close(2);
+                  return OutputOf("printf 'out'; printf 'err' >&2; cat") == "outerr" ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(RunCommand, LeavesTheOutputAloneWhenNoPipeCanBeMade)
+{
+    EXPECT_EQ(ResultInChild([] {
+                  while (open("/dev/null", O_RDONLY) >= 0) {
+                  }
+                  return OutputOf("printf x") == "unchanged" ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(RunCommand, HostIsSentNoSignal)
+{
+    childSignals = 0;
+    const auto before = std::signal(SIGCHLD, [](int) { ++childSignals; });
+    OutputOf("printf x");
+    std::string output;
+    TimeOf("sleep 60", output);
+    EXPECT_EQ(childSignals, 0);
+    static_cast<void>(std::signal(SIGCHLD, before));
+}
+
+TEST(RunCommand, WorksInAHostThatIgnoresTheEndOfItsChildren)
+{
+    const auto before = std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(OutputOf("printf '%s' $(printf x)"), "x");
+    static_cast<void>(std::signal(SIGCHLD, before));
+}
+
+// A host that waits for just any child must get its own, and only its own.
+TEST(RunCommand, HostsWaitForAnyChildGetsItsOwnChildrenOnly)
+{
+    EXPECT_EQ(ResultInChild([] {
+                  std::atomic<bool> done{false};
+                  std::atomic<int> foreign{0};
+                  std::thread reaper([&] {
+                      while (!done) {
+                          if (waitpid(-1, nullptr, WNOHANG) > 0) {
+                              ++foreign;
+                          }
+                      }
+                  });
+                  bool right = true;
+                  for (int run = 0; run < 50; ++run) {
+                      right = right && OutputOf("printf x") == "x";
+                  }
+                  done = true;
+                  reaper.join();
+                  return right && foreign == 0 ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(RunCommand, SignalsOfTheHostAreNotLostAndNotHeldBack)
+{
+    sigset_t before{};
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    OutputOf("printf x");
+    sigset_t after{};
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    for (const int signal : {SIGINT, SIGTERM, SIGCHLD, SIGUSR1}) {
+        EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal)) << signal;
+    }
+}
+
+TEST(RunCommand, NeitherSearchPathsNorPreloadsOfTheHostReachTheCommand)
+{
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread runs
+    EXPECT_EQ(ResultInChild([] {
+                  setenv("PATH", "/nowhere", 1);
+                  setenv("LD_PRELOAD", "/nowhere/lib.so", 1);
+                  setenv("LC_ALL", "sk_SK.UTF-8", 1);
+                  return OutputOf("printf '%s|%s|%s|%s' \"$PATH\" \"$LD_PRELOAD\" \"$LC_ALL\""
+                                  " \"$HOST_LANGUAGE\"") == "/usr/bin:/bin||C|sk_SK.UTF-8"
+                             ? 0
+                             : 1;
+              }),
+              0);
+    // NOLINTEND(concurrency-mt-unsafe)
+}
+
+TEST(RunCommand, NoShellComplainsOfALocaleThatIsNotThere)
+{
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread runs
+    EXPECT_EQ(ResultInChild([] {
+                  setenv("LC_ALL", "xx_XX.UTF-8", 1);
+                  setenv("LANG", "xx_XX.UTF-8", 1);
+                  return OutputOf("exec bash -c 'printf said'") == "said" ? 0 : 1;
+              }),
+              0);
+    // NOLINTEND(concurrency-mt-unsafe)
+}
+
+TEST(OsListing, HasTheFivePropertiesInTheirOrder)
+{
+    std::istringstream lines(OutputOf(Platform::OsListingCommand()));
+    std::vector<std::string> names;
+    std::vector<std::string> values;
+    for (std::string line; std::getline(lines, line);) {
+        const auto sign = line.find('=');
+        ASSERT_NE(sign, std::string::npos) << line;
+        names.push_back(line.substr(0, sign));
+        values.push_back(line.substr(sign + 1));
+    }
+    ASSERT_EQ(names, (std::vector<std::string>{"Caption", "OSArchitecture", "CSDVersion", "MUILanguages",
+                                               "Version"}));
+
+    utsname system{};
+    ASSERT_EQ(uname(&system), 0);
+    EXPECT_EQ(values[1], system.machine);
+    EXPECT_EQ(values[2], system.version);
+    EXPECT_EQ(values[4], system.release);
+    std::ifstream release("/etc/os-release");
+    const std::string text{std::istreambuf_iterator<char>(release), {}};
+    EXPECT_NE(text.find("PRETTY_NAME=\"" + values[0] + "\""), std::string::npos) << values[0];
+}
+
+TEST(OsListing, ShowsTheLanguageThatCountsMost)
+{
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread runs
+    const auto languageWith = [](const char* all, const char* messages) {
+        return ResultInChild([=] {
+            setenv("LANG", "de_AT.UTF-8", 1);
+            setenv("LC_MESSAGES", messages, 1);
+            setenv("LC_ALL", all, 1);
+            const std::string output = OutputOf(Platform::OsListingCommand());
+            const std::string expected = *all != '\0' ? all : *messages != '\0' ? messages : "de_AT.UTF-8";
+            return output.find("\nMUILanguages=" + expected + "\n") != std::string::npos ? 0 : 1;
+        });
+    };
+    // NOLINTEND(concurrency-mt-unsafe)
+    EXPECT_EQ(languageWith("", ""), 0);
+    EXPECT_EQ(languageWith("", "cs_CZ.UTF-8"), 0);
+    EXPECT_EQ(languageWith("sk_SK.UTF-8", "cs_CZ.UTF-8"), 0);
+}

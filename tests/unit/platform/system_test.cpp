@@ -1,0 +1,104 @@
+#include "src/platform/platform.h"
+#include "tests/unit/platform/system_double.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+TEST(WriteToDebugger, SendsOneDebugMessageToTheSystemLog)
+{
+    systemLog.clear();
+    Platform::WriteToDebugger("50% of a line\r\n");
+    ASSERT_EQ(systemLog.size(), 1U);
+    EXPECT_EQ(systemLog[0].priority, LOG_DEBUG);
+    EXPECT_EQ(systemLog[0].text, "50% of a line");
+}
+
+TEST(ThreadId, DiffersBetweenThreadsAndStaysWithinOne)
+{
+    const auto own = Platform::ThreadId();
+    uint32_t other = own;
+    std::thread([&other] { other = Platform::ThreadId(); }).join();
+    EXPECT_NE(own, other);
+    EXPECT_EQ(own, Platform::ThreadId());
+}
+
+TEST(ProcessId, IsThatOfTheProcess)
+{
+    EXPECT_EQ(Platform::ProcessId(), static_cast<uint32_t>(getpid()));
+}
+
+TEST(ProcessId, DiffersInAForkedChild)
+{
+    const auto own = Platform::ProcessId();
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(Platform::ProcessId() == own ? 1 : 0);
+    }
+    ASSERT_GT(child, 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(SteadyClock, CountsNanosecondsAndNeverGoesBack)
+{
+    const auto before = Platform::SteadyClockNanoseconds();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const auto elapsed = Platform::SteadyClockNanoseconds() - before;
+    EXPECT_GE(elapsed, 20000000);
+    EXPECT_LT(elapsed, 20000000000);
+}
+
+TEST(FormatLocalTime, HasTheFormOfTheCLibrary)
+{
+    setenv("TZ", "UTC", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    char text[64] = {};
+    Platform::FormatLocalTime(1794485402, text);
+    EXPECT_STREQ(text, "Thu Nov 12 12:10:02 2026\n");
+}
+
+TEST(FormatLocalTime, IsInLocalTime)
+{
+    setenv("TZ", "MSK-03", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    char text[64] = {};
+    Platform::FormatLocalTime(1794485402, text);
+    EXPECT_STREQ(text, "Thu Nov 12 15:10:02 2026\n");
+    unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+}
+
+TEST(LocalTime, IsTheCalendarRecordOfLocalTime)
+{
+    setenv("TZ", "MSK-03", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    const std::tm time = Platform::LocalTime(1794485402);
+    EXPECT_EQ(time.tm_year, 126);
+    EXPECT_EQ(time.tm_mday, 12);
+    EXPECT_EQ(time.tm_hour, 15);
+    EXPECT_EQ(time.tm_sec, 2);
+    unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+}
+
+TEST(OsVersionInfo, IsTheKernelsRelease)
+{
+    utsname system{};
+    ASSERT_EQ(uname(&system), 0);
+    const std::string release = system.release;
+    const OsVersion version = Platform::GetOsVersionInfo();
+    const auto numbers = std::to_string(version.majorNumber) + "." + std::to_string(version.minorNumber) +
+                         "." + std::to_string(version.buildNumber);
+    EXPECT_TRUE(release.starts_with(numbers)) << release << " and " << numbers;
+    EXPECT_TRUE(release.ends_with(version.servicePack)) << release << " and " << version.servicePack;
+    EXPECT_LE(numbers.size() + version.servicePack.size() + 1, release.size() + 1);
+}
