@@ -20,7 +20,7 @@ inline std::filesystem::path LibraryBesideProgram()
 // The words of a command line: options with a value, options without one, and the rest in its order.
 struct CommandLine
 {
-    std::optional<std::string> Value(const std::string& option) const
+    [[nodiscard]] std::optional<std::string> Value(const std::string& option) const
     {
         const auto found = values.find(option);
         return found == values.end() ? std::nullopt : std::optional(found->second);

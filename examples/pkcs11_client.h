@@ -53,10 +53,10 @@ public:
     Pkcs11Client(const Pkcs11Client&) = delete;
     Pkcs11Client& operator=(const Pkcs11Client&) = delete;
 
-    std::vector<SlotDescription> Slots() const;
+    [[nodiscard]] std::vector<SlotDescription> Slots() const;
 
     // Opens a session and returns its handle; the library closes it at the end.
-    CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot) const;
+    [[nodiscard]] CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot) const;
 
     // Closes all sessions on the slot's card, and so logs out. A card that went has none left.
     void CloseSessions(CK_SLOT_ID slot) const;
@@ -65,31 +65,34 @@ public:
     void Login(CK_SESSION_HANDLE session, const std::optional<std::string>& code) const;
 
     // The first key of the slot that can sign, with the certificate that has the same CKA_ID.
-    SigningKey FindSigningKey(CK_SESSION_HANDLE session) const;
+    [[nodiscard]] SigningKey FindSigningKey(CK_SESSION_HANDLE session) const;
 
     // Signs a DigestInfo. The card side asks for the signature PIN where the key wants it.
-    Bytes Sign(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes digestInfo) const;
+    [[nodiscard]] Bytes Sign(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes digestInfo) const;
 
     // Makes an object of a public key, which lasts as long as the card is in.
-    CK_OBJECT_HANDLE CreatePublicKey(CK_SESSION_HANDLE session, PublicKey key) const;
+    [[nodiscard]] CK_OBJECT_HANDLE CreatePublicKey(CK_SESSION_HANDLE session, PublicKey key) const;
 
     // Whether the signature is one of the DigestInfo. A session verifies with one key for good: the first
     // call chooses it, and VerifyAgain goes on with it.
-    bool Verify(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes digestInfo, Bytes signature) const;
-    bool VerifyAgain(CK_SESSION_HANDLE session, Bytes digestInfo, Bytes signature) const;
+    [[nodiscard]] bool Verify(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes digestInfo,
+                              Bytes signature) const;
+    [[nodiscard]] bool VerifyAgain(CK_SESSION_HANDLE session, Bytes digestInfo, Bytes signature) const;
 
     // Encrypts with a public key, and has the card decrypt with a private one.
-    Bytes Encrypt(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes data) const;
-    Bytes Decrypt(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes encrypted) const;
+    [[nodiscard]] Bytes Encrypt(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes data) const;
+    [[nodiscard]] Bytes Decrypt(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Bytes encrypted) const;
 
-    Bytes Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes data) const;
+    [[nodiscard]] Bytes Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes data) const;
 
 private:
     using OneStep = CK_RV (*)(CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_BYTE_PTR, CK_ULONG_PTR);
     // Asks an operation that has begun for its length and then makes it.
     static Bytes Finish(const std::string& step, OneStep function, CK_SESSION_HANDLE session, Bytes data);
-    std::vector<CK_OBJECT_HANDLE> Find(CK_SESSION_HANDLE session, std::vector<CK_ATTRIBUTE> filter) const;
-    Bytes Attribute(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) const;
+    [[nodiscard]] std::vector<CK_OBJECT_HANDLE> Find(CK_SESSION_HANDLE session,
+                                                     std::vector<CK_ATTRIBUTE> filter) const;
+    [[nodiscard]] Bytes Attribute(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                                  CK_ATTRIBUTE_TYPE type) const;
 
     CK_FUNCTION_LIST_PTR functions = nullptr;
 };

@@ -54,12 +54,12 @@ CK_RV C_SeedRandom(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSeed, CK_ULONG ulSee
     });
 }
 
-CK_RV C_GenerateRandom(CK_SESSION_HANDLE hSession, CK_BYTE_PTR RandomData, CK_ULONG ulRandomLen)
+CK_RV C_GenerateRandom(CK_SESSION_HANDLE hSession, CK_BYTE_PTR randomData, CK_ULONG ulRandomLen)
 {
     return InFront([&](Front& front) -> CK_RV {
         static_cast<void>(front.InfoOf(hSession));
-        Require(RandomData != nullptr || ulRandomLen == 0, CKR_ARGUMENTS_BAD);
-        FillRandom({RandomData, ulRandomLen});
+        Require(randomData != nullptr || ulRandomLen == 0, CKR_ARGUMENTS_BAD);
+        FillRandom({randomData, ulRandomLen});
         return CKR_OK;
     });
 }

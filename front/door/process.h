@@ -20,7 +20,7 @@ public:
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    Front& Of() const { return *front; }
+    [[nodiscard]] Front& Of() const { return *front; }
 
 private:
     const WorkBeforeEnd work;

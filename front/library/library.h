@@ -48,31 +48,31 @@ public:
     // In a forked child: the library's mutex is made anew.
     void AfterFork();
 
-    CK_INFO Info() const;
+    [[nodiscard]] CK_INFO Info() const;
 
     // Slots. None of these asks a card, and none waits while one is at work.
     // Whether the slots are others than these. Asks without the lines that a whole list leaves in the log.
-    bool HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const;
-    bool HasSlot(packed::CK_SLOT_ID slot) const;
-    std::vector<packed::CK_SLOT_ID> Slots() const;
+    [[nodiscard]] bool HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const;
+    [[nodiscard]] bool HasSlot(packed::CK_SLOT_ID slot) const;
+    [[nodiscard]] std::vector<packed::CK_SLOT_ID> Slots() const;
     // None when the card has gone meanwhile.
-    std::optional<CK_SLOT_INFO> SlotInfo(packed::CK_SLOT_ID slot) const;
+    [[nodiscard]] std::optional<CK_SLOT_INFO> SlotInfo(packed::CK_SLOT_ID slot) const;
 
     // Asks the slot's card, which may take its time; one thread at a time for each card. False when the card
     // has gone.
     bool Describe(SlotFacts& facts) const;
 
     // Refuses with CKR_DEVICE_REMOVED when the card has gone.
-    packed::CK_SESSION_HANDLE OpenSession(packed::CK_SLOT_ID slot) const;
+    [[nodiscard]] packed::CK_SESSION_HANDLE OpenSession(packed::CK_SLOT_ID slot) const;
     void CloseSession(packed::CK_SESSION_HANDLE session) const noexcept;
     // The code is handed on where it lies; a null one has the card side ask for it.
     CK_RV Login(packed::CK_SESSION_HANDLE session, CK_USER_TYPE user, const CK_UTF8CHAR* code,
                 CK_ULONG length) const;
     void Logout(packed::CK_SESSION_HANDLE session) const;
 
-    std::vector<packed::CK_OBJECT_HANDLE> Objects(packed::CK_SESSION_HANDLE session) const;
+    [[nodiscard]] std::vector<packed::CK_OBJECT_HANDLE> Objects(packed::CK_SESSION_HANDLE session) const;
     // All attributes that the object has a value for, in the outward form.
-    Attributes Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE object) const;
+    [[nodiscard]] Attributes Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE object) const;
 
     // `output` is what came out.
     CK_RV Sign(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE key, const Bytes& data,

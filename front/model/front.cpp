@@ -345,11 +345,11 @@ CK_RV Front::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULONG
     if (IsLoggedIn(session.slot)) {
         // The card may have given up its secure channel, which only a login finds out. It does not wait for a
         // dialog.
-        const GateAttempt attempt(gate, Gate::Stay::may_be_long);
+        const GateAttempt attempt(gate, Gate::Stay::mayBeLong);
         Require(static_cast<bool>(attempt), CKR_USER_ALREADY_LOGGED_IN);
         return LoginBehindGate(session, code, length);
     }
-    const GateStay stay(gate, Gate::Stay::may_be_long);
+    const GateStay stay(gate, Gate::Stay::mayBeLong);
     return LoginBehindGate(session, code, length);
 }
 
@@ -404,7 +404,7 @@ CK_RV Front::LoginForOperation(Session& session, const CK_UTF8CHAR* code, CK_ULO
 {
     Require(FlagOf(session.sign->key->attributes, CKA_ALWAYS_AUTHENTICATE), CKR_OPERATION_NOT_INITIALIZED);
     Require(!session.sign->authorised, CKR_USER_ALREADY_LOGGED_IN);
-    const GateStay stay(gate, Gate::Stay::may_be_long);
+    const GateStay stay(gate, Gate::Stay::mayBeLong);
     const CK_RV accepted = library.Login(InnerOf(session), CKU_CONTEXT_SPECIFIC, code, length);
     session.sign->authorised = accepted == CKR_OK;
     return OutwardOfWork(session, accepted);
@@ -495,7 +495,7 @@ Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
 {
     Bytes signature;
     try {
-        const GateStay stay(gate, Gate::Stay::may_be_long);
+        const GateStay stay(gate, Gate::Stay::mayBeLong);
         const CK_RV answer = library.Sign(InnerOf(session), key.inner, data, signature);
         Require(answer == CKR_OK, OutwardOfWork(session, answer));
     } catch (...) {
@@ -508,7 +508,7 @@ Bytes Front::SignOnCard(Session& session, const Object& key, const Bytes& data)
 Bytes Front::DecryptOnCard(Session& session, const Object& key, const Bytes& data)
 {
     Bytes plain;
-    const GateStay stay(gate, Gate::Stay::may_be_long);
+    const GateStay stay(gate, Gate::Stay::mayBeLong);
     const CK_RV answer = library.Decrypt(InnerOf(session), key.inner, data, plain);
     Require(answer == CKR_OK, OutwardOfWork(session, answer));
     return plain;

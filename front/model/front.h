@@ -40,7 +40,7 @@ public:
     // The library has been started.
     explicit Front(Library& started);
 
-    CK_INFO Info() const; // of the library
+    [[nodiscard]] CK_INFO Info() const; // of the library
 
     // Slots. What is told is fresh, whatever the cards are doing.
     void LookAtReaders();
@@ -107,7 +107,7 @@ private:
                       std::vector<Object>& read);
     CK_RV Outward(const Session& session, CK_RV answer);
     CK_RV OutwardOfWork(const Session& session, CK_RV answer);
-    std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
+    [[nodiscard]] std::vector<Object> ReadObjects(packed::CK_SLOT_ID inner) const;
     bool ChannelStands(packed::CK_SLOT_ID card);
     bool IsLoggedInTo(packed::CK_SLOT_ID card);
     void ReleaseCard(packed::CK_SLOT_ID card);

@@ -7,7 +7,7 @@ void Gate::Enter(Stay stay)
     std::unique_lock lock(mutex);
     left.wait(lock, [this] { return !taken; });
     taken = true;
-    takenForLong = stay == Stay::may_be_long;
+    takenForLong = stay == Stay::mayBeLong;
     holder = std::this_thread::get_id();
 }
 
@@ -19,7 +19,7 @@ bool Gate::EnterUnlessLong(Stay stay)
         return false;
     }
     taken = true;
-    takenForLong = stay == Stay::may_be_long;
+    takenForLong = stay == Stay::mayBeLong;
     holder = std::this_thread::get_id();
     return true;
 }

@@ -14,7 +14,7 @@ public:
     enum class Stay
     {
         brief,
-        may_be_long
+        mayBeLong
     };
 
     // Waits for its turn.

@@ -19,8 +19,8 @@ struct Object
     packed::CK_OBJECT_HANDLE inner = 0; // 0 for one that the library doesn't have
     Attributes attributes;
 
-    bool IsKey() const; // public or private
-    bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
+    [[nodiscard]] bool IsKey() const; // public or private
+    [[nodiscard]] bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
 };
 
 // The objects of a card's slot out of what the library has of them, in the library's order, without handles
@@ -50,10 +50,10 @@ public:
     void RemoveOfSession(CK_SESSION_HANDLE session);
 
     // Null for an object that isn't in the slot.
-    std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const;
-    std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const;
+    [[nodiscard]] std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const;
+    [[nodiscard]] std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const;
     // Of the card's keys in the slot, not of those that applications made; both 0 when there are none.
-    KeySizes SizesOfKeys(CK_SLOT_ID slot) const;
+    [[nodiscard]] KeySizes SizesOfKeys(CK_SLOT_ID slot) const;
 
 private:
     std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects;

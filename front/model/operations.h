@@ -27,7 +27,7 @@ class DigestOperation
 {
 public:
     explicit DigestOperation(const Hash& hash);
-    std::size_t Length() const { return function->output_length(); }
+    [[nodiscard]] std::size_t Length() const { return function->output_length(); }
     void Add(Input part);
     Bytes Finish();
 

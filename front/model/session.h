@@ -38,15 +38,15 @@ class SessionTable
 {
 public:
     std::shared_ptr<Session> Open(CK_SLOT_ID slot, const InnerSlot& card, bool readWrite);
-    std::shared_ptr<Session> Find(CK_SESSION_HANDLE handle) const; // null for an unknown one
+    [[nodiscard]] std::shared_ptr<Session> Find(CK_SESSION_HANDLE handle) const; // null for an unknown one
     // False when it was closed before.
     bool Close(const Session& session);
     void CloseOfSlot(CK_SLOT_ID slot);
 
-    std::vector<std::shared_ptr<Session>> OfSlot(CK_SLOT_ID slot) const;
-    std::vector<std::shared_ptr<Session>> OfCard(packed::CK_SLOT_ID card) const;
-    bool IsUsed(CK_SLOT_ID slot) const; // whether there is a session in the slot
-    CK_ULONG Count(CK_SLOT_ID slot, bool readWriteOnly) const;
+    [[nodiscard]] std::vector<std::shared_ptr<Session>> OfSlot(CK_SLOT_ID slot) const;
+    [[nodiscard]] std::vector<std::shared_ptr<Session>> OfCard(packed::CK_SLOT_ID card) const;
+    [[nodiscard]] bool IsUsed(CK_SLOT_ID slot) const; // whether there is a session in the slot
+    [[nodiscard]] CK_ULONG Count(CK_SLOT_ID slot, bool readWriteOnly) const;
 
 private:
     std::map<CK_SESSION_HANDLE, std::shared_ptr<Session>> sessions;

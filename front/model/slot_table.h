@@ -33,11 +33,11 @@ public:
                                    const std::vector<Shown>& fresh);
     // Takes over what a card was asked for, unless it has gone.
     void Describe(const SlotFacts& facts);
-    std::vector<SlotFacts> Undescribed(packed::CK_SLOT_ID card) const;
+    [[nodiscard]] std::vector<SlotFacts> Undescribed(packed::CK_SLOT_ID card) const;
     void ForgetEvents();
 
     // The slots of the library that cards are in.
-    std::vector<packed::CK_SLOT_ID> InnerSlots() const;
+    [[nodiscard]] std::vector<packed::CK_SLOT_ID> InnerSlots() const;
 
     // The slots of a card that is there.
     std::vector<Slot*> OfCard(packed::CK_SLOT_ID card);
@@ -47,7 +47,7 @@ public:
     std::vector<Slot>& All() { return slots; }
 
 private:
-    SlotFacts FactsOf(const Shown& shown) const;
+    [[nodiscard]] SlotFacts FactsOf(const Shown& shown) const;
     Slot& PlaceFor(const SlotFacts& facts);
 
     std::vector<Slot> slots; // at the index that is their id

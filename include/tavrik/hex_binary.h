@@ -38,7 +38,7 @@ public:
     virtual ~HexBinary();
 
     // Two uppercase digits for each byte; empty when there are no bytes.
-    std::string ToHexString() const;
+    [[nodiscard]] std::string ToHexString() const;
 
     // Puts the bytes of `other` behind the own ones. Null does nothing.
     void Append(const HexBinary* other);

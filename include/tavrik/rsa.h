@@ -54,11 +54,11 @@ public:
     ~RSAPubKey();
     RSAPubKey& operator=(const RSAPubKey& other);
 
-    Botan::RSA_PublicKey* GetBotanPublicKey() const;
+    [[nodiscard]] Botan::RSA_PublicKey* GetBotanPublicKey() const;
 
     // New, big-endian, without leading zeros; the caller deletes them.
-    HexBinary* Get_N() const;
-    HexBinary* Get_E() const;
+    [[nodiscard]] HexBinary* Get_N() const;
+    [[nodiscard]] HexBinary* Get_E() const;
 
     // Does nothing.
     void SetModulus(const HexBinary* modulus);
@@ -86,18 +86,18 @@ public:
     // other's. When `other` has none, the old one is not freed and is the caller's from here on.
     RSAPrivKey& operator=(const RSAPrivKey& other);
 
-    Botan::RSA_PrivateKey* GetBotanPrivateKey() const;
-    RSAPubKey* GetPublicKey() const;
+    [[nodiscard]] Botan::RSA_PrivateKey* GetBotanPrivateKey() const;
+    [[nodiscard]] RSAPubKey* GetPublicKey() const;
 
     // Takes over `key`; the one before is not freed and is the caller's from here on.
     void SetPublicKey(RSAPubKey* key);
 
     // New, big-endian, without leading zeros; the caller deletes them.
-    HexBinary* Get_P() const;
-    HexBinary* Get_Q() const;
-    HexBinary* Get_D() const;
-    HexBinary* Get_DP() const;
-    HexBinary* Get_DQ() const;
+    [[nodiscard]] HexBinary* Get_P() const;
+    [[nodiscard]] HexBinary* Get_Q() const;
+    [[nodiscard]] HexBinary* Get_D() const;
+    [[nodiscard]] HexBinary* Get_DP() const;
+    [[nodiscard]] HexBinary* Get_DQ() const;
 
 private:
     Owned<Botan::RSA_PrivateKey> botanKey;

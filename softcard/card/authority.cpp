@@ -149,8 +149,8 @@ Authority::Authority(const Directories& directories)
     if (!std::filesystem::exists(folder / "issuing.pem")) {
         MakeAuthority(folder);
     }
-    issuingKey_ = ReadClearKeyFile(folder / "issuing.key");
-    issuingCertificate_ = ReadCertificate(folder / "issuing.pem");
+    issuingKey = ReadClearKeyFile(folder / "issuing.key");
+    issuingCertificate = ReadCertificate(folder / "issuing.pem");
 }
 
 Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const Holder& holder,
@@ -167,7 +167,7 @@ Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const 
         extensions.add(new Botan::Cert_Extension::Extended_Key_Usage(
             {Botan::OID::from_string("PKIX.ClientAuth"), Botan::OID::from_string("PKIX.EmailProtection")}));
     }
-    return Certify({*issuingKey_, issuingCertificate_.subject_dn()}, key, name, holderYears, extensions);
+    return Certify({*issuingKey, issuingCertificate.subject_dn()}, key, name, holderYears, extensions);
 }
 
 } // namespace softcard

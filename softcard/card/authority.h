@@ -30,8 +30,8 @@ public:
                                                 KeyFamily family) const;
 
 private:
-    std::shared_ptr<const Botan::RSA_PrivateKey> issuingKey_;
-    Botan::X509_Certificate issuingCertificate_;
+    std::shared_ptr<const Botan::RSA_PrivateKey> issuingKey;
+    Botan::X509_Certificate issuingCertificate;
 };
 
 } // namespace softcard

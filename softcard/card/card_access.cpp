@@ -25,25 +25,25 @@ public:
 
     bool Contains(const std::filesystem::path& card)
     {
-        const std::lock_guard lock(mutex_);
-        return cards_.contains(card);
+        const std::lock_guard lock(mutex);
+        return cards.contains(card);
     }
 
     void Add(const std::filesystem::path& card)
     {
-        const std::lock_guard lock(mutex_);
-        cards_.insert(card);
+        const std::lock_guard lock(mutex);
+        cards.insert(card);
     }
 
     void Remove(const std::filesystem::path& card)
     {
-        const std::lock_guard lock(mutex_);
-        cards_.erase(card);
+        const std::lock_guard lock(mutex);
+        cards.erase(card);
     }
 
 private:
-    std::mutex mutex_;
-    std::set<std::filesystem::path> cards_;
+    std::mutex mutex;
+    std::set<std::filesystem::path> cards;
 };
 
 // Tries until `attempt` returns true. Throws CardError when it does not in time.
@@ -66,21 +66,21 @@ std::filesystem::path LockFile(const std::filesystem::path& cardFolder)
 
 } // namespace
 
-CardTransaction::CardTransaction(std::filesystem::path cardFolder) : cardFolder_(std::move(cardFolder))
+CardTransaction::CardTransaction(std::filesystem::path folder) : cardFolder(std::move(folder))
 {
     TryForAWhile([this] {
-        if (OwnTransactions::Instance().Contains(cardFolder_)) {
+        if (OwnTransactions::Instance().Contains(cardFolder)) {
             throw CardError(statusSharingViolation, "Another transaction is active on the card.");
         }
-        lock_ = FileLock::Try(LockFile(cardFolder_));
-        return lock_.has_value();
+        lock = FileLock::Try(LockFile(cardFolder));
+        return lock.has_value();
     });
-    OwnTransactions::Instance().Add(cardFolder_);
+    OwnTransactions::Instance().Add(cardFolder);
 }
 
 CardTransaction::~CardTransaction()
 {
-    OwnTransactions::Instance().Remove(cardFolder_);
+    OwnTransactions::Instance().Remove(cardFolder);
 }
 
 std::optional<FileLock> EnterCard(const std::filesystem::path& cardFolder)

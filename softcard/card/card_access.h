@@ -15,7 +15,7 @@ class CardTransaction
 public:
     // Waits a moment for another process, but not for one of the own process. Throws CardError when the card
     // does not get free.
-    explicit CardTransaction(std::filesystem::path cardFolder);
+    explicit CardTransaction(std::filesystem::path folder);
     ~CardTransaction();
     CardTransaction(const CardTransaction&) = delete;
     CardTransaction& operator=(const CardTransaction&) = delete;
@@ -23,8 +23,8 @@ public:
     CardTransaction& operator=(CardTransaction&&) = delete;
 
 private:
-    const std::filesystem::path cardFolder_;
-    std::optional<FileLock> lock_;
+    const std::filesystem::path cardFolder;
+    std::optional<FileLock> lock;
 };
 
 // Keeps other processes from starting a transaction as long as it lives; nothing needs to be kept when the

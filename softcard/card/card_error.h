@@ -30,12 +30,12 @@ inline constexpr int32_t statusRemovedCard = 92;
 class CardError : public std::runtime_error
 {
 public:
-    CardError(int32_t status, const std::string& what) : std::runtime_error(what), status_(status) {}
+    CardError(int32_t cardStatus, const std::string& what) : std::runtime_error(what), status(cardStatus) {}
 
-    [[nodiscard]] int32_t Status() const { return status_; }
+    [[nodiscard]] int32_t Status() const { return status; }
 
 private:
-    int32_t status_;
+    int32_t status;
 };
 
 } // namespace softcard

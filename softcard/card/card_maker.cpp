@@ -115,13 +115,13 @@ public:
     {
         EnsurePrivateFolder(cards);
         ClearUnfinishedCards(cards);
-        folder_ = MakeUniqueFolder(cards / workshopName);
+        folder = MakeUniqueFolder(cards / workshopName);
     }
 
     ~Workshop()
     {
         std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
+        std::filesystem::remove_all(folder, ignored);
     }
 
     Workshop(const Workshop&) = delete;
@@ -129,17 +129,17 @@ public:
     Workshop(Workshop&&) = delete;
     Workshop& operator=(Workshop&&) = delete;
 
-    [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
+    [[nodiscard]] const std::filesystem::path& Folder() const { return folder; }
 
     void MoveTo(const std::filesystem::path& place, const std::string& name)
     {
-        if (!MoveFolder(folder_, place)) {
+        if (!MoveFolder(folder, place)) {
             throw StoreError(StoreFailure::nameTaken, "There is already a card named \"" + name + "\".");
         }
     }
 
 private:
-    std::filesystem::path folder_;
+    std::filesystem::path folder;
 };
 
 void MakeKeys(Card& card, const Authority& authority, KeyFamily family, const NewCard& request,

@@ -109,17 +109,17 @@ bool CardStore::Contains(const std::string& name) const
     if (!IsCardName(name)) {
         return false;
     }
-    const std::filesystem::path folder = FolderOf(name);
-    return (HasCardDescription(folder) || IsFolder(folder)) && HasThisName(folder);
+    const std::filesystem::path card = FolderOf(name);
+    return (HasCardDescription(card) || IsFolder(card)) && HasThisName(card);
 }
 
 std::vector<std::string> CardStore::Names() const
 {
     std::vector<std::string> names;
-    if (!std::filesystem::is_directory(folder_)) {
+    if (!std::filesystem::is_directory(folder)) {
         return names;
     }
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         std::string name = Utf8Of(entry.path().filename());
         if (Contains(name)) {
             names.push_back(std::move(name));

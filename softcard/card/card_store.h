@@ -72,11 +72,11 @@ using PrivateKeys = std::vector<std::shared_ptr<const Botan::RSA_PrivateKey>>;
 class CardStore
 {
 public:
-    explicit CardStore(const Directories& directories) : folder_(directories.Cards()) {}
+    explicit CardStore(const Directories& directories) : folder(directories.Cards()) {}
 
     [[nodiscard]] std::filesystem::path FolderOf(const std::string& name) const
     {
-        return folder_ / PathOf(name);
+        return folder / PathOf(name);
     }
     [[nodiscard]] bool Contains(const std::string& name) const;
 
@@ -89,7 +89,7 @@ public:
     [[nodiscard]] Card Load(const std::string& name) const;
 
 private:
-    std::filesystem::path folder_;
+    std::filesystem::path folder;
 };
 
 // Whether the folder is that of a card. One that cannot be looked at is none.

@@ -100,8 +100,8 @@ std::optional<Fault> TakeFault(const std::filesystem::path& cardFolder, const st
 
 enum class FaultGroup
 {
-    on_card,
-    by_name,
+    onCard,
+    byName,
     never
 };
 
@@ -140,7 +140,7 @@ void TakeCardOut(const Directories& directories, const std::string& card)
 
 const std::vector<std::string>& OperationsOnACard()
 {
-    static const std::vector<std::string> operations = OperationsOfGroup(FaultGroup::on_card);
+    static const std::vector<std::string> operations = OperationsOfGroup(FaultGroup::onCard);
     return operations;
 }
 
@@ -148,7 +148,7 @@ const std::vector<std::string>& FaultableOperations()
 {
     static const std::vector<std::string> operations = [] {
         std::vector<std::string> all = OperationsOnACard();
-        const std::vector<std::string> byName = OperationsOfGroup(FaultGroup::by_name);
+        const std::vector<std::string> byName = OperationsOfGroup(FaultGroup::byName);
         all.insert(all.end(), byName.begin(), byName.end());
         return all;
     }();

@@ -43,15 +43,15 @@ bool IsVerification(const std::string& operation);
 class OrderedFailure : public CardError
 {
 public:
-    OrderedFailure(int32_t status, Fault fault)
-        : CardError(status, "A fault was ordered."), fault_(std::move(fault))
+    OrderedFailure(int32_t cardStatus, Fault ordered)
+        : CardError(cardStatus, "A fault was ordered."), fault(std::move(ordered))
     {
     }
 
-    [[nodiscard]] const Fault& Ordered() const { return fault_; }
+    [[nodiscard]] const Fault& Ordered() const { return fault; }
 
 private:
-    Fault fault_;
+    Fault fault;
 };
 
 // All throw std::exception when the card's folder cannot be read or written.

@@ -123,8 +123,8 @@ std::vector<fs::path> ReaderFolders(const fs::path& readersFolder)
 std::vector<Reader> ReaderDirectory::List() const
 {
     std::vector<FoundReader> found;
-    for (const fs::path& folder : ReaderFolders(folder_)) {
-        found.push_back(LookInto(folder, cards_));
+    for (const fs::path& reader : ReaderFolders(folder)) {
+        found.push_back(LookInto(reader, cards));
     }
     RefuseSecondPlaces(found);
     std::vector<Reader> readers;
@@ -148,8 +148,8 @@ std::optional<Reader> ReaderDirectory::Find(const std::string& name) const
 void ReaderDirectory::Insert(const std::string& card, const std::string& reader) const
 {
     RequireReaderName(reader);
-    const FileLock lock = LockReaders(folder_);
-    RequireInsertable(cards_ / PathOf(card), card);
+    const FileLock lock = LockReaders(folder);
+    RequireInsertable(cards / PathOf(card), card);
     for (const Reader& present : List()) {
         if (present.card == card) {
             throw StoreError(StoreFailure::alreadyInserted,
@@ -160,15 +160,15 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
                              "The card \"" + present.card + "\" is in the reader \"" + reader + "\".");
         }
     }
-    const fs::path folder = folder_ / PathOf(reader);
-    MakeReader(folder);
-    const fs::path link = folder / linkName;
+    const fs::path ownFolder = folder / PathOf(reader);
+    MakeReader(ownFolder);
+    const fs::path link = ownFolder / linkName;
     if (fs::exists(fs::symlink_status(link)) && !IsCardLink(link)) {
         throw StoreError(StoreFailure::readerOccupied,
                          "Something that is no card is in the reader \"" + reader + "\".");
     }
-    MakeCardLink(cards_ / PathOf(card), link);
-    if (LinkedCard(link, cards_) != card) {
+    MakeCardLink(cards / PathOf(card), link);
+    if (LinkedCard(link, cards) != card) {
         RemoveFile(link);
         throw StoreTrouble("The card \"" + card +
                            "\" cannot be put into a reader: its folder, or the "
@@ -178,7 +178,7 @@ void ReaderDirectory::Insert(const std::string& card, const std::string& reader)
 
 void ReaderDirectory::Remove(const std::string& card) const
 {
-    const FileLock lock = LockReaders(folder_);
+    const FileLock lock = LockReaders(folder);
     if (!RemoveLinks(card)) {
         throw StoreError(StoreFailure::notInserted, "The card \"" + card + "\" is in no reader.");
     }
@@ -187,7 +187,7 @@ void ReaderDirectory::Remove(const std::string& card) const
 void ReaderDirectory::Destroy(const std::string& card, bool takesOut,
                               const std::function<void()>& destroy) const
 {
-    const FileLock lock = LockReaders(folder_);
+    const FileLock lock = LockReaders(folder);
     for (const Reader& reader : List()) {
         if (reader.card == card && !takesOut) {
             throw StoreError(StoreFailure::alreadyInserted, "The card \"" + card + "\" is in the reader \"" +
@@ -203,9 +203,9 @@ void ReaderDirectory::Destroy(const std::string& card, bool takesOut,
 bool ReaderDirectory::RemoveLinks(const std::string& card) const
 {
     bool wasInserted = false;
-    for (const fs::path& folder : ReaderFolders(folder_)) {
-        const fs::path link = folder / linkName;
-        if (IsCardLink(link) && LinkedCard(link, cards_) == card) {
+    for (const fs::path& reader : ReaderFolders(folder)) {
+        const fs::path link = reader / linkName;
+        if (IsCardLink(link) && LinkedCard(link, cards) == card) {
             RemoveFile(link);
             wasInserted = true;
         }
@@ -216,19 +216,19 @@ bool ReaderDirectory::RemoveLinks(const std::string& card) const
 void ReaderDirectory::Plug(const std::string& reader) const
 {
     RequireReaderName(reader);
-    const FileLock lock = LockReaders(folder_);
-    MakeReader(folder_ / PathOf(reader));
+    const FileLock lock = LockReaders(folder);
+    MakeReader(folder / PathOf(reader));
 }
 
 void ReaderDirectory::Unplug(const std::string& reader) const
 {
     RequireReaderName(reader);
-    const FileLock lock = LockReaders(folder_);
-    const fs::path folder = folder_ / PathOf(reader);
-    if (!IsFolder(folder) || !HasThisName(folder)) {
+    const FileLock lock = LockReaders(folder);
+    const fs::path ownFolder = folder / PathOf(reader);
+    if (!IsFolder(ownFolder) || !HasThisName(ownFolder)) {
         throw StoreError(StoreFailure::unknownReader, "There is no reader named \"" + reader + "\".");
     }
-    fs::remove_all(folder);
+    fs::remove_all(ownFolder);
 }
 
 void RequireReaderName(std::string_view name)

@@ -26,7 +26,7 @@ class ReaderDirectory
 {
 public:
     explicit ReaderDirectory(const Directories& directories)
-        : folder_(directories.Readers()), cards_(directories.Cards())
+        : folder(directories.Readers()), cards(directories.Cards())
     {
     }
 
@@ -54,8 +54,8 @@ public:
 private:
     [[nodiscard]] bool RemoveLinks(const std::string& card) const;
 
-    std::filesystem::path folder_;
-    std::filesystem::path cards_;
+    std::filesystem::path folder;
+    std::filesystem::path cards;
 };
 
 // The folders of all readers, in no order. Throws std::system_error when they cannot be read.

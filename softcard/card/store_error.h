@@ -26,12 +26,12 @@ enum class StoreFailure
 class StoreError : public std::runtime_error
 {
 public:
-    StoreError(StoreFailure failure, const std::string& what) : std::runtime_error(what), failure_(failure) {}
+    StoreError(StoreFailure kind, const std::string& what) : std::runtime_error(what), failure(kind) {}
 
-    [[nodiscard]] StoreFailure Failure() const { return failure_; }
+    [[nodiscard]] StoreFailure Failure() const { return failure; }
 
 private:
-    StoreFailure failure_;
+    StoreFailure failure;
 };
 
 // The store cannot be used. what() is a sentence for a person, in our own words, as that of a StoreError is.
@@ -42,14 +42,14 @@ public:
 
     // Several sentences, each of which is told by itself; what() is the first. There is at least one.
     explicit StoreTrouble(std::vector<std::string> sentences)
-        : std::runtime_error(sentences.front()), others_(std::next(sentences.begin()), sentences.end())
+        : std::runtime_error(sentences.front()), others(std::next(sentences.begin()), sentences.end())
     {
     }
 
-    [[nodiscard]] const std::vector<std::string>& Others() const { return others_; }
+    [[nodiscard]] const std::vector<std::string>& Others() const { return others; }
 
 private:
-    std::vector<std::string> others_;
+    std::vector<std::string> others;
 };
 
 } // namespace softcard

@@ -20,13 +20,13 @@ enum class Reply
 class Dialogue
 {
 public:
-    Dialogue(ProgramLines& program, Deadline deadline) : program_(program), deadline_(deadline) {}
+    Dialogue(ProgramLines& asked, Deadline end) : program(asked), deadline(end) {}
 
     // What comes with the reply is added to the data.
     Reply Await(SecretText& data)
     {
         size_t said = 0;
-        while (const auto line = program_.Read(deadline_)) {
+        while (const auto line = program.Read(deadline)) {
             said += line->size() + 1;
             const std::string_view text(line->data(), line->size());
             if (BeginsWith(text, "OK")) {
@@ -39,7 +39,7 @@ public:
                 const SecretString plain(UnescapeFromAssuan(TextBehindWord(text)));
                 data.insert(data.end(), plain.text.begin(), plain.text.end());
             }
-            const bool goesOn = !BeginsWith(text, "INQUIRE") || program_.Write("CAN");
+            const bool goesOn = !BeginsWith(text, "INQUIRE") || program.Write("CAN");
             if (!goesOn || said > longestAnswer) {
                 break;
             }
@@ -49,7 +49,7 @@ public:
 
     Reply Transact(const std::string& command, SecretText& data)
     {
-        return program_.Write(command) ? Await(data) : Reply::none;
+        return program.Write(command) ? Await(data) : Reply::none;
     }
 
     Reply Transact(const std::string& command)
@@ -59,8 +59,8 @@ public:
     }
 
 private:
-    ProgramLines& program_;
-    Deadline deadline_;
+    ProgramLines& program;
+    Deadline deadline;
 };
 
 } // namespace

@@ -71,55 +71,55 @@ Runtime& Runtime::Instance()
 
 void Runtime::Initialize()
 {
-    Directories directories = FindDirectories();
-    EnsurePrivateFolder(directories.Readers());
-    EnsurePrivateFolder(directories.Cards());
-    const std::lock_guard lock(mutex_);
+    Directories found = FindDirectories();
+    EnsurePrivateFolder(found.Readers());
+    EnsurePrivateFolder(found.Cards());
+    const std::lock_guard lock(mutex);
     PrepareSharedCryptoObjects(); // on one thread, so that no two meet over it later
-    directories_ = std::move(directories);
-    initialized_ = true;
+    directories = std::move(found);
+    initialized = true;
 }
 
 void Runtime::Finalize()
 {
-    const std::lock_guard lock(mutex_);
-    initialized_ = false;
-    ++run_;
-    knownCards_.clear();
-    for (const auto& [number, session] : sessions_) {
+    const std::lock_guard lock(mutex);
+    initialized = false;
+    ++run;
+    knownCards.clear();
+    for (const auto& [number, session] : sessions) {
         session->End();
     }
-    for (const auto& watch : watches_) {
+    for (const auto& watch : watches) {
         watch->WakeUp();
     }
-    watches_.clear();
+    watches.clear();
 }
 
 Directories Runtime::RequireDirectories() const
 {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     RequireInitialized();
-    return directories_;
+    return directories;
 }
 
 std::optional<Directories> Runtime::CurrentDirectories() const
 {
-    const std::lock_guard lock(mutex_);
-    return initialized_ ? std::optional(directories_) : std::nullopt;
+    const std::lock_guard lock(mutex);
+    return initialized ? std::optional(directories) : std::nullopt;
 }
 
 CardSession Runtime::Open(const std::string& reader)
 {
-    const Run run = CurrentRun();
+    const Run current = CurrentRun();
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
-        const Reader found = RequireCardIn(run.directories, reader);
-        auto loaded = LoadSession(run.directories, found);
-        const std::lock_guard looking(looking_);
-        if (RequireCardIn(run.directories, reader).insertion == found.insertion) {
-            const std::lock_guard lock(mutex_);
-            RequireSameRun(run);
+        const Reader found = RequireCardIn(current.directories, reader);
+        auto loaded = LoadSession(current.directories, found);
+        const std::lock_guard oneAtATime(looking);
+        if (RequireCardIn(current.directories, reader).insertion == found.insertion) {
+            const std::lock_guard lock(mutex);
+            RequireSameRun(current);
             const CardSession session = Register(std::move(loaded));
-            knownCards_[reader] = {found.card, found.insertion, session};
+            knownCards[reader] = {found.card, found.insertion, session};
             return session;
         }
     }
@@ -128,13 +128,13 @@ CardSession Runtime::Open(const std::string& reader)
 
 std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
 {
-    const Run run = CurrentRun();
+    const Run current = CurrentRun();
     auto found = RequireOpenSession(session);
     if (found->HasEnded()) {
         throw CardError(statusInvalidSession, "There is no such session.");
     }
     const Reader& inserted = found->InsertedIn();
-    const auto reader = ReaderDirectory(run.directories).Find(inserted.name);
+    const auto reader = ReaderDirectory(current.directories).Find(inserted.name);
     if (!reader || reader->card.empty() || reader->insertion != inserted.insertion) {
         throw CardError(statusRemovedCard, "The card was removed.");
     }
@@ -143,9 +143,9 @@ std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
 
 std::shared_ptr<Session> Runtime::RequireOpenSession(CardSession session) const
 {
-    const std::lock_guard lock(mutex_);
-    const auto found = sessions_.find(session);
-    if (found == sessions_.end()) {
+    const std::lock_guard lock(mutex);
+    const auto found = sessions.find(session);
+    if (found == sessions.end()) {
         throw CardError(statusInvalidSession, "There is no such session.");
     }
     return found->second;
@@ -155,8 +155,8 @@ void Runtime::Close(CardSession session)
 {
     const std::shared_ptr<Session> found = RequireOpenSession(session);
     found->End();
-    const std::lock_guard lock(mutex_);
-    sessions_.erase(session);
+    const std::lock_guard lock(mutex);
+    sessions.erase(session);
 }
 
 std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
@@ -164,8 +164,8 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
     const auto deadline = std::chrono::steady_clock::now() + time;
     const std::shared_ptr<ReaderWatch> watch = StartWatch();
     const auto forget = [&](const void* /*unused*/) {
-        const std::lock_guard lock(mutex_);
-        watches_.erase(watch);
+        const std::lock_guard lock(mutex);
+        watches.erase(watch);
     };
     const std::unique_ptr<const void, decltype(forget)> guard(watch.get(), forget);
     while (true) {
@@ -182,37 +182,37 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
 
 void Runtime::RequireInitialized() const
 {
-    if (!initialized_) {
+    if (!initialized) {
         throw CardError(statusNotInitialized, "The library is not initialised.");
     }
 }
 
 Runtime::Run Runtime::CurrentRun() const
 {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     RequireInitialized();
-    return {run_, directories_};
+    return {run, directories};
 }
 
-void Runtime::RequireSameRun(const Run& run) const
+void Runtime::RequireSameRun(const Run& earlier) const
 {
     RequireInitialized();
-    if (run.number != run_) {
+    if (earlier.number != run) {
         throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
     }
 }
 
 CardSession Runtime::Register(std::shared_ptr<Session> session)
 {
-    sessions_[lastSession_ + 1] = std::move(session);
-    return ++lastSession_;
+    sessions[lastSession + 1] = std::move(session);
+    return ++lastSession;
 }
 
 std::shared_ptr<ReaderWatch> Runtime::StartWatch()
 {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     RequireInitialized();
-    return *watches_.insert(std::make_shared<ReaderWatch>(directories_)).first;
+    return *watches.insert(std::make_shared<ReaderWatch>(directories)).first;
 }
 
 std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatch>& watch)
@@ -235,15 +235,15 @@ std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatc
 // Each change is found by one thread only.
 Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& watch)
 {
-    const std::lock_guard looking(looking_);
+    const std::lock_guard oneAtATime(looking);
     Changes changes{CurrentRun(), {}, {}};
     const std::vector<Reader> readers = ReaderDirectory(changes.run.directories).List();
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     RequireSameRun(changes.run);
-    if (!watches_.contains(watch)) {
+    if (!watches.contains(watch)) {
         throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
     }
-    std::erase_if(knownCards_, [&](const auto& known) {
+    std::erase_if(knownCards, [&](const auto& known) {
         const bool isGone = !IsStillIn(readers, known.first, known.second.insertion);
         if (isGone) {
             changes.removed.insert(known);
@@ -251,8 +251,8 @@ Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& wat
         return isGone;
     });
     for (const Reader& reader : readers) {
-        if (!reader.card.empty() && !knownCards_.contains(reader.name)) {
-            knownCards_[reader.name] = {reader.card, reader.insertion, 0};
+        if (!reader.card.empty() && !knownCards.contains(reader.name)) {
+            knownCards[reader.name] = {reader.card, reader.insertion, 0};
             changes.inserted.push_back(reader);
         }
     }
@@ -261,22 +261,22 @@ Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& wat
 
 // A fault can take its time, so nobody waits for it. Nothing when the card was opened, or had gone again,
 // before there was a session to tell of.
-std::optional<ReaderEvent> Runtime::OpenInserted(const Run& run, const Reader& reader)
+std::optional<ReaderEvent> Runtime::OpenInserted(const Run& current, const Reader& reader)
 {
     ReaderEvent event{cardInsertedEvent, reader.name, 0, statusOk};
     std::shared_ptr<Session> loaded;
-    const auto failure =
-        MeetFailure(run.directories, reader.card, {"WaitForReaderEvent", "OpenSession"}, statusInternalError);
+    const auto failure = MeetFailure(current.directories, reader.card, {"WaitForReaderEvent", "OpenSession"},
+                                     statusInternalError);
     try {
         event.status = failure.value_or(statusOk);
-        loaded = failure ? nullptr : LoadSession(run.directories, reader);
+        loaded = failure ? nullptr : LoadSession(current.directories, reader);
     } catch (const CardError& error) {
         event.status = error.Status();
     }
-    const std::lock_guard lock(mutex_);
-    RequireSameRun(run);
-    const auto known = knownCards_.find(reader.name);
-    if (known == knownCards_.end() || known->second.insertion != reader.insertion ||
+    const std::lock_guard lock(mutex);
+    RequireSameRun(current);
+    const auto known = knownCards.find(reader.name);
+    if (known == knownCards.end() || known->second.insertion != reader.insertion ||
         known->second.session != 0) {
         return std::nullopt;
     }

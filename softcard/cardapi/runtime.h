@@ -84,26 +84,26 @@ private:
 
     Runtime() = default;
     void RequireInitialized() const;
-    void RequireSameRun(const Run& run) const;
+    void RequireSameRun(const Run& earlier) const;
     [[nodiscard]] Run CurrentRun() const;
     CardSession Register(std::shared_ptr<Session> session);
     std::shared_ptr<ReaderWatch> StartWatch();
     std::vector<ReaderEvent> CollectEvents(const std::shared_ptr<ReaderWatch>& watch);
     Changes CollectChanges(const std::shared_ptr<ReaderWatch>& watch);
-    std::optional<ReaderEvent> OpenInserted(const Run& run, const Reader& reader);
+    std::optional<ReaderEvent> OpenInserted(const Run& current, const Reader& reader);
 
     // Held by who looks into the readers and notes what he found, so that no older view replaces a newer one.
     // Taken before the other, and never by an operation on an open session.
-    std::mutex looking_;
+    std::mutex looking;
 
-    mutable std::mutex mutex_; // guards what follows, for moments: no file is read under it
-    bool initialized_ = false;
-    uint64_t run_ = 0; // the number of ends so far
-    Directories directories_;
-    CardSession lastSession_ = 0;
-    std::map<CardSession, std::shared_ptr<Session>> sessions_;
-    std::map<std::string, KnownCard> knownCards_;    // by reader
-    std::set<std::shared_ptr<ReaderWatch>> watches_; // of the threads that wait in this run of the library
+    mutable std::mutex mutex; // guards what follows, for moments: no file is read under it
+    bool initialized = false;
+    uint64_t run = 0; // the number of ends so far
+    Directories directories;
+    CardSession lastSession = 0;
+    std::map<CardSession, std::shared_ptr<Session>> sessions;
+    std::map<std::string, KnownCard> knownCards;    // by reader
+    std::set<std::shared_ptr<ReaderWatch>> watches; // of the threads that wait in this run of the library
 };
 
 } // namespace softcard

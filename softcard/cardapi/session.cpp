@@ -9,86 +9,86 @@ namespace softcard {
 
 bool Session::Authorize(KeyFamily family, PrivateKeys keys)
 {
-    const std::string mark = ReadChannelMark(card_.folder);
-    const std::lock_guard lock(mutex_);
-    if (ended_) {
+    const std::string mark = ReadChannelMark(card.folder);
+    const std::lock_guard lock(mutex);
+    if (ended) {
         return false;
     }
-    if (channelMark_ != mark) {
-        ordinaryKeys_.reset();
-        qualifiedKeys_.reset();
-        channelMark_ = mark;
+    if (channelMark != mark) {
+        ordinaryKeys.reset();
+        qualifiedKeys.reset();
+        channelMark = mark;
     }
-    (family == KeyFamily::qualified ? qualifiedKeys_ : ordinaryKeys_) = std::move(keys);
+    (family == KeyFamily::qualified ? qualifiedKeys : ordinaryKeys) = std::move(keys);
     return true;
 }
 
 void Session::Withdraw(KeyFamily family)
 {
-    const std::lock_guard lock(mutex_);
-    (family == KeyFamily::qualified ? qualifiedKeys_ : ordinaryKeys_).reset();
+    const std::lock_guard lock(mutex);
+    (family == KeyFamily::qualified ? qualifiedKeys : ordinaryKeys).reset();
 }
 
 bool Session::HasSecureMessaging() const
 {
-    const std::string mark = ReadChannelMark(card_.folder);
-    const std::lock_guard lock(mutex_);
-    return ordinaryKeys_ && channelMark_ == mark;
+    const std::string mark = ReadChannelMark(card.folder);
+    const std::lock_guard lock(mutex);
+    return ordinaryKeys && channelMark == mark;
 }
 
 std::optional<PrivateKeys> Session::OrdinaryKeys() const
 {
-    const std::string mark = ReadChannelMark(card_.folder);
-    const std::lock_guard lock(mutex_);
-    return channelMark_ == mark ? ordinaryKeys_ : std::nullopt;
+    const std::string mark = ReadChannelMark(card.folder);
+    const std::lock_guard lock(mutex);
+    return channelMark == mark ? ordinaryKeys : std::nullopt;
 }
 
 std::optional<PrivateKeys> Session::TakeQualifiedKeys()
 {
     const auto [keys, keysMark] = ExchangeQualifiedKeys();
-    return keysMark == ReadChannelMark(card_.folder) ? keys : std::nullopt;
+    return keysMark == ReadChannelMark(card.folder) ? keys : std::nullopt;
 }
 
 void Session::StartTransaction()
 {
     // It can take a while, and nobody is to wait for the session meanwhile.
-    auto transaction = std::make_unique<CardTransaction>(card_.folder);
-    const std::lock_guard lock(mutex_);
-    if (ended_) {
+    auto started = std::make_unique<CardTransaction>(card.folder);
+    const std::lock_guard lock(mutex);
+    if (ended) {
         throw CardError(statusInvalidSession, "The session has ended.");
     }
-    transaction_ = std::move(transaction);
+    transaction = std::move(started);
 }
 
 void Session::StopTransaction()
 {
-    const std::lock_guard lock(mutex_);
-    if (!transaction_) {
+    const std::lock_guard lock(mutex);
+    if (!transaction) {
         throw CardError(statusNotTransacted, "No transaction is active on the session.");
     }
-    transaction_.reset();
+    transaction.reset();
 }
 
 void Session::End()
 {
-    const std::lock_guard lock(mutex_);
-    ended_ = true;
-    ordinaryKeys_.reset();
-    qualifiedKeys_.reset();
-    transaction_.reset();
+    const std::lock_guard lock(mutex);
+    ended = true;
+    ordinaryKeys.reset();
+    qualifiedKeys.reset();
+    transaction.reset();
 }
 
 // Also where the mark cannot be read, a signature uses them up.
 std::pair<std::optional<PrivateKeys>, std::string> Session::ExchangeQualifiedKeys()
 {
-    const std::lock_guard lock(mutex_);
-    return {std::exchange(qualifiedKeys_, std::nullopt), channelMark_};
+    const std::lock_guard lock(mutex);
+    return {std::exchange(qualifiedKeys, std::nullopt), channelMark};
 }
 
 bool Session::HasEnded() const
 {
-    const std::lock_guard lock(mutex_);
-    return ended_;
+    const std::lock_guard lock(mutex);
+    return ended;
 }
 
 } // namespace softcard

@@ -17,10 +17,10 @@ namespace softcard {
 class Session
 {
 public:
-    Session(Card card, Reader reader) : card_(std::move(card)), reader_(std::move(reader)) {}
+    Session(Card inserted, Reader insertedIn) : card(std::move(inserted)), reader(std::move(insertedIn)) {}
 
-    [[nodiscard]] const Card& InsertedCard() const { return card_; }
-    [[nodiscard]] const Reader& InsertedIn() const { return reader_; }
+    [[nodiscard]] const Card& InsertedCard() const { return card; }
+    [[nodiscard]] const Reader& InsertedIn() const { return reader; }
 
     // Opens the family's keys to this session: the ordinary ones as long as it lives, which is what secure
     // messaging stands for here, the qualified ones for one signature. False when the session has ended
@@ -47,14 +47,14 @@ private:
     // With the mark that they were opened under.
     [[nodiscard]] std::pair<std::optional<PrivateKeys>, std::string> ExchangeQualifiedKeys();
 
-    const Card card_;
-    const Reader reader_;
-    mutable std::mutex mutex_; // guards what follows, for moments: no file is read under it
-    bool ended_ = false;
-    std::optional<PrivateKeys> ordinaryKeys_;
-    std::optional<PrivateKeys> qualifiedKeys_;
-    std::string channelMark_; // under which the keys were opened
-    std::unique_ptr<CardTransaction> transaction_;
+    const Card card;
+    const Reader reader;
+    mutable std::mutex mutex; // guards what follows, for moments: no file is read under it
+    bool ended = false;
+    std::optional<PrivateKeys> ordinaryKeys;
+    std::optional<PrivateKeys> qualifiedKeys;
+    std::string channelMark; // under which the keys were opened
+    std::unique_ptr<CardTransaction> transaction;
 };
 
 } // namespace softcard

@@ -99,9 +99,9 @@ public:
 
 private:
     struct Held;
-    explicit FileLock(std::unique_ptr<Held> held);
+    explicit FileLock(std::unique_ptr<Held> lock);
 
-    std::unique_ptr<Held> held_;
+    std::unique_ptr<Held> held;
 };
 
 } // namespace softcard

@@ -29,10 +29,10 @@ public:
     // The first direct child whose type tag and class tag add up, modulo 256, to `tag`; SEQUENCE and SET may
     // be named by 16 and 17. Null when there is none, or when this node's element is primitive. The tree
     // keeps the child.
-    const ASN1Object* FindChild(uint8_t tag) const;
+    [[nodiscard]] const ASN1Object* FindChild(uint8_t tag) const;
 
     // A copy of the element's content octets.
-    std::unique_ptr<HexBinary> GetValue() const;
+    [[nodiscard]] std::unique_ptr<HexBinary> GetValue() const;
 
     // Frees the element and the tree below this node.
     void Destroy();

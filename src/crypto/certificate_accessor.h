@@ -16,18 +16,18 @@ public:
 
     // Raw DER of the names, as the certificate has them. A subject without any part gives a value without
     // bytes.
-    std::unique_ptr<HexBinary> GetSubject() const;
-    std::unique_ptr<HexBinary> GetIssuer() const;
+    [[nodiscard]] std::unique_ptr<HexBinary> GetSubject() const;
+    [[nodiscard]] std::unique_ptr<HexBinary> GetIssuer() const;
 
     // The whole certificate in DER.
-    std::unique_ptr<HexBinary> GetEncoded() const;
+    [[nodiscard]] std::unique_ptr<HexBinary> GetEncoded() const;
 
     // The bytes of the serial number, without tag and length.
-    std::unique_ptr<HexBinary> GetSerialNumber() const;
+    [[nodiscard]] std::unique_ptr<HexBinary> GetSerialNumber() const;
 
     // The ends of the validity as ToCkDate reads them: "2024/3/5 08:15:00 UTC".
-    std::string GetNotBeforeText() const;
-    std::string GetNotAfterText() const;
+    [[nodiscard]] std::string GetNotBeforeText() const;
+    [[nodiscard]] std::string GetNotAfterText() const;
 
 private:
     std::unique_ptr<Botan::X509_Certificate> certificate;

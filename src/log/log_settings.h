@@ -40,7 +40,7 @@ public:
     operator Value() const { return Load(); } // NOLINT: reads as the plain value would
 
 private:
-    Value Load() const { return byte.load(std::memory_order_relaxed); }
+    [[nodiscard]] Value Load() const { return byte.load(std::memory_order_relaxed); }
 
     std::atomic<Value> byte;
     static_assert(sizeof(std::atomic<Value>) == 1);

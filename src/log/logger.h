@@ -27,7 +27,7 @@ public:
     Logger& operator=(const Logger&) = delete;
 
     // Whether a statement of this level reaches a sink at all. An error needs a sink and nothing else.
-    bool LetsThrough(LogLevel level) const
+    [[nodiscard]] bool LetsThrough(LogLevel level) const
     {
         const bool anySink = settings.logToConsole || settings.logToDebugger || settings.logToFile;
         return anySink && (level == LogLevel_Error || settings.logFromLevel >= level);
@@ -59,12 +59,12 @@ public:
     void RotateLogFiles(const std::u16string& searchMask, const std::u16string& directory) const;
 
     // Calendar time in seconds from which the current file's age counts; 0 when it isn't known.
-    int64_t LastRotationTime() const { return lastRotationTime; }
+    [[nodiscard]] int64_t LastRotationTime() const { return lastRotationTime; }
 
     // Turns the console sink on or off.
     void SetConsole(bool enabled);
 
-    const LogSettings& Settings() const { return settings; }
+    [[nodiscard]] const LogSettings& Settings() const { return settings; }
     LogSettings& Settings() { return settings; }
 
 private:
@@ -73,7 +73,7 @@ private:
     void RetireFiles() const;
     bool BeginFile();
     void OpenCurrentFile();
-    std::filesystem::path CurrentPath() const;
+    [[nodiscard]] std::filesystem::path CurrentPath() const;
 
     LogSettings settings; // first, so that the address of the Logger is that of the settings
     AppendedFile currentFile;

@@ -20,8 +20,8 @@ public:
     AttributeTemplate& AddBytes(CK_ATTRIBUTE_TYPE type, const uint8_t* data, std::size_t length);
     AttributeTemplate& AddBytes(CK_ATTRIBUTE_TYPE type, const HexBinary& bytes);
 
-    const CK_ATTRIBUTE* Records() const { return records.data(); }
-    CK_ULONG Count() const { return static_cast<CK_ULONG>(records.size()); }
+    [[nodiscard]] const CK_ATTRIBUTE* Records() const { return records.data(); }
+    [[nodiscard]] CK_ULONG Count() const { return static_cast<CK_ULONG>(records.size()); }
 
 private:
     std::vector<CK_ATTRIBUTE> records;

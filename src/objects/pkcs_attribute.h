@@ -16,10 +16,10 @@ struct PkcsAttribute
     PkcsAttribute(CK_ATTRIBUTE_TYPE ownType, const HexBinary* source);
 
     // Whether there is at least one byte; false for the empty and for the unavailable value.
-    bool HasValue() const;
+    [[nodiscard]] bool HasValue() const;
 
     // A copy of the bytes; none when there is no value.
-    std::vector<uint8_t> GetBytes() const;
+    [[nodiscard]] std::vector<uint8_t> GetBytes() const;
 
     CK_ATTRIBUTE_TYPE type;
     std::unique_ptr<HexBinary> value; // never shared between attributes

@@ -24,7 +24,7 @@ struct PkcsObject
 
     // Whether the object has, for every attribute of `filter`, one of that type with the same bytes. All
     // values without bytes are the same.
-    bool FilterMatches(const PkcsAttributes& filter) const;
+    [[nodiscard]] bool FilterMatches(const PkcsAttributes& filter) const;
 
     uint32_t kind;
     CK_SLOT_ID slotId;
@@ -34,5 +34,5 @@ struct PkcsObject
     uint32_t certificateIndex = 0; // of a certificate: its running number on the slot
 
 private:
-    const PkcsAttribute* FindAttribute(CK_ATTRIBUTE_TYPE type) const;
+    [[nodiscard]] const PkcsAttribute* FindAttribute(CK_ATTRIBUTE_TYPE type) const;
 };

@@ -15,7 +15,7 @@ public:
     SecretCode& operator=(const SecretCode&) = delete;
 
     // The code as a text, or null when there is none.
-    const char* Text() const;
+    [[nodiscard]] const char* Text() const;
 
 private:
     HexBinary code;

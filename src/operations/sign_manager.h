@@ -36,5 +36,5 @@ struct SignManager
 
 private:
     // What the card is handed for a key of this reference; null when the data doesn't suit it.
-    std::unique_ptr<HexBinary> DataForCard(uint32_t keyReference) const;
+    [[nodiscard]] std::unique_ptr<HexBinary> DataForCard(uint32_t keyReference) const;
 };

@@ -73,7 +73,7 @@ public:
     void OmitLeavingLine() { leavingLine = false; }
 
 private:
-    CK_RV Leave() const { return leavingLine ? LogLeaving(function, result) : result; }
+    [[nodiscard]] CK_RV Leave() const { return leavingLine ? LogLeaving(function, result) : result; }
 
     const char* function;
     CK_RV result;

@@ -17,9 +17,9 @@ CK_RV C_SeedRandom(CK_SESSION_HANDLE /*hSession*/, CK_BYTE_PTR pSeed, CK_ULONG /
     return EntryFrame("C_SeedRandom").Require(pSeed != nullptr).Answer(CKR_RANDOM_NO_RNG);
 }
 
-CK_RV C_GenerateRandom(CK_SESSION_HANDLE /*hSession*/, CK_BYTE_PTR RandomData, CK_ULONG /*ulRandomLen*/)
+CK_RV C_GenerateRandom(CK_SESSION_HANDLE /*hSession*/, CK_BYTE_PTR randomData, CK_ULONG /*ulRandomLen*/)
 {
-    return EntryFrame("C_GenerateRandom").Require(RandomData != nullptr).Answer(CKR_RANDOM_NO_RNG);
+    return EntryFrame("C_GenerateRandom").Require(randomData != nullptr).Answer(CKR_RANDOM_NO_RNG);
 }
 
 CK_RV C_GetObjectSize(CK_SESSION_HANDLE /*hSession*/, CK_OBJECT_HANDLE /*hObject*/, CK_ULONG_PTR pulSize)

@@ -28,7 +28,7 @@ struct CardToken
     void EndCardSession();
 
     // Whether the card itself says that its secure-messaging channel is alive.
-    bool IsSecureMessagingActive() const;
+    [[nodiscard]] bool IsSecureMessagingActive() const;
 
     const std::string readerName; // one byte for each character of the reader's name
     const CardSession cardSession;

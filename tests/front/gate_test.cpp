@@ -67,7 +67,7 @@ TEST(GateTest, OneThreadAtATimeIsBehindIt)
 TEST(GateTest, BriefStayIsWaitedForAndALongOneIsNot)
 {
     Gate gate;
-    gate.Enter(Gate::Stay::may_be_long);
+    gate.Enter(Gate::Stay::mayBeLong);
     EXPECT_FALSE(OtherThread([&gate] { return gate.EnterUnlessLong(); }).Result());
     gate.Leave();
     gate.Enter(Gate::Stay::brief);
@@ -80,7 +80,7 @@ TEST(GateTest, BriefStayIsWaitedForAndALongOneIsNot)
 TEST(GateTest, LongStayIsForgottenWithItsEnd)
 {
     Gate gate;
-    gate.Enter(Gate::Stay::may_be_long);
+    gate.Enter(Gate::Stay::mayBeLong);
     gate.Leave();
     ASSERT_TRUE(gate.EnterUnlessLong());
     OtherThread other([&gate] { return gate.EnterUnlessLong(); });
@@ -94,7 +94,7 @@ TEST(GateTest, LongStayThatHadToWaitIsALongOneToo)
     Gate gate;
     gate.Enter(Gate::Stay::brief);
     OtherThread first([&gate] {
-        gate.Enter(Gate::Stay::may_be_long);
+        gate.Enter(Gate::Stay::mayBeLong);
         return true;
     });
     EXPECT_FALSE(first.IsDoneSoon());
@@ -106,7 +106,7 @@ TEST(GateTest, LongStayThatHadToWaitIsALongOneToo)
 TEST(GateTest, LongStayThatWouldNotHaveWaitedIsALongOneToo)
 {
     Gate gate;
-    ASSERT_TRUE(gate.EnterUnlessLong(Gate::Stay::may_be_long));
+    ASSERT_TRUE(gate.EnterUnlessLong(Gate::Stay::mayBeLong));
     EXPECT_FALSE(OtherThread([&gate] { return gate.EnterUnlessLong(); }).Result());
 }
 

@@ -53,14 +53,14 @@ fs::path TemplateCards()
 
 TemporaryHome::TemporaryHome()
 {
-    folder_ = MakeUniqueFolder(fs::temp_directory_path() / "softcard-test-");
-    SetVariable("TAVRIK_HOME", folder_);
+    folder = MakeUniqueFolder(fs::temp_directory_path() / "softcard-test-");
+    SetVariable("TAVRIK_HOME", folder);
     SetVariable("TAVRIK_PINENTRY", "/nowhere/pinentry");
 }
 
 TemporaryHome::~TemporaryHome()
 {
-    fs::remove_all(folder_);
+    fs::remove_all(folder);
     UnsetVariable("TAVRIK_HOME");
 }
 

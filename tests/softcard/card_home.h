@@ -24,10 +24,10 @@ public:
     TemporaryHome(TemporaryHome&&) = delete;
     TemporaryHome& operator=(TemporaryHome&&) = delete;
 
-    [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
+    [[nodiscard]] const std::filesystem::path& Folder() const { return folder; }
 
 private:
-    std::filesystem::path folder_;
+    std::filesystem::path folder;
 };
 
 Finished RunTool(std::vector<std::string> arguments);
@@ -42,7 +42,7 @@ protected:
     CardTest();
     ~CardTest() override;
 
-    [[nodiscard]] const std::filesystem::path& Home() const { return home_.Folder(); }
+    [[nodiscard]] const std::filesystem::path& Home() const { return home.Folder(); }
     [[nodiscard]] std::filesystem::path State() const { return Home() / "state"; }
     [[nodiscard]] std::filesystem::path Scratch(const std::string& name) const { return Home() / name; }
 
@@ -57,7 +57,7 @@ protected:
     CardSession InsertAndOpen(const std::string& card);
 
 private:
-    TemporaryHome home_;
+    TemporaryHome home;
 };
 
 void WriteText(const std::filesystem::path& path, const std::string& text);

@@ -78,8 +78,8 @@ std::vector<Event> EventsNow()
 }
 
 Monitor::Monitor()
-    : thread_([this] {
-          while (running_) {
+    : thread([this] {
+          while (running) {
               Library().waitForReaderEvent(500, Listen);
           }
       })
@@ -88,8 +88,8 @@ Monitor::Monitor()
 
 Monitor::~Monitor()
 {
-    running_ = false;
-    thread_.join();
+    running = false;
+    thread.join();
 }
 
 } // namespace softcard::test

@@ -51,8 +51,8 @@ public:
     Monitor& operator=(Monitor&&) = delete;
 
 private:
-    std::atomic<bool> running_ = true;
-    std::thread thread_;
+    std::atomic<bool> running = true;
+    std::thread thread;
 };
 
 } // namespace softcard::test

@@ -20,7 +20,7 @@ class Holder
 {
 public:
     explicit Holder(const std::filesystem::path& sign)
-        : process_(StartProgram({TRY_CODE, "hold", sign.string()}))
+        : process(StartProgram({TRY_CODE, "hold", sign.string()}))
     {
         while (!std::filesystem::exists(sign)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -29,8 +29,8 @@ public:
 
     ~Holder()
     {
-        KillProgram(process_);
-        AwaitProgram(process_);
+        KillProgram(process);
+        AwaitProgram(process);
     }
 
     Holder(const Holder&) = delete;
@@ -39,7 +39,7 @@ public:
     Holder& operator=(Holder&&) = delete;
 
 private:
-    Process process_;
+    Process process;
 };
 
 class Sharing : public CardTest

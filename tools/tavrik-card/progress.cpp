@@ -18,37 +18,37 @@ constexpr const char* eraseLine = "\r\033[K";
 Progress::Progress()
 {
     if (ErrorsAreTerminal()) {
-        thread_ = std::thread([this] { Turn(); });
+        thread = std::thread([this] { Turn(); });
     }
 }
 
 Progress::~Progress()
 {
-    if (!thread_.joinable()) {
+    if (!thread.joinable()) {
         return;
     }
     {
-        const std::lock_guard lock(mutex_);
-        ending_ = true;
+        const std::lock_guard lock(mutex);
+        ending = true;
     }
-    ended_.notify_one();
-    thread_.join();
+    ended.notify_one();
+    thread.join();
 }
 
-void Progress::Tell(const std::string& step)
+void Progress::Tell(const std::string& next)
 {
-    const std::lock_guard lock(mutex_);
-    step_ = step;
+    const std::lock_guard lock(mutex);
+    step = next;
 }
 
 void Progress::Turn()
 {
-    std::unique_lock lock(mutex_);
-    for (size_t i = 0; !ending_; i = (i + 1) % wheel.size()) {
-        if (!step_.empty()) {
-            std::cerr << eraseLine << wheel[i] << ' ' << step_ << std::flush;
+    std::unique_lock lock(mutex);
+    for (size_t i = 0; !ending; i = (i + 1) % wheel.size()) {
+        if (!step.empty()) {
+            std::cerr << eraseLine << wheel[i] << ' ' << step << std::flush;
         }
-        ended_.wait_for(lock, turn, [this] { return ending_; });
+        ended.wait_for(lock, turn, [this] { return ending; });
     }
     std::cerr << eraseLine << std::flush;
 }

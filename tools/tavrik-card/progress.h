@@ -21,16 +21,16 @@ public:
     Progress& operator=(Progress&&) = delete;
 
     // What the wheel stands for from now on.
-    void Tell(const std::string& step);
+    void Tell(const std::string& next);
 
 private:
     void Turn();
 
-    std::mutex mutex_; // guards what follows
-    std::condition_variable ended_;
-    bool ending_ = false;
-    std::string step_;
-    std::thread thread_; // not joinable without a terminal
+    std::mutex mutex; // guards what follows
+    std::condition_variable ended;
+    bool ending = false;
+    std::string step;
+    std::thread thread; // not joinable without a terminal
 };
 
 } // namespace softcard

@@ -41,10 +41,10 @@ SecretArguments::SecretArguments(std::vector<std::string>& arguments)
 // Takes the secret from there on out of the argument. Gives the number that stands for it.
 size_t SecretArguments::Keep(std::string& argument, size_t start)
 {
-    values_->push_back(MakeSecretText(std::string_view(argument).substr(start)));
+    values->push_back(MakeSecretText(std::string_view(argument).substr(start)));
     Botan::secure_scrub_memory(argument.data() + start, argument.size() - start);
     argument.resize(start);
-    return values_->size() - 1;
+    return values->size() - 1;
 }
 
 CLI::Option* SecretArguments::AddOption(CLI::App& command, const std::string& name,
@@ -54,7 +54,7 @@ CLI::Option* SecretArguments::AddOption(CLI::App& command, const std::string& na
     if (!IsSecretName(name)) {
         throw std::logic_error(name + " would stay on the command line.");
     }
-    const auto take = [values = values_, &value](const std::string& number) {
+    const auto take = [values = values, &value](const std::string& number) {
         value = values->at(std::stoul(number));
     };
     return command.add_option_function<std::string>(name, take, description)->type_name("CODE");

@@ -26,7 +26,7 @@ public:
 private:
     size_t Keep(std::string& argument, size_t start);
 
-    std::shared_ptr<std::vector<SecretText>> values_ = std::make_shared<std::vector<SecretText>>();
+    std::shared_ptr<std::vector<SecretText>> values = std::make_shared<std::vector<SecretText>>();
 };
 
 } // namespace softcard

@@ -9,18 +9,18 @@ namespace softcard {
 FileDescriptor::~FileDescriptor()
 {
     if (IsOpen()) {
-        close(descriptor_);
+        close(descriptor);
     }
 }
 
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1))
+    : descriptor(std::exchange(other.descriptor, -1))
 {
 }
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
 {
-    std::swap(descriptor_, other.descriptor_);
+    std::swap(descriptor, other.descriptor);
     return *this;
 }
 

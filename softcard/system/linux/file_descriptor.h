@@ -7,18 +7,18 @@ class FileDescriptor
 {
 public:
     FileDescriptor() = default;
-    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+    explicit FileDescriptor(int open) : descriptor(open) {}
     ~FileDescriptor();
     FileDescriptor(FileDescriptor&& other) noexcept;
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
 
-    [[nodiscard]] int Get() const { return descriptor_; }
-    [[nodiscard]] bool IsOpen() const { return descriptor_ >= 0; }
+    [[nodiscard]] int Get() const { return descriptor; }
+    [[nodiscard]] bool IsOpen() const { return descriptor >= 0; }
 
 private:
-    int descriptor_ = -1;
+    int descriptor = -1;
 };
 
 } // namespace softcard

@@ -290,7 +290,7 @@ struct FileLock::Held
 FileLock::FileLock(const std::filesystem::path& path, std::chrono::milliseconds longestWait)
 {
     const auto deadline = std::chrono::steady_clock::now() + longestWait;
-    while (!(held_ = Held::Try(path, LOCK_EX))) {
+    while (!(held = Held::Try(path, LOCK_EX))) {
         if (std::chrono::steady_clock::now() >= deadline) {
             Throw(FileFault::lockHeld, path);
         }
@@ -298,7 +298,7 @@ FileLock::FileLock(const std::filesystem::path& path, std::chrono::milliseconds 
     }
 }
 
-FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
+FileLock::FileLock(std::unique_ptr<Held> lock) : held(std::move(lock)) {}
 
 FileLock::~FileLock() = default;
 FileLock::FileLock(FileLock&& other) noexcept = default;

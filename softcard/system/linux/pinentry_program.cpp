@@ -64,23 +64,23 @@ public:
     BrokenPipeBlock()
     {
         const sigset_t signals = BrokenPipeSignal();
-        pthread_sigmask(SIG_BLOCK, &signals, &before_);
+        pthread_sigmask(SIG_BLOCK, &signals, &before);
     }
 
     ~BrokenPipeBlock()
     {
-        if (sigismember(&before_, SIGPIPE) == 0) {
+        if (sigismember(&before, SIGPIPE) == 0) {
             const sigset_t signals = BrokenPipeSignal();
             const timespec noTime{};
             sigtimedwait(&signals, nullptr, &noTime);
         }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }
 
     // What the program gets.
     [[nodiscard]] sigset_t MaskOutside() const
     {
-        sigset_t mask = before_;
+        sigset_t mask = before;
         sigdelset(&mask, SIGPIPE);
         return mask;
     }
@@ -91,7 +91,7 @@ public:
     BrokenPipeBlock& operator=(BrokenPipeBlock&&) = delete;
 
 private:
-    sigset_t before_{};
+    sigset_t before{};
 };
 
 struct Pipe
@@ -115,25 +115,25 @@ public:
     // Whether it was started, IsRunning tells.
     PipedProgram(const std::string& program, const sigset_t& mask)
     {
-        Pipe input = MakePipe();
-        Pipe output = MakePipe();
-        if (input.readEnd.IsOpen() && output.readEnd.IsOpen()) {
-            Spawn(program, mask, input.readEnd, output.writeEnd);
+        Pipe toProgram = MakePipe();
+        Pipe fromProgram = MakePipe();
+        if (toProgram.readEnd.IsOpen() && fromProgram.readEnd.IsOpen()) {
+            Spawn(program, mask, toProgram.readEnd, fromProgram.writeEnd);
         }
-        input_ = std::move(input.writeEnd);
-        output_ = std::move(output.readEnd);
+        input = std::move(toProgram.writeEnd);
+        output = std::move(fromProgram.readEnd);
     }
 
     // An ended input ends a program that keeps to the protocol, and a lost output one that goes on talking.
     ~PipedProgram() override
     {
-        input_ = FileDescriptor();
-        output_ = FileDescriptor();
+        input = FileDescriptor();
+        output = FileDescriptor();
         const Deadline deadline = std::chrono::steady_clock::now() + longestEnd;
         while (IsRunning() && !HasEnded()) {
             if (std::chrono::steady_clock::now() >= deadline) {
-                kill(process_, SIGKILL);
-                waitpid(process_, nullptr, 0);
+                kill(process, SIGKILL);
+                waitpid(process, nullptr, 0);
                 return;
             }
             std::this_thread::sleep_for(endPause);
@@ -145,18 +145,18 @@ public:
     PipedProgram(PipedProgram&&) = delete;
     PipedProgram& operator=(PipedProgram&&) = delete;
 
-    [[nodiscard]] bool IsRunning() const { return process_ > 0; }
+    [[nodiscard]] bool IsRunning() const { return process > 0; }
 
     [[nodiscard]] std::optional<SecretText> Read(Deadline deadline) override
     {
         while (true) {
-            const auto end = std::find(said_.begin(), said_.end(), '\n');
-            if (end != said_.end()) {
-                SecretText line(said_.begin(), end);
-                said_ = SecretText(end + 1, said_.end());
+            const auto end = std::find(said.begin(), said.end(), '\n');
+            if (end != said.end()) {
+                SecretText line(said.begin(), end);
+                said = SecretText(end + 1, said.end());
                 return line;
             }
-            if (said_.size() > longestAssuanLine || !ReadMore(deadline)) {
+            if (said.size() > longestAssuanLine || !ReadMore(deadline)) {
                 return std::nullopt;
             }
         }
@@ -166,19 +166,19 @@ public:
     {
         SecretText rest = MakeSecretText(line);
         rest.push_back('\n');
-        const auto written = write(input_.Get(), rest.data(), rest.size()); // shorter than the room in a pipe
+        const auto written = write(input.Get(), rest.data(), rest.size()); // shorter than the room in a pipe
         return written == static_cast<ssize_t>(rest.size());
     }
 
 private:
     // With borrowed rights, the program is that of whoever started the host, and runs with no more than his.
-    void Spawn(const std::string& program, const sigset_t& mask, const FileDescriptor& input,
-               const FileDescriptor& output)
+    void Spawn(const std::string& program, const sigset_t& mask, const FileDescriptor& itsInput,
+               const FileDescriptor& itsOutput)
     {
         posix_spawn_file_actions_t files;
         posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_adddup2(&files, input.Get(), STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&files, output.Get(), STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&files, itsInput.Get(), STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&files, itsOutput.Get(), STDOUT_FILENO);
         posix_spawn_file_actions_addclosefrom_np(&files, firstOther);
         posix_spawnattr_t attributes;
         posix_spawnattr_init(&attributes);
@@ -192,9 +192,9 @@ private:
         const std::array<char*, 2> arguments{name.data(), nullptr};
         std::string path = std::string("PATH=") + systemPath;
         const std::array<char*, 2> cleanEnvironment{path.data(), nullptr};
-        if (posix_spawn(&process_, program.c_str(), &files, &attributes, arguments.data(),
+        if (posix_spawn(&process, program.c_str(), &files, &attributes, arguments.data(),
                         HasBorrowedRights() ? cleanEnvironment.data() : environ) != 0) {
-            process_ = 0;
+            process = 0;
         }
         posix_spawnattr_destroy(&attributes);
         posix_spawn_file_actions_destroy(&files);
@@ -208,26 +208,26 @@ private:
         if (left.count() <= 0) {
             return false;
         }
-        pollfd output{output_.Get(), POLLIN, 0};
-        const int ready = poll(&output, 1, static_cast<int>(left.count()));
+        pollfd readable{output.Get(), POLLIN, 0};
+        const int ready = poll(&readable, 1, static_cast<int>(left.count()));
         if (ready <= 0) {
             return ready < 0 && errno == EINTR;
         }
         SecretText bytes(longestAssuanLine);
-        const ssize_t length = read(output_.Get(), bytes.data(), bytes.size());
+        const ssize_t length = read(output.Get(), bytes.data(), bytes.size());
         if (length > 0) {
-            said_.insert(said_.end(), bytes.begin(), bytes.begin() + length);
+            said.insert(said.end(), bytes.begin(), bytes.begin() + length);
         }
         return length > 0 || (length < 0 && errno == EINTR);
     }
 
     // Also when the host has taken note of it before.
-    [[nodiscard]] bool HasEnded() const { return waitpid(process_, nullptr, WNOHANG) != 0; }
+    [[nodiscard]] bool HasEnded() const { return waitpid(process, nullptr, WNOHANG) != 0; }
 
-    pid_t process_ = 0;
-    FileDescriptor input_;  // what we write to
-    FileDescriptor output_; // what we read from
-    SecretText said_;       // and not yet read as a line
+    pid_t process = 0;
+    FileDescriptor input;  // what we write to
+    FileDescriptor output; // what we read from
+    SecretText said;       // and not yet read as a line
 };
 
 // The terminal and the language, for the programs that want to know.

@@ -62,7 +62,7 @@ struct ReaderWatch::State
     bool seesEverything = false;
 };
 
-ReaderWatch::ReaderWatch(const Directories& directories) : state_(std::make_unique<State>(directories)) {}
+ReaderWatch::ReaderWatch(const Directories& directories) : state(std::make_unique<State>(directories)) {}
 
 ReaderWatch::~ReaderWatch() = default;
 
@@ -70,38 +70,38 @@ ReaderWatch::~ReaderWatch() = default;
 void ReaderWatch::Follow()
 {
     std::set<int> followed;
-    state_->seesEverything = state_->notification.IsOpen() && state_->wakeUp.IsOpen();
-    state_->FollowFolder(state_->readers, followed);
-    state_->FollowFolder(state_->cards, followed);
+    state->seesEverything = state->notification.IsOpen() && state->wakeUp.IsOpen();
+    state->FollowFolder(state->readers, followed);
+    state->FollowFolder(state->cards, followed);
     try {
-        for (const std::filesystem::path& folder : ReaderFolders(state_->readers)) {
-            state_->FollowFolder(folder, followed);
+        for (const std::filesystem::path& folder : ReaderFolders(state->readers)) {
+            state->FollowFolder(folder, followed);
         }
     } catch (const std::system_error&) {
-        state_->seesEverything = false;
+        state->seesEverything = false;
     }
-    for (const int gone : state_->followed) {
+    for (const int gone : state->followed) {
         if (!followed.contains(gone)) {
-            inotify_rm_watch(state_->notification.Get(), gone);
+            inotify_rm_watch(state->notification.Get(), gone);
         }
     }
-    state_->followed = std::move(followed);
+    state->followed = std::move(followed);
 }
 
 void ReaderWatch::Wait(std::chrono::milliseconds time) const
 {
-    const auto limited = std::min(time, state_->seesEverything ? longestWait : longestBlindWait);
-    std::array<pollfd, 2> files{pollfd{state_->notification.Get(), POLLIN, 0},
-                                pollfd{state_->wakeUp.Get(), POLLIN, 0}};
+    const auto limited = std::min(time, state->seesEverything ? longestWait : longestBlindWait);
+    std::array<pollfd, 2> files{pollfd{state->notification.Get(), POLLIN, 0},
+                                pollfd{state->wakeUp.Get(), POLLIN, 0}};
     poll(files.data(), files.size(), static_cast<int>(limited.count()));
-    Drain(state_->notification);
+    Drain(state->notification);
 }
 
 void ReaderWatch::WakeUp() const
 {
     const uint64_t one = 1;
     // It fails only when a wake-up is waiting already.
-    [[maybe_unused]] const ssize_t written = write(state_->wakeUp.Get(), &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = write(state->wakeUp.Get(), &one, sizeof one);
 }
 
 } // namespace softcard

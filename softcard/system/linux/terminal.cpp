@@ -30,12 +30,12 @@ public:
         sigset_t signals;
         sigemptyset(&signals);
         for (size_t i = 0; i < numbers.size(); ++i) {
-            sigaction(numbers[i], nullptr, &actions_[i]);
-            if (actions_[i].sa_handler != SIG_IGN) {
+            sigaction(numbers[i], nullptr, &actions[i]);
+            if (actions[i].sa_handler != SIG_IGN) {
                 sigaddset(&signals, numbers[i]);
             }
         }
-        pthread_sigmask(SIG_BLOCK, &signals, &mask_);
+        pthread_sigmask(SIG_BLOCK, &signals, &mask);
         for (const int number : numbers) {
             struct sigaction remembering
             {
@@ -50,12 +50,12 @@ public:
     ~EndingSignals()
     {
         for (size_t i = 0; i < numbers.size(); ++i) {
-            sigaction(numbers[i], &actions_[i], nullptr);
+            sigaction(numbers[i], &actions[i], nullptr);
         }
         if (signalThatCame != 0) {
             (void)raise(signalThatCame);
         }
-        pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+        pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     }
 
     EndingSignals(const EndingSignals&) = delete;
@@ -67,7 +67,7 @@ public:
     [[nodiscard]] bool AwaitInput() const
     {
         pollfd input{STDIN_FILENO, POLLIN, 0};
-        while (ppoll(&input, 1, nullptr, &mask_) < 0 && errno == EINTR) {
+        while (ppoll(&input, 1, nullptr, &mask) < 0 && errno == EINTR) {
             if (signalThatCame != 0) {
                 return false;
             }
@@ -77,8 +77,8 @@ public:
 
 private:
     static constexpr std::array<int, 4> numbers = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-    std::array<struct sigaction, numbers.size()> actions_{};
-    sigset_t mask_{};
+    std::array<struct sigaction, numbers.size()> actions{};
+    sigset_t mask{};
 };
 
 // Nothing that is typed is shown as long as it lives.
@@ -87,15 +87,15 @@ class SilentTerminal
 public:
     SilentTerminal()
     {
-        tcgetattr(STDIN_FILENO, &before_);
-        termios silent = before_;
+        tcgetattr(STDIN_FILENO, &before);
+        termios silent = before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     }
 
     ~SilentTerminal()
     {
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
         std::cerr << '\n';
     }
 
@@ -105,7 +105,7 @@ public:
     SilentTerminal& operator=(SilentTerminal&&) = delete;
 
 private:
-    termios before_{};
+    termios before{};
 };
 
 // Byte by byte, past the stream library, whose buffers nobody wipes. `isReady` waits for each; where it says

@@ -8,13 +8,13 @@ namespace {
 class SilentConsole
 {
 public:
-    explicit SilentConsole(HANDLE console) : console_(console)
+    explicit SilentConsole(HANDLE shown) : console(shown)
     {
-        GetConsoleMode(console_, &before_);
-        SetConsoleMode(console_, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT);
+        GetConsoleMode(console, &before);
+        SetConsoleMode(console, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT);
     }
 
-    ~SilentConsole() { SetConsoleMode(console_, before_); }
+    ~SilentConsole() { SetConsoleMode(console, before); }
 
     SilentConsole(const SilentConsole&) = delete;
     SilentConsole& operator=(const SilentConsole&) = delete;
@@ -22,8 +22,8 @@ public:
     SilentConsole& operator=(SilentConsole&&) = delete;
 
 private:
-    HANDLE console_;
-    DWORD before_ = 0;
+    HANDLE console;
+    DWORD before = 0;
 };
 
 using WideSecret = Botan::secure_vector<wchar_t>;

@@ -276,26 +276,26 @@ struct FileLock::Held
 
 // What has the file open keeps its path from being taken by another one.
 FileLock::FileLock(const std::filesystem::path& path, std::chrono::milliseconds longestWait)
-    : held_(std::make_unique<Held>(path))
+    : held(std::make_unique<Held>(path))
 {
     const auto deadline = std::chrono::steady_clock::now() + longestWait;
-    while (!held_->Lock(path, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY)) {
+    while (!held->Lock(path, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY)) {
         if (std::chrono::steady_clock::now() >= deadline) {
-            held_.reset(); // it has nothing to give up
+            held.reset(); // it has nothing to give up
             throw std::system_error(FileFault::lockHeld, Utf8Of(path));
         }
         std::this_thread::sleep_for(lockPause);
     }
 }
 
-FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
+FileLock::FileLock(std::unique_ptr<Held> lock) : held(std::move(lock)) {}
 
 // Windows gives a lock up some time after its file was closed, unless it is told to first.
 FileLock::~FileLock()
 {
-    if (held_) {
+    if (held) {
         OVERLAPPED from{};
-        UnlockFileEx(held_->file.get(), 0, 1, 0, &from);
+        UnlockFileEx(held->file.get(), 0, 1, 0, &from);
     }
 }
 
@@ -303,7 +303,7 @@ FileLock::FileLock(FileLock&& other) noexcept = default;
 
 FileLock& FileLock::operator=(FileLock&& other) noexcept
 {
-    std::swap(held_, other.held_);
+    std::swap(held, other.held);
     return *this;
 }
 

@@ -26,12 +26,12 @@ std::optional<SecretText> LineChannel::Read(std::optional<Deadline> deadline) co
 {
     SecretText line;
     while (line.size() <= longestAssuanLine) {
-        if (deadline && (std::chrono::steady_clock::now() >= *deadline || !AwaitInput(input_, *deadline))) {
+        if (deadline && (std::chrono::steady_clock::now() >= *deadline || !AwaitInput(input, *deadline))) {
             return std::nullopt;
         }
         char byte = 0;
         DWORD length = 0;
-        if (::ReadFile(input_, &byte, 1, &length, nullptr) == FALSE || length == 0) {
+        if (::ReadFile(input, &byte, 1, &length, nullptr) == FALSE || length == 0) {
             return std::nullopt;
         }
         if (byte == '\n') {
@@ -49,7 +49,7 @@ bool LineChannel::Write(std::string_view line) const
     size_t sent = 0;
     while (sent < rest.size()) {
         DWORD length = 0;
-        if (::WriteFile(output_, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length,
+        if (::WriteFile(output, rest.data() + sent, static_cast<DWORD>(rest.size() - sent), &length,
                         nullptr) == FALSE) {
             return false;
         }

@@ -15,7 +15,7 @@ namespace softcard {
 class LineChannel
 {
 public:
-    LineChannel(HANDLE input, HANDLE output) : input_(input), output_(output) {}
+    LineChannel(HANDLE readEnd, HANDLE writeEnd) : input(readEnd), output(writeEnd) {}
 
     // Without its end. Nothing when there is no more, the line is longer than the protocol allows, or it does
     // not come in time.
@@ -25,8 +25,8 @@ public:
     [[nodiscard]] bool Write(std::string_view line) const;
 
 private:
-    HANDLE input_;
-    HANDLE output_;
+    HANDLE input;
+    HANDLE output;
 };
 
 } // namespace softcard

@@ -34,16 +34,16 @@ std::filesystem::path FindProgram(const std::filesystem::path& name)
 class PipedLines : public ProgramLines
 {
 public:
-    explicit PipedLines(const LineChannel& channel) : channel_(channel) {}
+    explicit PipedLines(const LineChannel& ofProgram) : channel(ofProgram) {}
 
     [[nodiscard]] std::optional<SecretText> Read(Deadline deadline) override
     {
-        return channel_.Read(deadline);
+        return channel.Read(deadline);
     }
-    [[nodiscard]] bool Write(std::string_view line) override { return channel_.Write(line); }
+    [[nodiscard]] bool Write(std::string_view line) override { return channel.Write(line); }
 
 private:
-    LineChannel channel_;
+    LineChannel channel;
 };
 
 void Show(HANDLE console, const std::string& text)

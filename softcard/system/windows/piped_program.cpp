@@ -33,21 +33,21 @@ std::optional<Pipe> MakePipe(Handle Pipe::*inherited)
 class InheritedHandles
 {
 public:
-    explicit InheritedHandles(const std::array<HANDLE, 2>& handles) : handles_(handles)
+    explicit InheritedHandles(const std::array<HANDLE, 2>& inherited) : handles(inherited)
     {
         SIZE_T size = 0;
         InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-        memory_.resize(size);
-        isReady_ = InitializeProcThreadAttributeList(List(), 1, 0, &size) != FALSE;
-        if (isReady_) {
-            UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
-                                      sizeof(HANDLE) * handles_.size(), nullptr, nullptr);
+        memory.resize(size);
+        isReady = InitializeProcThreadAttributeList(List(), 1, 0, &size) != FALSE;
+        if (isReady) {
+            UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
+                                      sizeof(HANDLE) * handles.size(), nullptr, nullptr);
         }
     }
 
     ~InheritedHandles()
     {
-        if (isReady_) {
+        if (isReady) {
             DeleteProcThreadAttributeList(List());
         }
     }
@@ -59,13 +59,13 @@ public:
 
     LPPROC_THREAD_ATTRIBUTE_LIST List()
     {
-        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data());
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory.data());
     }
 
 private:
-    std::array<HANDLE, 2> handles_;
-    std::vector<unsigned char> memory_;
-    bool isReady_ = false;
+    std::array<HANDLE, 2> handles;
+    std::vector<unsigned char> memory;
+    bool isReady = false;
 };
 
 } // namespace
@@ -92,20 +92,20 @@ std::optional<PipedProgram> PipedProgram::Start(const std::filesystem::path& pro
     }
     CloseHandle(made.hThread);
     PipedProgram started;
-    started.process_ = Handle(made.hProcess);
-    started.input_ = std::move(toProgram->writeEnd);
-    started.output_ = std::move(fromProgram->readEnd);
+    started.process = Handle(made.hProcess);
+    started.input = std::move(toProgram->writeEnd);
+    started.output = std::move(fromProgram->readEnd);
     return started;
 }
 
 PipedProgram::~PipedProgram()
 {
-    if (!process_) {
+    if (!process) {
         return;
     }
-    input_.reset();
-    if (WaitForSingleObject(process_.get(), longestEnd) != WAIT_OBJECT_0) {
-        TerminateProcess(process_.get(), 1);
+    input.reset();
+    if (WaitForSingleObject(process.get(), longestEnd) != WAIT_OBJECT_0) {
+        TerminateProcess(process.get(), 1);
     }
 }
 

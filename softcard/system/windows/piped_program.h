@@ -22,14 +22,14 @@ public:
     PipedProgram(const PipedProgram&) = delete;
     PipedProgram& operator=(const PipedProgram&) = delete;
 
-    [[nodiscard]] LineChannel Channel() const { return {output_.get(), input_.get()}; }
+    [[nodiscard]] LineChannel Channel() const { return {output.get(), input.get()}; }
 
 private:
     PipedProgram() = default;
 
-    Handle process_;
-    Handle input_;  // what we write to
-    Handle output_; // what we read from
+    Handle process;
+    Handle input;  // what we write to
+    Handle output; // what we read from
 };
 
 } // namespace softcard

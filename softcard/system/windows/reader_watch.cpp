@@ -43,8 +43,8 @@ struct ReaderWatch::State
 };
 
 ReaderWatch::ReaderWatch(const Directories& directories)
-    : state_(new State{directories.Readers(), directories.Cards(),
-                       Own(CreateEventW(nullptr, TRUE, FALSE, nullptr)), nullptr, nullptr})
+    : state(new State{directories.Readers(), directories.Cards(),
+                      Own(CreateEventW(nullptr, TRUE, FALSE, nullptr)), nullptr, nullptr})
 {
 }
 
@@ -54,15 +54,15 @@ ReaderWatch::~ReaderWatch() = default;
 // on each of them would keep people from renaming it.
 void ReaderWatch::Follow()
 {
-    state_->inReaders = Notify(state_->readers, true, changesInReaders);
-    state_->inCards = Notify(state_->cards, false, changesInCards);
+    state->inReaders = Notify(state->readers, true, changesInReaders);
+    state->inCards = Notify(state->cards, false, changesInCards);
 }
 
 void ReaderWatch::Wait(std::chrono::milliseconds time) const
 {
     std::array<HANDLE, 3> handles{};
     size_t count = 0;
-    for (HANDLE handle : {state_->wakeUp.get(), state_->inReaders.get(), state_->inCards.get()}) {
+    for (HANDLE handle : {state->wakeUp.get(), state->inReaders.get(), state->inCards.get()}) {
         if (handle != nullptr) {
             handles[count++] = handle;
         }
@@ -78,8 +78,8 @@ void ReaderWatch::Wait(std::chrono::milliseconds time) const
 
 void ReaderWatch::WakeUp() const
 {
-    if (state_->wakeUp) {
-        SetEvent(state_->wakeUp.get());
+    if (state->wakeUp) {
+        SetEvent(state->wakeUp.get());
     }
 }
 

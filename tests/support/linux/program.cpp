@@ -40,10 +40,10 @@ public:
     Catcher()
     {
         std::string name = (std::filesystem::temp_directory_path() / "softcard-output-XXXXXX").string();
-        file_ = FileDescriptor(mkostemp(name.data(), O_CLOEXEC));
-        path_ = name;
+        file = FileDescriptor(mkostemp(name.data(), O_CLOEXEC));
+        path = name;
     }
-    ~Catcher() { std::filesystem::remove(path_); }
+    ~Catcher() { std::filesystem::remove(path); }
     Catcher(const Catcher&) = delete;
     Catcher& operator=(const Catcher&) = delete;
     Catcher(Catcher&&) = delete;
@@ -51,13 +51,13 @@ public:
 
     void Attach(posix_spawn_file_actions_t& actions, int descriptor) const
     {
-        posix_spawn_file_actions_adddup2(&actions, file_.Get(), descriptor);
+        posix_spawn_file_actions_adddup2(&actions, file.Get(), descriptor);
     }
-    [[nodiscard]] std::string Content() const { return ReadFile(path_); }
+    [[nodiscard]] std::string Content() const { return ReadFile(path); }
 
 private:
-    FileDescriptor file_;
-    std::filesystem::path path_;
+    FileDescriptor file;
+    std::filesystem::path path;
 };
 
 } // namespace

@@ -71,27 +71,27 @@ Process Spawn(const std::vector<std::string>& arguments, const Streams& streams)
 class Catcher
 {
 public:
-    Catcher() : folder_(MakeUniqueFolder(std::filesystem::temp_directory_path() / "softcard-output-"))
+    Catcher() : folder(MakeUniqueFolder(std::filesystem::temp_directory_path() / "softcard-output-"))
     {
-        file_ = OpenForPrograms(folder_ / "text", GENERIC_WRITE, CREATE_ALWAYS);
+        file = OpenForPrograms(folder / "text", GENERIC_WRITE, CREATE_ALWAYS);
     }
     ~Catcher()
     {
-        file_.reset();
+        file.reset();
         std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
+        std::filesystem::remove_all(folder, ignored);
     }
     Catcher(const Catcher&) = delete;
     Catcher& operator=(const Catcher&) = delete;
     Catcher(Catcher&&) = delete;
     Catcher& operator=(Catcher&&) = delete;
 
-    [[nodiscard]] HANDLE File() const { return file_.get(); }
-    [[nodiscard]] std::string Content() const { return ReadFile(folder_ / "text"); }
+    [[nodiscard]] HANDLE File() const { return file.get(); }
+    [[nodiscard]] std::string Content() const { return ReadFile(folder / "text"); }
 
 private:
-    std::filesystem::path folder_;
-    Handle file_;
+    std::filesystem::path folder;
+    Handle file;
 };
 
 } // namespace

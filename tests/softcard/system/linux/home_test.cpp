@@ -38,22 +38,22 @@ namespace fs = std::filesystem;
 class Homes : public testing::Test
 {
 protected:
-    Homes() : userHome_(FromEnvironment("HOME")), before_(fs::current_path())
+    Homes() : userHome(FromEnvironment("HOME")), before(fs::current_path())
     {
         UnsetVariable("TAVRIK_HOME");
         for (const char* name : {"here", "account"}) {
-            fs::create_directory(home_.Folder() / name);
+            fs::create_directory(home.Folder() / name);
         }
-        fs::current_path(home_.Folder() / "here");
+        fs::current_path(home.Folder() / "here");
     }
 
     ~Homes() override
     {
-        fs::current_path(before_);
-        SetVariable("HOME", userHome_);
+        fs::current_path(before);
+        SetVariable("HOME", userHome);
     }
 
-    [[nodiscard]] fs::path Below(const std::string& name) const { return home_.Folder() / name; }
+    [[nodiscard]] fs::path Below(const std::string& name) const { return home.Folder() / name; }
     [[nodiscard]] bool NothingIsHere() const { return fs::is_empty(Below("here")); }
 
     // A folder that is there and belongs to another user.
@@ -80,18 +80,18 @@ protected:
     }
 
 private:
-    TemporaryHome home_;
-    std::string userHome_;
-    fs::path before_;
+    TemporaryHome home;
+    std::string userHome;
+    fs::path before;
 };
 
 TEST_F(Homes, ThatAreOfNoUseGiveWayToTheAccounts)
 {
     WriteText(Below("file"), "");
-    for (const fs::path& home :
+    for (const fs::path& useless :
          {fs::path(), fs::path("relative"), Below("missing"), Below("file"), HomeOfAnother()}) {
-        SCOPED_TRACE(home);
-        SetVariable("HOME", home);
+        SCOPED_TRACE(useless);
+        SetVariable("HOME", useless);
         ExpectTheAccounts(RunAccountHost(ACCOUNT_HOST, Below("account")));
     }
     UnsetVariable("HOME");

@@ -54,9 +54,9 @@ public:
         if (pipe2(ends, O_CLOEXEC) != 0) {
             throw std::runtime_error("no pipe");
         }
-        reports_ = softcard::FileDescriptor(ends[0]);
+        reports = softcard::FileDescriptor(ends[0]);
         const softcard::FileDescriptor output(ends[1]);
-        process_ = StartProgram({USE_CARD, std::to_string(seed)}, output.Get());
+        process = StartProgram({USE_CARD, std::to_string(seed)}, output.Get());
     }
 
     // Waits until it begins its first step.
@@ -65,9 +65,9 @@ public:
     // Whether it was running still.
     [[nodiscard]] bool Kill() const
     {
-        KillProgram(process_);
+        KillProgram(process);
         int status = 0;
-        return waitpid(static_cast<pid_t>(process_), &status, 0) == process_ && WIFSIGNALED(status);
+        return waitpid(static_cast<pid_t>(process), &status, 0) == process && WIFSIGNALED(status);
     }
 
     // What may be left after all that it told, given what was left before.
@@ -75,13 +75,13 @@ public:
     {
         while (Take()) {
         }
-        before = triesLeft_.value_or(before);
+        before = triesLeft.value_or(before);
         // A step whose outcome nobody learned may have been counted or not.
         std::set<uint32_t> possible = {before};
-        if (begun_ == UseStep::wrongPin || begun_ == UseStep::rightPin) {
+        if (begun == UseStep::wrongPin || begun == UseStep::rightPin) {
             possible.insert(before - 1);
         }
-        if (begun_ == UseStep::rightPin || begun_ == UseStep::unblocking) {
+        if (begun == UseStep::rightPin || begun == UseStep::unblocking) {
             possible.insert(allTries);
         }
         return possible;
@@ -91,20 +91,20 @@ private:
     bool Take()
     {
         UseReport report{};
-        if (read(reports_.Get(), &report, sizeof report) != sizeof report) {
+        if (read(reports.Get(), &report, sizeof report) != sizeof report) {
             return false;
         }
         if (report.step == UseStep::done) {
-            triesLeft_ = report.triesLeft;
+            triesLeft = report.triesLeft;
         }
-        begun_ = report.step;
+        begun = report.step;
         return true;
     }
 
-    softcard::FileDescriptor reports_;
-    Process process_ = 0;
-    UseStep begun_ = UseStep::done;
-    std::optional<uint32_t> triesLeft_;
+    softcard::FileDescriptor reports;
+    Process process = 0;
+    UseStep begun = UseStep::done;
+    std::optional<uint32_t> triesLeft;
 };
 
 class Killed : public CardTest

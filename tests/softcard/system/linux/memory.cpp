@@ -41,8 +41,8 @@ public:
             for (size_t start = 0; start + length <= bytes.size(); ++start) {
                 const std::string_view part = std::string_view(bytes).substr(start, length);
                 const uint64_t beginning = BeginningOf(part.data());
-                parts_.emplace(beginning, Part{name, std::string(part)});
-                filter_[FilterPlace(beginning)] = true;
+                parts.emplace(beginning, Part{name, std::string(part)});
+                filter[FilterPlace(beginning)] = true;
             }
         }
     }
@@ -51,19 +51,19 @@ public:
     {
         for (size_t i = 0; i + sizeof(uint64_t) <= memory.size(); ++i) {
             const uint64_t beginning = BeginningOf(memory.data() + i);
-            if (!filter_[FilterPlace(beginning)]) {
+            if (!filter[FilterPlace(beginning)]) {
                 continue;
             }
-            const auto [first, last] = parts_.equal_range(beginning);
+            const auto [first, last] = parts.equal_range(beginning);
             for (auto part = first; part != last; ++part) {
                 if (memory.substr(i).starts_with(part->second.bytes)) {
-                    found_.insert(part->second.name);
+                    found.insert(part->second.name);
                 }
             }
         }
     }
 
-    [[nodiscard]] std::vector<std::string> Found() const { return {found_.begin(), found_.end()}; }
+    [[nodiscard]] std::vector<std::string> Found() const { return {found.begin(), found.end()}; }
 
 private:
     struct Part
@@ -86,9 +86,9 @@ private:
         return static_cast<size_t>((beginning * 0x9E3779B97F4A7C15U) >> 44U) % filterBits;
     }
 
-    std::unordered_multimap<uint64_t, Part> parts_;
-    std::vector<bool> filter_ = std::vector<bool>(filterBits);
-    std::set<std::string> found_;
+    std::unordered_multimap<uint64_t, Part> parts;
+    std::vector<bool> filter = std::vector<bool>(filterBits);
+    std::set<std::string> found;
 };
 
 struct Mapping

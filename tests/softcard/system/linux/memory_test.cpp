@@ -80,17 +80,17 @@ class LeftInMemory : public CardTest
 protected:
     LeftInMemory()
     {
-        for (const auto& [word, old, code] : {std::tuple("bok", bok, bok_), std::tuple("pin", pin, pin_),
-                                              std::tuple("puk", templatePuk, puk_)}) {
+        for (const auto& [word, old, code] : {std::tuple("bok", bok, newBok), std::tuple("pin", pin, newPin),
+                                              std::tuple("puk", templatePuk, newPuk)}) {
             EXPECT_EQ(RunTool({"set-code", "ref2", word, "--old", old, "--new", code}).exitCode, 0);
         }
         const softcard::CodeRecords records = softcard::ReadCodeRecords(Folder());
-        secrets_ = {{"the BOK", bok_},
-                    {"the PIN", pin_},
-                    {"the PUK", puk_},
-                    {"what the BOK unwraps with", Derive(bok_, records.bok)},
-                    {"what the PIN unwraps with", Derive(pin_, records.pin)},
-                    {"what the PUK unwraps with", Derive(puk_, records.puk)}};
+        secrets = {{"the BOK", newBok},
+                   {"the PIN", newPin},
+                   {"the PUK", newPuk},
+                   {"what the BOK unwraps with", Derive(newBok, records.bok)},
+                   {"what the PIN unwraps with", Derive(newPin, records.pin)},
+                   {"what the PUK unwraps with", Derive(newPuk, records.puk)}};
     }
 
     [[nodiscard]] std::filesystem::path Folder() const { return State() / "cards/ref2"; }
@@ -99,7 +99,7 @@ protected:
     {
         const bool isQualified = family == KeyFamily::qualified;
         return softcard::OpenWithCode(Folder(), isQualified ? CodeKind::pin : CodeKind::bok,
-                                      MakeSecretText(isQualified ? pin_ : bok_));
+                                      MakeSecretText(isQualified ? newPin : newBok));
     }
 
     // The secrets of both families and their keys'; with the key files in the form that they had before when
@@ -111,8 +111,8 @@ protected:
             const std::string name = family == KeyFamily::qualified ? "qualified" : "ordinary";
             const softcard::SecretBytes secret = SecretOf(family);
             const auto keys = softcard::LoadPrivateKeys(card, family, secret);
-            AddSecret(secrets_, "the " + name + " secret", secret);
-            AddKey(secrets_, "the " + name + " key", *keys.front());
+            AddSecret(secrets, "the " + name + " secret", secret);
+            AddKey(secrets, "the " + name + " key", *keys.front());
             if (inOldForm) {
                 WriteOldKeyFile(Folder() / card.Keys(family).front().keyFile, *keys.front(), secret);
             }
@@ -122,7 +122,7 @@ protected:
     void ExpectNothingLeft(const std::string& input, const std::vector<std::string>& arguments) const
     {
         WriteText(Scratch("input"), input);
-        const TracedEnd end = RunTraced(Scratch("input"), arguments, secrets_);
+        const TracedEnd end = RunTraced(Scratch("input"), arguments, secrets);
         EXPECT_EQ(end.exitCode, 0) << end.output;
         EXPECT_EQ(end.found, std::vector<std::string>());
         EXPECT_GT(end.bytesSearched, size_t{100000});
@@ -135,17 +135,17 @@ protected:
         ExpectNothingLeft(input, arguments);
     }
 
-    const std::string bok_ = RandomCode();
-    const std::string pin_ = RandomCode();
-    const std::string puk_ = RandomCode();
-    Secrets secrets_;
+    const std::string newBok = RandomCode();
+    const std::string newPin = RandomCode();
+    const std::string newPuk = RandomCode();
+    Secrets secrets;
 };
 
 // Whoever looks for nothing, or in the wrong place, finds nothing either.
 TEST_F(LeftInMemory, IsFoundWhereAProgramKeepsIt)
 {
-    secrets_ = {{"known", "a text that a program keeps"}, {"unknown", "a text that no program has"}};
-    const TracedEnd end = RunTraced("/dev/null", {"/bin/echo", "no text, a text that a program k"}, secrets_);
+    secrets = {{"known", "a text that a program keeps"}, {"unknown", "a text that no program has"}};
+    const TracedEnd end = RunTraced("/dev/null", {"/bin/echo", "no text, a text that a program k"}, secrets);
     EXPECT_EQ(end.exitCode, 0);
     EXPECT_EQ(end.found, std::vector<std::string>{"known"});
 }
@@ -154,21 +154,21 @@ TEST_F(LeftInMemory, IsNothingOnceTheLibraryIsFinalised)
 {
     AddWhatTheCodesLeadTo(false);
     Insert("ref2");
-    ExpectNothingLeft(bok_ + "\n" + pin_ + "\n", {LEAVE_CARD, "given"});
+    ExpectNothingLeft(newBok + "\n" + newPin + "\n", {LEAVE_CARD, "given"});
 }
 
 TEST_F(LeftInMemory, IsNothingOfACardWhoseKeyFilesAreOfTheOldForm)
 {
     AddWhatTheCodesLeadTo(true);
     Insert("ref2");
-    ExpectNothingLeft(bok_ + "\n" + pin_ + "\n", {LEAVE_CARD, "given"});
+    ExpectNothingLeft(newBok + "\n" + newPin + "\n", {LEAVE_CARD, "given"});
 }
 
 TEST_F(LeftInMemory, IsNothingOfCodesThatTheKeyboardAskedFor)
 {
     SetVariable("TAVRIK_PINENTRY", SCRIPTED_PINENTRY);
     SetVariable("TAVRIK_PINENTRY_ANSWERS", Scratch("answers"));
-    WriteText(Scratch("answers"), bok_ + "\n" + pin_ + "\n");
+    WriteText(Scratch("answers"), newBok + "\n" + newPin + "\n");
     AddWhatTheCodesLeadTo(false);
     Insert("ref2");
     ExpectNothingLeft("", {LEAVE_CARD, "asked"});
@@ -177,7 +177,7 @@ TEST_F(LeftInMemory, IsNothingOfCodesThatTheKeyboardAskedFor)
 
 TEST_F(LeftInMemory, IsNothingOfTheCodesThatANewCardIsGiven)
 {
-    ExpectToolLeavesNothing("", {"new", "another", "--bok", bok_, "--pin=" + pin_, "--puk", puk_});
+    ExpectToolLeavesNothing("", {"new", "another", "--bok", newBok, "--pin=" + newPin, "--puk", newPuk});
 }
 
 TEST_F(LeftInMemory, IsNothingOfThePukThatANewCardGetsByItself)
@@ -195,13 +195,13 @@ TEST_F(LeftInMemory, IsNothingOfThePukThatANewCardGetsByItself)
 TEST_F(LeftInMemory, IsNothingOfTheCodesThatAreChanged)
 {
     const std::string another = RandomCode();
-    secrets_["the new code"] = another;
+    secrets["the new code"] = another;
     AddWhatTheCodesLeadTo(false);
-    ExpectToolLeavesNothing("", {"set-code", "ref2", "bok", "--puk", puk_, "--new", another});
-    ExpectToolLeavesNothing("", {"set-code", "ref2", "puk", "--old=" + puk_, "--new=" + another});
-    ExpectToolLeavesNothing(pin_ + "\n" + puk_ + "\n", {"set-code", "ref2", "pin"});
+    ExpectToolLeavesNothing("", {"set-code", "ref2", "bok", "--puk", newPuk, "--new", another});
+    ExpectToolLeavesNothing("", {"set-code", "ref2", "puk", "--old=" + newPuk, "--new=" + another});
+    ExpectToolLeavesNothing(newPin + "\n" + newPuk + "\n", {"set-code", "ref2", "pin"});
     ExpectToolLeavesNothing(another + "\n", {"unblock", "ref2", "pin"});
-    ExpectToolLeavesNothing("", {"unblock", "ref2", "bok", "--puk", another, "--new", bok_});
+    ExpectToolLeavesNothing("", {"unblock", "ref2", "bok", "--puk", another, "--new", newBok});
 }
 
 } // namespace

@@ -28,9 +28,9 @@ protected:
     OldKeys()
     {
         const softcard::Card card = softcard::CardStore(softcard::FindDirectories()).Load("ref2");
-        secret_ = softcard::OpenWithCode(card.folder, CodeKind::bok, softcard::MakeSecretText(bok));
-        const auto keys = softcard::LoadPrivateKeys(card, KeyFamily::ordinary, secret_);
-        WriteOldKeyFile(File(), *keys.front(), secret_);
+        secret = softcard::OpenWithCode(card.folder, CodeKind::bok, softcard::MakeSecretText(bok));
+        const auto keys = softcard::LoadPrivateKeys(card, KeyFamily::ordinary, secret);
+        WriteOldKeyFile(File(), *keys.front(), secret);
     }
 
     [[nodiscard]] fs::path File() const { return State() / "cards/ref2/es-1.key"; }
@@ -45,7 +45,7 @@ protected:
         EXPECT_EQ(UseKey(Library().esSignData, session, std::vector<uint8_t>(32, 7)).status, 0);
     }
 
-    softcard::SecretBytes secret_;
+    softcard::SecretBytes secret;
 };
 
 TEST_F(OldKeys, AreWrappedWhenTheirCodeIsFirstVerified)
@@ -86,9 +86,9 @@ TEST_F(OldKeys, AreThereAsAWholeAfterAKillInTheMiddle)
 
 TEST_F(OldKeys, AreRefusedWithoutTheirSecret)
 {
-    const softcard::SecretBytes another(secret_.size(), 7);
+    const softcard::SecretBytes another(secret.size(), 7);
     EXPECT_THROW((void)softcard::ReadKeyFile(File(), another), softcard::FileTrouble);
-    EXPECT_TRUE(softcard::ReadKeyFile(File(), secret_).isInOldForm);
+    EXPECT_TRUE(softcard::ReadKeyFile(File(), secret).isInOldForm);
 }
 
 TEST_F(OldKeys, ThatWereWrappedAreRefusedWhenABitOfThemIsAnother)
@@ -99,7 +99,7 @@ TEST_F(OldKeys, ThatWereWrappedAreRefusedWhenABitOfThemIsAnother)
     std::string changed = wrapped;
     changed[place] = changed[place] == 'A' ? 'B' : 'A';
     WriteText(File(), changed);
-    EXPECT_THROW((void)softcard::ReadKeyFile(File(), secret_), softcard::FileTrouble);
+    EXPECT_THROW((void)softcard::ReadKeyFile(File(), secret), softcard::FileTrouble);
     EXPECT_EQ(VerifyBok(Open(), bok).returned, 10);
 }
 

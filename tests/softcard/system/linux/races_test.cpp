@@ -151,21 +151,21 @@ class StoppedHolder
 public:
     explicit StoppedHolder(const fs::path& lockFile)
     {
-        process_ = fork();
-        if (process_ == 0) {
+        process = fork();
+        if (process == 0) {
             const softcard::FileLock lock(lockFile);
             (void)raise(SIGSTOP);
             _exit(0);
         }
         int status = 0;
-        EXPECT_EQ(waitpid(process_, &status, WUNTRACED), process_);
+        EXPECT_EQ(waitpid(process, &status, WUNTRACED), process);
         EXPECT_TRUE(WIFSTOPPED(status));
     }
 
     ~StoppedHolder()
     {
-        kill(process_, SIGKILL);
-        waitpid(process_, nullptr, 0);
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
     }
 
     StoppedHolder(const StoppedHolder&) = delete;
@@ -174,7 +174,7 @@ public:
     StoppedHolder& operator=(StoppedHolder&&) = delete;
 
 private:
-    pid_t process_ = 0;
+    pid_t process = 0;
 };
 
 TEST_F(Races, WithAStoppedProcessEnd)

@@ -36,12 +36,12 @@ gid_t AnotherGroup()
 class SetId : public CardTest
 {
 protected:
-    SetId() : userHome_(FromEnvironment("HOME")), path_(FromEnvironment("PATH"))
+    SetId() : userHome(FromEnvironment("HOME")), path(FromEnvironment("PATH"))
     {
         // Not with the temporary files, where the system may let nobody have more rights.
-        folder_ = softcard::MakeUniqueFolder(fs::path(TEMPLATE_STORE) / "set-id-");
-        fs::permissions(folder_, fs::perms(0755));
-        fs::copy_file(ACCOUNT_HOST, folder_ / "host");
+        folder = softcard::MakeUniqueFolder(fs::path(TEMPLATE_STORE) / "set-id-");
+        fs::permissions(folder, fs::perms(0755));
+        fs::copy_file(ACCOUNT_HOST, folder / "host");
         Insert("ref2");
         fs::create_directories(Account() / ".local/state");
         fs::copy(State(), Account() / ".local/state/tavrik",
@@ -52,7 +52,7 @@ protected:
         fs::create_directories(Account() / ".config/tavrik");
         WriteText(Account() / ".config/tavrik/pinentry", Scratch("bin/pinentry").string() + "\n");
         SetVariable("TAVRIK_PINENTRY", Scratch("bin/pinentry"));
-        SetVariable("PATH", Scratch("bin").string() + ":" + path_);
+        SetVariable("PATH", Scratch("bin").string() + ":" + path);
         for (const char* variable : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
             SetVariable(variable, Scratch("evil"));
         }
@@ -62,13 +62,13 @@ protected:
     {
         UnsetVariable("XDG_CONFIG_HOME");
         UnsetVariable("XDG_STATE_HOME");
-        SetVariable("HOME", userHome_);
-        SetVariable("PATH", path_);
-        fs::remove_all(folder_);
+        SetVariable("HOME", userHome);
+        SetVariable("PATH", path);
+        fs::remove_all(folder);
     }
 
     [[nodiscard]] fs::path Account() const { return Scratch("account"); }
-    [[nodiscard]] fs::path Host() const { return folder_ / "host"; }
+    [[nodiscard]] fs::path Host() const { return folder / "host"; }
     [[nodiscard]] bool PinentryRan() const { return fs::exists(Scratch("ran")); }
 
     // Who is in no other group needs root's help.
@@ -84,9 +84,9 @@ protected:
     }
 
 private:
-    std::string userHome_;
-    std::string path_;
-    fs::path folder_;
+    std::string userHome;
+    std::string path;
+    fs::path folder;
 };
 
 TEST_F(SetId, HostsBelieveNothingOfTheEnvironment)
