@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Tavrik")
 
-install(TARGETS pkcs11_x64 EXPORT TavrikTargets
+install(TARGETS pkcs11_x64 tavrik_headers EXPORT TavrikTargets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library
     INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/tavrik" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev)

@@ -1,8 +1,8 @@
 // Takes a document through the library: digests it, signs the digest with the card and verifies the
 // signature, encrypts a secret for the card and has the card decrypt it.
-#include "examples/digest_info.h"
-#include "examples/example_program.h"
-#include "examples/pkcs11_client.h"
+#include "digest_info.h"
+#include "example_program.h"
+#include "pkcs11_client.h"
 
 #include <botan/hex.h>
 #include <botan/rsa.h>

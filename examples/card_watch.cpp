@@ -1,4 +1,4 @@
-#include "examples/card_watch.h"
+#include "card_watch.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Following the cards that come and go.
 #pragma once
 
-#include "examples/pkcs11_client.h"
+#include "pkcs11_client.h"
 
 #include <map>
 #include <string>

@@ -1,4 +1,4 @@
-#include "examples/digest_info.h"
+#include "digest_info.h"
 
 #include <botan/hash.h>
 #include <botan/hash_id.h>

@@ -1,4 +1,4 @@
-#include "examples/pkcs11_client.h"
+#include "pkcs11_client.h"
 
 #include <dlfcn.h>
 

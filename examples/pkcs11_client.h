@@ -2,7 +2,7 @@
 // signatures.
 #pragma once
 
-#include "tavrik/cryptoki.h"
+#include <tavrik/cryptoki.h>
 
 #include <cstdint>
 #include <filesystem>

@@ -1,9 +1,9 @@
 // Signs a document with both keys of a card and writes the signatures and the certificates to files: of the
 // first card, or of every card that is inserted.
-#include "examples/card_watch.h"
-#include "examples/digest_info.h"
-#include "examples/example_program.h"
-#include "examples/pkcs11_client.h"
+#include "card_watch.h"
+#include "digest_info.h"
+#include "example_program.h"
+#include "pkcs11_client.h"
 
 #include <botan/data_src.h>
 #include <botan/pem.h>

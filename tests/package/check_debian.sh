@@ -1,14 +1,12 @@
 #!/usr/bin/env bash
-# Tries the Debian packages of a folder: lintian, then installing them into an empty root, signing with what is
-# installed, and purging.
+# Tries the Debian packages of a folder: lintian, then installing them into an empty root, building the examples against
+# what is installed, signing with them, and purging.
 #
-#   check_debian.sh PACKAGES PROGRAMS DOCUMENT
-#
-# PROGRAMS is the folder of the example that signs.
+#   check_debian.sh PACKAGES EXAMPLES
 set -euo pipefail
 packages=$1
-programs=$2
-document=$3
+examples=$2
+document=$examples/contract.txt
 
 fail() {
     echo "check_debian: $*" >&2
@@ -38,13 +36,18 @@ done
 library=$(find "$root/usr/lib" -name libpkcs11_x64.so)
 [ -n "$library" ] || fail "the library is not there"
 [ -e "$root/usr/share/man/man1/tavrik-card.1.gz" ] || fail "the manual is not there"
+# A copy alone, so that nothing of the sources is found beside it.
+cp -r "$examples" "$root/examples"
+cmake -S "$root/examples" -B "$root/built" -G Ninja "-DCMAKE_PREFIX_PATH=$root/usr" >/dev/null ||
+    fail "the examples do not find the development package"
+cmake --build "$root/built" || fail "the examples do not build against the development package"
 export TAVRIK_HOME=$root/home
 export TAVRIK_PINENTRY=$root/usr/bin/tavrik-scripted-pinentry
 export TAVRIK_PINENTRY_ANSWERS=$root/answers
 "$root/usr/bin/tavrik-card" new anna --bok 123456 --pin 654321 >/dev/null
 "$root/usr/bin/tavrik-card" insert anna
 printf '123456\n654321\n' >"$TAVRIK_PINENTRY_ANSWERS"
-"$programs/sign_document" --module "$library" "$document" "$root/signed" >/dev/null
+"$root/built/sign_document" --module "$library" "$document" "$root/signed" >/dev/null
 for label in Sig_ZEP Sig_EP; do
     openssl x509 -in "$root/signed/$label.pem" -noout -pubkey >"$root/$label.pub"
     openssl dgst -sha256 -verify "$root/$label.pub" -signature "$root/signed/$label.sig" "$document" >/dev/null ||
