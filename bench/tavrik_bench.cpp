@@ -2,6 +2,7 @@
 #include "src/crypto/asn1_object.h"
 #include "src/log/logger.h"
 #include "src/objects/attribute_template.h"
+#include "src/operations/session_operations.h"
 #include "src/operations/verify_manager.h"
 #include "src/store/internal_cache.h"
 #include "tavrik/rsa.h"
@@ -20,7 +21,7 @@ void LookUpSession(benchmark::State& state)
     const auto count = static_cast<CK_SESSION_HANDLE>(state.range(0));
     const CK_SESSION_HANDLE first = cache.sessionHandleCounter;
     for (CK_SESSION_HANDLE i = 0; i < count; ++i) {
-        cache.AddSession(std::make_shared<Session>(cache.sessionHandleCounter++, CK_SLOT_ID{1}));
+        cache.AddSession(MakeSession(cache.sessionHandleCounter++, CK_SLOT_ID{1}));
     }
     while (state.KeepRunning()) {
         benchmark::DoNotOptimize(cache.GetSession(first + count / 2));

@@ -6,8 +6,8 @@
 // A mechanism that is no digest is not reported here: it shows at C_Digest.
 CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
 {
-    return EntryFrame("C_DigestInit").RunOnSession(hSession, [&](Session& session) {
-        static_cast<void>(session.digestManager.Init(hSession, pMechanism));
+    return EntryFrame("C_DigestInit").RunOnSession(hSession, [&](SessionOperations& operations) {
+        static_cast<void>(operations.digestManager.Init(hSession, pMechanism));
         return CKR_OK;
     });
 }
@@ -15,8 +15,8 @@ CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
 CK_RV C_Digest(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pDigest,
                CK_ULONG_PTR pulDigestLen)
 {
-    return EntryFrame("C_Digest").RunOnSession(hSession, [&](Session& session) {
-        DigestManager& manager = session.digestManager;
+    return EntryFrame("C_Digest").RunOnSession(hSession, [&](SessionOperations& operations) {
+        DigestManager& manager = operations.digestManager;
         if (!manager.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }

@@ -6,8 +6,8 @@
 
 CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_EncryptInit").RunOnSession(hSession, [&](Session& session) {
-        static_cast<void>(session.encryptionManager.Init(hSession, pMechanism, hKey));
+    return EntryFrame("C_EncryptInit").RunOnSession(hSession, [&](SessionOperations& operations) {
+        static_cast<void>(operations.encryptionManager.Init(hSession, pMechanism, hKey));
         return CKR_OK;
     });
 }
@@ -15,8 +15,8 @@ CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
 CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pEncryptedData,
                 CK_ULONG_PTR pulEncryptedDataLen)
 {
-    return EntryFrame("C_Encrypt").RunOnSession(hSession, [&](Session& session) {
-        EncryptionManager& manager = session.encryptionManager;
+    return EntryFrame("C_Encrypt").RunOnSession(hSession, [&](SessionOperations& operations) {
+        EncryptionManager& manager = operations.encryptionManager;
         if (!manager.operation.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }
@@ -36,8 +36,8 @@ CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLe
 
 CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_DecryptInit").RunOnSession(hSession, [&](Session& session) {
-        static_cast<void>(session.decryptionManager.Init(hSession, pMechanism, hKey));
+    return EntryFrame("C_DecryptInit").RunOnSession(hSession, [&](SessionOperations& operations) {
+        static_cast<void>(operations.decryptionManager.Init(hSession, pMechanism, hKey));
         return CKR_OK;
     });
 }
@@ -45,8 +45,8 @@ CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
 CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG ulEncryptedDataLen,
                 CK_BYTE_PTR pData, CK_ULONG_PTR pulDataLen)
 {
-    return EntryFrame("C_Decrypt").RunOnSession(hSession, [&](Session& session) {
-        DecryptionManager& manager = session.decryptionManager;
+    return EntryFrame("C_Decrypt").RunOnSession(hSession, [&](SessionOperations& operations) {
+        DecryptionManager& manager = operations.decryptionManager;
         if (!manager.operation.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "src/log/function_lines.h"
+#include "src/operations/session_operations.h"
 #include "src/pkcs11/library_lock.h"
 #include "src/platform/process_end.h"
 #include "src/store/internal_cache.h"
@@ -49,14 +50,15 @@ public:
         return Leave();
     }
 
-    // The same for work on a session, which is looked up under the lock: CKR_SESSION_HANDLE_INVALID without
-    // one.
+    // The same for work on the operations of a session, which is looked up under the lock:
+    // CKR_SESSION_HANDLE_INVALID without one.
     template <typename Work>
     CK_RV RunOnSession(CK_SESSION_HANDLE handle, Work&& work)
     {
         return Run([&] {
             const auto session = InternalCache::GetInstance().GetSession(handle);
-            return session == nullptr ? CKR_SESSION_HANDLE_INVALID : std::forward<Work>(work)(*session);
+            return session == nullptr ? CKR_SESSION_HANDLE_INVALID
+                                      : std::forward<Work>(work)(OperationsOf(*session));
         });
     }
 

@@ -51,7 +51,7 @@ std::optional<CK_RV> AnswerWithoutVerification(CK_USER_TYPE userType, const Sess
     if (userType == CKU_USER && records.token->loggedIn) {
         return AnswerOnLoggedInCard(*records.session, *records.token);
     }
-    if (userType == CKU_CONTEXT_SPECIFIC && records.session->signManager.isLogged) {
+    if (userType == CKU_CONTEXT_SPECIFIC && OperationsOf(*records.session).signManager.isLogged) {
         return CKR_USER_ALREADY_LOGGED_IN;
     }
     return std::nullopt;
@@ -93,7 +93,7 @@ void CreateMissingObjects()
 void MarkLoggedIn(CK_USER_TYPE userType, const SessionRecords& records)
 {
     if (userType == CKU_CONTEXT_SPECIFIC) {
-        records.session->signManager.isLogged = true;
+        OperationsOf(*records.session).signManager.isLogged = true;
         return;
     }
     records.session->loggedIn = true;
@@ -148,12 +148,13 @@ CK_RV C_Logout(CK_SESSION_HANDLE hSession)
         SetLoggedInOfAllSessions(token->tokenId, false);
         token->loggedIn = false;
         session->loggedIn = false;
+        auto& operations = OperationsOf(*session);
         LOG_LINE(LogLevel_Debug, logoutFunction, "C_Logout: Digest manager reset");
-        session->digestManager.Reset();
+        operations.digestManager.Reset();
         LOG_LINE(LogLevel_Debug, logoutFunction, "C_Logout: Find object manager reset");
-        session->findObjectManager.Reset();
+        operations.findObjectManager.Reset();
         LOG_LINE(LogLevel_Debug, logoutFunction, "C_Logout: Sign manager reset");
-        session->signManager.Reset();
+        operations.signManager.Reset();
         session->sessionState = 0;
         LOG_LINE(LogLevel_Debug, logoutFunction, "C_Logout: StopTransaction going  to call");
         if (token->StopTransaction() != CKR_OK) {

@@ -164,8 +164,8 @@ CK_RV C_GetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, 
 
 CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount)
 {
-    return EntryFrame("C_FindObjectsInit").RunOnSession(hSession, [&](Session& session) {
-        FindObjectManager& search = session.findObjectManager;
+    return EntryFrame("C_FindObjectsInit").RunOnSession(hSession, [&](SessionOperations& operations) {
+        FindObjectManager& search = operations.findObjectManager;
         if (search.active) {
             return CKR_OPERATION_ACTIVE;
         }
@@ -194,7 +194,7 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject, C
             return CKR_OK;
         }
         LOG_LINE(LogLevel_Debug, function, "Going to search objects...");
-        FindObjectManager& search = session->findObjectManager;
+        FindObjectManager& search = OperationsOf(*session).findObjectManager;
         if (search.results.empty()) {
             search.Search(session->slotId);
         }
@@ -214,8 +214,8 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject, C
 
 CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE hSession)
 {
-    return EntryFrame("C_FindObjectsFinal").RunOnSession(hSession, [](Session& session) {
-        session.findObjectManager.Reset();
+    return EntryFrame("C_FindObjectsFinal").RunOnSession(hSession, [](SessionOperations& operations) {
+        operations.findObjectManager.Reset();
         return CKR_OK;
     });
 }

@@ -41,7 +41,7 @@ CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplicatio
                      ForLog(slotID));
             return CKR_SLOT_ID_INVALID;
         }
-        const auto session = std::make_shared<Session>(cache.sessionHandleCounter++, slot->slotId);
+        const auto session = MakeSession(cache.sessionHandleCounter++, slot->slotId);
         cache.AddSession(session);
         *phSession = session->handle;
 

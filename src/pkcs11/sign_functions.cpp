@@ -45,11 +45,11 @@ CK_RV SignOnce(SignManager& manager, std::unique_ptr<HexBinary>& signature)
 
 CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_SignInit").RunOnSession(hSession, [&](Session& session) {
-        if (session.signManager.active) {
+    return EntryFrame("C_SignInit").RunOnSession(hSession, [&](SessionOperations& operations) {
+        if (operations.signManager.active) {
             return CKR_OPERATION_ACTIVE;
         }
-        return session.signManager.Init(hSession, hKey, pMechanism);
+        return operations.signManager.Init(hSession, hKey, pMechanism);
     });
 }
 
@@ -62,7 +62,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, 
         if (found != CKR_OK) {
             return found;
         }
-        SignManager& manager = records.session->signManager;
+        SignManager& manager = OperationsOf(*records.session).signManager;
         if (!manager.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }

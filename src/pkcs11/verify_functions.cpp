@@ -4,11 +4,11 @@
 
 CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return EntryFrame("C_VerifyInit").RunOnSession(hSession, [&](Session& session) {
-        if (session.verifyManager.operation.active) {
+    return EntryFrame("C_VerifyInit").RunOnSession(hSession, [&](SessionOperations& operations) {
+        if (operations.verifyManager.operation.active) {
             return CKR_OPERATION_ACTIVE;
         }
-        return session.verifyManager.Init(hSession, hKey, pMechanism);
+        return operations.verifyManager.Init(hSession, hKey, pMechanism);
     });
 }
 
@@ -21,7 +21,7 @@ CK_RV C_Verify(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen
         if (found != CKR_OK) {
             return found;
         }
-        VerifyManager& manager = records.session->verifyManager;
+        VerifyManager& manager = OperationsOf(*records.session).verifyManager;
         if (!manager.operation.active) {
             return CKR_OPERATION_NOT_INITIALIZED;
         }

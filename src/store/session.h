@@ -1,27 +1,32 @@
-// One Cryptoki session, with the state of each operation that can run in it.
+// One Cryptoki session.
 #pragma once
 
-#include "src/operations/decryption_manager.h"
-#include "src/operations/digest_manager.h"
-#include "src/operations/encryption_manager.h"
-#include "src/operations/find_object_manager.h"
-#include "src/operations/sign_manager.h"
-#include "src/operations/verify_manager.h"
 #include "tavrik/cryptoki.h"
+
+#include <memory>
+#include <utility>
+
+// The state of the operations that can run in a session. The store keeps it and does not look into it.
+class OperationState
+{
+public:
+    OperationState() = default;
+    virtual ~OperationState() = default;
+    OperationState(const OperationState&) = delete;
+    OperationState& operator=(const OperationState&) = delete;
+};
 
 // Nothing is finished or told to the card when a session goes: an operation in progress simply ends with it.
 struct Session
 {
-    Session(CK_SESSION_HANDLE ownHandle, CK_SLOT_ID ownSlotId) : handle(ownHandle), slotId(ownSlotId) {}
+    Session(CK_SESSION_HANDLE ownHandle, CK_SLOT_ID ownSlotId, std::unique_ptr<OperationState> ownOperations)
+        : handle(ownHandle), slotId(ownSlotId), operations(std::move(ownOperations))
+    {
+    }
 
     const CK_SESSION_HANDLE handle;
     const CK_SLOT_ID slotId;
     uint32_t sessionState = 0; // written zero at login and logout, read by nothing
     bool loggedIn = false;     // the user is logged in as this session sees it
-    FindObjectManager findObjectManager;
-    SignManager signManager;
-    VerifyManager verifyManager;
-    DigestManager digestManager;
-    EncryptionManager encryptionManager;
-    DecryptionManager decryptionManager;
+    const std::unique_ptr<OperationState> operations;
 };

@@ -1,5 +1,6 @@
 #include "src/store/internal_cache.h"
 
+#include "src/operations/session_operations.h"
 #include "tests/unit/card/stub_card.h"
 #include "tests/unit/log/log_capture.h"
 #include "tests/unit/store/store_fixture.h"
@@ -228,7 +229,7 @@ TEST_F(InternalCacheTest, RemoveSessionTakesOneOutAndCallsNoCard)
     const auto card = AddCard("Reader", 1);
     const auto gone = AddSession(card.qualifiedSlot);
     const auto kept = AddSession(card.qualifiedSlot);
-    Cache().GetSession(gone)->signManager.active = true;
+    OperationsOf(*Cache().GetSession(gone)).signManager.active = true;
     EXPECT_TRUE(Cache().RemoveSession(gone));
     EXPECT_EQ(Cache().GetSession(gone), nullptr);
     EXPECT_NE(Cache().GetSession(kept), nullptr);
@@ -301,7 +302,7 @@ TEST_F(InternalCacheTest, RemoveCardTokenEndsSessionsBeforeSlotsAndTheTokenLast)
     const CK_SESSION_HANDLE handle = Cache().sessionHandleCounter++;
     Cache().AddCardToken(records.Make<CardToken>("token", tokenId, CardSession{3}, "Reader"));
     Cache().AddSlot(records.Make<Slot>("slot", slotId, tokenId, "Sig_ZEP"));
-    Cache().AddSession(records.Make<Session>("session", handle, slotId));
+    Cache().AddSession(records.Make<Session>("session", handle, slotId, nullptr));
     const std::weak_ptr<PkcsObject> object = Cache().GetObject(AddPublicKey(slotId));
     Cache().GetCardToken(tokenId)->StartTransaction();
 
@@ -326,7 +327,7 @@ TEST_F(InternalCacheTest, RemoveCardTokenEndsObjectsBeforeSessions)
     bool objectAtEnd = true;
     const auto handle = Cache().sessionHandleCounter++;
     Cache().AddSession(
-        std::shared_ptr<Session>(new Session(handle, card.qualifiedSlot), [&](Session* session) {
+        std::shared_ptr<Session>(new Session(handle, card.qualifiedSlot, nullptr), [&](Session* session) {
             objectAtEnd = !object.expired();
             delete session;
         }));
@@ -391,7 +392,7 @@ TEST_F(InternalCacheTest, ClearEndsSessionsThenSlotsThenTokens)
         const CK_SLOT_ID slotId = Cache().slotIdCounter++;
         Cache().AddCardToken(records.Make<CardToken>("token", tokenId, CardSession{3}, "Reader"));
         Cache().AddSlot(records.Make<Slot>("slot", slotId, tokenId, "Sig_ZEP"));
-        Cache().AddSession(records.Make<Session>("session", Cache().sessionHandleCounter++, slotId));
+        Cache().AddSession(records.Make<Session>("session", Cache().sessionHandleCounter++, slotId, nullptr));
     }
     Cache().Clear();
     EXPECT_EQ(records.ends,

@@ -1,5 +1,6 @@
 #include "tests/unit/store/store_fixture.h"
 
+#include "src/operations/session_operations.h"
 #include "tests/unit/card/stub_card.h"
 
 #include <cstring>
@@ -36,7 +37,7 @@ CK_SLOT_ID StoreTest::AddSlot(uint32_t tokenId, std::string_view label)
 CK_SESSION_HANDLE StoreTest::AddSession(CK_SLOT_ID slotId)
 {
     const CK_SESSION_HANDLE handle = Cache().sessionHandleCounter++;
-    Cache().AddSession(std::make_shared<Session>(handle, slotId));
+    Cache().AddSession(MakeSession(handle, slotId));
     return handle;
 }
 
