@@ -24,6 +24,11 @@ AttributeTemplate& AttributeTemplate::AddBytes(CK_ATTRIBUTE_TYPE type, const uin
     return *this;
 }
 
+AttributeTemplate& AttributeTemplate::AddBytes(CK_ATTRIBUTE_TYPE type, const std::vector<uint8_t>& bytes)
+{
+    return AddBytes(type, bytes.data(), bytes.size());
+}
+
 AttributeTemplate& AttributeTemplate::AddBytes(CK_ATTRIBUTE_TYPE type, const HexBinary& bytes)
 {
     return AddBytes(type, bytes.data, static_cast<std::size_t>(bytes.length));

@@ -18,6 +18,7 @@ public:
     AttributeTemplate& AddNumber(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
     AttributeTemplate& AddText(CK_ATTRIBUTE_TYPE type, std::string_view text);
     AttributeTemplate& AddBytes(CK_ATTRIBUTE_TYPE type, const uint8_t* data, std::size_t length);
+    AttributeTemplate& AddBytes(CK_ATTRIBUTE_TYPE type, const std::vector<uint8_t>& bytes);
     AttributeTemplate& AddBytes(CK_ATTRIBUTE_TYPE type, const HexBinary& bytes);
 
     [[nodiscard]] const CK_ATTRIBUTE* Records() const { return records.data(); }

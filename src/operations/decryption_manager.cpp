@@ -89,7 +89,7 @@ CK_RV DecryptionManager::DecryptOnCard(uint32_t certificateIndex, HexBinary& out
     const auto inputLength = static_cast<uint32_t>(inputData->length);
     std::vector<uint8_t> plain(inputLength);
     uint32_t plainLength = inputLength;
-    const CardStatus status = CardAPI_ES_DecryptData(token->cardSession, inputData->data, inputLength,
+    const CardStatus status = CardAPI_ES_DecryptData(token->card.session, inputData->data, inputLength,
                                                      plain.data(), &plainLength, certificateIndex);
     if (status != eStatusOk) {
         return CKR_FUNCTION_FAILED;

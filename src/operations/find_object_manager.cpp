@@ -23,7 +23,7 @@ void FindObjectManager::SetFilter(const CK_ATTRIBUTE* attributeTemplate, CK_ULON
 
 void FindObjectManager::Search(CK_SLOT_ID slotId)
 {
-    for (const auto& object : InternalCache::GetInstance().GetObjectRecordsOfSlot(slotId)) {
+    for (const auto& object : InternalCache::GetInstance().GetObjectsOfSlot(slotId)) {
         if (object->FilterMatches(filter)) {
             results.push_back(object->objectHandle);
         }

@@ -58,11 +58,12 @@ CardStatus SignOnCard(const CardToken& token, bool qualified, const HexBinary& d
         LOG_LINE(LogLevel_Debug, signFunction, "Going to sign data with QES key");
         LOG_LINE(LogLevel_Debug, signFunction, "DataToSign: %s", data.ToHexString().c_str());
         status =
-            CardAPI_QES_SignData(token.cardSession, data.data, dataLength, output.data, &outputLength, 0);
+            CardAPI_QES_SignData(token.card.session, data.data, dataLength, output.data, &outputLength, 0);
         LOG_LINE(LogLevel_Debug, signFunction, "Data was signed with QES key");
     } else {
         LOG_LINE(LogLevel_Debug, signFunction, "Going to sign data with ES key");
-        status = CardAPI_ES_SignData(token.cardSession, data.data, dataLength, output.data, &outputLength, 0);
+        status =
+            CardAPI_ES_SignData(token.card.session, data.data, dataLength, output.data, &outputLength, 0);
         LOG_LINE(LogLevel_Debug, signFunction, "Data was signed with ES key");
     }
     return status;

@@ -7,6 +7,7 @@
 #include "src/log/process_name.h"
 #include "src/platform/platform.h"
 #include "src/readers/monitoring_thread.h"
+#include "src/readers/slot_loading.h"
 #include "src/store/internal_cache.h"
 
 #include <algorithm>
@@ -124,7 +125,7 @@ CK_RV InitializePKCS11()
     }
 
     LOG_LINE(LogLevel_Debug, logFunction, "Going to initialize Internal cache");
-    InternalCache::GetInstance().Clear();
+    EndCardSessions(InternalCache::GetInstance().Clear());
     LOG_LINE(LogLevel_Debug, logFunction, "Internal cache initialized");
 
     LOG_LINE(LogLevel_Debug, logFunction, "Going to start MonitoringThread");

@@ -4,7 +4,7 @@
 #include "src/operations/code_verification.h"
 #include "src/operations/secret_code.h"
 #include "src/pkcs11/entry_frame.h"
-#include "src/readers/slot_loading.h"
+#include "src/readers/slot_objects.h"
 #include "src/store/session_records.h"
 
 #include <optional>
@@ -16,11 +16,8 @@ constexpr char logoutFunction[] = "C_Logout";
 
 void SetLoggedInOfAllSessions(uint32_t tokenId, bool loggedIn)
 {
-    const auto& cache = InternalCache::GetInstance();
-    for (const CK_SESSION_HANDLE handle : cache.GetSessionsOfToken(tokenId)) {
-        if (const auto session = cache.GetSession(handle); session != nullptr) {
-            session->loggedIn = loggedIn;
-        }
+    for (const auto& session : InternalCache::GetInstance().GetSessionsOfToken(tokenId)) {
+        session->loggedIn = loggedIn;
     }
 }
 
@@ -29,7 +26,7 @@ void SetLoggedInOfAllSessions(uint32_t tokenId, bool loggedIn)
 std::optional<CK_RV> AnswerOnLoggedInCard(Session& session, CardToken& token)
 {
     LOG_LINE(LogLevel_Debug, loginFunction, "C_Login: Card token login state is set to true");
-    if (!token.IsSecureMessagingActive()) {
+    if (!token.card.IsSecureMessagingActive()) {
         LOG_LINE(LogLevel_Debug, loginFunction, "C_Login: SM was broken on card");
         session.sessionState = 0;
         token.loggedIn = false;
@@ -84,7 +81,7 @@ void CreateMissingObjects()
 {
     const auto& cache = InternalCache::GetInstance();
     for (const auto& slot : cache.GetSlots()) {
-        if (cache.GetObjectsOfSlot(slot->slotId).empty()) {
+        if (!cache.HasObjectsOfSlot(slot->slotId)) {
             CreateSlotObjects(slot->slotId);
         }
     }
@@ -112,14 +109,14 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
         if (found != CKR_OK) {
             return found;
         }
-        if (records.token->StartTransaction() != CKR_OK) {
+        if (!records.token->card.StartTransaction()) {
             LOG_LINE(LogLevel_Debug, loginFunction,
                      "Cannot open new transaction, another transaction on this token already active");
         }
         if (const auto answer = AnswerWithoutVerification(userType, records)) {
             return *answer;
         }
-        const CK_RV verified = Verify(userType, records.token->cardSession, pPin, ulPinLen);
+        const CK_RV verified = Verify(userType, records.token->card.session, pPin, ulPinLen);
         if (verified == CKR_OK) {
             MarkLoggedIn(userType, records);
         }
@@ -157,7 +154,7 @@ CK_RV C_Logout(CK_SESSION_HANDLE hSession)
         operations.signManager.Reset();
         session->sessionState = 0;
         LOG_LINE(LogLevel_Debug, logoutFunction, "C_Logout: StopTransaction going  to call");
-        if (token->StopTransaction() != CKR_OK) {
+        if (!token->card.StopTransaction()) {
             LOG_LINE(LogLevel_Debug, logoutFunction,
                      "Cannot call StopTransaction, no active transaction exists on card");
         }

@@ -25,7 +25,7 @@ CardKeyInfo AskForKeyInfo(const Slot& slot, CardToken& token)
     CardKeyInfo keyInfo{};
     if (FindKeyInfo(slot.slotId) == nullptr) {
         const auto getKeyInfo = slot.label == qualifiedLabel ? CardAPI_QES_GetKeyInfo : CardAPI_ES_GetKeyInfo;
-        getKeyInfo(token.cardSession, 0, &keyInfo, true);
+        getKeyInfo(token.card.session, 0, &keyInfo, true);
         token.keyInfoBySlot[slot.slotId] = keyInfo;
     }
     return keyInfo;

@@ -4,6 +4,7 @@
 #include "src/log/logger.h"
 #include "src/operations/key_attributes.h"
 #include "src/pkcs11/entry_frame.h"
+#include "src/readers/slot_objects.h"
 #include "src/store/internal_cache.h"
 
 #include <algorithm>
@@ -129,9 +130,7 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_
         if (!ReadPublicKeyTemplate(pTemplate, ulCount, request)) {
             return CKR_ATTRIBUTE_TYPE_INVALID;
         }
-        CK_OBJECT_HANDLE handle = 0;
-        cache.AddPubKeyObjects(session->slotId, {request.keyInfo}, handle, request.verify);
-        *phObject = handle;
+        *phObject = AddPublicKeyObject(session->slotId, request.keyInfo, request.verify);
         return CKR_OK;
     });
 }

@@ -15,7 +15,7 @@ void ReleaseCardAfterLastSession(CardToken& token, const char* function)
         return;
     }
     token.loggedIn = false;
-    if (token.StopTransaction() != CKR_OK) {
+    if (!token.card.StopTransaction()) {
         LOG_LINE(LogLevel_Debug, function,
                  "Cannot call StopTransaction, no active transaction exists on card");
     }
@@ -51,7 +51,7 @@ CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplicatio
             return CKR_TOKEN_NOT_PRESENT;
         }
         session->loggedIn = token->loggedIn;
-        if (token->StartTransaction() != CKR_OK) {
+        if (!token->card.StartTransaction()) {
             LOG_LINE(LogLevel_Debug, function,
                      "Cannot open new transaction, another transaction already active");
         }

@@ -71,7 +71,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, 
             return CKR_OK;
         }
         manager.SetData(std::make_unique<HexBinary>(pData, static_cast<int32_t>(ulDataLen), true));
-        const CK_RV authorised = AuthoriseSignature(manager, *records.slot, records.token->cardSession);
+        const CK_RV authorised = AuthoriseSignature(manager, *records.slot, records.token->card.session);
         if (authorised != CKR_OK) {
             return authorised;
         }

@@ -34,7 +34,7 @@ std::string TextOf(const char (&field)[width])
 void FillTokenInfo(const Slot& slot, const CardToken& token, CK_TOKEN_INFO& info)
 {
     info = {};
-    const CardTokenInfo tokenInfo = AskForTokenInfo(token.cardSession);
+    const CardTokenInfo tokenInfo = AskForTokenInfo(token.card.session);
     CopyBlankPadded(info.label, sizeof(info.label), slot.label.c_str());
     CopyBlankPadded(info.manufacturerID, sizeof(info.manufacturerID), TextOf(tokenInfo.manufacturer).c_str());
     CopyBlankPadded(info.model, sizeof(info.model), TextOf(tokenInfo.model).c_str());

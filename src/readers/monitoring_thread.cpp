@@ -52,7 +52,7 @@ FailedEvent& LastFailedEvent()
 void UnloadSlotList(const std::string& readerName, CardSession cardSession)
 {
     if (cardSession != 0) {
-        InternalCache::GetInstance().RemoveCardToken(readerName);
+        EndCardSessions(InternalCache::GetInstance().RemoveCardToken(readerName));
     }
 }
 

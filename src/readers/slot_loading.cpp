@@ -7,8 +7,7 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
-#include <utility>
+#include <exception>
 
 namespace {
 
@@ -43,13 +42,13 @@ std::shared_ptr<Slot> MakeSlot(CK_SLOT_ID slotId, uint32_t tokenId, std::string_
 {
     auto slot = std::make_shared<Slot>(slotId, tokenId, label);
     const auto token = InternalCache::GetInstance().GetCardToken(tokenId);
-    if (token == nullptr || token->cardSession == 0) {
+    if (token == nullptr || token->card.session == 0) {
         return slot;
     }
     const std::string description = token->readerName + "; " + slot->label;
     CopyBlankPadded(slot->info.slotDescription, sizeof(slot->info.slotDescription), description.c_str());
-    DescribeToken(token->cardSession, slot->info);
-    slot->info.flags = SlotFlags(token->cardSession);
+    DescribeToken(token->card.session, slot->info);
+    slot->info.flags = SlotFlags(token->card.session);
     return slot;
 }
 
@@ -99,32 +98,6 @@ void AddCardsInAllReaders()
     }
 }
 
-// What the card holds for one slot: parsed certificates and their key records, in step.
-struct SlotContents
-{
-    InternalCache::CertificateList certificates;
-    std::vector<CardKeyInfo> keyInfos;
-};
-
-// A certificate that doesn't parse is left out of both lists, so that the later ones move up.
-void ParseCertificate(const CardCertificate& certificate, const CardKeyInfo& keyInfo, uint32_t index,
-                      const std::string& label, SlotContents& contents)
-{
-    constexpr char logFunction[] = "CreateSlotObjects";
-    LOG_LINE(LogLevel_Debug, logFunction, "Going to parse X509 certificate");
-    LOG_LINE(LogLevel_Debug, logFunction, "Certificate data going to parse");
-    try {
-        const std::size_t length = std::min<std::size_t>(certificate.length, sizeof(certificate.data));
-        auto parsed = std::make_unique<Botan::X509_Certificate>(certificate.data, length);
-        LOG_LINE(LogLevel_Debug, logFunction, "X509 certificate parsed");
-        contents.certificates.push_back(std::move(parsed));
-        contents.keyInfos.push_back(keyInfo);
-    } catch (...) {
-        LOG_LINE(LogLevel_Error, logFunction, "Parsing certificate number: %u for %s slot failed", index,
-                 label.c_str());
-    }
-}
-
 } // namespace
 
 void LoadSlotList(CardSession cardSession, const std::string& readerName)
@@ -141,36 +114,22 @@ void LoadSlotList(CardSession cardSession, const std::string& readerName)
     LOG_LINE(LogLevel_Debug, logFunction, "LoadSlotList call end");
 }
 
-void CreateSlotObjects(CK_SLOT_ID slotId)
+void EndCardSessions(std::vector<std::shared_ptr<CardToken>> tokens)
 {
-    constexpr char logFunction[] = "CreateSlotObjects";
-    auto& cache = InternalCache::GetInstance();
-    const auto slot = cache.GetSlot(slotId);
-    const auto token = slot == nullptr ? nullptr : cache.GetCardToken(slot->tokenId);
-    if (token == nullptr || (slot->label != qualifiedLabel && slot->label != ordinaryLabel)) {
-        return; // the card has gone meanwhile, or the slot is of no key family
-    }
-
-    const auto certificates = std::make_unique<CardCertificate[]>(maxCertificates);
-    const auto keyInfos = std::make_unique<CardKeyInfo[]>(maxCertificates);
-    uint32_t count = 0;
-    const auto getCertificates =
-        slot->label == qualifiedLabel ? CardAPI_QES_GetCertificates : CardAPI_ES_GetCertificates;
-    const CardStatus status = getCertificates(token->cardSession, certificates.get(), &count, keyInfos.get());
-    LOG_LINE(LogLevel_Debug, logFunction, "CardAPI_QES_GetCertificates call end");
-
-    SlotContents contents;
-    if (status == eStatusOk) {
-        for (uint32_t index = 0; index < std::min(count, maxCertificates); ++index) {
-            ParseCertificate(certificates[index], keyInfos[index], index, slot->label, contents);
+    std::exception_ptr failure;
+    for (auto& token : tokens) {
+        try {
+            if (token.use_count() == 1) {
+                token->card.End();
+            }
+        } catch (...) {
+            failure = failure == nullptr ? std::current_exception() : failure;
         }
+        token = nullptr;
     }
-    if (count > maxCertificates) {
-        LOG_LINE(LogLevel_Debug, logFunction, "NumOfCerts is greater then MAX_CERTIFICATES_BUFFER...");
+    if (failure != nullptr) {
+        std::rethrow_exception(failure);
     }
-    cache.AddCertificateObjects(slotId, contents.certificates);
-    cache.AddPrivKeyObjects(slotId, contents.keyInfos, contents.certificates);
-    LOG_LINE(LogLevel_Debug, logFunction, "Creating slot objects end");
 }
 
 std::string NarrowReaderName(const char16_t* readerName)

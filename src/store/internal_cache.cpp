@@ -3,35 +3,20 @@
 #include "src/log/logger.h"
 
 #include <algorithm>
-#include <exception>
+#include <iterator>
 #include <utility>
 
-// Where a record is taken out, the variable that receives it stands before the guard: the lock is then let go
-// before the record ends.
+// Where records are taken out, the variable that receives them stands before the guard: the lock is then given up
+// before the records end.
 
 namespace {
 
 constexpr uint32_t onlyGroup = 0;
 
-// Lets go of tokens that are in the store no more. Each that no call is at work with ends its card session
-// here; what the card side throws is thrown when all have gone, the first of it when there is more. A token
-// that is still in use ends with its last user.
-void LetGo(std::vector<std::shared_ptr<CardToken>>& tokens)
+template <typename Record>
+void MoveTo(std::vector<std::shared_ptr<Record>>& all, std::vector<std::shared_ptr<Record>> more)
 {
-    std::exception_ptr failure;
-    for (auto& token : tokens) {
-        try {
-            if (token.use_count() == 1) {
-                token->EndCardSession();
-            }
-        } catch (...) {
-            failure = failure == nullptr ? std::current_exception() : failure;
-        }
-        token = nullptr;
-    }
-    if (failure != nullptr) {
-        std::rethrow_exception(failure);
-    }
+    all.insert(all.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
 } // namespace
@@ -55,7 +40,7 @@ void InternalCache::AddCardToken(const std::shared_ptr<CardToken>& token)
         return;
     }
     {
-        const std::lock_guard<std::mutex> guard(listLock);
+        const MutexLock guard(lock);
         cardTokens.Append(token->tokenId, onlyGroup, token);
     }
     LOG_LINE(LogLevel_Debug, "InternalCache::AddCardToken", "New card token added in reader: %s",
@@ -66,7 +51,7 @@ void InternalCache::AddSlot(const std::shared_ptr<Slot>& slot)
 {
     LOG_LINE(LogLevel_Debug, "InternalCache::AddSlot", "New slot added");
     if (slot != nullptr) {
-        const std::lock_guard<std::mutex> guard(listLock);
+        const MutexLock guard(lock);
         slots.Append(slot->slotId, slot->tokenId, slot);
     }
 }
@@ -75,42 +60,40 @@ void InternalCache::AddSession(const std::shared_ptr<Session>& session)
 {
     LOG_LINE(LogLevel_Debug, "InternalCache::AddSession", "New session added");
     if (session != nullptr) {
-        const std::lock_guard<std::mutex> guard(listLock);
+        const MutexLock guard(lock);
         sessions.Append(session->handle, session->slotId, session);
     }
 }
 
-void InternalCache::AddObject(std::shared_ptr<PkcsObject> object)
+void InternalCache::AddObject(const std::shared_ptr<PkcsObject>& object)
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     if (slots.Find(object->slotId) != nullptr) {
-        const auto handle = object->objectHandle;
-        const auto slotId = object->slotId;
-        objects.Append(handle, slotId, std::move(object));
+        objects.Append(object->objectHandle, object->slotId, object);
     }
 }
 
 std::shared_ptr<CardToken> InternalCache::GetCardToken(uint32_t tokenId) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return cardTokens.Find(tokenId);
 }
 
 std::shared_ptr<Slot> InternalCache::GetSlot(CK_SLOT_ID slotId) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return slots.Find(slotId);
 }
 
 std::shared_ptr<Session> InternalCache::GetSession(CK_SESSION_HANDLE handle) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return sessions.Find(handle);
 }
 
 std::shared_ptr<PkcsObject> InternalCache::GetObject(CK_OBJECT_HANDLE handle) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return objects.Find(handle);
 }
 
@@ -123,136 +106,95 @@ std::shared_ptr<CardToken> InternalCache::GetCardTokenOfSession(CK_SESSION_HANDL
 
 std::vector<std::shared_ptr<Slot>> InternalCache::GetSlots() const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return slots.All();
 }
 
-std::vector<CK_SESSION_HANDLE> InternalCache::GetSessionsOfToken(uint32_t tokenId) const
+std::vector<std::shared_ptr<Session>> InternalCache::GetSessionsOfToken(uint32_t tokenId) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
-    std::vector<CK_SESSION_HANDLE> handles;
+    std::vector<std::shared_ptr<Session>> ofToken;
+    const MutexLock guard(lock);
     for (const CK_SLOT_ID slotId : slots.IdsOfGroup(tokenId)) {
-        const auto ofSlot = sessions.IdsOfGroup(slotId);
-        handles.insert(handles.end(), ofSlot.begin(), ofSlot.end());
+        MoveTo(ofToken, sessions.OfGroup(slotId));
     }
-    return handles;
+    return ofToken;
 }
 
 std::vector<CK_SESSION_HANDLE> InternalCache::GetSessionsOfSlot(CK_SLOT_ID slotId) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return sessions.IdsOfGroup(slotId);
-}
-
-std::vector<CK_OBJECT_HANDLE> InternalCache::GetObjectsOfSlot(CK_SLOT_ID slotId) const
-{
-    const std::lock_guard<std::mutex> guard(listLock);
-    return objects.IdsOfGroup(slotId);
 }
 
 std::vector<std::shared_ptr<PkcsObject>> InternalCache::GetObjects() const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return objects.All();
 }
 
-std::vector<std::shared_ptr<PkcsObject>> InternalCache::GetObjectRecordsOfSlot(CK_SLOT_ID slotId) const
+std::vector<std::shared_ptr<PkcsObject>> InternalCache::GetObjectsOfSlot(CK_SLOT_ID slotId) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     return objects.OfGroup(slotId);
 }
 
 bool InternalCache::HasSessionsOfToken(uint32_t tokenId) const
 {
-    const std::lock_guard<std::mutex> guard(listLock);
-    const auto slotIds = slots.IdsOfGroup(tokenId);
-    return std::any_of(slotIds.begin(), slotIds.end(),
-                       [this](CK_SLOT_ID slotId) { return sessions.HasGroup(slotId); });
+    const MutexLock guard(lock);
+    for (const CK_SLOT_ID slotId : slots.IdsOfGroup(tokenId)) {
+        if (sessions.HasGroup(slotId)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool InternalCache::HasObjectsOfSlot(CK_SLOT_ID slotId) const
+{
+    const MutexLock guard(lock);
+    return objects.HasGroup(slotId);
 }
 
 bool InternalCache::RemoveSession(CK_SESSION_HANDLE handle)
 {
     std::shared_ptr<Session> removed;
-    const std::lock_guard<std::mutex> guard(listLock);
+    const MutexLock guard(lock);
     removed = sessions.Take(handle);
     return removed != nullptr;
 }
 
-void InternalCache::RemoveCardToken(const std::string& readerName)
+std::vector<std::shared_ptr<CardToken>> InternalCache::RemoveCardToken(const std::string& readerName)
 {
-    auto tokens = TokensOfReader(readerName);
-    for (const auto& token : tokens) {
-        const auto slotIds = SlotsOfToken(token->tokenId);
-        RemoveObjectsOfSlots(slotIds);
-        RemoveSessionsOfSlots(slotIds);
-        RemoveSlots(slotIds);
-        {
-            const std::lock_guard<std::mutex> guard(listLock);
-            cardTokens.Take(token->tokenId);
-        }
-    }
-    LetGo(tokens);
-}
-
-void InternalCache::RemoveObjectsOfSlots(const std::vector<CK_SLOT_ID>& slotIds)
-{
-    for (const CK_SLOT_ID slotId : slotIds) {
-        std::vector<std::shared_ptr<PkcsObject>> removed;
-        const std::lock_guard<std::mutex> guard(listLock);
-        removed = objects.TakeGroup(slotId);
-    }
-}
-
-void InternalCache::RemoveSessionsOfSlots(const std::vector<CK_SLOT_ID>& slotIds)
-{
-    for (const CK_SLOT_ID slotId : slotIds) {
-        std::vector<std::shared_ptr<Session>> removed;
-        const std::lock_guard<std::mutex> guard(listLock);
-        removed = sessions.TakeGroup(slotId);
-    }
-}
-
-void InternalCache::RemoveSlots(const std::vector<CK_SLOT_ID>& slotIds)
-{
-    for (const CK_SLOT_ID slotId : slotIds) {
-        std::shared_ptr<Slot> removed;
-        const std::lock_guard<std::mutex> guard(listLock);
-        removed = slots.Take(slotId);
-    }
-}
-
-void InternalCache::Clear()
-{
-    std::vector<std::shared_ptr<Session>> oldSessions;
-    std::vector<std::shared_ptr<Slot>> oldSlots;
-    std::vector<std::shared_ptr<CardToken>> oldTokens;
-    {
-        const std::lock_guard<std::mutex> guard(listLock);
-        oldSessions = sessions.TakeAll();
-        oldSlots = slots.TakeAll();
-        oldTokens = cardTokens.TakeAll();
-    }
-    oldSessions.clear();
-    oldSlots.clear();
-    LetGo(oldTokens);
-}
-
-std::vector<std::shared_ptr<CardToken>> InternalCache::TokensOfReader(const std::string& readerName) const
-{
-    const std::lock_guard<std::mutex> guard(listLock);
     std::vector<std::shared_ptr<CardToken>> tokens;
-    for (auto& token : cardTokens.All()) {
+    Removed removed;
+    const MutexLock guard(lock);
+    for (const auto& token : cardTokens.All()) {
         if (token->readerName == readerName) {
-            tokens.push_back(std::move(token));
+            TakeSlotsOfToken(token->tokenId, removed);
+            tokens.push_back(cardTokens.Take(token->tokenId));
         }
     }
     return tokens;
 }
 
-std::vector<CK_SLOT_ID> InternalCache::SlotsOfToken(uint32_t tokenId) const
+std::vector<std::shared_ptr<CardToken>> InternalCache::Clear()
 {
-    const std::lock_guard<std::mutex> guard(listLock);
-    return slots.IdsOfGroup(tokenId);
+    Removed removed;
+    const MutexLock guard(lock);
+    removed.objects = objects.TakeAll();
+    removed.sessions = sessions.TakeAll();
+    removed.slots = slots.TakeAll();
+    return cardTokens.TakeAll();
+}
+
+// With their sessions and objects, so that nothing is added to a slot that has gone.
+void InternalCache::TakeSlotsOfToken(uint32_t tokenId, Removed& removed)
+{
+    for (const CK_SLOT_ID slotId : slots.IdsOfGroup(tokenId)) {
+        MoveTo(removed.objects, objects.TakeGroup(slotId));
+        MoveTo(removed.sessions, sessions.TakeGroup(slotId));
+    }
+    MoveTo(removed.slots, slots.TakeGroup(tokenId));
 }
 
 std::shared_ptr<const CardKeyInfo> FindKeyInfo(CK_SLOT_ID slotId)

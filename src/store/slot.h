@@ -11,13 +11,12 @@
 inline constexpr std::string_view qualifiedLabel = "Sig_ZEP";
 inline constexpr std::string_view ordinaryLabel = "Sig_EP";
 
-// Takes its objects out of the store when it goes.
 struct Slot
 {
-    Slot(CK_SLOT_ID id, uint32_t ownTokenId, std::string_view ownLabel);
-    ~Slot();
-    Slot(const Slot&) = delete;
-    Slot& operator=(const Slot&) = delete;
+    Slot(CK_SLOT_ID id, uint32_t ownTokenId, std::string_view ownLabel)
+        : slotId(id), tokenId(ownTokenId), label(ownLabel)
+    {
+    }
 
     const CK_SLOT_ID slotId;
     const uint32_t tokenId;

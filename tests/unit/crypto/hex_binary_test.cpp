@@ -9,7 +9,7 @@
 
 namespace {
 
-std::vector<uint8_t> BytesOf(const HexBinary& value)
+std::vector<uint8_t> ContentsOf(const HexBinary& value)
 {
     return {value.data, value.data + value.length};
 }
@@ -66,7 +66,7 @@ TEST(HexBinary, CopyingConstructorMakesABlockOfItsOwn)
     const HexBinary value(bytes, 3, true);
     EXPECT_NE(value.data, bytes);
     bytes[0] = 9;
-    EXPECT_EQ(BytesOf(value), (std::vector<uint8_t>{1, 2, 3}));
+    EXPECT_EQ(ContentsOf(value), (std::vector<uint8_t>{1, 2, 3}));
 }
 
 TEST(HexBinary, CopyingConstructorTakesNoBytes)
@@ -104,21 +104,21 @@ TEST(HexBinary, UnavailableValueHasNullDataAndLengthMinusOne)
 TEST(HexBinary, HexConstructorDecodesPairs)
 {
     const HexBinary value(std::string("00FF"));
-    EXPECT_EQ(BytesOf(value), (std::vector<uint8_t>{0, 255}));
+    EXPECT_EQ(ContentsOf(value), (std::vector<uint8_t>{0, 255}));
     EXPECT_EQ(value.ToHexString(), "00FF");
 }
 
 TEST(HexBinary, HexConstructorTakesLowercaseAndGivesUppercaseBack)
 {
     const HexBinary value(std::string("00ff"));
-    EXPECT_EQ(BytesOf(value), (std::vector<uint8_t>{0, 255}));
+    EXPECT_EQ(ContentsOf(value), (std::vector<uint8_t>{0, 255}));
     EXPECT_EQ(value.ToHexString(), "00FF");
 }
 
 TEST(HexBinary, HexConstructorTakesMixedCase)
 {
     const HexBinary value(std::string("aBcDeF0123456789"));
-    EXPECT_EQ(BytesOf(value), (std::vector<uint8_t>{0xAB, 0xCD, 0xEF, 0x01, 0x23, 0x45, 0x67, 0x89}));
+    EXPECT_EQ(ContentsOf(value), (std::vector<uint8_t>{0xAB, 0xCD, 0xEF, 0x01, 0x23, 0x45, 0x67, 0x89}));
 }
 
 TEST(HexBinary, HexConstructorAndTextAreInverseForEveryByte)
@@ -131,7 +131,7 @@ TEST(HexBinary, HexConstructorAndTextAreInverseForEveryByte)
         static_cast<void>(snprintf(expected, sizeof(expected), "%02X", static_cast<unsigned>(byte)));
         EXPECT_EQ(text, expected);
         const HexBinary back(text);
-        EXPECT_EQ(BytesOf(back), std::vector<uint8_t>{byte});
+        EXPECT_EQ(ContentsOf(back), std::vector<uint8_t>{byte});
     }
 }
 
@@ -268,7 +268,7 @@ TEST(HexBinary, FromByteVectorTakesTheBytesAndFreesTheVector)
 {
     std::vector<uint8_t> vector{1, 2, 3};
     const std::unique_ptr<HexBinary> value(HexBinary::FromByteVector(vector));
-    EXPECT_EQ(BytesOf(*value), (std::vector<uint8_t>{1, 2, 3}));
+    EXPECT_EQ(ContentsOf(*value), (std::vector<uint8_t>{1, 2, 3}));
     EXPECT_TRUE(vector.empty());
     EXPECT_EQ(vector.capacity(), 0U);
 }

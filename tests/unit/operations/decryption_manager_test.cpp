@@ -205,11 +205,3 @@ TEST_F(DecryptionManagerTest, LengthThatTheCardMakesUpIsNotBelieved)
         EXPECT_EQ(Output(), Bytes(3, 'x'));
     }
 }
-
-TEST_F(DecryptionManagerTest, CertificatesThatHaveLeftAreMissed)
-{
-    AddMatch(0);
-    ASSERT_EQ(Init(key), 0U);
-    Cache().RemoveObjectsOfSlots({card.qualifiedSlot});
-    EXPECT_EQ(Decrypt({1}), CKR_KEY_HANDLE_INVALID);
-}

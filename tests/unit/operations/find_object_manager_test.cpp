@@ -17,21 +17,12 @@ using Handles = std::vector<CK_OBJECT_HANDLE>;
 
 } // namespace
 
-TEST_F(FindObjectManagerTest, BeginsIdle)
+TEST_F(FindObjectManagerTest, IsNotActiveAtFirst)
 {
     EXPECT_FALSE(manager.active);
     EXPECT_EQ(manager.cursor, 0U);
     EXPECT_TRUE(manager.filter.empty());
     EXPECT_TRUE(manager.results.empty());
-}
-
-TEST_F(FindObjectManagerTest, IsIdleInANewSession)
-{
-    const Session session(1, 1);
-    EXPECT_FALSE(session.findObjectManager.active);
-    EXPECT_EQ(session.findObjectManager.cursor, 0U);
-    EXPECT_TRUE(session.findObjectManager.filter.empty());
-    EXPECT_TRUE(session.findObjectManager.results.empty());
 }
 
 TEST_F(FindObjectManagerTest, SetFilterCopiesEachRecord)

@@ -101,7 +101,7 @@ TEST_F(RsaOperationTest, EmptyPermissionIsNone)
 TEST_F(RsaOperationTest, KeyOutlivesItsPlaceInTheStore)
 {
     ASSERT_EQ(Begin(key), 0U);
-    Cache().RemoveObjectsOfSlots({card.ordinarySlot});
+    Cache().RemoveCardToken("Reader");
     EXPECT_EQ(Cache().GetObject(key), nullptr);
     uint32_t length = 0;
     EXPECT_EQ(Length(length), 0U);

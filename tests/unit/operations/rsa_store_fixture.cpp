@@ -1,5 +1,6 @@
 #include "tests/unit/operations/rsa_store_fixture.h"
 
+#include "src/readers/slot_objects.h"
 #include "tests/unit/crypto/rsa_test_keys.h"
 
 #include <algorithm>
@@ -14,9 +15,7 @@ CK_OBJECT_HANDLE RsaStoreTest::AddKey(const Bytes& modulus, const Bytes& exponen
     std::copy(modulus.begin(), modulus.end(), info.modulus);
     info.publicExponentLength = exponent.size();
     std::copy(exponent.begin(), exponent.end(), info.publicExponent);
-    CK_OBJECT_HANDLE handle = 0;
-    Cache().AddPubKeyObjects(card.ordinarySlot, {info}, handle, 1);
-    return handle;
+    return AddPublicKeyObject(card.ordinarySlot, info, CK_TRUE);
 }
 
 void RsaStoreTest::RemoveAttribute(PkcsObject& object, CK_ATTRIBUTE_TYPE type)

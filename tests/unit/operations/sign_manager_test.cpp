@@ -516,46 +516,30 @@ TEST_F(SignManagerTest, DataAreTestedBeforeTheLabel)
     EXPECT_EQ(Sign({1}), 7U);
 }
 
-TEST_F(SignManagerTest, UnknownSessionIsTheFirstFault)
+TEST_F(SignManagerTest, MissingRecordsAreReportedInTheirOrder)
 {
+    const auto other = AddCard("Other Reader", cardSession + 1);
     key = AddPrivateKey(card.qualifiedSlot, 2);
-    ASSERT_EQ(Init(0xFFFF, key), 0U);
-    Cache().RemoveObjectsOfSlots({card.qualifiedSlot});
-    LogCapture log;
-    EXPECT_EQ(Sign({1}), 179U);
-    EXPECT_EQ(log.Lines(), (std::vector<LoggedLine>{
-                               {" ERR", "PKCS11_FUNCTION_LEAVING, result b3 CKR_SESSION_HANDLE_INVALID",
-                                "SignManager::Sign", ""}}));
-}
-
-TEST_F(SignManagerTest, UnknownSlotIsTheNextFault)
-{
-    Begin(card.qualifiedSlot, 2);
-    Cache().RemoveSlots({card.qualifiedSlot});
-    LogCapture log;
-    EXPECT_EQ(Sign({1}), 3U);
-    EXPECT_EQ(log.Lines().back().message, "PKCS11_FUNCTION_LEAVING, result 3 CKR_SLOT_ID_INVALID");
-}
-
-TEST_F(SignManagerTest, UnknownTokenIsTheNextFault)
-{
-    const auto slotId = AddSlot(0xFFFF, "Sig_ZEP");
-    Begin(slotId, 2);
-    Cache().RemoveObjectsOfSlots({slotId});
-    LogCapture log;
-    EXPECT_EQ(Sign({1}), 224U);
-    EXPECT_EQ(log.Lines().back().message, "PKCS11_FUNCTION_LEAVING, result e0 CKR_TOKEN_NOT_PRESENT");
-}
-
-TEST_F(SignManagerTest, UnknownKeyIsTheNextFault)
-{
-    Begin(card.qualifiedSlot, 2);
-    Cache().RemoveObjectsOfSlots({card.qualifiedSlot});
-    LogCapture log;
-    EXPECT_EQ(Sign({1}), 96U);
-    EXPECT_EQ(log.Lines().back(),
-              (LoggedLine{" ERR", "PKCS11_FUNCTION_LEAVING, result 60 CKR_KEY_HANDLE_INVALID",
-                          "SignManager::Sign", ""}));
+    const CK_SESSION_HANDLE withoutSlot = AddSession(0xFFFF);
+    const CK_SESSION_HANDLE withoutToken = AddSession(AddSlot(0xFFFF, "Sig_ZEP"));
+    const CK_SESSION_HANDLE withoutKey = AddSession(other.qualifiedSlot);
+    const std::pair<CK_SESSION_HANDLE, CK_RV> faults[] = {{0xFFFF, CKR_SESSION_HANDLE_INVALID},
+                                                          {withoutSlot, CKR_SLOT_ID_INVALID},
+                                                          {withoutToken, CKR_TOKEN_NOT_PRESENT},
+                                                          {withoutKey, CKR_KEY_HANDLE_INVALID}};
+    std::vector<SignManager> managers(std::size(faults));
+    const CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    for (std::size_t i = 0; i < std::size(faults); ++i) {
+        ASSERT_EQ(managers[i].Init(faults[i].first, key, &mechanism), CKR_OK);
+        managers[i].SetData(std::make_unique<HexBinary>("01")); // no DigestInfo
+    }
+    Cache().RemoveCardToken("Reader");
+    for (std::size_t i = 0; i < std::size(faults); ++i) {
+        LogCapture log;
+        EXPECT_EQ(managers[i].Sign(signature), faults[i].second);
+        EXPECT_EQ(log.Lines().size(), 1U);
+    }
+    EXPECT_TRUE(StubCard().signCalls.empty());
 }
 
 TEST_F(SignManagerTest, ShorterSignatureIsGivenInItsLength)

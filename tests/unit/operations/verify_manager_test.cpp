@@ -160,7 +160,7 @@ TEST_F(VerifyManagerTest, InitForgetsWhatWasMadeOfTheKey)
 TEST_F(VerifyManagerTest, KeyOutlivesItsPlaceInTheStore)
 {
     ASSERT_EQ(Init(key), 0U);
-    Cache().RemoveObjectsOfSlots({card.ordinarySlot});
+    Cache().RemoveCardToken("Reader");
     SetGoodData();
     ExpectResult(true);
 }

@@ -139,7 +139,7 @@ TEST_F(MonitoringThreadTest, InsertionAddsTheCardOnItsSession)
     Send(3, u"Reader", 42);
     const auto slots = Cache().GetSlots();
     ASSERT_EQ(slots.size(), 2U);
-    EXPECT_EQ(Cache().GetCardToken(slots[0]->tokenId)->cardSession, 42U);
+    EXPECT_EQ(Cache().GetCardToken(slots[0]->tokenId)->card.session, 42U);
     EXPECT_EQ(Cache().GetCardToken(slots[0]->tokenId)->readerName, "Reader");
 }
 

@@ -4,8 +4,8 @@
 #include "tests/unit/log/log_capture.h"
 #include "tests/unit/store/store_fixture.h"
 
-#include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 namespace {
 
@@ -18,17 +18,6 @@ protected:
         StubCard().readers = names;
         StubCard().readerCount = static_cast<int32_t>(names.size());
         StubCard().nextSession = 100;
-    }
-
-    // What the card holds for either key family: `certificates` as they are and a key record for each.
-    static void SetCertificates(const std::vector<Bytes>& certificates)
-    {
-        StubCard().certificates = certificates;
-        StubCard().certificateCount = static_cast<uint32_t>(certificates.size());
-        StubCard().keys.clear();
-        for (uint32_t i = 0; i < certificates.size(); ++i) {
-            StubCard().keys.push_back(MakeKeyInfo(i + 1, 1024));
-        }
     }
 
     static std::vector<std::string> ReadersInStore()
@@ -62,10 +51,9 @@ TEST_F(SlotLoadingTest, GivenSessionMakesOneTokenAndTwoSlots)
     EXPECT_EQ(slots[0]->tokenId, tokenId);
     EXPECT_EQ(slots[1]->tokenId, tokenId);
     const auto token = Cache().GetCardToken(tokenId);
-    EXPECT_EQ(token->cardSession, 42U);
+    EXPECT_EQ(token->card.session, 42U);
     EXPECT_EQ(token->readerName, "Reader");
     EXPECT_FALSE(token->loggedIn);
-    EXPECT_FALSE(token->inTransaction);
     EXPECT_TRUE(token->keyInfoBySlot.empty());
 }
 
@@ -172,7 +160,7 @@ TEST_F(SlotLoadingTest, WalkOpensEachReader)
     EXPECT_EQ(StubCard().openedReaders, (std::vector<std::u16string>{u"A", u"Bc", u"D"}));
     EXPECT_EQ(ReadersInStore(), (std::vector<std::string>{"A/Sig_ZEP", "A/Sig_EP", "Bc/Sig_ZEP", "Bc/Sig_EP",
                                                           "D/Sig_ZEP", "D/Sig_EP"}));
-    EXPECT_EQ(Cache().GetCardToken(Cache().GetSlots().at(2)->tokenId)->cardSession, 101U);
+    EXPECT_EQ(Cache().GetCardToken(Cache().GetSlots().at(2)->tokenId)->card.session, 101U);
 }
 
 TEST_F(SlotLoadingTest, WalkPassesOverReadersThatDoNotOpen)
@@ -225,102 +213,33 @@ TEST_F(SlotLoadingTest, NarrowNameKeepsTheLowBytes)
                                                  "A");
 }
 
-TEST_F(SlotLoadingTest, CreateSlotObjectsAsksTheFamilyOfTheSlot)
+TEST_F(SlotLoadingTest, EndedCardSessionsAreAllTriedAndTheFirstFailureIsThrown)
 {
-    const auto card = AddCard("Reader", 42);
-    CreateSlotObjects(card.qualifiedSlot);
-    EXPECT_EQ(StubCard().calls, std::vector<std::string>{"QES_GetCertificates 42"});
-    CreateSlotObjects(card.ordinarySlot);
-    EXPECT_EQ(StubCard().calls.back(), "ES_GetCertificates 42");
+    AddCard("Reader", 1);
+    AddCard("Reader", 2);
+    AddCard("Reader", 3);
+    StubCard().onCloseSession = [](CardSession session) {
+        if (session > 1) {
+            throw std::runtime_error(std::to_string(session));
+        }
+    };
+    std::string thrown;
+    try {
+        EndCardSessions(Cache().RemoveCardToken("Reader"));
+    } catch (const std::runtime_error& failure) {
+        thrown = failure.what();
+    }
+    EXPECT_EQ(thrown, "2");
+    EXPECT_EQ(StubCard().calls,
+              (std::vector<std::string>{"CloseSession 1", "CloseSession 2", "CloseSession 3"}));
 }
 
-TEST_F(SlotLoadingTest, CreateSlotObjectsDoesNothingForAnotherLabel)
+TEST_F(SlotLoadingTest, CardSessionThatIsStillInUseEndsWithItsLastUser)
 {
-    const auto card = AddCard("Reader", 42);
-    LogCapture log;
-    const auto slotId = AddSlot(card.tokenId, "Sig_ZEP2");
-    CreateSlotObjects(slotId);
+    const auto card = AddCard("Reader", 8);
+    auto user = Cache().GetCardToken(card.tokenId);
+    EndCardSessions(Cache().RemoveCardToken("Reader"));
     EXPECT_TRUE(StubCard().calls.empty());
-    EXPECT_TRUE(log.MessagesOf("CreateSlotObjects").empty());
-}
-
-TEST_F(SlotLoadingTest, CreateSlotObjectsMakesACertificateAndAKeyOfEachEntry)
-{
-    const auto card = AddCard("Reader", 42);
-    SetCertificates({EncodeCertificate({}), EncodeCertificate({})});
-    CreateSlotObjects(card.qualifiedSlot);
-    const auto records = Cache().GetObjectRecordsOfSlot(card.qualifiedSlot);
-    ASSERT_EQ(records.size(), 4U);
-    EXPECT_EQ(records[0]->kind, certificateKind);
-    EXPECT_EQ(records[1]->kind, certificateKind);
-    EXPECT_EQ(records[2]->kind, privateKeyKind);
-    EXPECT_EQ(records[2]->keyReference, 1U);
-    EXPECT_EQ(records[3]->keyReference, 2U);
-    EXPECT_TRUE(Cache().GetObjectsOfSlot(card.ordinarySlot).empty());
-}
-
-TEST_F(SlotLoadingTest, CreateSlotObjectsMovesUpWhatFollowsABadCertificate)
-{
-    const auto card = AddCard("Reader", 42);
-    SetCertificates({EncodeCertificate({}), {0x30, 0x03, 0x01}, EncodeCertificate({})});
-    LogCapture log;
-    CreateSlotObjects(card.ordinarySlot);
-    const auto lines = log.Lines();
-    const LoggedLine failed{" ERR", "Parsing certificate number: 1 for Sig_EP slot failed",
-                            "CreateSlotObjects", ""};
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), failed), 1);
-    const auto records = Cache().GetObjectRecordsOfSlot(card.ordinarySlot);
-    ASSERT_EQ(records.size(), 4U);
-    EXPECT_EQ(AttributeOf(*records[1], 0x102), TextBytes("Sig_EP_1"));
-    EXPECT_EQ(records[1]->certificateIndex, 1U);
-    EXPECT_EQ(AttributeOf(*records[3], 0x102), TextBytes("Sig_EP_1"));
-    EXPECT_EQ(records[3]->keyReference, 3U);
-}
-
-TEST_F(SlotLoadingTest, CreateSlotObjectsMakesNothingWhenTheCardFailsAndSucceedsLater)
-{
-    const auto card = AddCard("Reader", 42);
-    SetCertificates({EncodeCertificate({})});
-    StubCard().certificateStatus = 24;
-    CreateSlotObjects(card.qualifiedSlot);
-    EXPECT_TRUE(Cache().GetObjectsOfSlot(card.qualifiedSlot).empty());
-    StubCard().certificateStatus = 0;
-    CreateSlotObjects(card.qualifiedSlot);
-    EXPECT_EQ(Cache().GetObjectsOfSlot(card.qualifiedSlot).size(), 2U);
-}
-
-TEST_F(SlotLoadingTest, CreateSlotObjectsMakesNothingOfAnEmptyCard)
-{
-    const auto card = AddCard("Reader", 42);
-    LogCapture log;
-    CreateSlotObjects(card.ordinarySlot);
-    EXPECT_EQ(
-        log.MessagesOf("CreateSlotObjects"),
-        (std::vector<std::string>{"CardAPI_QES_GetCertificates call end", "Creating slot objects end"}));
-    EXPECT_TRUE(Cache().GetObjectsOfSlot(card.ordinarySlot).empty());
-}
-
-TEST_F(SlotLoadingTest, CreateSlotObjectsNotesTooManyCertificates)
-{
-    const auto card = AddCard("Reader", 42);
-    StubCard().certificateStatus = 1; // so that none of them is looked at
-    StubCard().certificateCount = 9;
-    LogCapture log;
-    CreateSlotObjects(card.ordinarySlot);
-    const auto messages = log.MessagesOf("CreateSlotObjects");
-    EXPECT_EQ(
-        std::count(messages.begin(), messages.end(), "NumOfCerts is greater then MAX_CERTIFICATES_BUFFER..."),
-        1);
-}
-
-TEST_F(SlotLoadingTest, CreateSlotObjectsLogsItsSteps)
-{
-    const auto card = AddCard("Reader", 42);
-    SetCertificates({EncodeCertificate({})});
-    LogCapture log;
-    CreateSlotObjects(card.ordinarySlot);
-    EXPECT_EQ(log.MessagesOf("CreateSlotObjects"),
-              (std::vector<std::string>{"CardAPI_QES_GetCertificates call end",
-                                        "Going to parse X509 certificate", "Certificate data going to parse",
-                                        "X509 certificate parsed", "Creating slot objects end"}));
+    user = nullptr;
+    EXPECT_EQ(StubCard().calls, std::vector<std::string>{"CloseSession 8"});
 }

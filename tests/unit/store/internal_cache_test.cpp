@@ -46,6 +46,24 @@ const auto* const firstSightOfStore = testing::AddGlobalTestEnvironment(new Firs
 
 using Handles = std::vector<CK_ULONG>;
 
+Handles HandlesOf(const std::vector<std::shared_ptr<Session>>& sessions)
+{
+    Handles handles;
+    for (const auto& session : sessions) {
+        handles.push_back(session->handle);
+    }
+    return handles;
+}
+
+Handles HandlesOf(const std::vector<std::shared_ptr<PkcsObject>>& objects)
+{
+    Handles handles;
+    for (const auto& object : objects) {
+        handles.push_back(object->objectHandle);
+    }
+    return handles;
+}
+
 // Notes the end of records in the order in which they end.
 class EndsOfRecords
 {
@@ -131,7 +149,7 @@ TEST_F(InternalCacheTest, LookupsFindWhatWasAdded)
     const auto card = AddCard("Reader", 5);
     const auto session = AddSession(card.qualifiedSlot);
     const auto object = AddPublicKey(card.ordinarySlot);
-    EXPECT_EQ(Cache().GetCardToken(card.tokenId)->cardSession, 5U);
+    EXPECT_EQ(Cache().GetCardToken(card.tokenId)->card.session, 5U);
     EXPECT_EQ(Cache().GetSlot(card.qualifiedSlot)->label, "Sig_ZEP");
     EXPECT_EQ(Cache().GetSlot(card.ordinarySlot)->label, "Sig_EP");
     EXPECT_EQ(Cache().GetSession(session)->slotId, card.qualifiedSlot);
@@ -151,18 +169,9 @@ TEST_F(InternalCacheTest, LookupsOfUnknownIdsGiveNull)
     }
 }
 
-TEST_F(InternalCacheTest, TokenOfASessionWhoseSlotIsGoneIsNull)
+TEST_F(InternalCacheTest, TokenOfASessionWithoutSlotOrTokenIsNull)
 {
-    const auto card = AddCard("Reader", 5);
-    const auto session = AddSession(card.qualifiedSlot);
-    Cache().RemoveSlots({card.qualifiedSlot});
-    EXPECT_NE(Cache().GetSession(session), nullptr);
-    EXPECT_NE(Cache().GetCardToken(card.tokenId), nullptr);
-    EXPECT_EQ(Cache().GetCardTokenOfSession(session), nullptr);
-}
-
-TEST_F(InternalCacheTest, TokenOfASessionWhoseTokenIsGoneIsNull)
-{
+    EXPECT_EQ(Cache().GetCardTokenOfSession(AddSession(0xFFFF)), nullptr);
     EXPECT_EQ(Cache().GetCardTokenOfSession(AddSession(AddSlot(0xFFFF, "Sig_EP"))), nullptr);
 }
 
@@ -176,8 +185,8 @@ TEST_F(InternalCacheTest, ListsAreInTheOrderOfTheStore)
     const auto d = AddSession(first.ordinarySlot);
     EXPECT_EQ(Cache().GetSessionsOfSlot(first.ordinarySlot), (Handles{a, d}));
     // By slot first, then by session.
-    EXPECT_EQ(Cache().GetSessionsOfToken(first.tokenId), (Handles{b, a, d}));
-    EXPECT_EQ(Cache().GetSessionsOfToken(second.tokenId), Handles{c});
+    EXPECT_EQ(HandlesOf(Cache().GetSessionsOfToken(first.tokenId)), (Handles{b, a, d}));
+    EXPECT_EQ(HandlesOf(Cache().GetSessionsOfToken(second.tokenId)), Handles{c});
 
     const auto slots = Cache().GetSlots();
     std::vector<CK_SLOT_ID> slotIds;
@@ -196,9 +205,9 @@ TEST_F(InternalCacheTest, ObjectsOfASlotAreInTheOrderOfTheirMaking)
     const auto b = AddCertificate(card.qualifiedSlot);
     const auto other = AddPublicKey(card.ordinarySlot);
     const auto c = AddPrivateKey(card.qualifiedSlot, 1);
-    EXPECT_EQ(Cache().GetObjectsOfSlot(card.qualifiedSlot), (Handles{a, b, c}));
-    EXPECT_EQ(Cache().GetObjectsOfSlot(card.ordinarySlot), Handles{other});
-    const auto records = Cache().GetObjectRecordsOfSlot(card.qualifiedSlot);
+    EXPECT_EQ(HandlesOf(Cache().GetObjectsOfSlot(card.qualifiedSlot)), (Handles{a, b, c}));
+    EXPECT_EQ(HandlesOf(Cache().GetObjectsOfSlot(card.ordinarySlot)), Handles{other});
+    const auto records = Cache().GetObjectsOfSlot(card.qualifiedSlot);
     ASSERT_EQ(records.size(), 3U);
     EXPECT_EQ(records[1]->objectHandle, b);
 }
@@ -222,6 +231,38 @@ TEST_F(InternalCacheTest, HasSessionsOfTokenAgreesWithTheList)
     EXPECT_FALSE(Cache().HasSessionsOfToken(second.tokenId));
     Cache().RemoveSession(session);
     EXPECT_FALSE(Cache().HasSessionsOfToken(first.tokenId));
+}
+
+TEST_F(InternalCacheTest, HasObjectsOfSlotAgreesWithTheList)
+{
+    const auto card = AddCard("Reader", 1);
+    EXPECT_FALSE(Cache().HasObjectsOfSlot(card.ordinarySlot));
+    AddPublicKey(card.ordinarySlot);
+    EXPECT_TRUE(Cache().HasObjectsOfSlot(card.ordinarySlot));
+    EXPECT_FALSE(Cache().HasObjectsOfSlot(card.qualifiedSlot));
+}
+
+TEST_F(InternalCacheTest, ObjectOfASlotThatHasGoneIsNotAdded)
+{
+    const auto card = AddCard("Reader", 1);
+    const auto handle = AddPublicKey(card.qualifiedSlot);
+    const auto object = Cache().GetObject(handle);
+    Cache().RemoveCardToken("Reader");
+    Cache().AddObject(object);
+    EXPECT_EQ(Cache().GetObject(handle), nullptr);
+    EXPECT_FALSE(Cache().HasObjectsOfSlot(card.qualifiedSlot));
+}
+
+TEST_F(InternalCacheTest, RemovedTokensAreLeftToTheCaller)
+{
+    AddCard("Reader A", 1);
+    AddCard("Reader B", 2);
+    auto tokens = Cache().RemoveCardToken("Reader A");
+    ASSERT_EQ(tokens.size(), 1U);
+    EXPECT_EQ(tokens[0].use_count(), 1);
+    auto others = Cache().Clear();
+    ASSERT_EQ(others.size(), 1U);
+    EXPECT_TRUE(StubCard().calls.empty());
 }
 
 TEST_F(InternalCacheTest, RemoveSessionTakesOneOutAndCallsNoCard)
@@ -261,8 +302,8 @@ TEST_F(InternalCacheTest, RemoveCardTokenLeavesOtherReadersUntouched)
     Cache().RemoveCardToken("Reader A");
     EXPECT_NE(Cache().GetCardToken(kept.tokenId), nullptr);
     EXPECT_EQ(Cache().GetSlots().size(), 2U);
-    EXPECT_EQ(Cache().GetSessionsOfToken(kept.tokenId), Handles{session});
-    EXPECT_EQ(Cache().GetObjectsOfSlot(kept.ordinarySlot), Handles{object});
+    EXPECT_EQ(HandlesOf(Cache().GetSessionsOfToken(kept.tokenId)), Handles{session});
+    EXPECT_EQ(HandlesOf(Cache().GetObjectsOfSlot(kept.ordinarySlot)), Handles{object});
     EXPECT_EQ(CallsOf("CloseSession 2"), 0);
 }
 
@@ -304,7 +345,7 @@ TEST_F(InternalCacheTest, RemoveCardTokenEndsSessionsBeforeSlotsAndTheTokenLast)
     Cache().AddSlot(records.Make<Slot>("slot", slotId, tokenId, "Sig_ZEP"));
     Cache().AddSession(records.Make<Session>("session", handle, slotId, nullptr));
     const std::weak_ptr<PkcsObject> object = Cache().GetObject(AddPublicKey(slotId));
-    Cache().GetCardToken(tokenId)->StartTransaction();
+    Cache().GetCardToken(tokenId)->card.StartTransaction();
 
     bool objectAtClose = true;
     bool slotAtClose = true;
@@ -333,31 +374,6 @@ TEST_F(InternalCacheTest, RemoveCardTokenEndsObjectsBeforeSessions)
         }));
     Cache().RemoveCardToken("Reader");
     EXPECT_FALSE(objectAtEnd);
-}
-
-TEST_F(InternalCacheTest, StepsOfTheRemovalTakeOnlyWhatHangsOnTheSlots)
-{
-    const auto card = AddCard("Reader", 1);
-    const auto other = AddCard("Other", 2);
-    for (const CK_SLOT_ID slotId : {card.qualifiedSlot, card.ordinarySlot, other.qualifiedSlot}) {
-        AddSession(slotId);
-        AddPublicKey(slotId);
-    }
-    Cache().RemoveObjectsOfSlots({card.qualifiedSlot, card.ordinarySlot, 0xFFFF});
-    EXPECT_TRUE(Cache().GetObjectsOfSlot(card.qualifiedSlot).empty());
-    EXPECT_TRUE(Cache().GetObjectsOfSlot(card.ordinarySlot).empty());
-    EXPECT_EQ(Cache().GetObjectsOfSlot(other.qualifiedSlot).size(), 1U);
-    EXPECT_EQ(Cache().GetSessionsOfToken(card.tokenId).size(), 2U);
-
-    Cache().RemoveSessionsOfSlots({card.ordinarySlot});
-    EXPECT_EQ(Cache().GetSessionsOfToken(card.tokenId).size(), 1U);
-    EXPECT_EQ(Cache().GetSessionsOfToken(other.tokenId).size(), 1U);
-
-    Cache().RemoveSlots({card.ordinarySlot});
-    EXPECT_EQ(Cache().GetSlot(card.ordinarySlot), nullptr);
-    EXPECT_EQ(Cache().GetSlots().size(), 3U);
-    Cache().RemoveSlots({});
-    EXPECT_EQ(Cache().GetSlots().size(), 3U);
 }
 
 TEST_F(InternalCacheTest, CardThatComesBackGetsNewIds)
@@ -418,18 +434,6 @@ TEST_F(InternalCacheTest, ClearLeavesTheCountersAlone)
     EXPECT_EQ(AddCertificate(next.qualifiedSlot), certificate + 1);
 }
 
-TEST_F(InternalCacheTest, ObjectsAreNotMadeForASlotThatHasGone)
-{
-    const auto card = AddCard("Reader", 1);
-    Cache().RemoveCardToken("Reader");
-    CK_OBJECT_HANDLE handle = 0;
-    Cache().AddPubKeyObjects(card.qualifiedSlot, {MakeKeyInfo(1, 1024)}, handle, 1);
-    Cache().AddPrivKeyObjects(card.qualifiedSlot, {MakeKeyInfo(1, 1024)}, MakeCertificates({{}}));
-    Cache().AddCertificateObjects(card.qualifiedSlot, MakeCertificates({{}}));
-    EXPECT_EQ(handle, 0U);
-    EXPECT_TRUE(Cache().GetObjectsOfSlot(card.qualifiedSlot).empty());
-}
-
 TEST_F(InternalCacheTest, RecordsOutliveTheirRemovalWhileTheyAreHeld)
 {
     const auto card = AddCard("Reader", 8);
@@ -450,7 +454,7 @@ TEST_F(InternalCacheTest, CardSessionIsClosedOnceAndOnlyWhenTheLastUserLetsGo)
     const auto card = AddCard("Reader", 8);
     auto first = Cache().GetCardToken(card.tokenId);
     auto second = first;
-    first->StartTransaction();
+    first->card.StartTransaction();
     Cache().RemoveCardToken("Reader");
     EXPECT_EQ(CallsOf("CloseSession 8"), 0);
     first = nullptr;
@@ -525,8 +529,8 @@ TEST_F(InternalCacheTest, BearsReaderEventsDuringLookups)
                     if (const auto token = Cache().GetCardTokenOfSession(session); token != nullptr) {
                         EXPECT_EQ(token->readerName, "Reader");
                     }
-                    for (const auto object : Cache().GetObjectsOfSlot(slot->slotId)) {
-                        Cache().GetObject(object);
+                    for (const auto& object : Cache().GetObjectsOfSlot(slot->slotId)) {
+                        Cache().GetObject(object->objectHandle);
                     }
                     Cache().RemoveSession(session);
                 }

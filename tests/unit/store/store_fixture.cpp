@@ -1,6 +1,7 @@
 #include "tests/unit/store/store_fixture.h"
 
 #include "src/operations/session_operations.h"
+#include "src/readers/slot_objects.h"
 #include "tests/unit/card/stub_card.h"
 
 #include <cstring>
@@ -43,23 +44,29 @@ CK_SESSION_HANDLE StoreTest::AddSession(CK_SLOT_ID slotId)
 
 CK_OBJECT_HANDLE StoreTest::AddPublicKey(CK_SLOT_ID slotId)
 {
-    CK_OBJECT_HANDLE handle = 0;
-    Cache().AddPubKeyObjects(slotId, {MakeKeyInfo(0, 1024)}, handle, 1);
-    return handle;
+    return AddPublicKeyObject(slotId, MakeKeyInfo(0, 1024), CK_TRUE);
 }
 
 CK_OBJECT_HANDLE StoreTest::AddPrivateKey(CK_SLOT_ID slotId, uint32_t keyReference)
 {
-    const CK_OBJECT_HANDLE handle = Cache().privateKeyHandleCounter;
-    Cache().AddPrivKeyObjects(slotId, {MakeKeyInfo(keyReference, 2048)}, MakeCertificates({{}}));
-    return handle;
+    const auto object = MakePrivateKeyObject(Cache().privateKeyHandleCounter++, PlaceOn(slotId),
+                                             {keyReference, 2048, Bytes(256, 1), {1, 0, 3}}, {});
+    Cache().AddObject(object);
+    return object->objectHandle;
 }
 
 CK_OBJECT_HANDLE StoreTest::AddCertificate(CK_SLOT_ID slotId)
 {
-    const CK_OBJECT_HANDLE handle = Cache().certificateHandleCounter;
-    Cache().AddCertificateObjects(slotId, MakeCertificates({{}}));
-    return handle;
+    const auto object = MakeCertificateObject(Cache().certificateHandleCounter++, PlaceOn(slotId),
+                                              Botan::X509_Certificate(EncodeCertificate({})));
+    Cache().AddObject(object);
+    return object->objectHandle;
+}
+
+ObjectPlace StoreTest::PlaceOn(CK_SLOT_ID slotId)
+{
+    const auto slot = Cache().GetSlot(slotId);
+    return {slotId, slot->label + "_0", slot->label == ordinaryLabel};
 }
 
 CardKeyInfo MakeKeyInfo(uint32_t keyReference, uint32_t modulusBits)
@@ -75,16 +82,6 @@ CardKeyInfo MakeKeyInfo(uint32_t keyReference, uint32_t modulusBits)
     std::memcpy(info.publicExponent, exponent, sizeof(exponent));
     info.publicExponentLength = sizeof(exponent);
     return info;
-}
-
-InternalCache::CertificateList MakeCertificates(const std::vector<CertificateContents>& contents)
-{
-    InternalCache::CertificateList certificates;
-    certificates.reserve(contents.size());
-    for (const auto& content : contents) {
-        certificates.push_back(std::make_unique<Botan::X509_Certificate>(EncodeCertificate(content)));
-    }
-    return certificates;
 }
 
 Bytes AttributeOf(const PkcsObject& object, CK_ATTRIBUTE_TYPE type)

@@ -1,6 +1,7 @@
 // The store with cards of the stub's in it.
 #pragma once
 
+#include "src/objects/certificate_objects.h"
 #include "src/store/internal_cache.h"
 #include "tests/unit/crypto/test_certificates.h"
 
@@ -34,13 +35,13 @@ protected:
     static CK_OBJECT_HANDLE AddPublicKey(CK_SLOT_ID slotId);
     static CK_OBJECT_HANDLE AddPrivateKey(CK_SLOT_ID slotId, uint32_t keyReference);
     static CK_OBJECT_HANDLE AddCertificate(CK_SLOT_ID slotId);
+
+private:
+    static ObjectPlace PlaceOn(CK_SLOT_ID slotId);
 };
 
 // A key record with a modulus of `modulusBits`, least significant byte first: 1, 2, 3 and so on.
 CardKeyInfo MakeKeyInfo(uint32_t keyReference, uint32_t modulusBits);
-
-// A list of certificates as the store takes it.
-InternalCache::CertificateList MakeCertificates(const std::vector<CertificateContents>& contents);
 
 // The bytes of an attribute of an object, which must have it.
 Bytes AttributeOf(const PkcsObject& object, CK_ATTRIBUTE_TYPE type);

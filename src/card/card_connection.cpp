@@ -1,0 +1,68 @@
+#include "src/card/card_connection.h"
+
+#include "src/card/card_status.h"
+
+#include <exception>
+#include <utility>
+
+CardConnection::CardConnection(CardSession openSession) : session(openSession) {}
+
+CardConnection::~CardConnection()
+{
+    try {
+        End();
+    } catch (...) { // NOLINT(bugprone-empty-catch): whoever needs to know ends the session before
+    }
+}
+
+void CardConnection::End()
+{
+    if (std::exchange(ended, true)) {
+        return;
+    }
+    std::exception_ptr failure;
+    if (std::exchange(inTransaction, false)) {
+        try {
+            CardAPI_StopTransaction(session);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+    try {
+        CardAPI_CloseSession(session);
+    } catch (...) {
+        failure = failure == nullptr ? std::current_exception() : failure;
+    }
+    if (failure != nullptr) {
+        std::rethrow_exception(failure);
+    }
+}
+
+bool CardConnection::StartTransaction()
+{
+    if (inTransaction) {
+        return false;
+    }
+    CardAPI_StartTransaction(session);
+    inTransaction = true;
+    return true;
+}
+
+bool CardConnection::StopTransaction()
+{
+    if (!inTransaction) {
+        return false;
+    }
+    CardAPI_StopTransaction(session);
+    inTransaction = false;
+    return true;
+}
+
+bool CardConnection::IsSecureMessagingActive() const
+{
+    if (session == 0) {
+        return false;
+    }
+    uint32_t flags = 0;
+    return CardAPI_GetSessionFlags(session, &flags) == eStatusOk && (flags & secureMessagingFlag) != 0;
+}

@@ -1,0 +1,34 @@
+// The session with one card.
+#pragma once
+
+#include "src/card/card_api.h"
+
+// Owns a card session, which ends with it at the latest.
+class CardConnection
+{
+public:
+    explicit CardConnection(CardSession openSession);
+    ~CardConnection(); // ends the card session; what the card side throws there is lost
+    CardConnection(const CardConnection&) = delete;
+    CardConnection& operator=(const CardConnection&) = delete;
+
+    // Begins a transaction on the card, whatever the card makes of it. False, without a call to the card, when
+    // one is held already.
+    bool StartTransaction();
+
+    // Ends the transaction, whatever the card makes of it. False, without a call to the card, when none is held.
+    bool StopTransaction();
+
+    // Stops a transaction that is still held and closes the session; does nothing from the second call on.
+    // Throws what the card side throws, once both have been tried: the first of the two when both do.
+    void End();
+
+    // Whether the card itself says that its secure-messaging channel is alive.
+    [[nodiscard]] bool IsSecureMessagingActive() const;
+
+    const CardSession session; // stays the same when the session has ended
+
+private:
+    bool inTransaction = false; // held by StartTransaction
+    bool ended = false;
+};
