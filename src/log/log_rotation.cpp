@@ -84,7 +84,7 @@ InputFile Opened(const std::filesystem::path& path)
 void Logger::Initialize(const LogSettings* chosen)
 {
     {
-        const std::lock_guard<std::mutex> guard(lineLock);
+        const MutexLock guard(lineLock);
         if (chosen != nullptr) {
             settings = *chosen;
         }
@@ -93,10 +93,7 @@ void Logger::Initialize(const LogSettings* chosen)
         }
     }
     // Lines of other threads may come between the pieces.
-    WriteSessionHeader([this](const char* text) {
-        const std::lock_guard<std::mutex> guard(lineLock);
-        WriteRaw(text);
-    });
+    WriteSessionHeader([this](const char* text) { WriteRaw(text); });
 }
 
 // False when no header is to be written, because the file has one or there is no file.
@@ -104,12 +101,12 @@ bool Logger::BeginFile()
 {
     const auto current = CurrentPath();
     if (settings.rotationMode == rotateBySize) {
-        if (CheckRotationBySize()) {
+        if (RotateBySize()) {
             return false;
         }
     } else if (settings.rotationMode == rotateByAge) {
-        ReadLogStartTime(current);
-        if (CheckRotationByAge()) {
+        FindFileStart(current);
+        if (RotateByAge()) {
             return false;
         }
     } else {
@@ -131,13 +128,31 @@ void Logger::CheckRotation()
         return; // a file that can't be moved is over its limit in its own header again, without an end
     }
     if (settings.rotationMode == rotateBySize) {
-        CheckRotationBySize();
+        RotateBySize();
     } else if (settings.rotationMode == rotateByAge) {
-        CheckRotationByAge();
+        RotateByAge();
     }
 }
 
 bool Logger::CheckRotationBySize()
+{
+    const MutexLock guard(lineLock);
+    return RotateBySize();
+}
+
+bool Logger::CheckRotationByAge()
+{
+    const MutexLock guard(lineLock);
+    return RotateByAge();
+}
+
+void Logger::ReadLogStartTime(const std::filesystem::path& path)
+{
+    const MutexLock guard(lineLock);
+    FindFileStart(path);
+}
+
+bool Logger::RotateBySize()
 {
     if (settings.rotationMode != rotateBySize && settings.rotationMode != rotateByAge) {
         return false;
@@ -150,7 +165,7 @@ bool Logger::CheckRotationBySize()
     return true;
 }
 
-bool Logger::CheckRotationByAge()
+bool Logger::RotateByAge()
 {
     if (settings.rotationMode != rotateByAge) {
         return false;
@@ -165,10 +180,10 @@ bool Logger::CheckRotationByAge()
         Rotate();
         return true;
     }
-    return CheckRotationBySize();
+    return RotateBySize();
 }
 
-void Logger::ReadLogStartTime(const std::filesystem::path& path)
+void Logger::FindFileStart(const std::filesystem::path& path)
 {
     if (lastRotationTime != 0) {
         return;
@@ -212,7 +227,7 @@ void Logger::Rotate()
     currentFile.Close();
     RetireFiles();
     OpenCurrentFile();
-    WriteSessionHeader([this](const char* text) { WriteRaw(text); });
+    WriteSessionHeader([this](const char* text) REQUIRES(lineLock) { Send(text); });
     rotating = false;
 }
 

@@ -108,11 +108,11 @@ void AppendVerboseTail(char (&line)[lineSize], const char* function, const char*
 Logger& Logger::Instance()
 {
     static std::atomic<Logger*> instance{nullptr};
-    static std::mutex making;
+    static Mutex making;
 
     Logger* logger = instance.load(std::memory_order_acquire);
     if (logger == nullptr) {
-        const std::lock_guard<std::mutex> guard(making);
+        const MutexLock guard(making);
         logger = instance.load(std::memory_order_relaxed);
         if (logger == nullptr) {
             logger = new Logger;
@@ -148,7 +148,6 @@ void Logger::Emit(LogLevel level, char* message, const char* function)
     }
     AppendBounded(line, lineSize - 1, "\r\n");
 
-    const std::lock_guard<std::mutex> guard(lineLock);
     WriteRaw(line);
 }
 
@@ -158,6 +157,12 @@ void Logger::SetConsole(bool enabled)
 }
 
 void Logger::WriteRaw(const char* text)
+{
+    const MutexLock guard(lineLock);
+    Send(text);
+}
+
+void Logger::Send(const char* text)
 {
     if (settings.logToConsole) {
         std::printf("%s", text);

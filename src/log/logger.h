@@ -3,12 +3,12 @@
 #pragma once
 
 #include "src/log/log_settings.h"
+#include "src/platform/mutex.h"
 #include "src/platform/regular_file.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <mutex>
 #include <string>
 
 // Sizes of the buffers of one log statement, terminators included.
@@ -36,30 +36,34 @@ public:
     // Takes the settings, unless they are null, and begins a log session: retires the current file when that
     // is due, opens it and writes the session's header. A file that is still open from an earlier session is
     // not opened again, and then takes no more lines until it is retired.
-    void Initialize(const LogSettings* chosen);
+    void Initialize(const LogSettings* chosen) EXCLUDES(lineLock);
 
     // Writes one line, without a test of level or sink. `message` may hold a verbose text behind "VERB:"; on
     // return it holds only the description before it.
-    void Emit(LogLevel level, char* message, const char* function);
+    void Emit(LogLevel level, char* message, const char* function) EXCLUDES(lineLock);
 
-    // Sends a text to the sinks as it stands. Takes no lock: the caller holds it or is alone.
-    void WriteRaw(const char* text);
+    // Sends a text to the sinks as it stands.
+    void WriteRaw(const char* text) EXCLUDES(lineLock);
 
     // Both retire the current file when it is over its limit; the second looks at its size too. True when it
-    // was, and a new file has been begun with a header. They take no lock either.
-    bool CheckRotationBySize();
-    bool CheckRotationByAge();
+    // was, and a new file has been begun with a header.
+    bool CheckRotationBySize() EXCLUDES(lineLock);
+    bool CheckRotationByAge() EXCLUDES(lineLock);
 
     // Takes the time from which the current file's age counts out of the first header in it, unless that is
     // known. A header that begins behind the first 16 MiB counts as none.
-    void ReadLogStartTime(const std::filesystem::path& path);
+    void ReadLogStartTime(const std::filesystem::path& path) EXCLUDES(lineLock);
 
     // Retires the file that is current and moves the retired ones up by one number. Those whose number passes
     // `fileCount` are deleted. The mask is that of the log files in the directory.
     void RotateLogFiles(const std::u16string& searchMask, const std::u16string& directory) const;
 
     // Calendar time in seconds from which the current file's age counts; 0 when it isn't known.
-    [[nodiscard]] int64_t LastRotationTime() const { return lastRotationTime; }
+    [[nodiscard]] int64_t LastRotationTime() const EXCLUDES(lineLock)
+    {
+        const MutexLock guard(lineLock);
+        return lastRotationTime;
+    }
 
     // Turns the console sink on or off.
     void SetConsole(bool enabled);
@@ -68,19 +72,24 @@ public:
     LogSettings& Settings() { return settings; }
 
 private:
-    void CheckRotation();
-    void Rotate();
+    void Send(const char* text) REQUIRES(lineLock);
+    void CheckRotation() REQUIRES(lineLock);
+    bool RotateBySize() REQUIRES(lineLock);
+    bool RotateByAge() REQUIRES(lineLock);
+    void FindFileStart(const std::filesystem::path& path) REQUIRES(lineLock);
+    void Rotate() REQUIRES(lineLock);
     void RetireFiles() const;
-    bool BeginFile();
-    void OpenCurrentFile();
+    bool BeginFile() REQUIRES(lineLock);
+    void OpenCurrentFile() REQUIRES(lineLock);
     [[nodiscard]] std::filesystem::path CurrentPath() const;
 
-    LogSettings settings; // first, so that the address of the Logger is that of the settings
-    AppendedFile currentFile;
-    std::mutex lineLock;
+    // First, so that the address of the Logger is that of the settings. Read by every statement, without the lock.
+    LogSettings settings;
+    mutable Mutex lineLock; // held while a line goes to the sinks
+    AppendedFile currentFile GUARDED_BY(lineLock);
     int64_t startTime; // steady clock, nanoseconds
-    int64_t lastRotationTime = 0;
-    bool rotating = false;
+    int64_t lastRotationTime GUARDED_BY(lineLock) = 0;
+    bool rotating GUARDED_BY(lineLock) = false;
 };
 
 // Prints at most `size` - 1 characters and a terminator. Returns the number of characters that the whole text

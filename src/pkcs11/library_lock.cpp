@@ -39,7 +39,7 @@ void ApplicationMutex::Destroy()
 LibraryLock::~LibraryLock()
 {
     if (owned) {
-        mutex.unlock();
+        mutex.Unlock();
     }
 }
 
@@ -48,7 +48,7 @@ void LibraryLock::Lock()
     if (owned) {
         throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     }
-    mutex.lock();
+    mutex.Lock();
     owned = true;
 }
 
@@ -57,7 +57,7 @@ void LibraryLock::Unlock()
     if (!owned) {
         throw std::system_error(std::make_error_code(std::errc::operation_not_permitted));
     }
-    mutex.unlock();
+    mutex.Unlock();
     owned = false;
 }
 

@@ -1,10 +1,10 @@
 // The lock that the exported functions share.
 #pragma once
 
+#include "src/platform/mutex.h"
 #include "tavrik/cryptoki.h"
 
 #include <atomic>
-#include <mutex>
 
 // The mutex callbacks that the application gave to C_Initialize, and the mutex they made. They govern the
 // lock from then on, also after C_Finalize.
@@ -29,23 +29,24 @@ struct ApplicationMutex
 
 // One mutex of the process and one mark that says it is owned. The mark belongs to the lock and not to the
 // thread that set it: a thread that finds it set gets an error instead of waiting. An application with
-// several threads gives callbacks, and then this lock is not used.
+// several threads gives callbacks, and then this lock is not used. The mark decides at run time whether the mutex
+// is held, which Clang's analysis cannot follow.
 class LibraryLock
 {
 public:
     LibraryLock() = default;
-    ~LibraryLock(); // unlocks first what is still owned
+    ~LibraryLock() NO_THREAD_SAFETY_ANALYSIS; // unlocks first what is still owned
     LibraryLock(const LibraryLock&) = delete;
     LibraryLock& operator=(const LibraryLock&) = delete;
 
     // Throws std::system_error: resource_deadlock_would_occur when the mark is set, or what the mutex gives.
-    void Lock();
+    void Lock() NO_THREAD_SAFETY_ANALYSIS;
 
     // Throws std::system_error (operation_not_permitted) when the mark is not set.
-    void Unlock();
+    void Unlock() NO_THREAD_SAFETY_ANALYSIS;
 
 private:
-    std::mutex mutex;
+    Mutex mutex;
     std::atomic<bool> owned{false};
 };
 

@@ -1,12 +1,15 @@
 #include "src/readers/monitoring_thread.h"
 
+#include "src/card/card_api.h"
 #include "src/card/card_status.h"
 #include "src/log/logger.h"
 #include "src/platform/platform.h"
 #include "src/readers/slot_loading.h"
+#include "src/store/internal_cache.h"
 
 #include <chrono>
 #include <exception>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -22,14 +25,14 @@ class FailedEvent
 public:
     void Keep(std::exception_ptr thrown)
     {
-        const std::lock_guard<std::mutex> guard(lock);
+        const MutexLock guard(lock);
         failure = std::move(thrown);
     }
     void Rethrow()
     {
         std::exception_ptr thrown;
         {
-            const std::lock_guard<std::mutex> guard(lock);
+            const MutexLock guard(lock);
             std::swap(thrown, failure);
         }
         if (thrown != nullptr) {
@@ -38,8 +41,8 @@ public:
     }
 
 private:
-    std::mutex lock;
-    std::exception_ptr failure;
+    Mutex lock;
+    std::exception_ptr failure GUARDED_BY(lock);
 };
 
 // Never destroyed: the card side may call back until the process ends.
@@ -78,8 +81,8 @@ void ApplyReaderEvent(uint32_t event, const char16_t* readerName, CardSession ca
     }
 }
 
-// Handed to the card side, which calls it on a thread of its choice. Takes no lock of the front end: the end
-// of the library waits for this thread with that lock held.
+// Handed to the card side, which calls it on a thread of its choice. Does not take the library lock: the end of
+// the library waits for this thread with that lock held.
 void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession cardSession,
                        const CardStatus* status)
 {
@@ -127,7 +130,7 @@ void MonitoringThread::Start()
     LOG_LINE(LogLevel_Debug, "MonitoringThread::Start", "Going to start DoMonitoring thread");
 
     Watches started(1); // made first: nothing may fail once the thread runs
-    const std::lock_guard<std::mutex> guard(watchLock);
+    const MutexLock guard(watchLock);
     ForgetWatchesOfParent();
     started.front() = std::make_unique<OwnThread>([this] { DoMonitoring(waitMilliseconds); });
     watches.splice(watches.end(), started);
@@ -143,7 +146,7 @@ void MonitoringThread::Join()
 {
     Watches joining;
     {
-        const std::lock_guard<std::mutex> guard(watchLock);
+        const MutexLock guard(watchLock);
         ForgetWatchesOfParent();
         if (!everStarted) {
             return;
@@ -158,7 +161,7 @@ void MonitoringThread::Join()
             joining.front()->Join();
         }
     } catch (...) {
-        const std::lock_guard<std::mutex> guard(watchLock);
+        const MutexLock guard(watchLock);
         watches.splice(watches.begin(), joining);
         throw;
     }

@@ -1,15 +1,13 @@
 // The background threads of the library: they keep the store in step with the readers.
 #pragma once
 
-#include "src/card/card_api.h"
+#include "src/platform/mutex.h"
 #include "src/platform/own_thread.h"
-#include "src/store/internal_cache.h"
 
 #include <atomic>
+#include <cstdint>
 #include <list>
 #include <memory>
-#include <mutex>
-#include <string>
 
 class MonitoringThread
 {
@@ -21,7 +19,7 @@ public:
     // running already, because two starts of the library met, goes on beside it.
     // Throws what the card side and its events throw, and std::system_error when the thread cannot be
     // started; there is no further watch then.
-    void Start();
+    void Start() EXCLUDES(watchLock);
 
     // Tells the watches to end at the end of their wait, within half a second.
     void Stop();
@@ -29,7 +27,7 @@ public:
     // Waits for every watch that was started to end; nothing to do when none ever was. Throws
     // std::system_error when all were joined already (invalid argument) or one of them is the caller
     // (resource deadlock would occur).
-    void Join();
+    void Join() EXCLUDES(watchLock);
 
 private:
     MonitoringThread() = default;
@@ -38,14 +36,13 @@ private:
 
     void DoMonitoring(uint32_t timeout);
 
-    // A forked child has the objects but not the threads, and would wait for them for ever. The caller holds
-    // the lock.
-    void ForgetWatchesOfParent();
+    // A forked child has the objects but not the threads, and would wait for them for ever.
+    void ForgetWatchesOfParent() REQUIRES(watchLock);
 
-    std::mutex watchLock; // of the three below; never held across a wait or a card call
-    Watches watches;      // those that were started and not joined yet
-    bool everStarted = false;
-    uint32_t processId = 0; // of the process that started the watches
+    Mutex watchLock;                       // never held across a wait or a card call
+    Watches watches GUARDED_BY(watchLock); // those that were started and not joined yet
+    bool everStarted GUARDED_BY(watchLock) = false;
+    uint32_t processId GUARDED_BY(watchLock) = 0; // of the process that started the watches
 
     std::atomic<bool> running{false};
 };

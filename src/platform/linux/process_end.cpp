@@ -1,8 +1,9 @@
 #include "src/platform/process_end.h"
 
+#include "src/platform/mutex.h"
+
 #include <chrono>
 #include <condition_variable>
-#include <mutex>
 #include <utility>
 
 #include <pthread.h>
@@ -17,26 +18,28 @@ thread_local int depthOfWork = 0;
 // Never destroyed: threads come here while the process ends.
 struct Works
 {
-    std::mutex mutex;
+    explicit Works(int threads) : atWork(threads) {}
+
+    Mutex mutex;
     std::condition_variable changed;
-    int atWork = 0; // threads
-    bool ending = false;
+    int atWork GUARDED_BY(mutex); // threads
+    bool ending GUARDED_BY(mutex) = false;
 };
 
 Works*& Current()
 {
-    static auto* works = new Works;
+    static auto* works = new Works(0);
     return works;
 }
 
 void Enter()
 {
     Works& works = *Current();
-    std::unique_lock lock(works.mutex);
+    MutexLock lock(works.mutex);
     while (works.ending) {
-        lock.unlock();
+        lock.Unlock();
         pause();
-        lock.lock();
+        lock.Lock();
     }
     ++works.atWork;
 }
@@ -44,7 +47,7 @@ void Enter()
 void Leave()
 {
     Works& works = *Current();
-    const std::lock_guard lock(works.mutex);
+    const MutexLock lock(works.mutex);
     --works.atWork;
     works.changed.notify_all();
 }
@@ -52,8 +55,7 @@ void Leave()
 // A forked child has the forking thread alone, and the others may have held the lock.
 void BeginInChild()
 {
-    Current() = new Works;
-    Current()->atWork = depthOfWork > 0 ? 1 : 0;
+    Current() = new Works(depthOfWork > 0 ? 1 : 0);
 }
 
 struct EndOfProcess
@@ -62,10 +64,13 @@ struct EndOfProcess
     ~EndOfProcess()
     {
         Works& works = *Current();
-        std::unique_lock lock(works.mutex);
+        MutexLock lock(works.mutex);
         works.ending = true;
         const int own = depthOfWork > 0 ? 1 : 0; // a signal handler that ends the process
-        works.changed.wait_for(lock, longestWait, [&] { return works.atWork <= own; });
+        const auto deadline = std::chrono::steady_clock::now() + longestWait;
+        while (works.atWork > own &&
+               works.changed.wait_until(lock.Native(), deadline) == std::cv_status::no_timeout) {
+        }
     }
     EndOfProcess(const EndOfProcess&) = delete;
     EndOfProcess& operator=(const EndOfProcess&) = delete;
@@ -115,6 +120,6 @@ void WaitForWorkAtProcessEnd()
 bool ProcessIsEnding()
 {
     Works& works = *Current();
-    const std::lock_guard lock(works.mutex);
+    const MutexLock lock(works.mutex);
     return works.ending;
 }
