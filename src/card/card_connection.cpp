@@ -5,6 +5,12 @@
 #include <exception>
 #include <utility>
 
+namespace {
+
+constexpr uint32_t tokenTextCapacity = 127; // characters, without a terminator
+
+} // namespace
+
 CardConnection::CardConnection(CardSession openSession) : session(openSession) {}
 
 CardConnection::~CardConnection()
@@ -65,4 +71,12 @@ bool CardConnection::IsSecureMessagingActive() const
     }
     uint32_t flags = 0;
     return CardAPI_GetSessionFlags(session, &flags) == eStatusOk && (flags & secureMessagingFlag) != 0;
+}
+
+CardStatus CardConnection::GetTokenInfo(CardTokenInfo& info) const
+{
+    info = {};
+    char text[tokenTextCapacity + 1] = {}; // read by nothing
+    uint32_t capacity = tokenTextCapacity;
+    return CardAPI_GetTokenInfo(session, &info, text, &capacity);
 }

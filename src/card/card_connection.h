@@ -26,6 +26,9 @@ public:
     // Whether the card itself says that its secure-messaging channel is alive.
     [[nodiscard]] bool IsSecureMessagingActive() const;
 
+    // What the card says of itself. The record is zero before the card is asked, whatever comes of it.
+    CardStatus GetTokenInfo(CardTokenInfo& info) const;
+
     const CardSession session; // stays the same when the session has ended
 
 private:

@@ -2,49 +2,30 @@
 #include "src/log/logger.h"
 #include "src/objects/copy_blank_padded.h"
 #include "src/pkcs11/entry_frame.h"
+#include "src/readers/token_description.h"
 #include "src/store/session_records.h"
-
-#include <string>
 
 namespace {
 
-constexpr uint32_t tokenTextCapacity = 127;
 constexpr CK_ULONG codeLength = 6; // of a card's codes; told to applications, enforced by nothing
 
 // The same for every card, and meant to be.
 constexpr char serialNumber[] = "ffffffff";
 
-CardTokenInfo AskForTokenInfo(CardSession cardSession)
-{
-    CardTokenInfo tokenInfo{};
-    char text[tokenTextCapacity + 1] = {};
-    uint32_t capacity = tokenTextCapacity;
-    CardAPI_GetTokenInfo(cardSession, &tokenInfo, text,
-                         &capacity); // a failure leaves the record zero, and is shown so
-    return tokenInfo;
-}
-
-// A text field of a card record, which has no terminator when it is full.
-template <std::size_t width>
-std::string TextOf(const char (&field)[width])
-{
-    return {field, width};
-}
-
 void FillTokenInfo(const Slot& slot, const CardToken& token, CK_TOKEN_INFO& info)
 {
     info = {};
-    const CardTokenInfo tokenInfo = AskForTokenInfo(token.card.session);
+    CardTokenInfo tokenInfo;
+    static_cast<void>(
+        token.card.GetTokenInfo(tokenInfo)); // a failure leaves the record zero, and is shown so
     CopyBlankPadded(info.label, sizeof(info.label), slot.label.c_str());
-    CopyBlankPadded(info.manufacturerID, sizeof(info.manufacturerID), TextOf(tokenInfo.manufacturer).c_str());
-    CopyBlankPadded(info.model, sizeof(info.model), TextOf(tokenInfo.model).c_str());
+    DescribeCard(tokenInfo, info);
+    CopyCardText(tokenInfo.model, info.model);
     CopyBlankPadded(info.serialNumber, sizeof(info.serialNumber), serialNumber);
     info.flags = CKF_LOGIN_REQUIRED | CKF_USER_PIN_INITIALIZED | CKF_PROTECTED_AUTHENTICATION_PATH |
                  CKF_TOKEN_INITIALIZED;
     info.ulMaxPinLen = codeLength;
     info.ulMinPinLen = codeLength;
-    info.hardwareVersion = {tokenInfo.versions[0], tokenInfo.versions[1]};
-    info.firmwareVersion = {tokenInfo.versions[2], tokenInfo.versions[3]};
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "src/card/card_status.h"
 #include "src/log/logger.h"
 #include "src/objects/copy_blank_padded.h"
+#include "src/readers/token_description.h"
 #include "src/store/internal_cache.h"
 
 #include <algorithm>
@@ -12,19 +13,12 @@
 namespace {
 
 constexpr uint32_t readerListCapacity = 1023;
-constexpr uint32_t loadedTextCapacity = 127;
 
-void DescribeToken(CardSession cardSession, CK_SLOT_INFO& info)
+void DescribeToken(const CardConnection& card, CK_SLOT_INFO& info)
 {
-    CardTokenInfo tokenInfo{};
-    char text[loadedTextCapacity + 1] = {};
-    uint32_t capacity = loadedTextCapacity;
-    if (CardAPI_GetTokenInfo(cardSession, &tokenInfo, text, &capacity) == eStatusOk) {
-        // A copy of its own, since a name that fills its field ends without a zero.
-        const std::string manufacturer(tokenInfo.manufacturer, sizeof(tokenInfo.manufacturer));
-        CopyBlankPadded(info.manufacturerID, sizeof(info.manufacturerID), manufacturer.c_str());
-        info.hardwareVersion = {tokenInfo.versions[0], tokenInfo.versions[1]};
-        info.firmwareVersion = {tokenInfo.versions[2], tokenInfo.versions[3]};
+    CardTokenInfo tokenInfo;
+    if (card.GetTokenInfo(tokenInfo) == eStatusOk) {
+        DescribeCard(tokenInfo, info);
     }
 }
 
@@ -47,7 +41,7 @@ std::shared_ptr<Slot> MakeSlot(CK_SLOT_ID slotId, uint32_t tokenId, std::string_
     }
     const std::string description = token->readerName + "; " + slot->label;
     CopyBlankPadded(slot->info.slotDescription, sizeof(slot->info.slotDescription), description.c_str());
-    DescribeToken(token->card.session, slot->info);
+    DescribeToken(token->card, slot->info);
     slot->info.flags = SlotFlags(token->card.session);
     return slot;
 }

@@ -1,5 +1,6 @@
 #include "src/card/card_connection.h"
 
+#include "src/card/card_status.h"
 #include "tests/unit/card/stub_card.h"
 
 #include <gtest/gtest.h>
@@ -120,4 +121,15 @@ TEST_F(CardConnectionTest, EndThrowsWhatTheCardThrowsAndTheDestructorDoesNot)
     auto destroyed = Connect();
     destroyed = nullptr;
     EXPECT_EQ(CallsOf("CloseSession 42"), 2);
+}
+
+TEST_F(CardConnectionTest, TokenInfoIsAskedForWithRoomForATextOf127Characters)
+{
+    StubCard().tokenInfo.versions[0] = 9;
+    const auto connection = Connect();
+    CardTokenInfo info;
+    EXPECT_EQ(connection->GetTokenInfo(info), eStatusOk);
+    EXPECT_EQ(info.versions[0], 9);
+    EXPECT_EQ(StubCard().calls, std::vector<std::string>{"GetTokenInfo 42"});
+    EXPECT_EQ(StubCard().tokenInfoCapacity, 127U);
 }
