@@ -1,6 +1,5 @@
-// The hash classes. The library has what every module needs to hold, copy and move such objects; their
-// default constructors and the hashing itself come from the card-access library, CardAPI, which a program
-// that makes hashes of its own links too.
+// The hash classes. The library exports what holds, copies and moves such objects. Their default constructors and
+// HashFunction::Hash come from the card-access library, CardAPI; a program that calls them links it too.
 #pragma once
 
 #include <cstdint>
@@ -18,10 +17,11 @@ public:
     HashFunction& operator=(const HashFunction& other);
     HashFunction& operator=(HashFunction&& other) noexcept;
 
-    // The digest of `length` bytes by this object's algorithm. From the card-access library.
+    // The digest of the `length` bytes at `data` by this object's algorithm. From the card-access library, which says
+    // what it throws.
     std::vector<unsigned char> Hash(const unsigned char* data, uint64_t length);
 
-    std::string name; // of the algorithm, as the card-access library has it
+    std::string name; // of the algorithm, as the card-access library spells it
 
 protected:
     HashFunction() = default;

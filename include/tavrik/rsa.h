@@ -1,8 +1,12 @@
-// RSA keys and the operations on them, over Botan. Bytes travel as HexBinary or as byte vectors.
+// RSA keys and the operations on them, made with Botan.
 //
-// Every operation can throw what Botan throws. Operation objects refer to their key, which must outlive them.
-// Every object has its own Botan object: a copy is made anew from the same key and mode, and is as good as
-// its source. An object is used by one thread at a time.
+// Every constructor and every operation can throw Botan::Exception or what else Botan throws, all of which derive
+// from std::exception. A pointer must not be null unless its function says so. A key without a Botan key, as the
+// default constructors make it, can only be copied, assigned to and asked for its pointers.
+//
+// The objects of the operations keep the pointer to their key, which must live longer than they. Each object has a
+// Botan object of its own: a copy makes a new one from the same key and mode. An object is used by one thread at a
+// time.
 #pragma once
 
 #include "tavrik/hex_binary.h"
@@ -24,7 +28,7 @@ class RSA_PublicKey;
 
 namespace Zelmo::Crypto {
 
-// Ends what the classes below own. An object without fields, so a pointer with it is as wide as a plain one.
+// Deletes what the classes below own. It has no fields, so that a pointer with it is as wide as a plain one.
 struct OwnedEnd
 {
     void operator()(Botan::PK_Decryptor_EME* operation) const;
@@ -41,26 +45,27 @@ using Owned = std::unique_ptr<Object, OwnedEnd>;
 class RSAPubKey
 {
 public:
-    // Without a Botan key; no operation can use it.
+    // Without a Botan key.
     RSAPubKey();
 
-    // From the two parts of a subjectPublicKeyInfo.
+    // From the two parts of a subjectPublicKeyInfo: the algorithm, and the DER of the RSAPublicKey.
     RSAPubKey(const Botan::AlgorithmIdentifier* algorithm, std::vector<uint8_t> keyBits);
 
-    // From big-endian bytes; leading zeros don't matter.
+    // From big-endian bytes; leading zeros make no difference.
     RSAPubKey(std::vector<uint8_t> modulus, std::vector<uint8_t> exponent);
 
     RSAPubKey(const RSAPubKey& other);
     ~RSAPubKey();
     RSAPubKey& operator=(const RSAPubKey& other);
 
+    // The object's own; null without a Botan key.
     [[nodiscard]] Botan::RSA_PublicKey* GetBotanPublicKey() const;
 
     // New, big-endian, without leading zeros; the caller deletes them.
     [[nodiscard]] HexBinary* Get_N() const;
     [[nodiscard]] HexBinary* Get_E() const;
 
-    // Does nothing.
+    // Does nothing; `modulus` may be null.
     void SetModulus(const HexBinary* modulus);
 
 private:
@@ -70,10 +75,10 @@ private:
 class RSAPrivKey
 {
 public:
-    // Without a Botan key; no operation can use it.
+    // Without a Botan key and without a public key.
     RSAPrivKey();
 
-    // A new key with the public exponent 65537.
+    // A new key of `bits` bits with the public exponent 65537. Botan says which sizes it makes: from 1024 on.
     explicit RSAPrivKey(int bits);
 
     // From the two primes and the public exponent, big-endian.
@@ -82,14 +87,15 @@ public:
     RSAPrivKey(const RSAPrivKey& other);
     ~RSAPrivKey();
 
-    // The public half stays the same object, to which operations may refer, and gets the value of the
-    // other's. When `other` has none, the old one is not freed and is the caller's from here on.
+    // The public key stays the same object, since operations may have its address, and gets the value of the
+    // other's. When `other` has none, the old one is not deleted and belongs to the caller from then on.
     RSAPrivKey& operator=(const RSAPrivKey& other);
 
+    // The object's own; null when it has none.
     [[nodiscard]] Botan::RSA_PrivateKey* GetBotanPrivateKey() const;
     [[nodiscard]] RSAPubKey* GetPublicKey() const;
 
-    // Takes over `key`; the one before is not freed and is the caller's from here on.
+    // Takes over `key`, which may be null. The one before is not deleted and belongs to the caller from then on.
     void SetPublicKey(RSAPubKey* key);
 
     // New, big-endian, without leading zeros; the caller deletes them.
@@ -104,7 +110,7 @@ private:
     std::unique_ptr<RSAPubKey> publicKey;
 };
 
-// Signs and verifies with one key. A mode, here and below, is a Botan padding text such as "EMSA3(SHA-256)".
+// Signs and verifies with one key. A mode, here and below, is what Botan calls a padding, such as "EMSA3(SHA-256)".
 class RSA
 {
 public:
@@ -114,13 +120,15 @@ public:
     ~RSA();
     RSA& operator=(const RSA& other);
 
-    // A new signature, which the caller deletes. Null or empty data sign the empty string. Only for an object
-    // made from a private key.
+    // A new signature, which the caller deletes. Null counts as no bytes. Only for an object that was made from a
+    // private key.
     HexBinary* Sign(const HexBinary* data);
 
+    // Whether `signature` is that of `message`. Null counts as no bytes.
     bool Verify(const HexBinary* message, const HexBinary* signature);
 
-    // The mode of a signature algorithm's object identifier, or an empty text for one that isn't known.
+    // The mode of a signature algorithm by its object identifier, such as "1.2.840.113549.1.1.11"; empty for one that
+    // is not known: SHA-1, SHA-256, SHA-384 and SHA-512 with RSA are.
     static std::string GetSignerMode(std::string oid);
 
 private:
@@ -139,7 +147,7 @@ public:
     ~RsaSigner();
     RsaSigner& operator=(const RsaSigner& other);
 
-    // A new signature, which the caller deletes.
+    // A new signature, which the caller deletes. Null counts as no bytes.
     HexBinary* Sign(const HexBinary* data);
 
 private:
@@ -157,6 +165,7 @@ public:
     ~RsaVerifier();
     RsaVerifier& operator=(const RsaVerifier& other);
 
+    // Whether `signature` is that of `message`.
     bool Verify(std::vector<uint8_t> message, std::vector<uint8_t> signature);
 
 private:
@@ -174,6 +183,7 @@ public:
     ~RsaEncryptor();
     RsaEncryptor& operator=(const RsaEncryptor& other);
 
+    // The encrypted data, as long as the modulus. The mode says how long `data` may be.
     std::vector<uint8_t> Encrypt(std::vector<uint8_t> data);
 
 private:
@@ -190,7 +200,7 @@ public:
     ~RsaDecryptor();
     RsaDecryptor& operator=(const RsaDecryptor& other);
 
-    // New plain bytes, which the caller deletes.
+    // The decrypted data, new, which the caller deletes. Null counts as no bytes.
     HexBinary* Decrypt(const HexBinary* data);
 
 private:

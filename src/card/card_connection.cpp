@@ -17,7 +17,7 @@ CardConnection::~CardConnection()
 {
     try {
         End();
-    } catch (...) { // NOLINT(bugprone-empty-catch): whoever needs to know ends the session before
+    } catch (...) { // NOLINT(bugprone-empty-catch): a caller that wants to know calls End
     }
 }
 

@@ -10,7 +10,7 @@
 namespace {
 
 // Botan refuses a generator whose device has got the descriptor 0, as in a host that has closed its standard
-// input. Whoever needs the generator is told so then; the start of the library does not need it.
+// input. An operation that needs the generator reports that; the start of the library does not need it.
 void PrepareGenerator()
 {
     try {

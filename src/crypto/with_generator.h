@@ -10,7 +10,7 @@
 inline constexpr std::size_t reseedInterval = 1024;
 
 // Both live in one block, the generator in front, so that the operation alone is enough to find and end both:
-// whoever holds it needs no second pointer.
+// its owner needs no second pointer.
 template <typename Operation>
 class WithGenerator
 {
@@ -31,7 +31,7 @@ public:
         }
     }
 
-    // Null is let pass.
+    // Null does nothing.
     static void Destroy(Operation* operation)
     {
         if (operation == nullptr) {

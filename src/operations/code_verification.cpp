@@ -12,7 +12,7 @@ constexpr uint8_t codeAccepted = 1;
 // The constant that the card side wants with the signature PIN.
 constexpr uint32_t signaturePinConstant = 2;
 
-// The state of a code as login and signature both tell it; CKR_OK for a state that they tell differently.
+// What login and signature both answer to a state of the code; CKR_OK for a state that they answer differently.
 CK_RV CommonCodeState(uint32_t status)
 {
     switch (status) {
@@ -84,7 +84,7 @@ CK_RV JudgeLogin(CardStatus status, const VerifyResult& result)
 
 CK_RV AskForSignaturePin(CardSession session)
 {
-    VerifyResult result = MakeVerifyResult(); // once: a later try sees what the one before it left
+    VerifyResult result = MakeVerifyResult(); // made once: each try is given the result of the one before
     CardStatus status = eIncorrectCode;
     while (status == eIncorrectCode) {
         LOG_LINE(LogLevel_Debug, signFunction, "Virtualkeyboard for Signature PIN opened...");

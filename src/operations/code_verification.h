@@ -15,6 +15,6 @@ CardStatus VerifySignaturePin(CardSession session, const char* code, VerifyResul
 // What the outcome of a verification gives at login; CKR_OK when the code was accepted.
 CK_RV JudgeLogin(CardStatus status, const VerifyResult& result);
 
-// Has the card side ask the user for the signature PIN, again and again while the PIN is wrong, and says what
-// that gives at a signature; CKR_OK when the PIN was accepted. Logged under C_Sign.
+// Has the card side ask the user for the signature PIN, again after each wrong one, and returns what the outcome gives
+// at a signature; CKR_OK when the PIN was accepted. Logged under C_Sign.
 CK_RV AskForSignaturePin(CardSession session);

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-// Once begun the operation goes on until it is begun anew.
+// Once begun, the operation stays active until it is begun again.
 struct DecryptionManager
 {
     CK_RV Init(CK_SESSION_HANDLE session, const CK_MECHANISM* requested, CK_OBJECT_HANDLE key);
@@ -17,7 +17,7 @@ struct DecryptionManager
     // Stores the encrypted data with the byte in front that the card wants.
     void SetData(const HexBinary& data);
 
-    // Has the card decrypt into `output` and writes the number of bytes, which is 0 when the card has gone.
+    // Has the card decrypt into `output` and writes the number of bytes, which is 0 when the card was removed.
     // CKR_DATA_INVALID without data, CKR_FUNCTION_FAILED without a key or when the card fails,
     // CKR_KEY_HANDLE_INVALID when no certificate has the key's CKA_ID.
     CK_RV Decrypt(HexBinary& output, uint32_t& outputLength) const;

@@ -75,7 +75,7 @@ CK_RV DigestManager::Digest(HexBinary& output) const
 
 void DigestManager::Reset()
 {
-    // A mechanism or handle that isn't there is kept as the code of that error.
+    // A missing mechanism or handle is stored as the error code that stands for it.
     mechanism = CKR_MECHANISM_INVALID;
     sessionHandle = CKR_SESSION_HANDLE_INVALID;
     active = false;

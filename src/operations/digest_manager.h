@@ -6,7 +6,7 @@
 
 #include <memory>
 
-// Once begun the operation goes on until it is begun anew or the user logs out.
+// Once begun, the operation stays active until it is begun again or the user logs out.
 struct DigestManager
 {
     // CKR_MECHANISM_INVALID, logged, leaves it inactive.

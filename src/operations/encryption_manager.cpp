@@ -14,7 +14,7 @@ constexpr char encryptFunction[] = "EncryptionManager::Encrypt";
 constexpr char rawMode[] = "Raw";
 constexpr uint32_t leastPadding = 11; // of a type 2 block, framing included
 
-// The lines speak of a private key although the key is a public one; readers of logs know them so.
+// The texts say "private key" although the key is a public one. They are fixed.
 constexpr RsaOperationKind encryption = {"EncryptionManager::Init",
                                          "EncryptionManager::Init private key found",
                                          CKA_ENCRYPT,

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-// Once begun the operation goes on until it is begun anew.
+// Once begun, the operation stays active until it is begun again.
 struct EncryptionManager
 {
     CK_RV Init(CK_SESSION_HANDLE session, const CK_MECHANISM* requested, CK_OBJECT_HANDLE key);

@@ -9,7 +9,7 @@ CK_RV RsaOperation::Begin(const RsaOperationKind& kind, CK_SESSION_HANDLE sessio
                           const CK_MECHANISM* requested, CK_OBJECT_HANDLE key)
 {
     active = false;
-    mechanism = CKR_MECHANISM_INVALID; // one that isn't there is kept as the code of that error
+    mechanism = CKR_MECHANISM_INVALID; // a missing one is stored as the error code that stands for it
     sessionHandle = session;
     keyObject = nullptr;
     if (requested->mechanism != CKM_RSA_PKCS) {

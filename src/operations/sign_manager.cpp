@@ -147,7 +147,7 @@ void SignManager::Reset()
 {
     constexpr char resetFunction[] = "SignManager::Reset";
     LOG_LINE(LogLevel_Debug, resetFunction, "SignManager::Reset called");
-    // A handle or mechanism that isn't there is kept as the code of the error that it would be.
+    // A missing handle or mechanism is stored as the error code that stands for it.
     active = false;
     modulusBits = 0;
     alwaysAuthenticate = true;

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-// The key is kept by its handle alone and looked up again when it signs: the card can go while a dialog is
-// open.
+// The key is kept by its handle alone and looked up again when it signs: the card can be removed while a dialog
+// is open.
 struct SignManager
 {
     // Begins a signature with this key. CKR_KEY_HANDLE_INVALID, CKR_MECHANISM_INVALID or

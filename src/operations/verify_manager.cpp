@@ -12,7 +12,7 @@ namespace {
 constexpr char verifyFunction[] = "VerifyManager::Verify";
 constexpr char plainMode[] = "EMSA3(Raw)"; // no hash of its own
 
-// The lines speak of a private key although the key is a public one; readers of logs know them so.
+// The texts say "private key" although the key is a public one. They are fixed.
 constexpr RsaOperationKind verification = {"VerifyManager::Init",
                                            "VerifyManager::Init private key found",
                                            CKA_VERIFY,

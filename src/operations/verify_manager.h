@@ -7,7 +7,7 @@
 
 #include <memory>
 
-// Once begun the operation never ends: any number of signatures can be checked with the one key.
+// Once begun, the operation stays active: any number of signatures can be checked with its key.
 struct VerifyManager
 {
     CK_RV Init(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, const CK_MECHANISM* requested);
@@ -15,7 +15,7 @@ struct VerifyManager
     void SetData(std::unique_ptr<HexBinary> newSignature, std::unique_ptr<HexBinary> newMessage);
 
     // Writes to `result` whether the signature is that of the message, which is compared as it stands with
-    // the content of the signature's block. Writes nothing when the check can't be made; the log says why.
+    // the content of the signature's block. Writes nothing when the check can't be made; the log has the reason.
     void Verify(bool& result);
 
     RsaOperation operation;

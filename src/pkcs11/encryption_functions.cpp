@@ -58,7 +58,7 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
         HexBinary output(encryptedLength);
         uint32_t length = 0;
         if (manager.Decrypt(output, length) != CKR_OK) {
-            return CKR_FUNCTION_FAILED; // the particular reason stays in the log
+            return CKR_FUNCTION_FAILED; // the log has the particular reason
         }
         HandOut(output, length, pData, pulDataLen);
         return CKR_OK;

@@ -1,5 +1,5 @@
-// What every exported function has around its own work: entering line, test that the library is initialised,
-// argument tests, lock, leaving line.
+// What every exported function does before and after its own work: entering line, test that the library is
+// initialised, argument tests, lock, leaving line.
 #pragma once
 
 #include "src/log/function_lines.h"
@@ -17,7 +17,7 @@ public:
     // Writes the entering line and tests that the library is initialised.
     explicit EntryFrame(const char* name);
 
-    // An argument test that needs no lock; it counts only when all before it held.
+    // An argument test that needs no lock; it is ignored when one before it failed.
     EntryFrame& Require(bool argumentGood)
     {
         if (result == CKR_OK && !argumentGood) {
@@ -37,7 +37,7 @@ public:
     }
 
     // Runs the function's work, which returns its result, under the lock, and leaves with that result; or
-    // leaves with the first test that failed, without the lock. What the work throws goes on to the caller.
+    // leaves with the first test that failed, without the lock. Throws what the work throws.
     template <typename Work>
     CK_RV Run(Work&& work)
     {

@@ -81,8 +81,8 @@ LogSettings ReadSettings(std::string& report)
     return settings;
 }
 
-// Starts the watch on the readers. When what comes after its start fails, no watch goes on in a library that
-// did not start; one that has started before keeps its own.
+// Starts the watch on the readers. When a later step fails, the watch is stopped, unless the library was initialised
+// before and has a watch of its own.
 void StartMonitoring(const char* logFunction)
 {
     auto& monitoring = MonitoringThread::GetInstance();
@@ -168,6 +168,6 @@ void OnLibraryUnload()
     try {
         FinalizeLibrary(true);
     } catch (...) {
-        initialised = false; // nobody is left to be told
+        initialised = false; // there is no caller that could get an error
     }
 }

@@ -75,8 +75,7 @@ CK_RV Verify(CK_USER_TYPE userType, CardSession cardSession, const CK_UTF8CHAR* 
     return JudgeLogin(status, result);
 }
 
-// The objects of every card that has none yet come into being, not only those of the card that was logged in
-// to.
+// Makes the objects of every slot that has none yet, also on other cards than the one that was logged in to.
 void CreateMissingObjects()
 {
     const auto& cache = InternalCache::GetInstance();

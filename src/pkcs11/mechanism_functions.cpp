@@ -1,5 +1,6 @@
-// The functions that tell what a slot can do. The list is made at the first demand from what the card says of
-// its key, and then kept. It tells less and more than the operations accept, and is meant to.
+// The functions that list the mechanisms of a slot. The list is made at the first call from what the card says of the
+// slot's key, and then kept. It differs from what the operations accept, on purpose: CKM_SHA224 and
+// CKM_SHA256_RSA_PKCS are missing, and CKM_ECDSA can be in it.
 #include "src/pkcs11/entry_frame.h"
 #include "src/store/session_records.h"
 
@@ -81,7 +82,7 @@ CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM
         switch (type) {
         case CKM_RSA_PKCS:
             pInfo->flags = CKF_HW | CKF_SIGN | CKF_VERIFY;
-            if (keyInfo != nullptr) { // otherwise the sizes stay the caller's
+            if (keyInfo != nullptr) { // otherwise the sizes are left as they are
                 pInfo->ulMinKeySize = keyInfo->modulusBits;
                 pInfo->ulMaxKeySize = keyInfo->modulusBits;
             }

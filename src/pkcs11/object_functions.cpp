@@ -78,8 +78,8 @@ void LogRequest(const char* function, CK_OBJECT_HANDLE object, const CK_ATTRIBUT
     LOG_LINE(LogLevel_Debug, function, "Object handle 0x%lx, requesting attributes %s", ForLog(object), text);
 }
 
-// Hands out one attribute: its length in any case, its bytes when there are any and the caller has a place
-// for them.
+// Writes one attribute into the caller's record: its length in any case, its bytes when there are any and the record
+// points to room for them.
 void HandOut(const PkcsAttribute& attribute, CK_ATTRIBUTE& record)
 {
     const HexBinary& value = *attribute.value;

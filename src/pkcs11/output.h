@@ -1,4 +1,4 @@
-// Handing a result to the caller.
+// How a function gives a result to its caller.
 #pragma once
 
 #include "tavrik/cryptoki.h"
@@ -7,16 +7,16 @@
 #include <algorithm>
 #include <memory>
 
-// Copies `length` bytes and tells their number. The caller has asked for the size before: its own is not
-// looked at.
+// Copies `length` bytes and writes their number. The size of the caller's buffer is not looked at: the caller is
+// expected to have asked for the length before.
 inline void HandOut(const HexBinary& result, uint32_t length, CK_BYTE_PTR output, CK_ULONG_PTR outputLength)
 {
     std::copy_n(result.data, length, output);
     *outputLength = length;
 }
 
-// Answers a question for the length of a result. `manager` is one that can tell it; its failure is passed on,
-// and nothing is written then.
+// Answers a call that asks for the length of a result. When the manager's GetLength fails, its result is returned and
+// nothing is written.
 template <typename Manager>
 CK_RV TellLength(const Manager& manager, CK_ULONG_PTR outputLength)
 {

@@ -1,5 +1,5 @@
-// The functions that open, close and describe sessions. A session holds its card: the card's transaction goes
-// on from the first session to the last.
+// The functions that open, close and describe sessions. The card's transaction lasts from the first session that is
+// opened on the card to the last that is closed.
 #include "src/cryptoki/names.h"
 #include "src/log/logger.h"
 #include "src/pkcs11/entry_frame.h"
@@ -45,7 +45,7 @@ CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplicatio
         cache.AddSession(session);
         *phSession = session->handle;
 
-        // Not undone when the card has just gone: the caller has the handle.
+        // Not undone when the card was removed meanwhile: the caller has the handle.
         const auto token = cache.GetCardTokenOfSession(session->handle);
         if (token == nullptr) {
             return CKR_TOKEN_NOT_PRESENT;

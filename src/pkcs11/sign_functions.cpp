@@ -77,7 +77,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, 
         }
         std::unique_ptr<HexBinary> signature;
         if (SignOnce(manager, signature) != CKR_OK) {
-            return CKR_FUNCTION_FAILED; // the particular reason stays in the log
+            return CKR_FUNCTION_FAILED; // the log has the particular reason
         }
         HandOut(*signature, static_cast<uint32_t>(signature->length), pSignature, pulSignatureLen);
         return CKR_OK;

@@ -1,4 +1,4 @@
-// The functions that tell which slots and tokens there are.
+// The functions that list and describe slots and tokens.
 #include "src/log/logger.h"
 #include "src/objects/copy_blank_padded.h"
 #include "src/pkcs11/entry_frame.h"
@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr CK_ULONG codeLength = 6; // of a card's codes; told to applications, enforced by nothing
+constexpr CK_ULONG codeLength = 6; // of a card's codes; not enforced
 
-// The same for every card, and meant to be.
+// The same for every card, on purpose.
 constexpr char serialNumber[] = "ffffffff";
 
 void FillTokenInfo(const Slot& slot, const CardToken& token, CK_TOKEN_INFO& info)

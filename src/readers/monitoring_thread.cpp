@@ -93,9 +93,9 @@ void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession c
     }
 }
 
-// False when the step failed; the log then has the reason, unless it is not to be told.
+// False when the step failed, which is logged with the reason when `logged` is true.
 template <typename Step>
-bool Succeeds(bool told, Step&& step)
+bool Succeeds(bool logged, Step&& step)
 {
     std::string reason;
     try {
@@ -106,7 +106,7 @@ bool Succeeds(bool told, Step&& step)
     } catch (...) {
         reason = "unknown exception";
     }
-    if (told) {
+    if (logged) {
         LOG_LINE(LogLevel_Error, "MonitoringThread::DoMonitoring", "Watching the readers failed: %s",
                  reason.c_str());
     }
@@ -183,12 +183,13 @@ void MonitoringThread::ForgetWatchesOfParent()
 
 void MonitoringThread::DoMonitoring(uint32_t timeout)
 {
-    bool waiting = true; // a wait that fails for good is told once
+    bool waiting = true; // of waits that fail one after the other only the first is logged
     while (running) {
         waiting = Succeeds(waiting, [timeout] { CardAPI_WaitForReaderEvent(timeout, HandleReaderEvent); });
         Succeeds(true, [] { LastFailedEvent().Rethrow(); });
         if (!waiting) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(timeout)); // it may fail at once, each time
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(timeout)); // a wait that fails does not take its time
         }
     }
 }

@@ -16,7 +16,7 @@ public:
     static MonitoringThread& GetInstance();
 
     // Loads the slots of all cards that are present, on the caller's thread, and starts a watch. One that is
-    // running already, because two starts of the library met, goes on beside it.
+    // running already, because two threads start the library at once, goes on beside it.
     // Throws what the card side and its events throw, and std::system_error when the thread cannot be
     // started; there is no further watch then.
     void Start() EXCLUDES(watchLock);

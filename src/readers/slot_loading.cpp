@@ -46,7 +46,7 @@ std::shared_ptr<Slot> MakeSlot(CK_SLOT_ID slotId, uint32_t tokenId, std::string_
     return slot;
 }
 
-// The transaction around the reads is the card's alone: the token's mark of a held one stays as it is.
+// The transaction around the reads is not one of CardConnection: the token counts as holding none.
 void AddCard(CardSession cardSession, const std::string& readerName)
 {
     auto& cache = InternalCache::GetInstance();
@@ -67,14 +67,14 @@ void AddCardInReader(const char16_t* readerName)
     }
 }
 
-// Walks the readers that the card side lists. The first name is taken in any case, even from a list of no
+// Goes through the readers that the card side lists. The first name is taken in any case, even from a list of no
 // characters.
 void AddCardsInAllReaders()
 {
-    // Filled with something that is no terminator, so that a list has to bring its own.
+    // Filled with characters that are not zero, so that only what the card side writes ends a name.
     std::array<char16_t, readerListCapacity + 1> names{};
     std::fill_n(reinterpret_cast<unsigned char*>(names.data()), sizeof(names), static_cast<unsigned char>(1));
-    names.back() = u'\0'; // the walk must end inside the buffer, whatever the card side wrote
+    names.back() = u'\0'; // the loop must end inside the buffer, whatever the card side wrote
 
     const int32_t count = CardAPI_GetReaderList(names.data(), readerListCapacity);
     if (count < 0) {

@@ -13,8 +13,8 @@
 // that cannot be opened is passed over.
 void LoadSlotList(CardSession cardSession, const std::string& readerName);
 
-// Ends the card sessions of tokens that are in the store no more. A token that a call is still at work with ends its
-// session with its last user. Throws what the card side throws when all have been tried: the first of it when there is
+// Ends the card sessions of tokens that are no longer in the store. The session of a token that a call still uses ends
+// when that call ends. Throws what the card side throws when all have been tried: the first of it when there is
 // more.
 void EndCardSessions(std::vector<std::shared_ptr<CardToken>> tokens);
 

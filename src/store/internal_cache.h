@@ -16,8 +16,8 @@
 #include <vector>
 
 // Records refer to one another by id, and every use looks the id up again: a reader event can take a card's
-// records out at any moment, also while a call is at work with them. A record that a lookup has handed out
-// lives until its last user lets go of it.
+// records out at any moment, also while a call uses them. A record that a lookup has returned lives until its
+// last user releases it.
 //
 // The lists stand behind one lock that no caller sees. It is never held across a log line or the end of a
 // record, and so across no call to the card.
@@ -60,7 +60,7 @@ public:
     bool RemoveSession(CK_SESSION_HANDLE handle) EXCLUDES(lock);
 
     // Takes out every card of that reader; the name must match to the byte. Its objects, sessions and slots end
-    // here, in this order, unless a call is at work with them. The tokens are handed to the caller, who decides
+    // here, in this order, unless a call still uses them. The tokens are handed to the caller, who decides
     // when their card sessions end.
     std::vector<std::shared_ptr<CardToken>> RemoveCardToken(const std::string& readerName) EXCLUDES(lock);
 

@@ -1,5 +1,5 @@
 // The list behind each kind of record of the store: shared-owned records in the order of their insertion,
-// each with an id and a group, found by either without a walk through the others. It has no lock of its own.
+// each with an id and a group, found by either without going through the others. It has no lock of its own.
 #pragma once
 
 #include <cstdint>
@@ -32,8 +32,8 @@ public:
         return found == positions.end() ? nullptr : records.at(found->second).record;
     }
 
-    // Takes the record with this id out of the list; null when there is none. The caller lets go of it when
-    // it holds no lock, since a record's destructor may call the card.
+    // Takes the record with this id out of the list; null when there is none. The caller releases
+    // it when it holds no lock, since the end of a record may call the card.
     Pointer Take(uint32_t id)
     {
         const auto found = positions.find(id);

@@ -16,7 +16,7 @@ public:
     OperationState& operator=(const OperationState&) = delete;
 };
 
-// Nothing is finished or told to the card when a session goes: an operation in progress simply ends with it.
+// When a session ends, no operation is finished and the card is not called: an operation in progress ends with it.
 struct Session
 {
     Session(CK_SESSION_HANDLE ownHandle, CK_SLOT_ID ownSlotId, std::unique_ptr<OperationState> ownOperations)
