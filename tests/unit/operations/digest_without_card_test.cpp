@@ -11,7 +11,7 @@ TEST(DigestWithoutCard, ThrowsWhatTheBindingThrows)
 {
     DigestManager manager;
     const CK_MECHANISM mechanism{CKM_SHA256, nullptr, 0};
-    ASSERT_EQ(manager.Init(1, &mechanism), 0U);
+    ASSERT_EQ(manager.Init(1, &mechanism), CKR_OK);
     manager.SetData(std::make_unique<HexBinary>("00"));
     HexBinary output(32);
     LogCapture log;

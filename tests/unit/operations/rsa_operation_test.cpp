@@ -46,7 +46,7 @@ TEST_F(RsaOperationTest, OtherMechanismLeavesItInactive)
     const CK_MECHANISM other{CKM_SHA256_RSA_PKCS, nullptr, 0};
     EXPECT_EQ(operation.Begin(kind, session, &other, key), CKR_MECHANISM_INVALID);
     EXPECT_FALSE(operation.active);
-    EXPECT_EQ(operation.mechanism, 112U);
+    EXPECT_EQ(operation.mechanism, CKR_MECHANISM_INVALID);
     EXPECT_EQ(operation.sessionHandle, session);
     EXPECT_EQ(operation.keyObject, nullptr);
     const auto lines = log.Lines();
@@ -62,7 +62,7 @@ TEST_F(RsaOperationTest, ParameterLeavesItInactive)
          {CK_MECHANISM{CKM_RSA_PKCS, &byte, 0}, CK_MECHANISM{CKM_RSA_PKCS, nullptr, 1}}) {
         EXPECT_EQ(operation.Begin(kind, session, &other, key), CKR_MECHANISM_PARAM_INVALID);
         EXPECT_FALSE(operation.active);
-        EXPECT_EQ(operation.mechanism, 112U);
+        EXPECT_EQ(operation.mechanism, CKR_MECHANISM_INVALID);
     }
 }
 

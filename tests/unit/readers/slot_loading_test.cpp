@@ -101,7 +101,7 @@ TEST_F(SlotLoadingTest, SlotIsDescribedByTheCard)
     EXPECT_EQ(slotInfo.hardwareVersion.minor, 2);
     EXPECT_EQ(slotInfo.firmwareVersion.major, 3);
     EXPECT_EQ(slotInfo.firmwareVersion.minor, 4);
-    EXPECT_EQ(slotInfo.flags, 7U);
+    EXPECT_EQ(slotInfo.flags, CKF_TOKEN_PRESENT | CKF_REMOVABLE_DEVICE | CKF_HW_SLOT);
     EXPECT_EQ(StubCard().tokenInfoCapacity, 127U);
 }
 
@@ -136,11 +136,14 @@ TEST_F(SlotLoadingTest, FailingTokenInfoLeavesItsFieldsZero)
 
 TEST_F(SlotLoadingTest, FlagsSayWhetherACardIsPresent)
 {
+    constexpr CK_FLAGS removable = CKF_REMOVABLE_DEVICE | CKF_HW_SLOT;
     for (const uint32_t flags : {0U, 4U, 1U, 5U, 0xFFFFFFFFU}) {
         Cache().Clear();
         StubCard().flags = flags;
         LoadSlotList(42, "Reader");
-        EXPECT_EQ(Cache().GetSlots().at(0)->info.flags, (flags & 1) != 0 ? 7U : 6U) << flags;
+        EXPECT_EQ(Cache().GetSlots().at(0)->info.flags,
+                  (flags & cardPresentFlag) != 0 ? removable | CKF_TOKEN_PRESENT : removable)
+            << flags;
     }
 }
 
