@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(IncompleteCardLibrary, ServesWhatItHas)
+TEST(IncompleteCardLibrary, FunctionsThatItHasCanBeCalled)
 {
     void* library = Platform::LoadSharedLibrary("libCardAPI.so");
     const auto finalized = reinterpret_cast<decltype(&IncompleteCard_Finalized)>(
@@ -31,7 +31,7 @@ TEST(IncompleteCardLibrary, MakesACallThrowWithLibraryAndFunctionNamed)
     EXPECT_EQ(lines[0].message, reason);
 }
 
-TEST(IncompleteCardLibrary, IsLookedThroughAgainByEachCall)
+TEST(IncompleteCardLibrary, EachCallSearchesItAgain)
 {
     for (int i = 0; i < 2; ++i) {
         EXPECT_TRUE(Contains(ReasonOf([] { CardAPI_CloseSession(1); }), "CardAPI_CloseSession"));

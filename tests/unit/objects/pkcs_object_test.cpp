@@ -239,7 +239,7 @@ TEST(FilterMatches, AllValuesWithoutBytesAreEqual)
     EXPECT_FALSE(object.FilterMatches(filter));
 }
 
-TEST(FilterMatches, AnAttributeWhoseValueIsNullIsPassedOver)
+TEST(FilterMatches, AnAttributeWhoseValueIsNullIsIgnored)
 {
     const auto object = ObjectWith({{0x3, {1}}});
     object.attributes[0]->value = nullptr;

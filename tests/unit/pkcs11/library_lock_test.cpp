@@ -109,7 +109,7 @@ TEST(LibraryLock, SecondLockOfAThreadIsADeadlock)
 }
 
 // Had the mark not been tested first, the other thread would wait on the mutex.
-TEST(LibraryLock, LockOfAnotherThreadIsADeadlockAtOnceAndNoWait)
+TEST(LibraryLock, LockOfAnotherThreadIsADeadlockWithoutWaiting)
 {
     LibraryLock lock;
     lock.Lock();
@@ -220,7 +220,7 @@ TEST_F(LibraryLockGuardTest, EndWithoutTheMarkIsNotPermitted)
     EXPECT_EQ(error, notPermitted);
 }
 
-TEST_F(LibraryLockGuardTest, EndGoesToTheApplicationWhenItCameMeanwhile)
+TEST_F(LibraryLockGuardTest, EndCallsCallbacksThatWereGivenMeanwhile)
 {
     EXPECT_EQ(ErrorOf([] {
                   const LibraryLockGuard guard;
@@ -298,7 +298,7 @@ TEST_F(ApplicationMutexTest, DestroyEndsTheMutexAndKeepsTheCallbacks)
     EXPECT_EQ(mutex.createMutex, CreateMutex);
 }
 
-TEST_F(ApplicationMutexTest, DestroyCallsNobodyWithoutAMutex)
+TEST_F(ApplicationMutexTest, DestroyCallsNoCallbackWithoutAMutex)
 {
     ApplicationMutex mutex;
     mutex.destroyMutex = DestroyMutex;

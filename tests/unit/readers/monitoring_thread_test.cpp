@@ -143,7 +143,7 @@ TEST_F(MonitoringThreadTest, InsertionAddsTheCardOnItsSession)
     EXPECT_EQ(Cache().GetCardToken(slots[0]->tokenId)->readerName, "Reader");
 }
 
-TEST_F(MonitoringThreadTest, InsertionWithoutSessionWalksAllReaders)
+TEST_F(MonitoringThreadTest, InsertionWithoutSessionLoadsAllReaders)
 {
     const auto callback = Callback();
     StubCard().readers = std::u16string(u"A\0B\0", 4);

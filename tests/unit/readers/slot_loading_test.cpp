@@ -57,7 +57,7 @@ TEST_F(SlotLoadingTest, GivenSessionMakesOneTokenAndTwoSlots)
     EXPECT_TRUE(token->keyInfoBySlot.empty());
 }
 
-TEST_F(SlotLoadingTest, ReadsAreBracketedByATransactionOfTheirOwn)
+TEST_F(SlotLoadingTest, CardIsReadInsideATransaction)
 {
     LoadSlotList(42, "Reader");
     const auto& calls = StubCard().calls;
@@ -69,7 +69,7 @@ TEST_F(SlotLoadingTest, ReadsAreBracketedByATransactionOfTheirOwn)
     EXPECT_EQ(calls.size(), 6U);
 }
 
-TEST_F(SlotLoadingTest, LogsBothWays)
+TEST_F(SlotLoadingTest, LogsWithAndWithoutASession)
 {
     {
         LogCapture log;
@@ -155,7 +155,7 @@ TEST_F(SlotLoadingTest, FailingFlagsLeaveNone)
     EXPECT_EQ(Cache().GetSlots().at(0)->info.flags, 0U);
 }
 
-TEST_F(SlotLoadingTest, WalkOpensEachReader)
+TEST_F(SlotLoadingTest, EachReaderOfTheListIsOpened)
 {
     SetReaders(std::u16string(u"A\0Bc\0D\0", 7));
     LoadSlotList(0, "");
@@ -166,7 +166,7 @@ TEST_F(SlotLoadingTest, WalkOpensEachReader)
     EXPECT_EQ(Cache().GetCardToken(Cache().GetSlots().at(2)->tokenId)->card.session, 101U);
 }
 
-TEST_F(SlotLoadingTest, WalkPassesOverReadersThatDoNotOpen)
+TEST_F(SlotLoadingTest, ReadersThatDoNotOpenAreLeftOut)
 {
     SetReaders(std::u16string(u"A\0B\0", 4));
     StubCard().nextSession = 0;
@@ -177,7 +177,7 @@ TEST_F(SlotLoadingTest, WalkPassesOverReadersThatDoNotOpen)
     EXPECT_TRUE(Cache().GetSlots().empty());
 }
 
-TEST_F(SlotLoadingTest, WalkEndsAtANegativeCount)
+TEST_F(SlotLoadingTest, NegativeCountOpensNoReader)
 {
     SetReaders(std::u16string(u"A\0", 2));
     StubCard().readerCount = -1;
@@ -185,7 +185,7 @@ TEST_F(SlotLoadingTest, WalkEndsAtANegativeCount)
     EXPECT_TRUE(StubCard().openedReaders.empty());
 }
 
-TEST_F(SlotLoadingTest, WalkTakesTheFirstNameOfAListOfNoCharacters)
+TEST_F(SlotLoadingTest, FirstNameIsTakenFromAListOfNoCharacters)
 {
     SetReaders(std::u16string(u"A\0B\0", 4));
     StubCard().readerCount = 0;
@@ -193,7 +193,7 @@ TEST_F(SlotLoadingTest, WalkTakesTheFirstNameOfAListOfNoCharacters)
     EXPECT_EQ(StubCard().openedReaders, std::vector<std::u16string>{u"A"});
 }
 
-TEST_F(SlotLoadingTest, WalkStopsBeforeATerminatorOfTheList)
+TEST_F(SlotLoadingTest, TerminatorOfTheListIsNoName)
 {
     SetReaders(std::u16string(u"A\0B\0\0", 5));
     LoadSlotList(0, "");

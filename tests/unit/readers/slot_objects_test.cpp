@@ -165,7 +165,7 @@ TEST_F(SlotObjectsTest, LengthBeyondTheFieldsOfAKeyRecordCountsAsTheirs)
     EXPECT_EQ(AttributeOf(*object, CKA_PUBLIC_EXPONENT).size(), sizeof(keyInfo.publicExponent));
 }
 
-TEST_F(SlotObjectsTest, MakesNothingForASlotThatHasGone)
+TEST_F(SlotObjectsTest, MakesNothingForARemovedSlot)
 {
     const auto card = AddCard("Reader", 42);
     SetCertificates({EncodeCertificate({})});

@@ -242,7 +242,7 @@ TEST_F(InternalCacheTest, HasObjectsOfSlotAgreesWithTheList)
     EXPECT_FALSE(Cache().HasObjectsOfSlot(card.qualifiedSlot));
 }
 
-TEST_F(InternalCacheTest, ObjectOfASlotThatHasGoneIsNotAdded)
+TEST_F(InternalCacheTest, ObjectOfARemovedSlotIsNotAdded)
 {
     const auto card = AddCard("Reader", 1);
     const auto handle = AddPublicKey(card.qualifiedSlot);
@@ -376,7 +376,7 @@ TEST_F(InternalCacheTest, RemoveCardTokenEndsObjectsBeforeSessions)
     EXPECT_FALSE(objectAtEnd);
 }
 
-TEST_F(InternalCacheTest, CardThatComesBackGetsNewIds)
+TEST_F(InternalCacheTest, CardThatIsPutBackGetsNewIds)
 {
     const auto before = AddCard("Reader", 1);
     Cache().RemoveCardToken("Reader");
@@ -449,7 +449,7 @@ TEST_F(InternalCacheTest, RecordsOutliveTheirRemovalWhileTheyAreHeld)
     EXPECT_EQ(Cache().GetObject(object->objectHandle), nullptr);
 }
 
-TEST_F(InternalCacheTest, CardSessionIsClosedOnceAndOnlyWhenTheLastUserLetsGo)
+TEST_F(InternalCacheTest, CardSessionIsClosedOnceWhenTheLastUserReleasesTheToken)
 {
     const auto card = AddCard("Reader", 8);
     auto first = Cache().GetCardToken(card.tokenId);
@@ -507,7 +507,7 @@ TEST_F(InternalCacheTest, KeyInfoKeepsItsTokenAlive)
 }
 
 // Cards come and go on one thread, as reader events do, while the others look things up and make objects.
-TEST_F(InternalCacheTest, BearsReaderEventsDuringLookups)
+TEST_F(InternalCacheTest, LookupsCanRunDuringReaderEvents)
 {
     constexpr int rounds = 100;
     std::atomic<bool> done{false};
