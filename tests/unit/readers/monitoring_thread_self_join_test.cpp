@@ -27,7 +27,7 @@ TEST_F(MonitoringThreadSelfJoinTest, IsADeadlockThatIsReported)
     };
     monitoring.Start();
     started = true;
-    for (int i = 0; i < 10000 && !tried; ++i) {
+    for (int i = 0; i < 60000 && !tried; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     monitoring.Stop();
