@@ -93,7 +93,7 @@ void Logger::Initialize(const LogSettings* chosen)
         }
     }
     // Lines of other threads may come between the pieces.
-    WriteSessionHeader([this](const char* text) { WriteRaw(text); });
+    WriteSessionHeader(system, [this](const char* text) { WriteRaw(text); });
 }
 
 // False when no header is to be written, because the file has one or there is no file.
@@ -170,7 +170,7 @@ bool Logger::RotateByAge()
     if (settings.rotationMode != rotateByAge) {
         return false;
     }
-    const std::time_t time = std::time(nullptr);
+    const std::time_t time = system.calendarTime();
     // Without a sign, so that an error value of the calendar lies in the future.
     const auto now = static_cast<uint64_t>(time);
     const auto begin = static_cast<uint64_t>(lastRotationTime);
@@ -193,7 +193,7 @@ void Logger::FindFileStart(const std::filesystem::path& path)
         return;
     }
     const std::string text = FindStartTime(file);
-    lastRotationTime = text.empty() ? std::time(nullptr) : ParseTime(text);
+    lastRotationTime = text.empty() ? system.calendarTime() : ParseTime(text);
 }
 
 void Logger::RotateLogFiles(const std::u16string& searchMask, const std::u16string& directory) const
@@ -227,7 +227,7 @@ void Logger::Rotate()
     currentFile.Close();
     RetireFiles();
     OpenCurrentFile();
-    WriteSessionHeader([this](const char* text) REQUIRES(lineLock) { Send(text); });
+    WriteSessionHeader(system, [this](const char* text) REQUIRES(lineLock) { Send(text); });
     rotating = false;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 namespace {
 
@@ -43,19 +44,19 @@ const char* LevelText(LogLevel level)
     return "Unknown";
 }
 
-void FormatDateTime(char (&text)[64])
+void FormatDateTime(char (&text)[64], std::time_t now)
 {
-    Platform::FormatLocalTime(std::time(nullptr), text);
+    Platform::FormatLocalTime(now, text);
     const auto length = std::strlen(text);
     if (length > 0) {
         text[length - 1] = '\0';
     }
 }
 
-void FormatTimeField(char (&field)[64], LogTimeFormat format, int64_t milliseconds)
+void FormatTimeField(char (&field)[64], LogTimeFormat format, std::time_t now, int64_t milliseconds)
 {
     char dateTime[64] = {};
-    FormatDateTime(dateTime);
+    FormatDateTime(dateTime, now);
     const auto counter = static_cast<long long>(milliseconds);
     switch (format) {
     case LogTimeFormat_DateTime:
@@ -122,7 +123,10 @@ Logger& Logger::Instance()
     return *logger;
 }
 
-Logger::Logger() : startTime(Platform::SteadyClockNanoseconds()) {}
+Logger::Logger(LogSystem chosenSystem)
+    : startTime(chosenSystem.steadyClockNanoseconds()), system(std::move(chosenSystem))
+{
+}
 
 void Logger::Emit(LogLevel level, char* message, const char* function)
 {
@@ -131,8 +135,9 @@ void Logger::Emit(LogLevel level, char* message, const char* function)
     AppendBounded(line, lineLimit, "; ");
 
     char timeField[64] = {};
-    const auto elapsed = Platform::SteadyClockNanoseconds() - startTime;
-    FormatTimeField(timeField, settings.timeFormat, elapsed / nanosecondsPerMillisecond);
+    const auto elapsed = system.steadyClockNanoseconds() - startTime;
+    FormatTimeField(timeField, settings.timeFormat, system.calendarTime(),
+                    elapsed / nanosecondsPerMillisecond);
     AppendBounded(line, lineLimit, timeField);
     AppendBounded(line, lineLimit, "; ");
 
@@ -168,7 +173,7 @@ void Logger::Send(const char* text)
         std::printf("%s", text);
     }
     if (settings.logToDebugger) {
-        Platform::WriteToDebugger(text);
+        system.writeToDebugger(text);
     }
     if (settings.logToFile) {
         currentFile.Write(text);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "src/log/log_settings.h"
+#include "src/platform/log_system.h"
 #include "src/platform/mutex.h"
 #include "src/platform/regular_file.h"
 
@@ -21,7 +22,7 @@ public:
     // The singleton, made at the first call and never destroyed.
     static Logger& Instance();
 
-    Logger();
+    explicit Logger(LogSystem chosenSystem = {});
     ~Logger() = default;
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
@@ -90,6 +91,7 @@ private:
     int64_t startTime; // steady clock, nanoseconds
     int64_t lastRotationTime GUARDED_BY(lineLock) = 0;
     bool rotating GUARDED_BY(lineLock) = false;
+    const LogSystem system;
 };
 
 // Prints at most `size` - 1 characters and a terminator. Returns the number of characters that the whole text

@@ -75,21 +75,21 @@ std::string ListingText(const std::string& listing)
     return text;
 }
 
-std::string OsText()
+std::string OsText(const LogSystem& system)
 {
-    const OsVersion version = Platform::GetOsVersionInfo();
+    const OsVersion version = system.osVersion();
     if (version.majorNumber < oldestListedSystem) {
         return FallbackText(version);
     }
     std::string listing;
-    Platform::RunCommandCaptureOutput(Platform::OsListingCommand(), listing);
+    system.runCommand(Platform::OsListingCommand(), listing);
     return listing.size() <= longestShortListing ? FallbackText(version) : ListingText(listing);
 }
 
-void SendDateAndTitles(const Send& send)
+void SendDateAndTitles(const Send& send, const LogSystem& system)
 {
     char dateTime[32] = {};
-    const std::tm now = Platform::LocalTime(std::time(nullptr));
+    const std::tm now = Platform::LocalTime(system.calendarTime());
     static_cast<void>(std::strftime(dateTime, sizeof(dateTime), "%Y-%m-%d %H:%M:%S", &now));
     char piece[pieceSize] = {};
     FormatInto(piece, sizeof(piece), "DateTime: %s%s%s\r\n\r\n", dateTime, columnTitles, dashes);
@@ -98,11 +98,11 @@ void SendDateAndTitles(const Send& send)
 
 } // namespace
 
-void WriteSessionHeader(const Send& send)
+void WriteSessionHeader(const LogSystem& system, const Send& send)
 {
     SendHost(send);
     send("Operating system: ");
     static_cast<void>(std::fflush(stdout)); // before a child process gets hold of it
-    send(OsText().c_str());
-    SendDateAndTitles(send);
+    send(OsText(system).c_str());
+    SendDateAndTitles(send, system);
 }

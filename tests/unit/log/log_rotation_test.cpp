@@ -3,7 +3,6 @@
 
 #include "tests/unit/log/local_time_text.h"
 #include "tests/unit/log/log_folder.h"
-#include "tests/unit/platform/system_double.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <ctime>
 #include <fstream>
 #include <memory>
@@ -34,19 +32,21 @@ protected:
         settings.logDirectory = folder.Directory();
         settings.logFileName = u"Pkcs11";
         settings.fileCount = 5;
-        osVersion = OsVersion{6, 1, 0, "test"};
-        commandInstead = [this](const std::string&, std::string&) { ++headers; };
-    }
-    ~LogRotationTest() override
-    {
-        osVersion.reset();
-        commandInstead = nullptr;
     }
 
+    // The system of the Loggers. Its command, which a header runs once, counts the headers.
+    LogSystem System()
+    {
+        LogSystem system;
+        system.calendarTime = [this] { return now.load(); };
+        system.osVersion = [] { return OsVersion{6, 1, 0, "test"}; };
+        system.runCommand = [this](const char*, std::string&) { ++headers; };
+        return system;
+    }
     void Start() { logger->Initialize(&settings); }
     void StartAnew()
     {
-        logger = std::make_unique<Logger>();
+        logger = std::make_unique<Logger>(System());
         Start();
     }
 
@@ -69,8 +69,9 @@ protected:
 
     const LogFolder folder;
     LogSettings settings;
-    std::unique_ptr<Logger> logger = std::make_unique<Logger>();
-    int headers = 0; // that were written
+    std::atomic<std::time_t> now = 1794485402;
+    std::atomic<int> headers = 0; // that were written
+    std::unique_ptr<Logger> logger = std::make_unique<Logger>(System());
 };
 
 std::string HeaderOf(std::time_t time)
@@ -218,34 +219,24 @@ TEST_F(LogRotationTest, SizeIsThatOfTheFileWhoeverWroteIt)
 
 TEST_F(LogRotationTest, FileEightDaysOldIsRetiredAtTheStart)
 {
-    folder.Write("Pkcs11.log", HeaderOf(std::time(nullptr) - 8 * day));
-    const std::time_t before = std::time(nullptr);
+    folder.Write("Pkcs11.log", HeaderOf(now - 8 * day));
     Start();
     EXPECT_EQ(folder.Names(), (Names{"Pkcs11.log", "Pkcs11_1.log"}));
     EXPECT_TRUE(BeginsWithHeader(Current()));
-    EXPECT_GE(logger->LastRotationTime(), before);
-    EXPECT_LE(logger->LastRotationTime(), std::time(nullptr));
+    EXPECT_EQ(logger->LastRotationTime(), now);
 }
 
-TEST_F(LogRotationTest, FileAMinuteYoungerThanEightDaysStays)
+TEST_F(LogRotationTest, FileASecondYoungerThanEightDaysStays)
 {
-    const std::time_t begun = std::time(nullptr) - 8 * day + 60;
+    const std::time_t begun = now - 8 * day + 1;
     folder.Write("Pkcs11.log", HeaderOf(begun));
     Start();
     EXPECT_EQ(folder.Names(), Names{"Pkcs11.log"});
     EXPECT_EQ(logger->LastRotationTime(), begun);
 }
 
-TEST_F(LogRotationTest, FileSevenDaysAnd23HoursOldStays)
-{
-    folder.Write("Pkcs11.log", HeaderOf(std::time(nullptr) - 8 * day + 3600));
-    Start();
-    EXPECT_EQ(folder.Names(), Names{"Pkcs11.log"});
-}
-
 TEST_F(LogRotationTest, AgeCountsFromTheFirstHeaderInTheFile)
 {
-    const std::time_t now = std::time(nullptr);
     folder.Write("Pkcs11.log", HeaderOf(now - day) + HeaderOf(now - 20 * day));
     Start();
     EXPECT_EQ(logger->LastRotationTime(), now - day);
@@ -253,12 +244,12 @@ TEST_F(LogRotationTest, AgeCountsFromTheFirstHeaderInTheFile)
 
 TEST_F(LogRotationTest, FileThatGrowsOldDuringASessionIsRetiredByTheNextLine)
 {
-    const std::time_t begun = std::time(nullptr) - 8 * day + 2;
+    const std::time_t begun = now - 8 * day + 2;
     folder.Write("Pkcs11.log", HeaderOf(begun));
     Start();
     Emit("young");
     ASSERT_EQ(folder.Names(), Names{"Pkcs11.log"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+    now += 2;
     Emit("old");
     EXPECT_EQ(folder.Names(), (Names{"Pkcs11.log", "Pkcs11_1.log"}));
     EXPECT_TRUE(folder.Read("Pkcs11_1.log").ends_with("; old\r\n"));
@@ -266,7 +257,7 @@ TEST_F(LogRotationTest, FileThatGrowsOldDuringASessionIsRetiredByTheNextLine)
 
 TEST_F(LogRotationTest, RotationBySizeKeepsTheAgeOfTheOldFile)
 {
-    const std::time_t begun = std::time(nullptr) - 2 * day;
+    const std::time_t begun = now - 2 * day;
     folder.Write("Pkcs11.log", HeaderOf(begun) + std::string(sizeLimit, 'x'));
     Start();
     EXPECT_EQ(folder.Names(), (Names{"Pkcs11.log", "Pkcs11_1.log"}));
@@ -276,14 +267,13 @@ TEST_F(LogRotationTest, RotationBySizeKeepsTheAgeOfTheOldFile)
 TEST_F(LogRotationTest, FileWithoutADateCountsFromNow)
 {
     folder.Write("Pkcs11.log", "no date\r\n");
-    const std::time_t before = std::time(nullptr);
     Start();
-    EXPECT_GE(logger->LastRotationTime(), before);
+    EXPECT_EQ(logger->LastRotationTime(), now);
 }
 
 TEST_F(LogRotationTest, DateLineWithNothingBehindItDoesNotCount)
 {
-    const std::time_t begun = std::time(nullptr) - 3 * day;
+    const std::time_t begun = now - 3 * day;
     folder.Write("Pkcs11.log", "DateTime: \nDateTime: " + LocalTimeText(begun) + " \t\r\n");
     Start();
     EXPECT_EQ(logger->LastRotationTime(), begun);
@@ -291,16 +281,15 @@ TEST_F(LogRotationTest, DateLineWithNothingBehindItDoesNotCount)
 
 TEST_F(LogRotationTest, DateLineWithBlanksAloneEndsTheSearch)
 {
-    const std::time_t before = std::time(nullptr);
-    folder.Write("Pkcs11.log", "DateTime: \r\n" + HeaderOf(before - 20 * day));
+    folder.Write("Pkcs11.log", "DateTime: \r\n" + HeaderOf(now - 20 * day));
     Start();
     EXPECT_EQ(folder.Names(), Names{"Pkcs11.log"});
-    EXPECT_GE(logger->LastRotationTime(), before);
+    EXPECT_EQ(logger->LastRotationTime(), now);
 }
 
 TEST_F(LogRotationTest, DateIsFoundBehindOtherTextOnItsLine)
 {
-    const std::time_t begun = std::time(nullptr) - 3 * day;
+    const std::time_t begun = now - 3 * day;
     folder.Write("Pkcs11.log", " 6.1.7601 Service Pack 1DateTime: " + LocalTimeText(begun) + "\r\n");
     Start();
     EXPECT_EQ(logger->LastRotationTime(), begun);
@@ -317,14 +306,14 @@ TEST_F(LogRotationTest, DateThatCannotBeReadIsNeverOld)
 
 TEST_F(LogRotationTest, DateInTheFutureIsNeverOld)
 {
-    folder.Write("Pkcs11.log", HeaderOf(std::time(nullptr) + 100 * day));
+    folder.Write("Pkcs11.log", HeaderOf(now + 100 * day));
     Start();
     EXPECT_EQ(folder.Names(), Names{"Pkcs11.log"});
 }
 
 TEST_F(LogRotationTest, StartTimeIsReadOnce)
 {
-    const std::time_t first = std::time(nullptr) - 2 * day;
+    const std::time_t first = now - 2 * day;
     folder.Write("Pkcs11.log", HeaderOf(first));
     Start();
     folder.Write("Pkcs11.log", HeaderOf(first - 3 * day));
@@ -335,7 +324,7 @@ TEST_F(LogRotationTest, StartTimeIsReadOnce)
 TEST_F(LogRotationTest, ModeTwoRetiresBySizeAlone)
 {
     settings.rotationMode = 2;
-    folder.Write("Pkcs11.log", HeaderOf(std::time(nullptr) - 100 * day));
+    folder.Write("Pkcs11.log", HeaderOf(now - 100 * day));
     Start();
     EXPECT_EQ(folder.Names(), Names{"Pkcs11.log"});
     EXPECT_EQ(logger->LastRotationTime(), 0);
@@ -607,7 +596,7 @@ TEST_F(LogRotationTest, FileThatCannotBeMovedTakesItsLinesWithAHeaderBehindEach)
 TEST_F(LogRotationTest, TwoLoggersWriteIntoOneFile)
 {
     Start();
-    Logger other;
+    Logger other(System());
     other.Initialize(&settings);
     char message[] = "from the other";
     other.Emit(LogLevel_Info, message, "C_Sample");

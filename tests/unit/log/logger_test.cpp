@@ -3,7 +3,6 @@
 #include "src/platform/platform.h"
 #include "tests/support/host_locale.h"
 #include "tests/unit/log/log_capture.h"
-#include "tests/unit/platform/system_double.h"
 
 #include <gtest/gtest.h>
 
@@ -20,9 +19,9 @@ namespace {
 
 // What `emit` makes a new Logger with these settings write to the standard output.
 template <typename Work>
-std::string ConsoleOf(const LogSettings& settings, Work&& emit)
+std::string ConsoleOf(const LogSettings& settings, Work&& emit, const LogSystem& system = {})
 {
-    Logger logger;
+    Logger logger(system);
     logger.Settings() = settings;
     testing::internal::CaptureStdout();
     emit(logger);
@@ -41,13 +40,14 @@ LogSettings ConsoleSettings(LogTimeFormat timeFormat = LogTimeFormat_Millisec, b
 
 // The line of one message.
 std::string LineOf(const LogSettings& settings, const std::string& text, LogLevel level = LogLevel_Info,
-                   const char* function = "C_Sample")
+                   const char* function = "C_Sample", const LogSystem& system = {})
 {
-    return ConsoleOf(settings, [&](Logger& logger) {
+    const auto emit = [&](Logger& logger) {
         std::vector<char> message(text.begin(), text.end());
         message.resize(logMessageSize);
         logger.Emit(level, message.data(), function);
-    });
+    };
+    return ConsoleOf(settings, emit, system);
 }
 
 std::string ThreadField()
@@ -89,27 +89,18 @@ bool HasForm(const std::string& text, const std::string& form)
 
 constexpr int64_t nanosecondsPerMillisecond = 1000000;
 
-// Makes the steady clock stand still, at a reading that can be moved on, as long as it lives.
-class StandingClock
-{
-public:
-    StandingClock() { steadyClockReading = 777 * nanosecondsPerMillisecond + 5; }
-    ~StandingClock() { steadyClockReading.reset(); }
-    StandingClock(const StandingClock&) = delete;
-    StandingClock& operator=(const StandingClock&) = delete;
-
-    static void Advance(int64_t nanoseconds) { *steadyClockReading += nanoseconds; }
-};
-
 // The line of the message "text" so long after the Logger was made.
 std::string LineAfter(int64_t nanoseconds, LogTimeFormat timeFormat)
 {
-    const StandingClock clock;
-    return ConsoleOf(ConsoleSettings(timeFormat), [nanoseconds](Logger& logger) {
-        StandingClock::Advance(nanoseconds);
+    int64_t reading = 777 * nanosecondsPerMillisecond + 5;
+    LogSystem system;
+    system.steadyClockNanoseconds = [&reading] { return reading; };
+    const auto emit = [&reading, nanoseconds](Logger& logger) {
+        reading += nanoseconds;
         char message[] = "text";
         logger.Emit(LogLevel_Info, message, "C_Sample");
-    });
+    };
+    return ConsoleOf(ConsoleSettings(timeFormat), emit, system);
 }
 
 // Gives the process's Logger back its settings.
@@ -366,24 +357,25 @@ TEST(Logger, OtherSinksGoOnWhenTheFileSinkFails)
     EXPECT_EQ(text, "one two");
 }
 
-TEST(Logger, DebuggerSinkGetsTheLineWithoutItsEnd)
+TEST(Logger, DebuggerSinkGetsTheWholeLineAndTheConsoleNothing)
 {
-    systemLog.clear();
+    std::vector<std::string> texts;
+    LogSystem system;
+    system.writeToDebugger = [&texts](const char* text) { texts.emplace_back(text); };
     LogSettings settings = ConsoleSettings(static_cast<LogTimeFormat>(9));
     settings.logToConsole = false;
     settings.logToDebugger = true;
-    EXPECT_EQ(LineOf(settings, "100% to the debugger"), "");
-    ASSERT_EQ(systemLog.size(), 1U);
-    EXPECT_EQ(systemLog[0].text, "INFO; ;      pkcs11_x64; 100% to the debugger");
+    EXPECT_EQ(LineOf(settings, "100% to the debugger", LogLevel_Info, "C_Sample", system), "");
+    EXPECT_EQ(texts, std::vector<std::string>{"INFO; ;      pkcs11_x64; 100% to the debugger\r\n"});
 }
 
 TEST(Logger, AllSinksOffWritesNothingThroughEmit)
 {
-    systemLog.clear();
     LogSettings settings;
     settings.logToFile = false;
-    EXPECT_EQ(LineOf(settings, "nowhere", LogLevel_Error), "");
-    EXPECT_TRUE(systemLog.empty());
+    LogSystem system;
+    system.writeToDebugger = [](const char* text) { ADD_FAILURE() << text; };
+    EXPECT_EQ(LineOf(settings, "nowhere", LogLevel_Error, "C_Sample", system), "");
 }
 
 TEST(Logger, LetsThroughByLevelAndSink)

@@ -1,7 +1,6 @@
 #include "src/log/session_header.h"
 
 #include "tests/unit/log/local_time_text.h"
-#include "tests/unit/platform/system_double.h"
 
 #include <gtest/gtest.h>
 
@@ -16,28 +15,30 @@ namespace {
 
 const std::string dashes(71, '-');
 
-// The header of a system of the test's own.
+constexpr std::time_t headerTime = 1794485402;
+
+// The header that is written on a system of the test's own.
 class SessionHeaderTest : public testing::Test
 {
 protected:
     SessionHeaderTest()
     {
-        osVersion = OsVersion{6, 1, 7601, "Service Pack 1"};
-        commandInstead = [this](const std::string& commandLine, std::string& output) {
-            commands.push_back(commandLine);
+        SetVersion({6, 1, 7601, "Service Pack 1"});
+        system.calendarTime = [] { return headerTime; };
+        system.runCommand = [this](const char* commandLine, std::string& output) {
+            commands.emplace_back(commandLine);
             output = listing;
         };
     }
-    ~SessionHeaderTest() override
-    {
-        osVersion.reset();
-        commandInstead = nullptr;
-    }
 
-    static std::vector<std::string> Pieces()
+    void SetVersion(const OsVersion& version)
+    {
+        system.osVersion = [version] { return version; };
+    }
+    std::vector<std::string> Pieces() const
     {
         std::vector<std::string> pieces;
-        WriteSessionHeader([&pieces](const char* text) { pieces.emplace_back(text); });
+        WriteSessionHeader(system, [&pieces](const char* text) { pieces.emplace_back(text); });
         return pieces;
     }
     // The text of the operating system.
@@ -47,6 +48,7 @@ protected:
         return Pieces().at(5);
     }
 
+    LogSystem system;
     const std::string fallback = "x64 \r\n 6.1.7601 Service Pack 1";
     std::string listing;
     std::vector<std::string> commands;
@@ -57,9 +59,7 @@ protected:
 TEST_F(SessionHeaderTest, IsSevenPiecesInTheirOrder)
 {
     listing = "Caption=Debian GNU/Linux 12 (bookworm)\n";
-    const std::string before = LocalTimeText(std::time(nullptr));
     const auto pieces = Pieces();
-    const std::string after = LocalTimeText(std::time(nullptr));
     ASSERT_EQ(pieces.size(), 7U);
     EXPECT_EQ(pieces[0], "CardAPI, version: v4.8_RC2\r\n");
     EXPECT_EQ(pieces[1],
@@ -71,8 +71,7 @@ TEST_F(SessionHeaderTest, IsSevenPiecesInTheirOrder)
     const std::string rest =
         "\r\nLog Level; Time; Module; Description; Thread; VERB: Function; Verbose Description\r\n" + dashes +
         "\r\n\r\n";
-    EXPECT_TRUE(pieces[6] == "DateTime: " + before + rest || pieces[6] == "DateTime: " + after + rest)
-        << pieces[6];
+    EXPECT_EQ(pieces[6], "DateTime: " + LocalTimeText(headerTime) + rest);
 }
 
 TEST_F(SessionHeaderTest, AsksForTheFivePropertiesOnce)
@@ -95,14 +94,14 @@ TEST_F(SessionHeaderTest, ListingOf33CharactersIsTaken)
 
 TEST_F(SessionHeaderTest, VersionBelowSixGivesTheFallbackTextWithoutACommand)
 {
-    osVersion = OsVersion{5, 10, 209, "28-amd64"};
+    SetVersion({5, 10, 209, "28-amd64"});
     EXPECT_EQ(OsPiece(std::string(100, 'x')), "x64 \r\n 5.10.209 28-amd64");
     EXPECT_TRUE(commands.empty());
 }
 
 TEST_F(SessionHeaderTest, FallbackTextIsCutAt126Characters)
 {
-    osVersion = OsVersion{6, 1, 7601, std::string(200, 's')};
+    SetVersion({6, 1, 7601, std::string(200, 's')});
     EXPECT_EQ(OsPiece(""), "x64 \r\n 6.1.7601 " + std::string(110, 's'));
 }
 
@@ -149,12 +148,12 @@ TEST_F(SessionHeaderTest, StandardOutputIsFlushedBeforeTheCommandRuns)
     static_cast<void>(std::fflush(stdout));
     const int saved = dup(STDOUT_FILENO);
     dup2(file, STDOUT_FILENO);
-    commandInstead = [&](const std::string&, std::string&) {
+    system.runCommand = [&](const char*, std::string&) {
         std::array<char, 64> text{};
         EXPECT_GE(pread(file, text.data(), text.size() - 1, 0), 0);
         seen = text.data();
     };
-    WriteSessionHeader([](const char* text) { std::printf("%s", text); });
+    WriteSessionHeader(system, [](const char* text) { std::printf("%s", text); });
     static_cast<void>(std::fflush(stdout));
     dup2(saved, STDOUT_FILENO);
     close(saved);

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -125,10 +127,19 @@ TEST(RunCommand, WhatAnUnendedCommandWroteBeforeCounts)
 TEST(RunCommand, WhatTheCommandStartedEndsWithIt)
 {
     const LogFolder folder;
+    const std::string pipe = folder.Path("pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
     std::string output;
-    TimeOf("(sleep 2; touch '" + folder.Path("late").string() + "') & sleep 60", output);
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
-    EXPECT_TRUE(folder.Names().empty());
+    TimeOf("(exec 9>'" + pipe + "'; printf x >&9; sleep 60) & sleep 60", output);
+    char text = 0;
+    ASSERT_EQ(read(reader, &text, 1), 1) << "the background process has not begun";
+    // The pipe ends when nobody has it open for writing any more.
+    pollfd end{reader, POLLIN, 0};
+    ASSERT_EQ(poll(&end, 1, 30000), 1) << "the background process still runs";
+    EXPECT_EQ(read(reader, &text, 1), 0);
+    close(reader);
 }
 
 TEST(RunCommand, HostThatCollectsOrphansGetsNone)
