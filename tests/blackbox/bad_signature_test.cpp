@@ -3,7 +3,7 @@
 
 #include <ostream>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr size_t modulusLength = 128; // of the modulus of test key 0
@@ -242,4 +242,4 @@ TEST_F(BadSignatureTest, OverMoreDataThanTheKeyHasRoomForFailsTheFunction)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class CertificateObjectsTest : public ObjectsTest
@@ -172,7 +172,7 @@ TEST_F(CertificateObjectsTest, OrdinaryKeyDiffersInFourRowsOnly)
 TEST_F(CertificateObjectsTest, ModulusIsReversedAndExponentIsNot)
 {
     Card card;
-    Scripted::CertifiedKey key{TestCertificate(0, "Odd Key"), {}};
+    scripted::CertifiedKey key{TestCertificate(0, "Odd Key"), {}};
     key.key.keyReference = 1;
     key.key.modulusBits = 77;
     const Bytes modulus{1, 2, 3, 4, 5};
@@ -192,7 +192,7 @@ TEST_F(CertificateObjectsTest, ModulusIsReversedAndExponentIsNot)
 TEST_F(CertificateObjectsTest, ModulusLengthOfZeroGivesAnEmptyModulus)
 {
     Card card;
-    Scripted::CertifiedKey key{TestCertificate(0, "No Modulus"), {}};
+    scripted::CertifiedKey key{TestCertificate(0, "No Modulus"), {}};
     key.key.keyReference = 2;
     card.qes.push_back(key);
     const CK_SESSION_HANDLE session = StartLoggedIn(std::move(card));
@@ -297,4 +297,4 @@ TEST_F(CertificateObjectsTest, ObjectsAreNotReadFromTheCardAgain)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class ConcurrencyTest : public BlackBoxTest
@@ -430,4 +430,4 @@ TEST_F(ConcurrencyTest, EightThreadsWorkWhileFiveHundredCardsComeAndGo)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/mutex_callbacks.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr CK_OBJECT_HANDLE untouchedHandle = 0x5555;
@@ -313,4 +313,4 @@ TEST_F(CreateObjectTest, KeyIsNotFoundOnTheOtherSlot)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace BlackBox {
+namespace blackbox {
 
 Bytes SignatureBlock(size_t length, const Bytes& content)
 {
@@ -176,4 +176,4 @@ Result CryptoTest::AskFor(OutputFunction function, CK_SESSION_HANDLE session)
     return result;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

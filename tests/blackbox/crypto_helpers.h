@@ -7,7 +7,7 @@
 
 #include <functional>
 
-namespace BlackBox {
+namespace blackbox {
 
 using Result = Signature; // of any operation that writes bytes and their number
 
@@ -70,4 +70,4 @@ private:
     static Result AskFor(OutputFunction function, CK_SESSION_HANDLE session);
 };
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -3,7 +3,7 @@
 
 #include "tests/support/mutex_callbacks.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr CK_OBJECT_HANDLE ordinaryKey = firstPrivateKey + 1; // of CertifiedCard, test key 1
@@ -33,13 +33,13 @@ protected:
     }
 
     // The one call of the card that the last decryption has made, which is then forgotten.
-    Scripted::CardCall TakeDecryptCall()
+    scripted::CardCall TakeDecryptCall()
     {
         const auto calls = script->CallsOf("ES_DecryptData");
         EXPECT_EQ(calls.size(), 1U);
         EXPECT_EQ(script->Calls().size(), 1U) << "nothing else is asked of the card";
         script->ForgetCalls();
-        return calls.empty() ? Scripted::CardCall{} : calls.front();
+        return calls.empty() ? scripted::CardCall{} : calls.front();
     }
 
     const Bytes encrypted = Counting(keyLength, 10);
@@ -80,7 +80,7 @@ TEST_F(DecryptTest, CardIsHandedAPrefixAndTheDataAndRoomForBoth)
     const CK_SESSION_HANDLE session = StartDecrypting();
     script->Next("ES_DecryptData", {.output = Counting(20)});
     EXPECT_EQ(Decrypt(session, encrypted), Signed(Counting(20)));
-    const Scripted::CardCall call = TakeDecryptCall();
+    const scripted::CardCall call = TakeDecryptCall();
     EXPECT_EQ(call.session, 101U);
     EXPECT_EQ(call.data, Bytes{0x81} + encrypted);
     EXPECT_EQ(call.capacity, keyLength + 1);
@@ -154,7 +154,7 @@ TEST_F(DecryptTest, FailureOfTheCardFailsTheFunctionAndEndsNothing)
 {
     const CK_SESSION_HANDLE session = StartDecrypting();
     for (const CardStatus status : {CardStatus{1}, incorrectCode, userInputError, CardStatus{-1}}) {
-        script->Next("ES_DecryptData", {.status = status, .outputs = Scripted::Outputs::Always});
+        script->Next("ES_DecryptData", {.status = status, .outputs = scripted::Outputs::Always});
         EXPECT_EQ(Decrypt(session, encrypted), Failed(CKR_FUNCTION_FAILED)) << status;
     }
     script->Next("ES_DecryptData", {.output = Counting(20)});
@@ -396,4 +396,4 @@ TEST_F(DecryptTest, RefusalsBeforeTheManagerLogTheFrameOnly)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <ostream>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr CK_MECHANISM_TYPE md5 = 0x210;
@@ -274,4 +274,4 @@ TEST_F(DigestTest, LogHasTheManagersLinesBetweenThoseOfTheFrame)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string encryptInitLine = "DBG EncryptionManager::Init: EncryptionManager::Init ";
@@ -438,4 +438,4 @@ TEST_F(EncryptTest, RefusalsBeforeTheManagerLogTheFrameOnly)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 
 #include <set>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 std::filesystem::path LibraryFile()
@@ -150,4 +150,4 @@ TEST(ExportsTest, ImportsNoCardFunction)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class HarnessTest : public ::testing::Test
@@ -71,7 +71,7 @@ TEST_F(HarnessTest, LedgerTellsLostDoubledAndUnknownCloses)
     EXPECT_EQ(script->Violations(), Texts{});
     close(first);
     close(999);
-    const std::vector<Scripted::LedgerEntry> ledger = script->Ledger();
+    const std::vector<scripted::LedgerEntry> ledger = script->Ledger();
     ASSERT_EQ(ledger.size(), 2U);
     EXPECT_EQ(ledger[0].closes, 2);
     EXPECT_EQ(ledger[1].closes, 0);
@@ -122,7 +122,7 @@ TEST_F(HarnessTest, CertificatesComeInStepWithTheirKeys)
 TEST_F(HarnessTest, InitializeSetsTheLogSwitches)
 {
     std::vector<uint8_t> logger(64, 9);
-    script->SetLogSwitches(Scripted::LogSwitches{.fromLevel = 2, .timeFormat = 1});
+    script->SetLogSwitches(scripted::LogSwitches{.fromLevel = 2, .timeFormat = 1});
     CardFunction<decltype(CardAPI_Initialize)>("CardAPI_Initialize")(logger.data());
     EXPECT_EQ(Bytes(logger.begin(), logger.begin() + 8), (Bytes{1, 0, 0, 2, 1, 9, 1, 9}));
 }
@@ -146,4 +146,4 @@ TEST_F(HarnessTest, CaptureParsesLinesAndLetsOtherTextThrough)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const Texts startOfEmptyRun{"GetAppDataDir(1023)", "GetUserDataDir(1023)", "Initialize",
@@ -169,12 +169,12 @@ TEST_F(LifecycleTest, StartWaitsOnceOnTheCallersThreadAndThenOnOneOfItsOwn)
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     std::this_thread::sleep_for(std::chrono::milliseconds(60));
     Finalize();
-    std::vector<Scripted::CardCall> waits = script->CallsOf("WaitForReaderEvent");
+    std::vector<scripted::CardCall> waits = script->CallsOf("WaitForReaderEvent");
     ASSERT_GE(waits.size(), 3U);
     EXPECT_EQ(waits.front().constants, std::vector<uint32_t>{0});
     EXPECT_EQ(waits.front().thread, std::this_thread::get_id());
     waits.erase(waits.begin());
-    for (const Scripted::CardCall& wait : waits) {
+    for (const scripted::CardCall& wait : waits) {
         EXPECT_EQ(wait.constants, std::vector<uint32_t>{500});
         EXPECT_NE(wait.thread, std::this_thread::get_id());
         EXPECT_EQ(wait.thread, waits.front().thread);
@@ -587,4 +587,4 @@ TEST_F(LifecycleTest, LibraryStartsAgainAfterEveryFinalize)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

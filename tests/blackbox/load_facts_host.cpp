@@ -8,7 +8,7 @@ int main(int count, char** arguments)
     if (count != 2) {
         return 2;
     }
-    void* probe = BlackBox::Load(arguments[1]);
-    std::cout << reinterpret_cast<int (*)()>(BlackBox::SymbolOf(probe, "LoadFactsProbe_JavaLauncherHost"))();
+    void* probe = blackbox::Load(arguments[1]);
+    std::cout << reinterpret_cast<int (*)()>(blackbox::SymbolOf(probe, "LoadFactsProbe_JavaLauncherHost"))();
     return 0;
 }

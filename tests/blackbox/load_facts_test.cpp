@@ -3,7 +3,7 @@
 #include "tests/support/log_host.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class LoadFactsTest : public BlackBoxTest
@@ -31,4 +31,4 @@ TEST_F(LoadFactsTest, OtherHostsAreNone)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr const char* everything = R"({"log": {"extensive": true, "logFromLevel": "LogLevel_Debug"}})";
@@ -231,4 +231,4 @@ TEST_F(HostNameTest, EveryOtherNameHasOne)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

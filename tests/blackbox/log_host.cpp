@@ -19,7 +19,7 @@ namespace {
 template <typename Function>
 Function* Take(void* library, const char* name)
 {
-    return reinterpret_cast<Function*>(BlackBox::SymbolOf(library, name));
+    return reinterpret_cast<Function*>(blackbox::SymbolOf(library, name));
 }
 
 void Require(CK_RV answer)
@@ -32,8 +32,8 @@ void Require(CK_RV answer)
 void Run(const std::filesystem::path& scripted, const std::filesystem::path& directory, int calls,
          const std::string& option)
 {
-    void* library = BlackBox::Load(scripted / BlackBox::LibraryFileName("pkcs11_x64"));
-    auto* script = Take<ScriptedCard*()>(BlackBox::Load(scripted / BlackBox::LibraryFileName("CardAPI")),
+    void* library = blackbox::Load(scripted / blackbox::LibraryFileName("pkcs11_x64"));
+    auto* script = Take<ScriptedCard*()>(blackbox::Load(scripted / blackbox::LibraryFileName("CardAPI")),
                                          "ScriptedCard_Instance")();
     const std::u16string files = directory.u16string() + u"/";
     script->SetDirectories(files, files);
@@ -56,8 +56,8 @@ void Run(const std::filesystem::path& scripted, const std::filesystem::path& dir
 int main(int count, char** arguments)
 {
     try {
-        BlackBox::LeaveLineEndsAlone();
-        BlackBox::SetLocaleOfTheHost();
+        blackbox::LeaveLineEndsAlone();
+        blackbox::SetLocaleOfTheHost();
         const std::string option = count == 5 ? arguments[4] : "";
         if (count < 4 || count > 5) {
             throw std::runtime_error("usage: log_host SCRIPTED_FOLDER DIRECTORY CALLS [list|leave]");

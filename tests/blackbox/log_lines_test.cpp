@@ -14,7 +14,7 @@
 #include <system_error>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string dateTime = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}";
@@ -30,7 +30,7 @@ class LogLinesTest : public BlackBoxTest
 {
 protected:
     // The raw line of C_OpenSession that reports the session.
-    std::string OpenedLine(const Scripted::LogSwitches& switches)
+    std::string OpenedLine(const scripted::LogSwitches& switches)
     {
         LogCapture log(script, switches);
         InitializeWithCard();
@@ -516,4 +516,4 @@ TEST_F(LogLinesTest, LinesOfManyThreadsNeverMix)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -3,7 +3,7 @@
 #include "tests/support/log_host.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class LogSinksTest : public BlackBoxTest
@@ -41,4 +41,4 @@ TEST_F(LogSinksTest, FunctionListTakenAfterTheStartTurnsTheConsoleOff)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

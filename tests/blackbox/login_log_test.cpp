@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class LoginLogTest : public BlackBoxTest
@@ -188,4 +188,4 @@ TEST_F(LoginLogTest, NoLineHoldsTheCode)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

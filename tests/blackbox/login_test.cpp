@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string verifyBok = "Passwords_VerifyBOK(101, \"123456\", null, 0, 0, 0)";
@@ -130,7 +130,7 @@ TEST_F(LoginTest, ChannelWhoseFlagsCannotBeReadCountsAsBroken)
 {
     StartLoggedIn();
     script->ForgetCalls();
-    script->Next("GetSessionFlags", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
+    script->Next("GetSessionFlags", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
     EXPECT_EQ(Login(qualified), CKR_OK);
     EXPECT_EQ(script->Calls(), (Texts{"GetSessionFlags(101)", verifyBok}));
 }
@@ -239,11 +239,11 @@ TEST_F(LoginTest, UserLoginDoesNotTakeTheContextLoginForOne)
 class LoginCodeTest : public LoginTest, public ::testing::WithParamInterface<CK_USER_TYPE>
 {
 protected:
-    Scripted::CardCall Verification() const
+    scripted::CardCall Verification() const
     {
         const bool user = GetParam() == CKU_USER;
         const auto calls = script->CallsOf(user ? "Passwords_VerifyBOK" : "QES_VerifyPin");
-        return calls.empty() ? Scripted::CardCall{} : calls.back();
+        return calls.empty() ? scripted::CardCall{} : calls.back();
     }
 };
 
@@ -306,7 +306,7 @@ TEST_P(LoginCodeTest, VerifyRunsInsideTheLockAndTheTransaction)
                  {.hook = [&] { locked = IsAnyMutexLocked(); }});
     ASSERT_EQ(Login(session, GetParam()), CKR_OK);
     EXPECT_TRUE(locked);
-    const std::vector<Scripted::LedgerEntry> ledger = script->Ledger();
+    const std::vector<scripted::LedgerEntry> ledger = script->Ledger();
     EXPECT_EQ(ledger.front().transactionStarts, ledger.front().transactionStops + 1);
 }
 
@@ -614,4 +614,4 @@ TEST_F(LoginTest, CardThatVanishesDuringARefusedVerificationGivesTheResultOfTheC
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/mutex_callbacks.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using Mechanisms = std::vector<CK_MECHANISM_TYPE>;
@@ -190,7 +190,7 @@ TEST_F(MechanismTest, FailedKeyInfoGivesTheShortListForTheLifeOfTheSlot)
 TEST_F(MechanismTest, StatusOfKeyInfoIsIgnoredWhenTheRecordIsFilled)
 {
     InitializeWithCard(CardWithReferences(1, 2));
-    script->Next("QES_GetKeyInfo", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
+    script->Next("QES_GetKeyInfo", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
     EXPECT_EQ(ListOf(qualifiedSlot), WithSigning(CKM_RSA_PKCS));
 }
 
@@ -323,4 +323,4 @@ TEST_F(MechanismTest, ListDiesWithTheSlotAndTheNextCardIsAsked)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

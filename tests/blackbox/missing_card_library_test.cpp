@@ -3,7 +3,7 @@
 #include "tests/support/loaded_library.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class MissingCardLibraryTest : public ::testing::Test
@@ -55,4 +55,4 @@ TEST_F(MissingCardLibraryTest, CardLibraryBesideACopyIsFound)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <system_error>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string requesting = "DBG C_GetAttributeValue: Object handle ";
@@ -415,4 +415,4 @@ TEST_F(ObjectAttributesTest, SettingIsRefusedAndChangesNothing)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -3,7 +3,7 @@
 
 #include "tests/support/log_capture.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string matching = "DBG PkcsObject::FilterMatches: ";
@@ -256,4 +256,4 @@ TEST_F(ObjectFilterTest, OnlyObjectsOfTheSlotAreTested)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

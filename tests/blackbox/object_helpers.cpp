@@ -12,15 +12,15 @@
 #include <memory>
 #include <ostream>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr uint8_t untouchedByte = 0xEE;
 
-std::vector<Scripted::CertifiedKey> KeysWith(const std::vector<uint32_t>& references)
+std::vector<scripted::CertifiedKey> KeysWith(const std::vector<uint32_t>& references)
 {
     const Bytes certificate = TestCertificate(0, "Several Keys");
-    std::vector<Scripted::CertifiedKey> keys;
+    std::vector<scripted::CertifiedKey> keys;
     keys.reserve(references.size());
     for (const uint32_t reference : references) {
         keys.push_back({certificate, TestKeyInfo(0, reference)});
@@ -249,4 +249,4 @@ Handles ObjectsTest::FindNext(CK_SESSION_HANDLE session, CK_ULONG most)
     return {places.begin(), end};
 }
 
-} // namespace BlackBox
+} // namespace blackbox

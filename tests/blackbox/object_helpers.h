@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
 inline constexpr CK_SLOT_ID qualifiedSlot = 1;
 inline constexpr CK_SLOT_ID ordinarySlot = 2;
@@ -117,4 +117,4 @@ protected:
 
 using Handles = std::vector<CK_OBJECT_HANDLE>;
 
-} // namespace BlackBox
+} // namespace blackbox

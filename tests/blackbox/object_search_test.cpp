@@ -7,7 +7,7 @@
 
 #include <system_error>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using ObjectSearchTest = ObjectsTest;
@@ -365,4 +365,4 @@ TEST_F(ObjectSearchTest, HandlesGoOnCountingWhenTheCardComesBack)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string eventError = "DBG ReaderCallback: Card inserted event occurred with error: ";
@@ -69,7 +69,7 @@ TEST_F(ReaderMonitoringTest, InsertedCardGivesTwoMoreSlotsOnTheSessionOfTheEvent
 TEST_F(ReaderMonitoringTest, InsertedCardIsHandledOnTheMonitoringThread)
 {
     Initialize();
-    std::vector<Scripted::CardCall> waits;
+    std::vector<scripted::CardCall> waits;
     while (waits.empty()) {
         waits = script->CallsOf("WaitForReaderEvent");
     }
@@ -115,7 +115,7 @@ TEST_F(ReaderMonitoringTest, EventsThatWaitForTheStartAreHandledInIt)
     EXPECT_EQ(session, 101U);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     EXPECT_EQ(Slots().size(), 4U);
-    for (const Scripted::CardCall& call : script->CallsOf("StartTransaction")) {
+    for (const scripted::CardCall& call : script->CallsOf("StartTransaction")) {
         EXPECT_EQ(call.thread, std::this_thread::get_id());
     }
     const Texts calls = script->Calls();
@@ -392,4 +392,4 @@ TEST_F(ReaderMonitoringTest, AFailedWaitIsToldOnceUntilOneSucceeds)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -8,7 +8,7 @@
 
 #include <memory>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class RealSignatureTest : public SigningTest
@@ -97,4 +97,4 @@ TEST_F(RealSignatureTest, LongKeySignsAfterALengthQuery)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -9,7 +9,7 @@
 #include <array>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr uintptr_t garbage = 0xDEADBEEF;
@@ -223,4 +223,4 @@ TEST_F(RandomFunctionTest, WaitForSlotEventDoesNotWaitAndWritesNoSlot)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <limits>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr size_t fewSessions = 10;
@@ -75,4 +75,4 @@ TEST_F(SessionCountTest, OpeningAndClosingCostTheSameWithTenThousandSessions)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

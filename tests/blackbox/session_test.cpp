@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string noTransactionNote = "Cannot call StopTransaction, no active transaction exists on card";
@@ -437,4 +437,4 @@ TEST_F(SessionTest, InfoLogsTheSessionOrItsAbsence)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -2,7 +2,7 @@
 // it is done with them, so the card session is closed once, and not before the call has come back.
 #include "tests/blackbox/sign_helpers.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class SignCardRemovalTest : public SigningTest
@@ -197,4 +197,4 @@ TEST_F(SignCardRemovalTest, AnotherCardComingAndGoingChangesNothing)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

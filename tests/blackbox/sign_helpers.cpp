@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <ostream>
 
-namespace BlackBox {
+namespace blackbox {
 
 std::string SignCall(const std::string& family, const Bytes& data, size_t capacity)
 {
@@ -148,4 +148,4 @@ void SigningTest::ExpectIdle(CK_SESSION_HANDLE session)
     EXPECT_EQ(length, untouchedLength);
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -6,7 +6,7 @@
 #include "tests/support/frame_lines.h"
 #include "tests/support/log_capture.h"
 
-namespace BlackBox {
+namespace blackbox {
 
 inline const std::string openKeyboard = "QES_VerifyPin(101, null, null, 0, 2, 0)";
 inline constexpr CK_ULONG signatureRoom = 600; // more than any key of these tests needs
@@ -63,4 +63,4 @@ protected:
     Bytes hash = Counting(32);
 };
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <system_error>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using SignPinTest = SigningTest;
@@ -68,7 +68,7 @@ TEST_F(SignPinTest, RecordIsSetUpOnceForAllTries)
     left.unread4 = 2;
     left.unread9[5] = 7;
     script->Next("QES_VerifyPin", {.status = incorrectCode, .verify = left});
-    script->Next("QES_VerifyPin", {.outputs = Scripted::Outputs::Never});
+    script->Next("QES_VerifyPin", {.outputs = scripted::Outputs::Never});
     EXPECT_EQ(InitAndSign(session, digestInfo), Failed(CKR_PIN_LOCKED)) << "by what the first try left";
     const auto calls = script->CallsOf("QES_VerifyPin");
     ASSERT_EQ(calls.size(), 2U);
@@ -353,4 +353,4 @@ TEST_F(SignPinTest, OpenKeyboardKeepsEveryOtherCallOut)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

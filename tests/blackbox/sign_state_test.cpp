@@ -3,7 +3,7 @@
 
 #include "tests/support/mutex_callbacks.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using SignStateTest = SigningTest;
@@ -250,4 +250,4 @@ TEST_F(SignStateTest, MultiPartAndRecoveryAreRefusedAndLeaveTheOperationActive)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -1,7 +1,7 @@
 // What a signature hands to the card and gives back: by key reference, slot, mechanism and kind of key.
 #include "tests/blackbox/sign_helpers.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using SignTest = SigningTest;
@@ -313,7 +313,7 @@ TEST_F(SignTest, RefusalByTheCardWritesNothingWhateverTheCardWrote)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard(), ordinarySlot);
     for (const CardStatus status : {1, 15, 17, 18, 83, -1}) {
-        script->Next("ES_SignData", {.status = status, .outputs = Scripted::Outputs::Always});
+        script->Next("ES_SignData", {.status = status, .outputs = scripted::Outputs::Always});
         EXPECT_EQ(InitAndSign(session, Counting(5), firstPrivateKey + 1), Failed(CKR_FUNCTION_FAILED));
         ExpectIdle(session);
     }
@@ -371,4 +371,4 @@ TEST_F(SignTest, BelowTheDebugLevelOnlyFailuresAreLogged)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstring>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class SlotLoadingTest : public BlackBoxTest
@@ -41,7 +41,7 @@ protected:
         return {id.data(), attribute.ulValueLen};
     }
 
-    static Scripted::CertifiedKey Unparsable()
+    static scripted::CertifiedKey Unparsable()
     {
         return {Bytes{0x30, 0x03, 0x02, 0x01, 0x05}, TestKeyInfo(0, 2)};
     }
@@ -54,7 +54,7 @@ TEST_F(SlotLoadingTest, ReadersAreWalkedInOrderAndCardsAddedWithTheirOwnTransact
     EXPECT_EQ(LoadingCalls(),
               (Texts{"GetReaderList(1023)", "OpenSession(Reader A)"} + AddingACard(101) +
                Texts{"OpenSession(Reader B)"} + AddingACard(102) + Texts{"WaitForReaderEvent(0)"}));
-    for (const Scripted::CardCall& call : script->CallsOf("OpenSession")) {
+    for (const scripted::CardCall& call : script->CallsOf("OpenSession")) {
         EXPECT_TRUE(call.outputsClear) << "the session variable begins as 0";
     }
 }
@@ -63,7 +63,7 @@ TEST_F(SlotLoadingTest, TokenRecordsAreClearWhenTheCardFillsThem)
 {
     script->AddReader(readerA, Card{});
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
-    for (const Scripted::CardCall& call : script->CallsOf("GetTokenInfo")) {
+    for (const scripted::CardCall& call : script->CallsOf("GetTokenInfo")) {
         EXPECT_TRUE(call.outputsClear);
         EXPECT_EQ(call.capacity, 127U);
     }
@@ -84,8 +84,8 @@ TEST_F(SlotLoadingTest, OnlyTheSessionTellsWhetherACardWasOpened)
 {
     script->AddReader(readerA, Card{});
     script->AddReader(readerB, Card{});
-    script->Next("OpenSession", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
-    script->Next("OpenSession", {.status = 0, .outputs = Scripted::Outputs::Never});
+    script->Next("OpenSession", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
+    script->Next("OpenSession", {.status = 0, .outputs = scripted::Outputs::Never});
     Initialize();
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{1, 2}));
     EXPECT_EQ(DescriptionOf(2), Padded("Reader A; Sig_EP", 64));
@@ -177,7 +177,7 @@ TEST_F(SlotLoadingTest, ReaderNamesAreNarrowedToTheirLowBytesButOpenedAsTheyAre)
 
 TEST_F(SlotLoadingTest, FailedTokenInfoLeavesManufacturerAndVersionsZero)
 {
-    script->Always("GetTokenInfo", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
+    script->Always("GetTokenInfo", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
     InitializeWithCard();
     const CK_SLOT_INFO info = InfoOf(1);
     EXPECT_EQ(FieldText(info.manufacturerID), std::string(32, '\0'));
@@ -190,7 +190,7 @@ TEST_F(SlotLoadingTest, FailedTokenInfoLeavesManufacturerAndVersionsZero)
 
 TEST_F(SlotLoadingTest, FailedSessionFlagsLeaveTheFlagsZero)
 {
-    script->Next("GetSessionFlags", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
+    script->Next("GetSessionFlags", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
     InitializeWithCard();
     const CK_FLAGS first = InfoOf(1).flags;
     const CK_FLAGS second = InfoOf(2).flags;
@@ -287,7 +287,7 @@ TEST_F(SlotLoadingTest, CertificateCallThatFailsOnceGivesObjectsAtTheNextLogin)
 {
     InitializeWithCard(CertifiedCard());
     const CK_SESSION_HANDLE session = OpenSession(1);
-    script->Next("QES_GetCertificates", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
+    script->Next("QES_GetCertificates", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
     LoginUser(session);
     EXPECT_EQ(FindAll(session), std::vector<CK_OBJECT_HANDLE>{});
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
@@ -379,4 +379,4 @@ TEST_F(SlotLoadingTest, ObjectMakingLogsEachCertificate)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

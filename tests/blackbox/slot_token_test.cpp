@@ -7,7 +7,7 @@
 #include <array>
 #include <cstring>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class SlotTokenTest : public BlackBoxTest
@@ -230,7 +230,7 @@ TEST_F(SlotTokenTest, TokenInfoOfAFailingCardIsBlankButLabelled)
 TEST_F(SlotTokenTest, TokenInfoUsesWhatAFailingCardStillFilledIn)
 {
     InitializeWithCard();
-    script->Next("GetTokenInfo", {.status = anyOtherStatus, .outputs = Scripted::Outputs::Always});
+    script->Next("GetTokenInfo", {.status = anyOtherStatus, .outputs = scripted::Outputs::Always});
     CK_TOKEN_INFO info{};
     ASSERT_EQ(f->C_GetTokenInfo(1, &info), CKR_OK);
     EXPECT_EQ(FieldText(info.model), Padded("Scripted Model", 16));
@@ -298,4 +298,4 @@ TEST_F(SlotTokenTest, SlotAndTokenInfoLogTheirFrameOnly)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class StoreTest : public BlackBoxTest
@@ -215,4 +215,4 @@ TEST_F(StoreTest, MakingTheStoreIsLoggedOnceInTheProcess)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

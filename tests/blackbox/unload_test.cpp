@@ -5,7 +5,7 @@
 
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class UnloadTest : public ::testing::Test
@@ -13,7 +13,7 @@ class UnloadTest : public ::testing::Test
 protected:
     UnloadTest()
     {
-        script->SetLogSwitches(Scripted::LogSwitches{.toConsole = false});
+        script->SetLogSwitches(scripted::LogSwitches{.toConsole = false});
         script->Always("Finalize", {.hook = [this] { ++finalizeCalls; }});
     }
 
@@ -81,4 +81,4 @@ TEST_F(UnloadTest, LibraryCanBeLoadedAgainAndStartsAfresh)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

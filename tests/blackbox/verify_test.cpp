@@ -6,7 +6,7 @@
 #include <botan/auto_rng.h>
 #include <botan/pubkey.h>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::string verifyInitLine = "DBG VerifyManager::Init: VerifyManager::Init ";
@@ -462,4 +462,4 @@ TEST_F(VerifyTest, CheckWithoutAKeyLogsItsFailure)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -16,7 +16,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace CrossCheck {
+namespace crosscheck {
 namespace {
 
 std::string RequiredSuffix(const std::string& text, const std::string& prefix)
@@ -81,7 +81,7 @@ std::filesystem::path MadeCard(unsigned bits)
     const auto changed = std::max(fs::last_write_time(CARD_TOOL), fs::last_write_time("/proc/self/exe"));
     if (!fs::exists(stamp) || fs::last_write_time(stamp) < changed) {
         fs::remove_all(store);
-        BlackBox::OutputOf("TAVRIK_HOME='" + store.string() + "' " + tool +
+        blackbox::OutputOf("TAVRIK_HOME='" + store.string() + "' " + tool +
                            "new card --es-reference 1 --bits " + std::to_string(bits));
         std::ofstream(stamp) << "made\n";
     }
@@ -132,7 +132,7 @@ CardFixture::~CardFixture()
 
 void CardFixture::LoadLibrary()
 {
-    void* symbol = BlackBox::SymbolOf(BlackBox::Load(LIBRARY), "C_GetFunctionList");
+    void* symbol = blackbox::SymbolOf(blackbox::Load(LIBRARY), "C_GetFunctionList");
     ASSERT_EQ(reinterpret_cast<CK_RV (*)(CK_FUNCTION_LIST_PTR_PTR)>(symbol)(&f), CKR_OK);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
 }
@@ -143,7 +143,7 @@ void CardFixture::StartWithCard(unsigned bits)
         const FileLock lock(MADE_CARDS "/lock");
         std::filesystem::copy(MadeCard(bits), File("home"), std::filesystem::copy_options::recursive);
     }
-    BlackBox::OutputOf(tool + "insert card");
+    blackbox::OutputOf(tool + "insert card");
     LoadLibrary();
     session = OpenSession(ordinarySlot);
     std::string code = "123456";
@@ -166,7 +166,7 @@ Bytes CardFixture::ReadFile(const std::string& name) const
 
 std::string CardFixture::OpenSsl(const std::string& parameters) const
 {
-    return BlackBox::OutputOf("cd '" + folder.Path().string() + "' && openssl " + parameters +
+    return blackbox::OutputOf("cd '" + folder.Path().string() + "' && openssl " + parameters +
                               " 2>openssl.errors");
 }
 
@@ -273,4 +273,4 @@ CK_SESSION_HANDLE CardFixture::OpenSession(CK_SLOT_ID slot) const
     return opened;
 }
 
-} // namespace CrossCheck
+} // namespace crosscheck

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace CrossCheck {
+namespace crosscheck {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -85,4 +85,4 @@ private:
     void LoadLibrary();
 };
 
-} // namespace CrossCheck
+} // namespace crosscheck

@@ -2,7 +2,7 @@
 // encrypts for them is decrypted.
 #include "tests/crosscheck/card_fixture.h"
 
-namespace CrossCheck {
+namespace crosscheck {
 namespace {
 
 class CardKey : public CardFixture, public ::testing::WithParamInterface<unsigned>
@@ -103,4 +103,4 @@ INSTANTIATE_TEST_SUITE_P(Each, CardKey, ::testing::Values(2048, 3072, 4096),
                          [](const auto& information) { return std::to_string(information.param); });
 
 } // namespace
-} // namespace CrossCheck
+} // namespace crosscheck

@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-namespace CrossCheck {
+namespace crosscheck {
 namespace {
 
 struct Vectors
@@ -103,4 +103,4 @@ TEST_F(DigestCrossCheck, AgreesWithOpensslOnEveryLengthAroundABlock)
 }
 
 } // namespace
-} // namespace CrossCheck
+} // namespace crosscheck

@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-namespace CrossCheck {
+namespace crosscheck {
 namespace {
 
 struct KeyKind
@@ -112,4 +112,4 @@ INSTANTIATE_TEST_SUITE_P(Each, OpensslKey,
                          });
 
 } // namespace
-} // namespace CrossCheck
+} // namespace crosscheck

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 std::filesystem::path MakeDirectory()
@@ -60,7 +60,7 @@ void BlackBoxTest::TearDown()
     script->ForceReaderList(u"", -1);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
-    for (const Scripted::LedgerEntry& entry : script->Ledger()) {
+    for (const scripted::LedgerEntry& entry : script->Ledger()) {
         EXPECT_EQ(entry.closes, 1) << "card session " << entry.session;
         EXPECT_EQ(entry.transactionStarts, entry.transactionStops) << "card session " << entry.session;
     }
@@ -171,4 +171,4 @@ Texts operator+(Texts left, const Texts& right)
     return left;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -24,11 +24,11 @@
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
-using Scripted::Answer;
-using Scripted::Bytes;
-using Scripted::Card;
+using scripted::Answer;
+using scripted::Bytes;
+using scripted::Card;
 using Texts = std::vector<std::string>;
 
 inline constexpr const char16_t* readerA = u"Reader A";
@@ -107,4 +107,4 @@ private:
 Texts AddingACard(CardSession session);
 Texts operator+(Texts left, const Texts& right);
 
-} // namespace BlackBox
+} // namespace blackbox

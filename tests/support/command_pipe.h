@@ -1,12 +1,14 @@
 // The output of a command, behind a pipe that the system made to it.
 #pragma once
 
+#include "tests/support/former_names.h"
+
 #include <array>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
 
-namespace BlackBox {
+namespace blackbox {
 
 // All that comes until the command closes its end; the pipe stays open. Throws std::runtime_error when there
 // is no pipe.
@@ -24,4 +26,4 @@ inline std::string ReadPipe(FILE* pipe, const std::string& command)
     return output;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace BlackBox {
+namespace blackbox {
 
 inline std::string EnteringLine(const std::string& function)
 {
@@ -17,4 +17,4 @@ inline std::string LeavingLine(const std::string& function, const std::string& r
     return level + function + ": PKCS11_FUNCTION_LEAVING, result " + result;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

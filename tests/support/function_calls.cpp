@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 template <typename Argument>
@@ -47,4 +47,4 @@ const FunctionCall& FunctionCallNamed(const std::string& name)
     throw std::logic_error("no function " + name);
 }
 
-} // namespace BlackBox
+} // namespace blackbox

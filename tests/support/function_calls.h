@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
 struct FunctionCall
 {
@@ -22,4 +22,4 @@ struct FunctionCall
 const std::vector<FunctionCall>& FunctionCalls();
 const FunctionCall& FunctionCallNamed(const std::string& name);
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-namespace BlackBox {
+namespace blackbox {
 LoadedLibrary::LoadedLibrary(std::filesystem::path library) : file(std::move(library)), handle(nullptr)
 {
     ExpectLeaks(true);
@@ -30,7 +30,7 @@ LoadedLibrary::~LoadedLibrary()
 void LoadedLibrary::Unload()
 {
     if (handle != nullptr) {
-        BlackBox::Unload(handle);
+        blackbox::Unload(handle);
         ExpectLeaks(false);
     }
     handle = nullptr;
@@ -62,4 +62,4 @@ FolderWithLibrary::~FolderWithLibrary()
     std::filesystem::remove_all(folder, ignored);
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-namespace BlackBox {
+namespace blackbox {
 
 class LoadedLibrary
 {
@@ -41,4 +41,4 @@ public:
     const std::filesystem::path folder;
 };
 
-} // namespace BlackBox
+} // namespace blackbox

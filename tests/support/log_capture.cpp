@@ -5,7 +5,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr size_t moduleWidth = 15;
@@ -89,7 +89,8 @@ std::string LogLine::Text() const
     return hasVerbose ? text + " VERB:" + verbose : text;
 }
 
-LogCapture::LogCapture(ScriptedCard* scripted, const Scripted::LogSwitches& switches) : script(scripted)
+LogCapture::LogCapture(ScriptedCard* scriptedCard, const scripted::LogSwitches& switches)
+    : script(scriptedCard)
 {
     static_assert(moduleWidth == sizeof("     pkcs11_x64") - 1);
     script->SetLogSwitches(switches);
@@ -154,4 +155,4 @@ void LogCapture::Forget()
     position += raw.size();
 }
 
-} // namespace BlackBox
+} // namespace blackbox

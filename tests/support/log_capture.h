@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
 struct LogLine
 {
@@ -43,7 +43,7 @@ class LogCapture
 public:
     // Sets the switches that each Initialize of the card layer applies from now on, and redirects standard
     // output.
-    explicit LogCapture(ScriptedCard* script, const Scripted::LogSwitches& switches = {});
+    explicit LogCapture(ScriptedCard* script, const scripted::LogSwitches& switches = {});
     // Restores standard output, and lets through to it what was no log line, such as failure messages of the
     // test.
     ~LogCapture();
@@ -64,4 +64,4 @@ private:
     std::string foreign;
 };
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 std::filesystem::path Program(const std::string& name)
@@ -74,4 +74,4 @@ size_t CountOf(const std::string& text, const std::string& part)
     return count;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
 // The shell command that runs log_host, or the copy of it that is given, with the library's files in
 // `directory`.
@@ -31,4 +31,4 @@ std::vector<std::string> LinesOf(const std::string& text);
 // How often the part stands in the text.
 size_t CountOf(const std::string& text, const std::string& part);
 
-} // namespace BlackBox
+} // namespace blackbox

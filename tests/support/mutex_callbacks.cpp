@@ -5,7 +5,7 @@
 #include <atomic>
 #include <mutex>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 struct NumberedMutex
@@ -86,4 +86,4 @@ bool IsAnyMutexLocked()
     return mutexesLocked > 0;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

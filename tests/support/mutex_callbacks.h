@@ -7,7 +7,7 @@
 
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 
 CK_C_INITIALIZE_ARGS MutexArguments();
 
@@ -18,4 +18,4 @@ void LetCreateMutexMakeNothing(bool enabled);
 // Whether a mutex of the callbacks is held by anyone now.
 bool IsAnyMutexLocked();
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -2,7 +2,7 @@
 
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 
 std::filesystem::path ScriptedFolder()
 {
@@ -20,4 +20,4 @@ ScriptedCard* Script()
     return script;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

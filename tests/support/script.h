@@ -1,11 +1,12 @@
 // The scripted card-access library of the build.
 #pragma once
 
+#include "tests/support/former_names.h"
 #include "tests/support/scripted_card/scripted_card.h"
 
 #include <filesystem>
 
-namespace BlackBox {
+namespace blackbox {
 
 // The folder of the scripted card-access library and of the links to the libraries under test.
 std::filesystem::path ScriptedFolder();
@@ -13,4 +14,4 @@ std::filesystem::path ScriptedFolder();
 // The script, loaded once per process and never unloaded. Throws when it is missing.
 ScriptedCard* Script();
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -1,13 +1,15 @@
 // What the tests need of the operating system, each in a way of its own.
 #pragma once
 
+#include "tests/support/former_names.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
 // The file that holds the library called `stem`.
 std::string LibraryFileName(const std::string& stem);
@@ -67,4 +69,4 @@ private:
     int file;
 };
 
-} // namespace BlackBox
+} // namespace blackbox

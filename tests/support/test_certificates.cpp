@@ -9,7 +9,7 @@
 #include <memory>
 #include <mutex>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr unsigned keyCount = 4;
@@ -31,11 +31,11 @@ const Botan::RSA_PrivateKey& TestKey(unsigned number)
     return *key;
 }
 
-Scripted::Bytes TestSignature(unsigned keyNumber, const Scripted::Bytes& data)
+scripted::Bytes TestSignature(unsigned keyNumber, const scripted::Bytes& data)
 {
     const Botan::RSA_PrivateKey& key = TestKey(keyNumber);
     const size_t length = key.get_n().bytes();
-    Scripted::Bytes block(length, 0xFF);
+    scripted::Bytes block(length, 0xFF);
     block[0] = 0;
     block[1] = 1;
     block.at(length - data.size() - 1) = 0;
@@ -46,7 +46,7 @@ Scripted::Bytes TestSignature(unsigned keyNumber, const Scripted::Bytes& data)
     return {signature.begin(), signature.end()};
 }
 
-Scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName)
+scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName)
 {
     Botan::AutoSeeded_RNG random;
     const Botan::X509_Cert_Options options(commonName + "/CZ/Test Organisation/Test Unit");
@@ -59,26 +59,26 @@ CardKeyInfo TestKeyInfo(unsigned keyNumber, uint32_t keyReference)
     CardKeyInfo info{};
     info.keyReference = keyReference;
     info.modulusBits = static_cast<uint32_t>(key.get_n().bits());
-    Scripted::Bytes modulus(key.get_n().bytes());
+    scripted::Bytes modulus(key.get_n().bytes());
     key.get_n().binary_encode(modulus.data());
     std::reverse_copy(modulus.begin(), modulus.end(), info.modulus);
     info.modulusLength = modulus.size();
-    Scripted::Bytes exponent(key.get_e().bytes());
+    scripted::Bytes exponent(key.get_e().bytes());
     key.get_e().binary_encode(exponent.data());
     std::copy(exponent.begin(), exponent.end(), info.publicExponent);
     info.publicExponentLength = exponent.size();
     return info;
 }
 
-Scripted::CertifiedKey TestCertifiedKey(unsigned keyNumber, uint32_t keyReference,
+scripted::CertifiedKey TestCertifiedKey(unsigned keyNumber, uint32_t keyReference,
                                         const std::string& commonName)
 {
     return {TestCertificate(keyNumber, commonName), TestKeyInfo(keyNumber, keyReference)};
 }
 
-Scripted::Card CertifiedCard()
+scripted::Card CertifiedCard()
 {
-    Scripted::Card card;
+    scripted::Card card;
     card.qes.push_back(TestCertifiedKey(0, 2, "Qualified"));
     card.es.push_back(TestCertifiedKey(1, 1, "Ordinary"));
     card.qesKeyInfo = card.qes.front().key;
@@ -86,4 +86,4 @@ Scripted::Card CertifiedCard()
     return card;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

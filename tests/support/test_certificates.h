@@ -7,25 +7,25 @@
 
 #include <string>
 
-namespace BlackBox {
+namespace blackbox {
 
 // Number 0 to 3; the same object for the same number. 1024 bits, except number 3, which has 2048.
 const Botan::RSA_PrivateKey& TestKey(unsigned number);
 
 // The data signed with that key, as a block of PKCS#1 v1.5. Works in a forked child too.
-Scripted::Bytes TestSignature(unsigned keyNumber, const Scripted::Bytes& data);
+scripted::Bytes TestSignature(unsigned keyNumber, const scripted::Bytes& data);
 
 // A self-signed certificate of that key in DER, with this common name.
-Scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName);
+scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName);
 
 // The record of that key as a card gives it, least significant byte of the modulus first.
 CardKeyInfo TestKeyInfo(unsigned keyNumber, uint32_t keyReference);
 
-Scripted::CertifiedKey TestCertifiedKey(unsigned keyNumber, uint32_t keyReference,
+scripted::CertifiedKey TestCertifiedKey(unsigned keyNumber, uint32_t keyReference,
                                         const std::string& commonName);
 
 // A card with one certificate in each family: key 0 with reference 2 for QES and key 1 with reference 1 for
 // ES.
-Scripted::Card CertifiedCard();
+scripted::Card CertifiedCard();
 
-} // namespace BlackBox
+} // namespace blackbox

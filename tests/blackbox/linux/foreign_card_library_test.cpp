@@ -5,7 +5,7 @@
 
 #include <dlfcn.h>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 TEST(ForeignCardLibraryTest, WhatTheOwnOneLacksIsNotTakenFromOneInTheGlobalScope)
@@ -23,4 +23,4 @@ TEST(ForeignCardLibraryTest, WhatTheOwnOneLacksIsNotTakenFromOneInTheGlobalScope
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

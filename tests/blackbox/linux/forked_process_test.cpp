@@ -6,7 +6,7 @@
 
 #include <sys/mman.h>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 TEST(ForkedProcessTest, ChildOfAnInitialisedProcessMayEnd)
@@ -14,7 +14,7 @@ TEST(ForkedProcessTest, ChildOfAnInitialisedProcessMayEnd)
     auto* const finalizeCalls = static_cast<int*>(mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE,
                                                        MAP_SHARED | MAP_ANONYMOUS, -1, 0)); // the child's too
     ScriptedCard* const script = Script();
-    script->SetLogSwitches(Scripted::LogSwitches{.toConsole = false});
+    script->SetLogSwitches(scripted::LogSwitches{.toConsole = false});
     script->Always("Finalize", {.hook = [finalizeCalls] { ++*finalizeCalls; }});
 
     LoadedLibrary library(ScriptedFolder() / LibraryFileName("pkcs11_x64"));
@@ -27,4 +27,4 @@ TEST(ForkedProcessTest, ChildOfAnInitialisedProcessMayEnd)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

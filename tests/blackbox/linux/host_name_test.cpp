@@ -3,7 +3,7 @@
 #include "tests/support/log_host.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class HostNameWithoutExtensionTest : public BlackBoxTest
@@ -32,4 +32,4 @@ TEST_F(HostNameWithoutExtensionTest, ShortNameIsComparedUncut)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

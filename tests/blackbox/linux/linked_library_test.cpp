@@ -3,7 +3,7 @@
 #include "tests/support/loaded_library.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class LinkedLibraryTest : public ::testing::Test
@@ -31,4 +31,4 @@ TEST_F(LinkedLibraryTest, CardLibraryIsLookedForBesideTheLinkAndNotBesideItsTarg
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

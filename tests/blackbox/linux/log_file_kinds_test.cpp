@@ -9,7 +9,7 @@
 
 #include <fstream>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class LogFileKindsTest : public BlackBoxTest
@@ -141,4 +141,4 @@ TEST_F(LogFileKindsTest, PathOfTheHostForgesNoLineOfTheHeader)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

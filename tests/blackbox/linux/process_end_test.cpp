@@ -8,7 +8,7 @@
 
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class ProcessEndTest : public ::testing::Test
@@ -18,7 +18,7 @@ protected:
         : finalizeCalls(static_cast<int*>(
               mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
-        script->SetLogSwitches(Scripted::LogSwitches{.toConsole = false});
+        script->SetLogSwitches(scripted::LogSwitches{.toConsole = false});
         script->Always("Finalize", {.hook = [this] { ++*finalizeCalls; }});
     }
 
@@ -55,4 +55,4 @@ TEST_F(ProcessEndTest, ProcessMayEndWhileTheThreadIsInALongWait)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 // The values of the run paths in the dynamic section, as in "[$ORIGIN]".
@@ -29,4 +29,4 @@ TEST(ExportsTest, RunPathIsTheLibrarysOwnFolder)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -4,7 +4,7 @@
 #include "tests/support/log_host.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class SharedLogTest : public BlackBoxTest
@@ -46,4 +46,4 @@ TEST_F(SharedLogTest, LinesOfTwoProcessesThatRotateAreWholeAndAllThere)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

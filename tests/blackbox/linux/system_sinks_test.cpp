@@ -15,7 +15,7 @@
 #include <iostream>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 class SystemSinksTest : public BlackBoxTest
@@ -174,4 +174,4 @@ TEST_F(SystemSinksTest, FullFileSystemLeavesTheConsoleItsLines)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 
 #include <windows.h>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 // The test's working folder has a card-access library, and the library under test has none beside it.
@@ -56,4 +56,4 @@ TEST_F(CurrentFolderTest, CardLibraryIsTakenFromAFolderOfThePath)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -4,7 +4,7 @@
 #include "tests/support/log_host.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 const std::u16string foreignName = u"\u017dlu\u0165ou\u010dk\u00fd \u043a\u043e\u043d\u044c";
@@ -52,4 +52,4 @@ TEST_F(FolderNamesTest, LibraryFindsItsCardAccessLibraryThere)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

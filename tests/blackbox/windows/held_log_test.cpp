@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using HeldLogTest = BlackBoxTest;
@@ -35,4 +35,4 @@ TEST_F(HeldLogTest, LogAndConfigurationCanBeReadWhileTheLibraryWrites)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

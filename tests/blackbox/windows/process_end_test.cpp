@@ -3,7 +3,7 @@
 #include "tests/support/log_host.h"
 #include "tests/support/system.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using ProcessEndTest = BlackBoxTest;
@@ -17,4 +17,4 @@ TEST_F(ProcessEndTest, ProcessMayEndWhileTheLibraryIsInitialised)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -2,7 +2,7 @@
 #include "tests/support/black_box_test.h"
 #include "tests/support/log_host.h"
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 using SessionHeaderTest = BlackBoxTest;
@@ -26,4 +26,4 @@ TEST_F(SessionHeaderTest, WithoutAListingHasTheVersionOfWindows)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -6,7 +6,7 @@
 
 #include <array>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 // The version resource of a file.
@@ -75,4 +75,4 @@ TEST_F(VersionResourceTest, SaysWhatTheInfoOfTheLibrarySays)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

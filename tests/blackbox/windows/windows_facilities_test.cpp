@@ -7,7 +7,7 @@
 
 #include <array>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr DWORD printForDebugger = 0x40010006; // the exception that OutputDebugStringA is
@@ -70,4 +70,4 @@ TEST_F(WindowsFacilitiesTest, DebuggerSinkIsTheDebuggerChannel)
 }
 
 } // namespace
-} // namespace BlackBox
+} // namespace blackbox

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <thread>
 
-namespace BlackBox {
+namespace blackbox {
 
 int ExitOfChild(const std::function<void()>& body, std::chrono::milliseconds limit)
 {
@@ -31,4 +31,4 @@ int ExitOfChild(const std::function<void()>& body, std::chrono::milliseconds lim
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-namespace BlackBox {
+namespace blackbox {
 
 void SetLocaleOfTheHost()
 {
@@ -13,4 +13,4 @@ void SetLocaleOfTheHost()
     }
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 void Require(int answer, const char* what)
@@ -50,4 +50,4 @@ void ReplaceDevices(const std::filesystem::path& folder)
     Require(mount(folder.c_str(), "/dev", nullptr, MS_MOVE, nullptr), "/dev");
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 
-namespace BlackBox {
+namespace blackbox {
 
 // From now on what is mounted is the process's own. For a child process without threads. Throws
 // std::system_error, as the others do.
@@ -17,4 +17,4 @@ void MountMemory(const std::filesystem::path& folder, size_t size);
 // /dev with the devices that everyone needs and nothing else; it is put together in the empty folder first.
 void ReplaceDevices(const std::filesystem::path& folder);
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -17,7 +17,7 @@ __attribute__((weak)) void __lsan_disable();
 __attribute__((weak)) void __lsan_enable();
 }
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 int OpenTemporaryFile()
@@ -171,4 +171,4 @@ std::string OutputRedirection::From(std::size_t position) const
     }
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdio>
 
-namespace Scripted {
+namespace scripted {
 namespace {
 
 std::string HexText(const Bytes& bytes)
@@ -92,4 +92,4 @@ std::string DescribeCall(const CardCall& call)
     return call.function + "(" + JoinArguments(arguments) + ")";
 }
 
-} // namespace Scripted
+} // namespace scripted

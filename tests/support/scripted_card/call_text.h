@@ -3,9 +3,9 @@
 
 #include "tests/support/scripted_card/scripted_card.h"
 
-namespace Scripted {
+namespace scripted {
 
 std::string NarrowText(const std::u16string& text); // characters above 126 as \uXXXX
 std::string DescribeCall(const CardCall& call);
 
-} // namespace Scripted
+} // namespace scripted

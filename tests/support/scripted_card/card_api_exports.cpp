@@ -1,7 +1,7 @@
 // The exported functions of the card-access library; each hands its call to the script.
 #include "tests/support/scripted_card/scripted_card_core.h"
 
-using Scripted::Core;
+using scripted::Core;
 
 void CardAPI_GetAppDataDir(char16_t* buffer, uint32_t capacity)
 {
@@ -20,7 +20,7 @@ void CardAPI_Initialize(const void* logger)
 
 void CardAPI_Finalize(void)
 {
-    Scripted::CardCall call;
+    scripted::CardCall call;
     call.function = "Finalize";
     static_cast<void>(Core::Instance().Enter(std::move(call)));
 }

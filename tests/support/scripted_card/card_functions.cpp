@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-namespace Scripted {
+namespace scripted {
 namespace {
 
 constexpr CardStatus insufficientBuffer = 6;
@@ -249,4 +249,4 @@ Bytes Core::Hash(const std::string& name, Bytes data)
     return digest;
 }
 
-} // namespace Scripted
+} // namespace scripted

@@ -9,7 +9,7 @@ namespace Zelmo::Crypto {
 // NOLINTNEXTLINE(readability-make-member-function-const)
 std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_t length)
 {
-    return Scripted::Core::Instance().Hash(name, Scripted::Bytes(data, data + length));
+    return scripted::Core::Instance().Hash(name, scripted::Bytes(data, data + length));
 }
 
 } // namespace Zelmo::Crypto

@@ -16,6 +16,7 @@
 #pragma once
 
 #include "src/card/card_api.h"
+#include "tests/support/former_names.h"
 
 #include <chrono>
 #include <cstdint>
@@ -25,7 +26,7 @@
 #include <thread>
 #include <vector>
 
-namespace Scripted {
+namespace scripted {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -110,14 +111,14 @@ struct LedgerEntry
     int transactionStops = 0;
 };
 
-} // namespace Scripted
+} // namespace scripted
 
 class ScriptedCard
 {
 public:
-    using Bytes = Scripted::Bytes;
-    using Answer = Scripted::Answer;
-    using Card = Scripted::Card;
+    using Bytes = scripted::Bytes;
+    using Answer = scripted::Answer;
+    using Card = scripted::Card;
 
     ScriptedCard() = default;
     virtual ~ScriptedCard() = default;
@@ -159,22 +160,22 @@ public:
     virtual void SetDirectories(std::u16string appData, std::u16string userData) = 0;
 
     // The log switches: set at each Initialize from now on, and none for leaving the settings alone.
-    virtual void SetLogSwitches(std::optional<Scripted::LogSwitches> switches) = 0;
+    virtual void SetLogSwitches(std::optional<scripted::LogSwitches> switches) = 0;
     // The same at once; only after an Initialize, and only while no other thread of the process logs.
-    virtual void ApplyLogSwitches(const Scripted::LogSwitches& switches) = 0;
+    virtual void ApplyLogSwitches(const scripted::LogSwitches& switches) = 0;
 
     // The record. Waits for 500 ms, which are the monitoring thread's, stand only in AllCalls.
     virtual std::vector<std::string> Calls() const = 0;
-    virtual std::vector<Scripted::CardCall> AllCalls() const = 0;
+    virtual std::vector<scripted::CardCall> AllCalls() const = 0;
     // The calls of one function, its waits for 500 ms too.
-    virtual std::vector<Scripted::CardCall> CallsOf(const std::string& function) const = 0;
+    virtual std::vector<scripted::CardCall> CallsOf(const std::string& function) const = 0;
     virtual void ForgetCalls() = 0;
     // Puts a text of the test's own into the record, so that its order among the calls is seen.
     virtual void Note(const std::string& text) = 0;
     virtual void SetRecording(bool enabled) = 0;
 
     // The ledger of card sessions, in the order of their opening.
-    virtual std::vector<Scripted::LedgerEntry> Ledger() const = 0;
+    virtual std::vector<scripted::LedgerEntry> Ledger() const = 0;
     // Calls that no card session allows: on an unknown one, on one already closed.
     virtual std::vector<std::string> Violations() const = 0;
     // How many calls, waits left out, are inside the card layer now, and the most there have been at once.

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <stdexcept>
 
-namespace Scripted {
+namespace scripted {
 namespace {
 
 constexpr uint32_t monitoringWait = 500;
@@ -417,9 +417,9 @@ void Core::InitializeLogger(const void* logger)
     static_cast<void>(Enter(std::move(call)));
 }
 
-} // namespace Scripted
+} // namespace scripted
 
 extern "C" ScriptedCard* ScriptedCard_Instance()
 {
-    return &Scripted::Core::Instance();
+    return &scripted::Core::Instance();
 }

@@ -9,7 +9,7 @@
 #include <memory>
 #include <mutex>
 
-namespace Scripted {
+namespace scripted {
 
 class Core : public ScriptedCard
 {
@@ -138,4 +138,4 @@ private:
     int mostInside = 0;
 };
 
-} // namespace Scripted
+} // namespace scripted

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-namespace BlackBox {
+namespace blackbox {
 
 template <typename Record>
 const Record* LoadedImage::At(unsigned long offset) const
@@ -58,4 +58,4 @@ std::vector<std::string> LoadedImage::ImportedNames() const
     return names;
 }
 
-} // namespace BlackBox
+} // namespace blackbox

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace BlackBox {
+namespace blackbox {
 
 class LoadedImage
 {
@@ -24,4 +24,4 @@ private:
     const char* base;
 };
 
-} // namespace BlackBox
+} // namespace blackbox

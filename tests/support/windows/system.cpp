@@ -16,7 +16,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace BlackBox {
+namespace blackbox {
 namespace {
 
 constexpr int standardOutput = 1;
@@ -192,4 +192,4 @@ std::string OutputRedirection::From(std::size_t position) const
     return text;
 }
 
-} // namespace BlackBox
+} // namespace blackbox
