@@ -1,8 +1,9 @@
 # Read by ctest, which finds out the cases of a test program when it starts.
 #
-# Adds the tests of a program whose cases can share a process: each suite is one test, "PROGRAM: SUITE, cases: N", which
-# `check` counts as N. Each case of a suite that `alone` names is a test of its own.
-function(tavrik_add_suites program alone)
+# Adds the tests of a program suite by suite: each suite is one test, "PROGRAM: SUITE, cases: N", which `check` counts as
+# N. Each case of a suite that `alone` names is a test of its own, with the prefix before its name. What is behind `alone`
+# are properties of the tests and their values.
+function(tavrik_add_suites program option prefix alone)
     get_filename_component(name "${program}" NAME_WE)
     if(NOT EXISTS "${program}")
         add_test("${name}_NOT_BUILT" "${name}_NOT_BUILT") # fails when it is run, and keeps no other program from its tests
@@ -26,11 +27,19 @@ function(tavrik_add_suites program alone)
         list(FIND alone "${suite}" place)
         if(NOT place EQUAL -1)
             foreach(case IN LISTS cases)
-                add_test("${suite}.${case}" "${program}" "--gtest_filter=${suite}.${case}")
+                add_test("${prefix}${suite}.${case}" "${program}" "--gtest_filter=${suite}.${case}")
+                list(APPEND names "${prefix}${suite}.${case}")
             endforeach()
         else()
             list(LENGTH cases count)
-            add_test("${name}: ${suite}, cases: ${count}" "${program}" "--gtest_filter=${suite}.*")
+            string(REPLACE "@" "${suite}" suite_option "${option}")
+            add_test("${name}: ${suite}, cases: ${count}" "${program}" "${suite_option}")
+            list(APPEND names "${name}: ${suite}, cases: ${count}")
         endif()
     endforeach()
+    if(ARGN)
+        foreach(test IN LISTS names)
+            set_tests_properties("${test}" PROPERTIES ${ARGN})
+        endforeach()
+    endif()
 endfunction()
