@@ -5,5 +5,7 @@ namespace blackbox {
 }
 namespace scripted {
 }
-namespace BlackBox = blackbox; // NOLINT(misc-unused-alias-decls,readability-identifier-naming): for other files
-namespace Scripted = scripted; // NOLINT(misc-unused-alias-decls,readability-identifier-naming): for other files
+namespace BlackBox =
+    blackbox; // NOLINT(misc-unused-alias-decls,readability-identifier-naming): for other files
+namespace Scripted =
+    scripted; // NOLINT(misc-unused-alias-decls,readability-identifier-naming): for other files

@@ -1,12 +1,10 @@
 #include "tests/support/linux/program_output.h"
 
-#include "softcard/system/files.h"
-#include "softcard/system/linux/file_descriptor.h"
-
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
-#include <stdexcept>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -40,10 +38,18 @@ public:
     Catcher()
     {
         std::string name = (std::filesystem::temp_directory_path() / "softcard-output-XXXXXX").string();
-        file = FileDescriptor(mkostemp(name.data(), O_CLOEXEC));
+        file = mkostemp(name.data(), O_CLOEXEC);
+        if (file < 0) {
+            throw std::system_error(errno, std::generic_category(), name);
+        }
         path = name;
     }
-    ~Catcher() { std::filesystem::remove(path); }
+    ~Catcher()
+    {
+        close(file);
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+    }
     Catcher(const Catcher&) = delete;
     Catcher& operator=(const Catcher&) = delete;
     Catcher(Catcher&&) = delete;
@@ -51,12 +57,16 @@ public:
 
     void Attach(posix_spawn_file_actions_t& actions, int descriptor) const
     {
-        posix_spawn_file_actions_adddup2(&actions, file.Get(), descriptor);
+        posix_spawn_file_actions_adddup2(&actions, file, descriptor);
     }
-    [[nodiscard]] std::string Content() const { return ReadFile(path); }
+    [[nodiscard]] std::string Content() const
+    {
+        std::ifstream content(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(content), {}};
+    }
 
 private:
-    FileDescriptor file;
+    int file;
     std::filesystem::path path;
 };
 

@@ -1,5 +1,6 @@
 #include "tests/unit/crypto/test_certificates.h"
 
+#include "tests/support/program.h"
 #include "tests/support/temporary_folder.h"
 
 #include <botan/alg_id.h>
@@ -7,12 +8,6 @@
 #include <botan/hex.h>
 #include <botan/rsa.h>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -30,28 +25,11 @@ void AddTime(Botan::DER_Encoder& encoder, const EncodedTime& time)
     encoder.add_object(static_cast<Botan::ASN1_Tag>(time.tag), Botan::UNIVERSAL, text);
 }
 
-// Runs the command without output of its own; whether it succeeded.
+// Whether the command succeeded.
 bool Openssl(std::vector<std::string> arguments)
 {
     arguments.insert(arguments.begin(), "openssl");
-    std::vector<char*> pointers;
-    pointers.reserve(arguments.size() + 1);
-    for (auto& argument : arguments) {
-        pointers.push_back(argument.data());
-    }
-    pointers.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
-        posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_WRONLY, 0);
-    }
-    pid_t child = 0;
-    const int spawned = posix_spawnp(&child, "openssl", &actions, nullptr, pointers.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    int status = -1;
-    return spawned == 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
-           WEXITSTATUS(status) == 0;
+    return softcard::test::RunProgram(arguments).exitCode == 0;
 }
 
 } // namespace

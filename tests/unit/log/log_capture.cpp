@@ -1,40 +1,9 @@
 #include "tests/unit/log/log_capture.h"
 
 #include "src/log/logger.h"
+#include "tests/support/log_line.h"
 
 #include <gtest/gtest.h>
-
-namespace {
-
-// The text between two marks, or up to the end when there is no second.
-std::string Between(const std::string& text, std::size_t begin, const std::string& mark)
-{
-    const auto end = text.find(mark, begin);
-    return text.substr(begin, end == std::string::npos ? end : end - begin);
-}
-
-LoggedLine TakeApart(const std::string& line)
-{
-    const std::string module = ";      pkcs11_x64; ";
-    const std::string functionMark = "; VERB: ";
-    const auto message = line.find(module);
-    const auto function = line.find(functionMark);
-    if (message == std::string::npos || function == std::string::npos) {
-        ADD_FAILURE() << "not a line of the log: " << line;
-        return {};
-    }
-    LoggedLine logged;
-    logged.level = line.substr(0, line.find(';'));
-    logged.message = Between(line, message + module.size(), "; ThID: 0x");
-    logged.function = Between(line, function + functionMark.size(), ";  ");
-    const auto verbose = line.find(";  ", function + functionMark.size());
-    if (verbose != std::string::npos) {
-        logged.verbose = line.substr(verbose + 3);
-    }
-    return logged;
-}
-
-} // namespace
 
 LogCapture::LogCapture() : saved(Logger::Instance().Settings())
 {
@@ -65,12 +34,10 @@ std::string LogCapture::Text()
 std::vector<LoggedLine> LogCapture::Lines()
 {
     std::vector<LoggedLine> lines;
-    const std::string text = Text();
-    std::size_t begin = 0;
-    while (begin < text.size()) {
-        const std::string line = Between(text, begin, "\r\n");
-        lines.push_back(TakeApart(line));
-        begin += line.size() + 2;
+    for (const std::string& piece : blackbox::PiecesOf(Text())) {
+        const auto line = blackbox::ParseLogLine(piece);
+        EXPECT_TRUE(line.extensive && piece.ends_with("\r\n")) << "not a line of the log: " << piece;
+        lines.push_back({line.level, line.description, line.function, line.verbose});
     }
     return lines;
 }
