@@ -51,7 +51,7 @@ TEST_F(DecryptTest, BothFunctionsBeforeTheStartAreRefused)
     EXPECT_EQ(f->C_Decrypt(1, nullptr, 0, nullptr, nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
-TEST_F(DecryptTest, UnknownSessionIsFoundOutUnderTheLockBeforeAllElse)
+TEST_F(DecryptTest, UnknownSessionIsCheckedFirstUnderTheLock)
 {
     CK_C_INITIALIZE_ARGS arguments = MutexArguments();
     Initialize(&arguments);
@@ -97,7 +97,7 @@ TEST_F(DecryptTest, DataOfAnyLengthGoToTheCard)
     }
 }
 
-TEST_F(DecryptTest, WhatTheCardGivesIsHandedOutAsItStands)
+TEST_F(DecryptTest, OutputOfTheCardIsReturnedUnchanged)
 {
     const CK_SESSION_HANDLE session = StartDecrypting();
     const Bytes padded = Bytes{0, 2} + Counting(20) + Bytes{0} + Counting(5);
@@ -107,7 +107,7 @@ TEST_F(DecryptTest, WhatTheCardGivesIsHandedOutAsItStands)
     }
 }
 
-TEST_F(DecryptTest, MoreThanTheOutputHoldsIsCut)
+TEST_F(DecryptTest, OutputBeyondTheBufferIsCut)
 {
     const CK_SESSION_HANDLE session = StartDecrypting();
     EXPECT_EQ(Decrypt(session, encrypted),
@@ -228,7 +228,7 @@ TEST_F(DecryptTest, CertificateOfTheOtherFamilyIsNoMatch)
     EXPECT_EQ(TakeCalls(), Texts{});
 }
 
-TEST_F(DecryptTest, CertificatesThatLeftWithTheirCardAreMissed)
+TEST_F(DecryptTest, KeyOfARemovedCardHasNoCertificate)
 {
     InitializeWithTwoCards(CertifiedCard());
     LoginUser(OpenSession(ordinarySlot));
@@ -241,7 +241,7 @@ TEST_F(DecryptTest, CertificatesThatLeftWithTheirCardAreMissed)
     EXPECT_EQ(script->CallsOf("ES_DecryptData").size(), 0U);
 }
 
-TEST_F(DecryptTest, CardLeavingDuringTheDecryptionStillGivesWhatItDecrypted)
+TEST_F(DecryptTest, CardRemovedDuringTheDecryptionStillReturnsThePlainText)
 {
     const CK_SESSION_HANDLE session = StartDecrypting();
     script->Next("ES_DecryptData", {.hook =
@@ -312,7 +312,7 @@ TEST_F(DecryptTest, UnknownKeyLeavesAnOperationThatFails)
     EXPECT_EQ(TakeCalls(), Texts{});
 }
 
-TEST_F(DecryptTest, RefusedKeyDoesNotLeaveTheOneBefore)
+TEST_F(DecryptTest, RefusedKeyReplacesTheOneBefore)
 {
     const CK_SESSION_HANDLE session = StartDecrypting();
     for (const CK_OBJECT_HANDLE refused : {CK_OBJECT_HANDLE{99}, firstCertificate}) {

@@ -92,7 +92,7 @@ TEST_F(DigestTest, BothFunctionsBeforeTheStartAreRefused)
     EXPECT_EQ(f->C_Digest(1, nullptr, 0, nullptr, nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
-TEST_F(DigestTest, UnknownSessionIsFoundOutUnderTheLockBeforeAllElse)
+TEST_F(DigestTest, UnknownSessionIsCheckedFirstUnderTheLock)
 {
     CK_C_INITIALIZE_ARGS arguments = MutexArguments();
     Initialize(&arguments);
@@ -137,7 +137,7 @@ TEST_F(DigestTest, Sha224WorksThoughItIsNotListed)
     EXPECT_EQ(Digest(session, Counting(3)), HashedBy("SHA-224", Counting(3)));
 }
 
-TEST_F(DigestTest, UnknownMechanismShowsAtTheDigest)
+TEST_F(DigestTest, UnknownMechanismFailsTheDigestAndNotTheInit)
 {
     const CK_SESSION_HANDLE session = StartSession();
     for (const CK_MECHANISM_TYPE type : {md5, CKM_RSA_PKCS, CK_MECHANISM_TYPE{112}, CK_MECHANISM_TYPE{0}}) {

@@ -60,7 +60,7 @@ TEST_F(EncryptTest, BothFunctionsBeforeTheStartAreRefused)
     EXPECT_EQ(f->C_Encrypt(1, nullptr, 0, nullptr, nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
-TEST_F(EncryptTest, UnknownSessionIsFoundOutUnderTheLockBeforeAllElse)
+TEST_F(EncryptTest, UnknownSessionIsCheckedFirstUnderTheLock)
 {
     CK_C_INITIALIZE_ARGS arguments = MutexArguments();
     Initialize(&arguments);
@@ -242,7 +242,7 @@ TEST_F(EncryptTest, UnknownKeyLeavesAnOperationThatFails)
     EXPECT_EQ(Encrypt(session, Counting(1000)), Failed(CKR_FUNCTION_FAILED)) << "any length passes";
 }
 
-TEST_F(EncryptTest, UnknownKeyDoesNotLeaveTheOneBefore)
+TEST_F(EncryptTest, UnknownKeyReplacesTheOneBefore)
 {
     const CK_SESSION_HANDLE session = StartEncrypting();
     EXPECT_EQ(EncryptInit(session, 99), CKR_OK);

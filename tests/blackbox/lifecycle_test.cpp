@@ -1,5 +1,6 @@
 // The start and the end of the library, the frame's tests, and the mutex callbacks of the application.
 #include "tests/support/black_box_test.h"
+#include "tests/support/eventually.h"
 #include "tests/support/function_calls.h"
 #include "tests/support/mutex_callbacks.h"
 
@@ -18,19 +19,6 @@ namespace {
 
 const Texts startOfEmptyRun{"GetAppDataDir(1023)", "GetUserDataDir(1023)", "Initialize",
                             "GetReaderList(1023)", "OpenSession()",        "WaitForReaderEvent(0)"};
-
-// True once the condition holds; false when it doesn't for a very long time.
-bool Eventually(const std::function<bool()>& condition)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 // One mutex of the application, however often the library asks for one, and how many came to it.
 std::mutex applicationsOnlyMutex;
@@ -167,7 +155,7 @@ TEST_F(LifecycleTest, StartMakesItsCardCallsInOrder)
 TEST_F(LifecycleTest, StartWaitsOnceOnTheCallersThreadAndThenOnOneOfItsOwn)
 {
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    ASSERT_TRUE(HasBegunWaits(2));
     Finalize();
     std::vector<scripted::CardCall> waits = script->CallsOf("WaitForReaderEvent");
     ASSERT_GE(waits.size(), 3U);
@@ -435,19 +423,22 @@ TEST_F(LifecycleTest, FinalizeLeavesCardSessionsToTheNextStart)
                AddingACard(102) + Texts{"WaitForReaderEvent(0)"}));
 }
 
-TEST_F(LifecycleTest, FinalizeWaitsForTheMonitoringThreadAndEndsWithinItsWait)
+TEST_F(LifecycleTest, FinalizeWaitsForTheWaitOfTheMonitoringThread)
 {
-    script->SetLongestWait(std::chrono::milliseconds(500));
+    std::atomic<bool> waitBegan{false};
+    std::atomic<bool> finalizing{false};
+    const auto cardIsFinalized = [this] { return !script->CallsOf("Finalize").empty(); };
     Initialize();
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    const auto begin = std::chrono::steady_clock::now();
+    script->Next("WaitForReaderEvent", {.hook = [&] {
+                     waitBegan = true;
+                     Eventually([&] { return finalizing.load(); });
+                     EXPECT_FALSE(Eventually(cardIsFinalized, std::chrono::milliseconds(100)));
+                     script->Note("wait ends");
+                 }});
+    ASSERT_TRUE(Eventually([&] { return waitBegan.load(); }));
+    finalizing = true;
     Finalize();
-    const auto took = std::chrono::steady_clock::now() - begin;
-    EXPECT_GT(took, std::chrono::milliseconds(200)) << "the wait was running";
-    EXPECT_LT(took, std::chrono::milliseconds(2000));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(script->AllCalls().back().function, "Finalize") << "no wait begins after the end";
-    script->SetLongestWait(std::chrono::milliseconds(10));
+    EXPECT_EQ(script->Calls(), (Texts{"wait ends", "Finalize"}));
 }
 
 TEST_F(LifecycleTest, InfoIsTheConstantsByteForByte)

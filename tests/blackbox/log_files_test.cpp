@@ -137,7 +137,7 @@ TEST_F(LogFilesTest, ReportIsLoggedBehindTheCardLayersStart)
     EXPECT_EQ(lines[1], " DBG Log parse info") << "the report itself is verbose text";
 }
 
-TEST_F(LogFilesTest, NoReportNoLine)
+TEST_F(LogFilesTest, ConfigurationWithoutAFaultLogsNoReport)
 {
     EXPECT_EQ(ReportOf(everything), "none");
 }
@@ -151,7 +151,7 @@ TEST_F(LogFilesTest, ReportsStandBehindTheMarkerWithItsBlank)
     EXPECT_EQ(ReportOf("{\"log\": {" + loud + "}}" + std::string(8192, ' ')), front + "File is too large");
 }
 
-TEST_F(LogFilesTest, FaultBehindTheKeysThatMakeTheLogLoudIsSeenInIt)
+TEST_F(LogFilesTest, ConfigurationFaultBehindTheLogKeysIsLogged)
 {
     // A fault before them leaves the level at Info, and the report unseen.
     EXPECT_EQ(ReportOf(R"({"log": {"extensive": true, "logFromLevel": "LogLevel_Debug", "fileCount": "5"}})"),
@@ -161,7 +161,7 @@ TEST_F(LogFilesTest, FaultBehindTheKeysThatMakeTheLogLoudIsSeenInIt)
         "none");
 }
 
-TEST_F(LogFilesTest, ReportIsLostWhenItsOwnFaultKeepsTheLogQuiet)
+TEST_F(LogFilesTest, ConfigurationFaultBeforeTheLogKeysIsNotLogged)
 {
     Configure("no JSON");
     Initialize();
@@ -197,7 +197,7 @@ TEST_F(LogFilesTest, FullFileIsRetiredDuringACall)
     EXPECT_NE(Log().find("CKR_ARGUMENTS_BAD"), std::string::npos) << "the leaving line";
 }
 
-TEST_F(LogFilesTest, AgainstAFolderThatIsNotThereEverythingWorks)
+TEST_F(LogFilesTest, LibraryWorksWithoutTheLogFolder)
 {
     script->SetDirectories(u"/no such folder/", u"/no such folder/");
     Initialize();

@@ -1,5 +1,6 @@
 // Cards that come and go while the library runs.
 #include "tests/support/black_box_test.h"
+#include "tests/support/eventually.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mutex_callbacks.h"
 #include "tests/support/test_certificates.h"
@@ -40,9 +41,7 @@ protected:
                              thrower();
                          }});
         }
-        while (left > 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        ASSERT_TRUE(Eventually([&left] { return left == 0; }));
     }
 
     CK_RV InfoAnswer(CK_SESSION_HANDLE session)
@@ -69,10 +68,8 @@ TEST_F(ReaderMonitoringTest, InsertedCardGivesTwoMoreSlotsOnTheSessionOfTheEvent
 TEST_F(ReaderMonitoringTest, InsertedCardIsHandledOnTheMonitoringThread)
 {
     Initialize();
-    std::vector<scripted::CardCall> waits;
-    while (waits.empty()) {
-        waits = script->CallsOf("WaitForReaderEvent");
-    }
+    ASSERT_TRUE(HasBegunWaits(1));
+    const std::vector<scripted::CardCall> waits = script->CallsOf("WaitForReaderEvent");
     Insert(readerA);
     ASSERT_EQ(script->CallsOf("StartTransaction").size(), 1U);
     EXPECT_EQ(script->CallsOf("StartTransaction").front().thread, waits.back().thread);
@@ -334,12 +331,11 @@ TEST_F(ReaderMonitoringTest, WaitsGoOnWhateverTheyReturnAndLogNothing)
     Initialize();
     log.Forget();
     script->ForgetCalls();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_GE(script->CallsOf("WaitForReaderEvent").size(), 3U);
+    EXPECT_TRUE(HasBegunWaits(3));
     EXPECT_EQ(log.Take(), Texts{});
 }
 
-TEST_F(ReaderMonitoringTest, ExceptionAtTheEndOfARemovedCardEndsNeitherHostNorWatch)
+TEST_F(ReaderMonitoringTest, ExceptionWhileClosingARemovedCardDoesNotStopMonitoring)
 {
     script->AddReader(readerA);
     for (const bool onOwnThread : {false, true}) {
@@ -359,7 +355,7 @@ TEST_F(ReaderMonitoringTest, ExceptionAtTheEndOfARemovedCardEndsNeitherHostNorWa
     }
 }
 
-TEST_F(ReaderMonitoringTest, ExceptionWhileAnInsertedCardIsReadEndsNeitherHostNorWatch)
+TEST_F(ReaderMonitoringTest, ExceptionWhileReadingAnInsertedCardDoesNotStopMonitoring)
 {
     Initialize();
     script->Next("GetTokenInfo", {.hook = [] { throw std::runtime_error("scripted"); }});
@@ -369,7 +365,7 @@ TEST_F(ReaderMonitoringTest, ExceptionWhileAnInsertedCardIsReadEndsNeitherHostNo
     LeaveLedgerAlone(); // the transaction around the reads was never stopped
 }
 
-TEST_F(ReaderMonitoringTest, ExceptionOutOfTheWaitItselfEndsNeitherHostNorWatch)
+TEST_F(ReaderMonitoringTest, ExceptionThrownByTheWaitDoesNotStopMonitoring)
 {
     Initialize();
     FailWaits(2, [] { throw std::runtime_error("scripted"); });
@@ -377,7 +373,7 @@ TEST_F(ReaderMonitoringTest, ExceptionOutOfTheWaitItselfEndsNeitherHostNorWatch)
     EXPECT_EQ(Slots().size(), 2U);
 }
 
-TEST_F(ReaderMonitoringTest, AFailedWaitIsToldOnceUntilOneSucceeds)
+TEST_F(ReaderMonitoringTest, FailedWaitIsLoggedOnceUntilOneSucceeds)
 {
     LogCapture log(script);
     Initialize();

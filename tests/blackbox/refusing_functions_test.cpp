@@ -78,7 +78,7 @@ TEST_P(RefusingFunctionTest, AnswersNotInitialisedBeforeInitialize)
     EXPECT_EQ(Call(garbage), CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
-TEST_P(RefusingFunctionTest, LooksAtNoArgument)
+TEST_P(RefusingFunctionTest, ReadsNoArgument)
 {
     InitializeWithCard();
     const CK_SESSION_HANDLE session = OpenSession(1);

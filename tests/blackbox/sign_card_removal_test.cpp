@@ -42,7 +42,7 @@ protected:
     const Texts closing{"the card has left", "StopTransaction(101)", "CloseSession(101)"};
 };
 
-TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardFailsTheSignature)
+TEST_F(SignCardRemovalTest, CardRemovedDuringPinEntryFailsTheSignature)
 {
     LogCapture log(script);
     const CK_SESSION_HANDLE session = StartSigningWithCardLeaving();
@@ -70,14 +70,14 @@ TEST_F(SignCardRemovalTest, LinesOfThatFailureAreThoseOfAnyOther)
                      "6 CKR_FUNCTION_FAILED"));
 }
 
-TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardKeepsACancelOrRefusal)
+TEST_F(SignCardRemovalTest, CardRemovedDuringPinEntryKeepsTheResultOfACancelOrRefusal)
 {
     const CK_SESSION_HANDLE session = StartSigningWithCardLeaving({.status = userInputError});
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_FUNCTION_CANCELED));
     EXPECT_EQ(TakeCalls(), Texts{openKeyboard} + closing);
 }
 
-TEST_F(SignCardRemovalTest, CardLeavingAtTheKeyboardKeepsTheStateOfTheCode)
+TEST_F(SignCardRemovalTest, CardRemovedDuringPinEntryKeepsTheResultOfTheStateOfTheCode)
 {
     const CK_SESSION_HANDLE session = StartSigningWithCardLeaving({.verify = NotVerified(3)});
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_PIN_LOCKED));
@@ -93,7 +93,7 @@ TEST_F(SignCardRemovalTest, KeyboardOpensAgainOnTheCardSessionThatIsStillHeld)
     EXPECT_EQ(script->Violations(), Texts{}) << "the session was open until the end";
 }
 
-TEST_F(SignCardRemovalTest, CardPutBackAtTheKeyboardIsAnotherCard)
+TEST_F(SignCardRemovalTest, CardPutBackDuringPinEntryIsAnotherCard)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     ASSERT_EQ(SignInit(session), CKR_OK);
@@ -110,7 +110,7 @@ TEST_F(SignCardRemovalTest, CardPutBackAtTheKeyboardIsAnotherCard)
     EXPECT_EQ(InitAndSign(next, digestInfo, firstPrivateKey + 2), SignedByDefault());
 }
 
-TEST_F(SignCardRemovalTest, CardLeavingDuringTheSignatureStillGivesWhatItSigned)
+TEST_F(SignCardRemovalTest, CardRemovedDuringTheSignatureStillReturnsTheSignature)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     GivePin(session);
@@ -121,7 +121,7 @@ TEST_F(SignCardRemovalTest, CardLeavingDuringTheSignatureStillGivesWhatItSigned)
     EXPECT_EQ(Sign(session, digestInfo), Failed(CKR_SESSION_HANDLE_INVALID));
 }
 
-TEST_F(SignCardRemovalTest, CardLeavingDuringTheSignatureWithAnErrorFailsIt)
+TEST_F(SignCardRemovalTest, CardRemovedDuringTheSignatureWithAnErrorFailsTheSignature)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard(), ordinarySlot);
     ASSERT_EQ(SignInit(session, firstPrivateKey + 1), CKR_OK);
@@ -130,7 +130,7 @@ TEST_F(SignCardRemovalTest, CardLeavingDuringTheSignatureWithAnErrorFailsIt)
     EXPECT_EQ(TakeCalls(), Texts{SignCall("ES", Counting(5))} + closing);
 }
 
-TEST_F(SignCardRemovalTest, CardLeavingBetweenInitAndSignTakesTheSessionAlong)
+TEST_F(SignCardRemovalTest, CardRemovedBetweenInitAndSignClosesTheSession)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     ASSERT_EQ(SignInit(session), CKR_OK);
@@ -173,7 +173,7 @@ TEST_F(SignCardRemovalTest, KeyThatLeavesAtTheKeyboardIsMissedToo)
     ExpectIdle(session);
 }
 
-TEST_F(SignCardRemovalTest, KeyThatLeavesDuringTheSignatureIsNotNeededAnyMore)
+TEST_F(SignCardRemovalTest, KeyRemovedDuringTheSignatureDoesNotFailIt)
 {
     const CK_SESSION_HANDLE session = StartWithKeyOnAnotherCard(4);
     ASSERT_EQ(SignInit(session, firstPrivateKey + 1), CKR_OK);
@@ -184,7 +184,7 @@ TEST_F(SignCardRemovalTest, KeyThatLeavesDuringTheSignatureIsNotNeededAnyMore)
         << "nothing of the other card was held";
 }
 
-TEST_F(SignCardRemovalTest, AnotherCardComingAndGoingChangesNothing)
+TEST_F(SignCardRemovalTest, InsertingAndRemovingAnotherCardChangesNothing)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     ASSERT_EQ(SignInit(session), CKR_OK);

@@ -100,7 +100,7 @@ TEST_F(SignPinTest, CancelLeavesTheOperationActiveAndTheSignatureCanBeRepeated)
     EXPECT_EQ(TakeCalls(), (Texts{openKeyboard, SignCall("QES", hash)}));
 }
 
-TEST_F(SignPinTest, CancelCountsBeforeTheRecord)
+TEST_F(SignPinTest, CancelledPinEntryIsReportedBeforeTheRecordIsRead)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     script->Next("QES_VerifyPin", {.status = userInputError, .verify = Verified()});
@@ -145,7 +145,7 @@ TEST_F(SignPinTest, RefusedPinIsLoggedByItsFrameOnly)
     EXPECT_EQ(log.Take(), Framed("C_Sign", keyboardOpens + KeyboardLines(), "a4 CKR_PIN_LOCKED"));
 }
 
-TEST_F(SignPinTest, AcceptedRecordCountsWhateverTheCallReturned)
+TEST_F(SignPinTest, AcceptedRecordAuthorisesWhateverStatusTheCallReturned)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     for (const CardStatus returned : {0, invalidCodeState, anyOtherStatus, 1, 83, -1}) {
@@ -157,7 +157,7 @@ TEST_F(SignPinTest, AcceptedRecordCountsWhateverTheCallReturned)
     }
 }
 
-TEST_F(SignPinTest, OnlyOneInTheRecordIsAccepted)
+TEST_F(SignPinTest, OnlyTheValueOneInTheRecordAuthorises)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     ASSERT_EQ(SignInit(session), CKR_OK);
@@ -210,7 +210,7 @@ TEST_F(SignPinTest, LoginForTheContextBetweenInitAndSignIsTheUsualOrder)
     EXPECT_EQ(TakeCalls(), Texts{SignCall("QES", hash)});
 }
 
-TEST_F(SignPinTest, KeyboardsPinIsUsedUpToo)
+TEST_F(SignPinTest, PinOfTheKeyboardAuthorisesOneSignature)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     EXPECT_EQ(InitAndSign(session, digestInfo), SignedByDefault());
@@ -219,7 +219,7 @@ TEST_F(SignPinTest, KeyboardsPinIsUsedUpToo)
     EXPECT_EQ(TakeCalls().size(), 1U);
 }
 
-TEST_F(SignPinTest, RefusalByTheCardCostsThePinAndOpensNoKeyboardAgain)
+TEST_F(SignPinTest, RefusalByTheCardUsesUpTheAuthorisationAndAsksForNoPin)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     for (const CardStatus status : {incorrectCode, userInputError, anyOtherStatus}) {
@@ -231,7 +231,7 @@ TEST_F(SignPinTest, RefusalByTheCardCostsThePinAndOpensNoKeyboardAgain)
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
 }
 
-TEST_F(SignPinTest, DataThatCannotBeSignedCostsThePinToo)
+TEST_F(SignPinTest, SigningBadDataUsesUpTheAuthorisation)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard());
     EXPECT_EQ(InitAndSign(session, TextBytes("garbage")), Failed(CKR_FUNCTION_FAILED));

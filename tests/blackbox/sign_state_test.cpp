@@ -22,14 +22,14 @@ TEST_F(SignStateTest, BothFunctionsBeforeTheStartAreRefused)
     EXPECT_EQ(length, untouchedLength);
 }
 
-TEST_F(SignStateTest, UnknownSessionIsRefusedBeforeAllElse)
+TEST_F(SignStateTest, UnknownSessionIsCheckedFirst)
 {
     Initialize();
     EXPECT_EQ(f->C_SignInit(1, nullptr, 99), CKR_SESSION_HANDLE_INVALID);
     EXPECT_EQ(f->C_Sign(1, nullptr, 0, nullptr, nullptr), CKR_SESSION_HANDLE_INVALID);
 }
 
-TEST_F(SignStateTest, UnknownSessionIsFoundOutUnderTheLock)
+TEST_F(SignStateTest, UnknownSessionIsCheckedUnderTheLock)
 {
     CK_C_INITIALIZE_ARGS arguments = MutexArguments();
     Initialize(&arguments);

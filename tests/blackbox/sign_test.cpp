@@ -107,7 +107,7 @@ TEST_F(SignTest, NullDataOfNoLengthIsNoBytes)
     EXPECT_EQ(TakeCalls(), Texts{});
 }
 
-TEST_F(SignTest, WhatIsNoDigestInfoFailsWithSevenInTheLog)
+TEST_F(SignTest, SigningOtherThanADigestInfoFailsAndLogsSeven)
 {
     const Bytes octets = Der(0x04, Counting(32));
     const std::vector<Bytes> all{
@@ -144,7 +144,7 @@ TEST_F(SignTest, WhatIsNoDigestInfoFailsWithSevenInTheLog)
     EXPECT_EQ(TakeCalls(), Texts{});
 }
 
-TEST_F(SignTest, WrongHashLengthShowsSevenInTheLogToo)
+TEST_F(SignTest, SigningAHashOfWrongLengthLogsSeven)
 {
     LogCapture log(script);
     const CK_SESSION_HANDLE session = StartLoggedIn(CardWithOrdinaryKeys({2}), ordinarySlot);
@@ -309,7 +309,7 @@ TEST_F(SignTest, LengthQueryAnswersTheWholeBytesOfTheModulus)
     EXPECT_EQ(TakeCalls(), Texts{}) << "no card call";
 }
 
-TEST_F(SignTest, RefusalByTheCardWritesNothingWhateverTheCardWrote)
+TEST_F(SignTest, RefusalByTheCardWritesNoSignature)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(CertifiedCard(), ordinarySlot);
     for (const CardStatus status : {1, 15, 17, 18, 83, -1}) {

@@ -3,8 +3,6 @@
 #include "tests/support/loaded_library.h"
 #include "tests/support/system.h"
 
-#include <thread>
-
 namespace blackbox {
 namespace {
 
@@ -37,8 +35,9 @@ TEST_F(UnloadTest, UnloadingWhileInitialisedStopsTheThreadAndDoesNotFinalizeTheC
     library.Unload();
     EXPECT_FALSE(library.IsInMemory());
     script->ForgetCalls();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(script->AllCalls().size(), 0U) << "no wait goes on";
+    script->InsertCard(readerB, Card{});
+    EXPECT_FALSE(script->WaitUntilEventsProcessed(std::chrono::milliseconds(100))) << "no wait goes on";
+    EXPECT_EQ(script->AllCalls().size(), 0U);
     EXPECT_EQ(finalizeCalls, 0);
     EXPECT_EQ(script->Ledger().front().closes, 0) << "the store is not emptied";
 }
@@ -48,7 +47,7 @@ TEST_F(UnloadTest, UnloadingWaitsForTheRunningWait)
     script->SetLongestWait(std::chrono::milliseconds(300));
     LoadedLibrary library(LibraryFile());
     ASSERT_EQ(library.f->C_Initialize(nullptr), CKR_OK);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_TRUE(HasBegunWaits(1));
     library.Unload();
     EXPECT_FALSE(library.IsInMemory());
 }

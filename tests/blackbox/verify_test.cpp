@@ -39,7 +39,7 @@ TEST_F(VerifyTest, BothFunctionsBeforeTheStartAreRefused)
     EXPECT_EQ(f->C_Verify(1, nullptr, 0, nullptr, 0), CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
-TEST_F(VerifyTest, UnknownSessionIsFoundOutUnderTheLockBeforeAllElse)
+TEST_F(VerifyTest, UnknownSessionIsCheckedFirstUnderTheLock)
 {
     CK_C_INITIALIZE_ARGS arguments = MutexArguments();
     Initialize(&arguments);
@@ -163,7 +163,7 @@ TEST_F(VerifyTest, AnotherSessionVerifiesWithAnotherKey)
     EXPECT_EQ(Verify(session, good), CKR_OK);
 }
 
-TEST_F(VerifyTest, OtherOperationsAreNotInTheWay)
+TEST_F(VerifyTest, OtherActiveOperationsDoNotPreventInit)
 {
     const CK_SESSION_HANDLE session = StartVerifying();
     EXPECT_EQ(EncryptInit(session, firstPublicKey), CKR_OK);

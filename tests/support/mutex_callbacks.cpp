@@ -16,6 +16,7 @@ struct NumberedMutex
 
 std::atomic<int> mutexesMade{0};
 std::atomic<int> mutexesLocked{0};
+std::atomic<int> threadsAtMutexes{0};
 std::atomic<CK_RV> mutexAnswer{CKR_OK};
 std::atomic<bool> makesNothing{false};
 
@@ -45,6 +46,7 @@ CK_RV DestroyNumbered(CK_VOID_PTR handle)
 CK_RV LockNumbered(CK_VOID_PTR handle)
 {
     auto* mutex = static_cast<NumberedMutex*>(handle);
+    ++threadsAtMutexes;
     if (mutex != nullptr) {
         mutex->mutex.lock();
     }
@@ -58,6 +60,7 @@ CK_RV UnlockNumbered(CK_VOID_PTR handle)
     auto* mutex = static_cast<NumberedMutex*>(handle);
     Note("UnlockMutex", mutex);
     --mutexesLocked;
+    --threadsAtMutexes;
     if (mutex != nullptr) {
         mutex->mutex.unlock();
     }
@@ -84,6 +87,11 @@ void LetCreateMutexMakeNothing(bool enabled)
 bool IsAnyMutexLocked()
 {
     return mutexesLocked > 0;
+}
+
+int ThreadsAtMutexes()
+{
+    return threadsAtMutexes;
 }
 
 } // namespace blackbox

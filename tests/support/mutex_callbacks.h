@@ -18,4 +18,7 @@ void LetCreateMutexMakeNothing(bool enabled);
 // Whether a mutex of the callbacks is held by anyone now.
 bool IsAnyMutexLocked();
 
+// How many threads have locked a mutex or wait for one.
+int ThreadsAtMutexes();
+
 } // namespace blackbox

@@ -1,8 +1,17 @@
 #include "tests/support/script.h"
 
+#include "tests/support/eventually.h"
 #include "tests/support/system.h"
 
+#include <algorithm>
+#include <cstdint>
+
 namespace blackbox {
+namespace {
+
+constexpr uint32_t waitOfTheThread = 500; // milliseconds
+
+} // namespace
 
 std::filesystem::path ScriptedFolder()
 {
@@ -18,6 +27,16 @@ ScriptedCard* Script()
         return reinterpret_cast<Accessor*>(SymbolOf(cardLibrary, "ScriptedCard_Instance"))();
     }();
     return script;
+}
+
+bool HasBegunWaits(size_t count)
+{
+    return Eventually([count] {
+        const auto waits = Script()->CallsOf("WaitForReaderEvent");
+        return static_cast<size_t>(std::count_if(waits.begin(), waits.end(), [](const auto& wait) {
+                   return wait.constants.front() == waitOfTheThread;
+               })) >= count;
+    });
 }
 
 } // namespace blackbox

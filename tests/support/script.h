@@ -4,6 +4,7 @@
 #include "tests/support/former_names.h"
 #include "tests/support/scripted_card/scripted_card.h"
 
+#include <cstddef>
 #include <filesystem>
 
 namespace blackbox {
@@ -13,5 +14,9 @@ std::filesystem::path ScriptedFolder();
 
 // The script, loaded once per process and never unloaded. Throws when it is missing.
 ScriptedCard* Script();
+
+// Waits until the library's own thread has begun so many waits for events of the readers since the calls were forgotten;
+// the last of them may still run. False when that takes very long.
+bool HasBegunWaits(size_t count);
 
 } // namespace blackbox

@@ -86,7 +86,7 @@ private:
     std::thread receiver;
 };
 
-TEST_F(SystemSinksTest, ConsoleThatTakesNothingDisturbsNobody)
+TEST_F(SystemSinksTest, FullConsoleDoesNotFailTheLibrary)
 {
     Configure(R"("logToConsole": true)");
     OutputOf(LogHostCommand(Directory(), 3) + " >/dev/full");
@@ -118,7 +118,7 @@ TEST_F(SystemSinksTest, DebuggerSinkReachesTheSystemLog)
     EXPECT_EQ(exit, 0);
 }
 
-TEST_F(SystemSinksTest, FullFileSystemLosesLinesToTheFileAndNothingElse)
+TEST_F(SystemSinksTest, FullFileSystemLosesOnlyLinesOfTheFile)
 {
     const auto folder = FolderForLogs();
     Configure(R"("extensive": true)");

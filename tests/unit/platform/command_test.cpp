@@ -117,14 +117,14 @@ TEST(RunCommand, SilentCommandThatGoesOnIsEndedAfterASecond)
     EXPECT_FALSE(HasChildren());
 }
 
-TEST(RunCommand, WhatAnUnendedCommandWroteBeforeCounts)
+TEST(RunCommand, OutputBeforeTheLimitIsTaken)
 {
     std::string output;
     TimeOf("printf early; sleep 60", output);
     EXPECT_EQ(output, "early");
 }
 
-TEST(RunCommand, WhatTheCommandStartedEndsWithIt)
+TEST(RunCommand, BackgroundProcessesEndWithTheCommand)
 {
     const LogFolder folder;
     const std::string pipe = folder.Path("pipe").string();
@@ -142,7 +142,7 @@ TEST(RunCommand, WhatTheCommandStartedEndsWithIt)
     close(reader);
 }
 
-TEST(RunCommand, HostThatCollectsOrphansGetsNone)
+TEST(RunCommand, SubreaperHostGetsNoOrphans)
 {
     EXPECT_EQ(ResultInChild([] {
                   if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) {
