@@ -2,7 +2,7 @@
 #pragma once
 
 #include "front/abi/refusal.h"
-#include "front/model/attributes.h"
+#include "front/abi/attributes.h"
 #include "front/model/operations.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "front/abi/cryptoki.h"
-#include "front/model/attributes.h"
+#include "front/abi/attributes.h"
 
 #include <filesystem>
 #include <optional>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "front/library/library.h"
-#include "front/model/attributes.h"
+#include "front/abi/attributes.h"
 
 #include <map>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "front/model/attributes.h"
+#include "front/abi/attributes.h"
 
 #include "front/abi/refusal.h"
 #include "front/model/objects.h"

@@ -21,7 +21,7 @@ inline constexpr unsigned bitsPerByte = 8;
 // Values beyond this length, in bytes, are in no object; the certificates of a card end at 4096.
 inline constexpr CK_ULONG longestValue = 1UL << 20U;
 
-// Templates of more records than this are none, but for instance a count with an upper half by chance.
+// No template has more records than this. A larger count is a mistake, for instance one whose upper half is not set.
 inline constexpr CK_ULONG longestTemplate = 4096;
 
 // Refuses with CKR_ARGUMENTS_BAD a null template with a count, and too high a count.
@@ -36,8 +36,8 @@ enum class AttributeKind
 };
 AttributeKind KindOf(CK_ATTRIBUTE_TYPE type);
 
-// The value of the library in the outward form: numbers in eight bytes, a serial number in DER. A number that
-// is not four bytes wide stays as it is.
+// A value of the library in the form that applications read: numbers in eight bytes, a serial number in DER. A number that
+// is not four bytes wide is not changed.
 Bytes WidenValue(CK_ATTRIBUTE_TYPE type, const Bytes& value);
 
 // A whole number of at least 0 as a DER INTEGER. `magnitude` has its most significant byte first.

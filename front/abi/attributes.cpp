@@ -1,7 +1,10 @@
-#include "front/model/attributes.h"
+#include "front/abi/attributes.h"
 
 #include "front/abi/records.h"
 #include "front/abi/refusal.h"
+
+#include <botan/bigint.h>
+#include <botan/der_enc.h>
 
 #include <algorithm>
 #include <cstring>
@@ -9,23 +12,6 @@
 
 namespace front {
 namespace {
-
-constexpr uint8_t integerTag = 0x02;
-constexpr uint8_t signBit = 0x80;
-constexpr std::size_t longestShortForm = 0x7F;
-
-Bytes DerLength(std::size_t length)
-{
-    if (length <= longestShortForm) {
-        return {static_cast<uint8_t>(length)};
-    }
-    Bytes encoded;
-    for (; length > 0; length >>= bitsPerByte) {
-        encoded.insert(encoded.begin(), static_cast<uint8_t>(length));
-    }
-    encoded.insert(encoded.begin(), static_cast<uint8_t>(signBit | encoded.size()));
-    return encoded;
-}
 
 Bytes WidenNumbers(const Bytes& value)
 {
@@ -91,16 +77,8 @@ Bytes WidenValue(CK_ATTRIBUTE_TYPE type, const Bytes& value)
 
 Bytes DerInteger(std::span<const uint8_t> magnitude)
 {
-    const auto first =
-        std::find_if(magnitude.begin(), magnitude.end(), [](uint8_t byte) { return byte != 0; });
-    Bytes content(first, magnitude.end());
-    if (content.empty() || (content.front() & signBit) != 0) {
-        content.insert(content.begin(), 0);
-    }
-    Bytes encoded{integerTag};
-    const Bytes length = DerLength(content.size());
-    encoded.insert(encoded.end(), length.begin(), length.end());
-    encoded.insert(encoded.end(), content.begin(), content.end());
+    Bytes encoded;
+    Botan::DER_Encoder(encoded).encode(Botan::BigInt(magnitude.data(), magnitude.size()));
     return encoded;
 }
 
