@@ -1,7 +1,7 @@
 // Cryptoki 2.20 as applications on Linux speak it: records in their natural alignment, CK_ULONG and with it
 // every handle and slot id as wide as `unsigned long`. All of it stands in the namespace `front`; the packed
-// form that the library speaks is in `packed`. The numbers of the constants are the same in both and are
-// taken from there.
+// form that the library speaks is in `packed`. The constants are macros of the library's header and have the
+// same numbers in both forms, but for one.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,9 @@ namespace packed {
 #include "tavrik/cryptoki.h"
 } // namespace packed
 
-#undef CK_UNAVAILABLE_INFORMATION // the one number that differs with the width
+// The one constant that differs with the width of CK_ULONG.
+#undef CK_UNAVAILABLE_INFORMATION
+#define CK_UNAVAILABLE_INFORMATION (~0UL)
 
 namespace front {
 
@@ -24,19 +26,5 @@ using CK_ULONG = unsigned long;
 #include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
-
-inline constexpr CK_ULONG unavailableInformation = ~CK_ULONG{0}; // CK_UNAVAILABLE_INFORMATION
-inline constexpr CK_ULONG effectivelyInfinite = 0;               // CK_EFFECTIVELY_INFINITE
-
-// Constants of the standard that the packed form has no use for.
-inline constexpr CK_FLAGS dontBlock = 0x1;          // CKF_DONT_BLOCK
-inline constexpr CK_FLAGS hasRandomGenerator = 0x1; // CKF_RNG
-inline constexpr CK_FLAGS writeProtected = 0x2;     // CKF_WRITE_PROTECTED
-inline constexpr CK_STATE rwPublicSession = 2;      // CKS_RW_PUBLIC_SESSION
-inline constexpr CK_STATE rwUserFunctions = 3;      // CKS_RW_USER_FUNCTIONS
-inline constexpr CK_MECHANISM_TYPE sha1RsaPkcs = 0x6;
-inline constexpr CK_MECHANISM_TYPE sha224RsaPkcs = 0x46;
-inline constexpr CK_MECHANISM_TYPE sha384RsaPkcs = 0x41;
-inline constexpr CK_MECHANISM_TYPE sha512RsaPkcs = 0x42;
 
 } // namespace front

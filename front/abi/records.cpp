@@ -21,7 +21,7 @@ CK_VERSION Widen(const packed::CK_VERSION& version)
 
 CK_ULONG Widen(packed::CK_ULONG number)
 {
-    return number == std::numeric_limits<packed::CK_ULONG>::max() ? unavailableInformation : number;
+    return number == std::numeric_limits<packed::CK_ULONG>::max() ? CK_UNAVAILABLE_INFORMATION : number;
 }
 
 CK_INFO Widen(const packed::CK_INFO& info)

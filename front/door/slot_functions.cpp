@@ -61,7 +61,7 @@ CK_RV C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR pSlot, CK_VOID_PTR pRese
 {
     return InFront([&](Front& front) -> CK_RV {
         Require(pSlot != nullptr && pReserved == nullptr, CKR_ARGUMENTS_BAD);
-        *pSlot = front.WaitForEvent((flags & dontBlock) == 0);
+        *pSlot = front.WaitForEvent((flags & CKF_DONT_BLOCK) == 0);
         return CKR_OK;
     });
 }

@@ -180,12 +180,12 @@ CK_SLOT_ID Front::WaitForEvent(bool blocking)
 CK_TOKEN_INFO Front::TokenInfo(CK_SLOT_ID id)
 {
     CK_TOKEN_INFO token = DescribedSlot(id).facts.token;
-    token.flags |= hasRandomGenerator | writeProtected;
-    token.ulMaxSessionCount = effectivelyInfinite;
-    token.ulMaxRwSessionCount = effectivelyInfinite;
+    token.flags |= CKF_RNG | CKF_WRITE_PROTECTED;
+    token.ulMaxSessionCount = CK_EFFECTIVELY_INFINITE;
+    token.ulMaxRwSessionCount = CK_EFFECTIVELY_INFINITE;
     for (CK_ULONG* memory : {&token.ulTotalPublicMemory, &token.ulFreePublicMemory,
                              &token.ulTotalPrivateMemory, &token.ulFreePrivateMemory}) {
-        *memory = unavailableInformation;
+        *memory = CK_UNAVAILABLE_INFORMATION;
     }
     const std::lock_guard lock(state);
     token.ulSessionCount = sessions.Count(id, false);
@@ -239,9 +239,9 @@ CK_SESSION_INFO Front::InfoOf(CK_SESSION_HANDLE handle)
     told.slotID = session->slot;
     told.flags = session->readWrite ? CKF_SERIAL_SESSION | CKF_RW_SESSION : CKF_SERIAL_SESSION;
     if (IsLoggedIn(session->slot)) {
-        told.state = session->readWrite ? rwUserFunctions : CKS_RO_USER_FUNCTIONS;
+        told.state = session->readWrite ? CKS_RW_USER_FUNCTIONS : CKS_RO_USER_FUNCTIONS;
     } else {
-        told.state = session->readWrite ? rwPublicSession : CKS_RO_PUBLIC_SESSION;
+        told.state = session->readWrite ? CKS_RW_PUBLIC_SESSION : CKS_RO_PUBLIC_SESSION;
     }
     return told;
 }

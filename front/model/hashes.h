@@ -14,11 +14,11 @@ struct Hash
     const char* name;            // Botan's
 };
 
-inline constexpr std::array<Hash, 5> hashes = {{{CKM_SHA_1, sha1RsaPkcs, "SHA-1"},
-                                                {CKM_SHA224, sha224RsaPkcs, "SHA-224"},
+inline constexpr std::array<Hash, 5> hashes = {{{CKM_SHA_1, CKM_SHA1_RSA_PKCS, "SHA-1"},
+                                                {CKM_SHA224, CKM_SHA224_RSA_PKCS, "SHA-224"},
                                                 {CKM_SHA256, CKM_SHA256_RSA_PKCS, "SHA-256"},
-                                                {CKM_SHA384, sha384RsaPkcs, "SHA-384"},
-                                                {CKM_SHA512, sha512RsaPkcs, "SHA-512"}}};
+                                                {CKM_SHA384, CKM_SHA384_RSA_PKCS, "SHA-384"},
+                                                {CKM_SHA512, CKM_SHA512_RSA_PKCS, "SHA-512"}}};
 
 // Null for another mechanism.
 const Hash* HashOfDigest(CK_MECHANISM_TYPE mechanism);

@@ -47,7 +47,7 @@ Bytes ValueOfDefault(Default chosen)
     case Default::zero:
         return NumberValue(0);
     case Default::unknown:
-        return NumberValue(unavailableInformation);
+        return NumberValue(CK_UNAVAILABLE_INFORMATION);
     default:
         return {};
     }
@@ -124,13 +124,13 @@ CK_RV FillRecord(const Object& object, CK_ATTRIBUTE& record)
 {
     const auto found = object.attributes.find(record.type);
     if (found == object.attributes.end()) {
-        record.ulValueLen = unavailableInformation;
+        record.ulValueLen = CK_UNAVAILABLE_INFORMATION;
         return IsSecretPart(object, record.type) ? CKR_ATTRIBUTE_SENSITIVE : CKR_ATTRIBUTE_TYPE_INVALID;
     }
     const Bytes& value = found->second;
     if (record.pValue != nullptr) {
         if (record.ulValueLen < value.size()) {
-            record.ulValueLen = unavailableInformation;
+            record.ulValueLen = CK_UNAVAILABLE_INFORMATION;
             return CKR_BUFFER_TOO_SMALL;
         }
         std::copy(value.begin(), value.end(), static_cast<uint8_t*>(record.pValue));

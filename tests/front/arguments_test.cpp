@@ -75,7 +75,8 @@ TEST_F(ArgumentsTest, NullPointersOfObjectsAreRefused)
     EXPECT_EQ(f->C_GetObjectSize(session, publicKey, nullptr), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, nullptr, 1), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, nullptr, 0), CKR_OK);
-    EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, &record, unavailableInformation), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_GetAttributeValue(session, publicKey, &record, CK_UNAVAILABLE_INFORMATION),
+              CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_FindObjectsInit(session, nullptr, 1), CKR_ARGUMENTS_BAD);
     ASSERT_EQ(f->C_FindObjectsInit(session, nullptr, 0), CKR_OK);
     EXPECT_EQ(f->C_FindObjects(session, nullptr, 1, &length), CKR_ARGUMENTS_BAD);
@@ -225,7 +226,7 @@ TEST_F(ArgumentsTest, NullPointersEndEncryptionAndDecryption)
 TEST_F(ArgumentsTest, LengthThatIsNoneIsTooLongForEveryBlock)
 {
     StartOrdinary();
-    const CK_ULONG none = unavailableInformation;
+    const CK_ULONG none = CK_UNAVAILABLE_INFORMATION;
     ASSERT_EQ(Begin(f->C_EncryptInit, CKM_RSA_PKCS, publicKey), CKR_OK);
     EXPECT_EQ(f->C_Encrypt(session, &byte, none, block.data(), &(length = 128)), CKR_DATA_LEN_RANGE);
     ASSERT_EQ(Begin(f->C_SignInit, CKM_RSA_PKCS, privateKey), CKR_OK);

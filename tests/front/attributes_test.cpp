@@ -26,7 +26,7 @@ TEST(AttributesTest, NumberGoesFromFourBytesToEight)
 TEST(AttributesTest, UnavailableNumberKeepsItsMeaning)
 {
     EXPECT_EQ(WidenValue(CKA_KEY_GEN_MECHANISM, {0xFF, 0xFF, 0xFF, 0xFF}),
-              NumberValue(unavailableInformation));
+              NumberValue(CK_UNAVAILABLE_INFORMATION));
 }
 
 TEST(AttributesTest, NumberOfAnotherWidthStaysAsItIs)
@@ -124,7 +124,7 @@ TEST(AttributesTest, TemplateWithoutRecordsNeedsNoAddress)
 TEST(AttributesTest, MoreRecordsThanAnyTemplateHasAreRefusedUnread)
 {
     const CK_ATTRIBUTE record{CKA_ID, nullptr, 0};
-    EXPECT_EQ(RefusalOf(&record, unavailableInformation), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(RefusalOf(&record, CK_UNAVAILABLE_INFORMATION), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(RefusalOf(&record, (1UL << 32U) + 1), CKR_ARGUMENTS_BAD); // whose lower half would do
 }
 

@@ -87,10 +87,10 @@ TEST_F(ObjectsFrontTest, AttributesGoThroughTheWholeTemplate)
     EXPECT_TRUE(answer == CKR_ATTRIBUTE_SENSITIVE || answer == CKR_BUFFER_TOO_SMALL ||
                 answer == CKR_ATTRIBUTE_TYPE_INVALID);
     EXPECT_EQ(sign, CK_TRUE);
-    EXPECT_EQ(records[1].ulValueLen, unavailableInformation);
-    EXPECT_EQ(records[2].ulValueLen, unavailableInformation);
+    EXPECT_EQ(records[1].ulValueLen, CK_UNAVAILABLE_INFORMATION);
+    EXPECT_EQ(records[2].ulValueLen, CK_UNAVAILABLE_INFORMATION);
     EXPECT_EQ(small[0], 0x5A);
-    EXPECT_EQ(records[3].ulValueLen, unavailableInformation);
+    EXPECT_EQ(records[3].ulValueLen, CK_UNAVAILABLE_INFORMATION);
     EXPECT_EQ(token, CK_TRUE);
 }
 
@@ -180,7 +180,7 @@ TEST_F(ObjectsFrontTest, BufferOneByteShortIsTooSmall)
     Bytes modulus(128, 0x5A);
     CK_ATTRIBUTE record{CKA_MODULUS, modulus.data(), 127};
     EXPECT_EQ(f->C_GetAttributeValue(session, key, &record, 1), CKR_BUFFER_TOO_SMALL);
-    EXPECT_EQ(record.ulValueLen, unavailableInformation);
+    EXPECT_EQ(record.ulValueLen, CK_UNAVAILABLE_INFORMATION);
     EXPECT_EQ(modulus, Bytes(128, 0x5A));
     record.ulValueLen = 128;
     EXPECT_EQ(f->C_GetAttributeValue(session, key, &record, 1), CKR_OK);

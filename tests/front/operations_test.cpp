@@ -45,7 +45,11 @@ TEST_F(OperationsTest, EveryHashAndSignMechanismVerifies)
     const CK_SESSION_HANDLE session = StartOrdinary();
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PUBLIC_KEY);
     const std::vector<std::pair<CK_MECHANISM_TYPE, std::string>> mechanisms = {
-        {0x6, "SHA-1"}, {0x46, "SHA-224"}, {0x40, "SHA-256"}, {0x41, "SHA-384"}, {0x42, "SHA-512"}};
+        {CKM_SHA1_RSA_PKCS, "SHA-1"},
+        {CKM_SHA224_RSA_PKCS, "SHA-224"},
+        {CKM_SHA256_RSA_PKCS, "SHA-256"},
+        {CKM_SHA384_RSA_PKCS, "SHA-384"},
+        {CKM_SHA512_RSA_PKCS, "SHA-512"}};
     for (const auto& [type, hash] : mechanisms) {
         const Bytes signature = SignWith(Text("message"), "EMSA3(" + hash + ")");
         ASSERT_EQ(VerifyInit(session, type, key), CKR_OK);
@@ -144,7 +148,8 @@ TEST_F(OperationsTest, KeyThatTakesWhatItIsGivenSignsWithEveryHash)
     const CK_SESSION_HANDLE session = StartOrdinary();
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     Bytes signature;
-    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x40UL, 0x41UL, 0x42UL, 0x1UL}) {
+    for (const CK_MECHANISM_TYPE type : {CKM_SHA1_RSA_PKCS, CKM_SHA224_RSA_PKCS, CKM_SHA256_RSA_PKCS,
+                                         CKM_SHA384_RSA_PKCS, CKM_SHA512_RSA_PKCS, CKM_RSA_PKCS}) {
         ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
         EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK) << type;
     }
@@ -163,7 +168,8 @@ TEST_F(OperationsTest, KeyForOneKindOfHashRefusesTheOthersWithoutASignature)
     ASSERT_EQ(Login(session), CKR_OK);
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     Bytes signature;
-    for (const CK_MECHANISM_TYPE type : {0x6UL, 0x46UL, 0x41UL, 0x42UL, 0x1UL}) {
+    for (const CK_MECHANISM_TYPE type :
+         {CKM_SHA1_RSA_PKCS, CKM_SHA224_RSA_PKCS, CKM_SHA384_RSA_PKCS, CKM_SHA512_RSA_PKCS, CKM_RSA_PKCS}) {
         ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
         EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED) << type;
     }
@@ -308,7 +314,7 @@ TEST_F(OperationsTest, StartsTestTheirArguments)
     const CK_SESSION_HANDLE session = StartOrdinary();
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     EXPECT_EQ(f->C_SignInit(session, nullptr, key), CKR_ARGUMENTS_BAD);
-    EXPECT_EQ(SignInit(session, 0x1041, key), CKR_MECHANISM_INVALID);
+    EXPECT_EQ(SignInit(session, CKM_ECDSA, key), CKR_MECHANISM_INVALID);
     EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, key + 100), CKR_KEY_HANDLE_INVALID);
     EXPECT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PUBLIC_KEY)),
               CKR_KEY_FUNCTION_NOT_PERMITTED);

@@ -68,7 +68,7 @@ TEST(RecordsTest, EveryFieldOfTheSlotInfoArrives)
 
 TEST(RecordsTest, UnavailableNumberIsUnavailableInItsNewWidth)
 {
-    EXPECT_EQ(Widen(packed::CK_ULONG{0xFFFFFFFF}), unavailableInformation);
+    EXPECT_EQ(Widen(packed::CK_ULONG{0xFFFFFFFF}), CK_UNAVAILABLE_INFORMATION);
     EXPECT_EQ(Widen(packed::CK_ULONG{0xFFFFFFFE}), 0xFFFFFFFEUL);
 }
 

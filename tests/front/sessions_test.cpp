@@ -20,10 +20,10 @@ TEST_F(SessionsTest, ReadWriteSessionIsReportedAsSuch)
     const CK_SESSION_HANDLE writing = Open(qualified, CKF_SERIAL_SESSION | CKF_RW_SESSION);
     EXPECT_EQ(SessionFlags(f, reading), CKF_SERIAL_SESSION);
     EXPECT_EQ(SessionFlags(f, writing), CKF_SERIAL_SESSION | CKF_RW_SESSION);
-    EXPECT_EQ(State(writing), rwPublicSession);
+    EXPECT_EQ(State(writing), CKS_RW_PUBLIC_SESSION);
     ASSERT_EQ(Login(reading), CKR_OK);
     EXPECT_EQ(State(reading), CKS_RO_USER_FUNCTIONS);
-    EXPECT_EQ(State(writing), rwUserFunctions);
+    EXPECT_EQ(State(writing), CKS_RW_USER_FUNCTIONS);
 }
 
 TEST_F(SessionsTest, ClosedSessionIsNoneForEveryCall)
@@ -65,7 +65,7 @@ TEST_F(SessionsTest, SecurityOfficerIsAUserWhomTheCardDoesNotKnow)
     EXPECT_EQ(Login(writing, CKU_SO), CKR_SESSION_READ_ONLY_EXISTS);
     EXPECT_EQ(State(reading), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 1U);
-    for (const CK_USER_TYPE none : {CK_USER_TYPE{3}, unavailableInformation, CK_USER_TYPE{1} << 32U}) {
+    for (const CK_USER_TYPE none : {CK_USER_TYPE{3}, CK_UNAVAILABLE_INFORMATION, CK_USER_TYPE{1} << 32U}) {
         EXPECT_EQ(Login(writing, none), CKR_USER_TYPE_INVALID) << none;
     }
 }

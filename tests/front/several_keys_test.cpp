@@ -10,7 +10,9 @@ namespace {
 using BlackBox::TestCertifiedKey;
 using BlackBox::TestSignature;
 
-constexpr CK_MECHANISM_TYPE everySignature[] = {0x1, 0x6, 0x46, 0x40, 0x41, 0x42};
+constexpr CK_MECHANISM_TYPE everySignature[] = {CKM_RSA_PKCS,        CKM_SHA1_RSA_PKCS,
+                                                CKM_SHA224_RSA_PKCS, CKM_SHA256_RSA_PKCS,
+                                                CKM_SHA384_RSA_PKCS, CKM_SHA512_RSA_PKCS};
 
 class SeveralKeysTest : public FrontTest
 {

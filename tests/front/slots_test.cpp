@@ -257,12 +257,12 @@ TEST_F(SlotsTest, TokenHasARandomGeneratorAndAnyNumberOfSessions)
     StartWithCard();
     CK_TOKEN_INFO token{};
     ASSERT_EQ(f->C_GetTokenInfo(ordinary, &token), CKR_OK);
-    EXPECT_NE(token.flags & hasRandomGenerator, 0U);
+    EXPECT_NE(token.flags & CKF_RNG, 0U);
     EXPECT_NE(token.flags & CKF_LOGIN_REQUIRED, 0U);
-    EXPECT_NE(token.flags & writeProtected, 0U);
-    EXPECT_EQ(token.ulMaxSessionCount, effectivelyInfinite);
-    EXPECT_EQ(token.ulMaxRwSessionCount, effectivelyInfinite);
-    EXPECT_EQ(token.ulTotalPrivateMemory, unavailableInformation);
+    EXPECT_NE(token.flags & CKF_WRITE_PROTECTED, 0U);
+    EXPECT_EQ(token.ulMaxSessionCount, CK_EFFECTIVELY_INFINITE);
+    EXPECT_EQ(token.ulMaxRwSessionCount, CK_EFFECTIVELY_INFINITE);
+    EXPECT_EQ(token.ulTotalPrivateMemory, CK_UNAVAILABLE_INFORMATION);
 }
 
 TEST_F(SlotsTest, TokenCountsItsSessions)
@@ -275,7 +275,7 @@ TEST_F(SlotsTest, TokenCountsItsSessions)
     ASSERT_EQ(f->C_GetTokenInfo(qualified, &token), CKR_OK);
     EXPECT_EQ(token.ulSessionCount, 2U);
     EXPECT_EQ(token.ulRwSessionCount, 1U);
-    EXPECT_EQ(token.ulFreePublicMemory, unavailableInformation);
+    EXPECT_EQ(token.ulFreePublicMemory, CK_UNAVAILABLE_INFORMATION);
     EXPECT_NE(token.flags & CKF_PROTECTED_AUTHENTICATION_PATH, 0U);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(token.label), 8), "Sig_ZEP ");
 }
@@ -375,17 +375,17 @@ TEST_F(SlotsTest, EventsAreToldOnceEach)
 {
     StartWithCard();
     CK_SLOT_ID slot = 77;
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_NO_EVENT);
     script->RemoveCard(readerA);
     ProcessEvents();
-    ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    ASSERT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
     EXPECT_EQ(slot, 0U);
-    ASSERT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    ASSERT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
     EXPECT_EQ(slot, 1U);
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_NO_EVENT);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_NO_EVENT);
     script->InsertCard(readerA, BlackBox::CertifiedCard());
     ProcessEvents();
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
     EXPECT_EQ(slot, 0U);
 }
 
@@ -396,7 +396,7 @@ TEST_F(SlotsTest, EventIsNotLostToTheSlotList)
     ProcessEvents();
     EXPECT_TRUE(Slots().empty());
     CK_SLOT_ID slot = 77;
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, nullptr), CKR_OK);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
 }
 
 TEST_F(SlotsTest, WaitBlocksUntilACardComes)
@@ -431,8 +431,8 @@ TEST_F(SlotsTest, WaitTestsItsArguments)
 {
     StartWithCard();
     CK_SLOT_ID slot = 77;
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, nullptr, nullptr), CKR_ARGUMENTS_BAD);
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &slot, &slot), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, &slot), CKR_ARGUMENTS_BAD);
 }
 
 } // namespace

@@ -161,7 +161,7 @@ TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
     CK_INFO info{};
     EXPECT_EQ(f->C_GetInfo(&info), CKR_OK);
     CK_SLOT_ID event = 0;
-    EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &event, nullptr), CKR_NO_EVENT);
+    EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &event, nullptr), CKR_NO_EVENT);
 
     Bytes digest;
     EXPECT_EQ(Digest(second, CKM_SHA256, Text("abc"), digest), CKR_OK);
@@ -237,7 +237,7 @@ TEST_F(DialogTest, CardThatGoesDuringADialogOfAnotherIsGoneAtOnce)
     EXPECT_EQ(Slots().size(), 2U);
     for (const CK_SLOT_ID expected : {2U, 3U}) {
         CK_SLOT_ID event = 77;
-        EXPECT_EQ(f->C_WaitForSlotEvent(dontBlock, &event, nullptr), CKR_OK);
+        EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &event, nullptr), CKR_OK);
         EXPECT_EQ(event, expected);
     }
     EndDialog();
