@@ -9,11 +9,9 @@ CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         Require(!session->digest, CKR_OPERATION_ACTIVE);
-        Require(pMechanism != nullptr, CKR_ARGUMENTS_BAD);
-        const Hash* hash = HashOfDigest(pMechanism->mechanism);
-        Require(hash != nullptr, CKR_MECHANISM_INVALID);
-        Require(pMechanism->ulParameterLen == 0, CKR_MECHANISM_PARAM_INVALID);
-        session->digest.emplace(*hash);
+        const Mechanism& mechanism = MechanismFor(CKF_DIGEST, pMechanism);
+        CheckParameter(mechanism, *pMechanism);
+        session->digest.emplace(mechanism.hash);
         return CKR_OK;
     });
 }

@@ -17,21 +17,15 @@ Botan::secure_vector<uint8_t> TakeOver(Bytes plain)
     return kept;
 }
 
-void RequireRsaPkcs(const CK_MECHANISM* mechanism)
-{
-    Require(mechanism != nullptr, CKR_ARGUMENTS_BAD);
-    Require(mechanism->mechanism == CKM_RSA_PKCS, CKR_MECHANISM_INVALID);
-}
-
 } // namespace
 
 CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireRsaPkcs(pMechanism);
+        const Mechanism& mechanism = MechanismFor(CKF_ENCRYPT, pMechanism);
         RequireNoneActive(front, *session, session->encrypt);
-        auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_ENCRYPT);
+        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_ENCRYPT);
         session->encrypt.emplace(std::move(key), front.LoginNumber(session->slot));
         return CKR_OK;
     });
@@ -61,10 +55,10 @@ CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        RequireRsaPkcs(pMechanism);
+        const Mechanism& mechanism = MechanismFor(CKF_DECRYPT, pMechanism);
         RequireNoneActive(front, *session, session->decrypt);
         const uint64_t login = front.LoginNumber(session->slot);
-        auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_DECRYPT);
+        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_DECRYPT);
         Require(key->inner != 0, CKR_KEY_TYPE_INCONSISTENT);
         session->decrypt.emplace(std::move(key), login);
         return CKR_OK;

@@ -1,8 +1,8 @@
 // Handing results to the caller by the rules of the standard.
 #pragma once
 
-#include "front/abi/refusal.h"
 #include "front/abi/attributes.h"
+#include "front/abi/refusal.h"
 #include "front/model/operations.h"
 
 #include <algorithm>

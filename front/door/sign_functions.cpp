@@ -64,12 +64,12 @@ CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJ
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        const Hash* hash = HashFor(pMechanism);
+        const Mechanism& mechanism = MechanismFor(CKF_SIGN, pMechanism);
         RequireNoneActive(front, *session, session->sign);
         const uint64_t login = front.LoginNumber(session->slot);
-        auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_SIGN);
+        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_SIGN);
         RequireRoomForSignature(*key);
-        session->sign.emplace(std::move(key), login, hash);
+        session->sign.emplace(std::move(key), login, mechanism.hash);
         return CKR_OK;
     });
 }

@@ -1,6 +1,5 @@
 // Slots, tokens and mechanisms.
 #include "front/door/boundary.h"
-#include "front/model/hashes.h"
 
 #include <algorithm>
 
@@ -71,17 +70,7 @@ CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList
     return InFront([&](Front& front) {
         Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
         const Slot slot = front.DescribedSlot(slotID);
-        std::vector<CK_MECHANISM_TYPE> mechanisms;
-        if (slot.facts.rsa) {
-            mechanisms.push_back(CKM_RSA_PKCS);
-            for (const Hash& hash : hashes) {
-                mechanisms.push_back(hash.signature);
-            }
-        }
-        for (const Hash& hash : hashes) {
-            mechanisms.push_back(hash.digest);
-        }
-        return HandOutList(mechanisms, pMechanismList, pulCount);
+        return HandOutList(ListedMechanisms(slot.facts), pMechanismList, pulCount);
     });
 }
 
@@ -90,17 +79,7 @@ CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM
     return InFront([&](Front& front) -> CK_RV {
         Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
         const Slot slot = front.DescribedSlot(slotID);
-        if (HashOfDigest(type) != nullptr) {
-            *pInfo = {0, 0, CKF_DIGEST};
-            return CKR_OK;
-        }
-        const bool signs = type == CKM_RSA_PKCS || HashOfSignature(type) != nullptr;
-        Require(slot.facts.rsa && signs, CKR_MECHANISM_INVALID);
-        const KeySizes sizes = front.SizesOfKeys(slot);
-        *pInfo = {sizes.smallest, sizes.largest, CKF_HW | CKF_SIGN | CKF_VERIFY};
-        if (type == CKM_RSA_PKCS && slot.facts.decrypts) {
-            pInfo->flags |= CKF_ENCRYPT | CKF_DECRYPT;
-        }
+        *pInfo = MechanismInfo(type, slot.facts, front.SizesOfKeys(slot));
         return CKR_OK;
     });
 }

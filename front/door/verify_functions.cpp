@@ -21,10 +21,10 @@ CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_O
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        const Hash* hash = HashFor(pMechanism);
+        const Mechanism& mechanism = MechanismFor(CKF_VERIFY, pMechanism);
         RequireNoneActive(front, *session, session->verify);
-        auto key = KeyFor(front, *session, *pMechanism, hKey, CKA_VERIFY);
-        session->verify.emplace(std::move(key), front.LoginNumber(session->slot), hash);
+        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_VERIFY);
+        session->verify.emplace(std::move(key), front.LoginNumber(session->slot), mechanism.hash);
         return CKR_OK;
     });
 }

@@ -190,19 +190,19 @@ bool Library::Describe(SlotFacts& facts) const
     const WithoutLibraryMutex passing;
     const packed::CK_SLOT_ID slot = facts.inner.id;
     packed::CK_TOKEN_INFO tokenInfo{};
-    std::array<packed::CK_MECHANISM_TYPE, 16> mechanisms{};
-    auto count = static_cast<packed::CK_ULONG>(mechanisms.size());
+    std::array<packed::CK_MECHANISM_TYPE, 16> listed{};
+    auto count = static_cast<packed::CK_ULONG>(listed.size());
     if (functions->C_GetTokenInfo(slot, &tokenInfo) != CKR_OK ||
-        functions->C_GetMechanismList(slot, mechanisms.data(), &count) != CKR_OK) {
+        functions->C_GetMechanismList(slot, listed.data(), &count) != CKR_OK) {
         return false;
     }
     packed::CK_MECHANISM_INFO rsa{};
     if (functions->C_GetMechanismInfo(slot, CKM_RSA_PKCS, &rsa) != CKR_OK) {
         return false;
     }
-    const auto* end = mechanisms.data() + count;
+    const auto* end = listed.data() + count;
     // A key whose record could not be read is listed as of neither kind for as long as its card is in.
-    facts.rsa = std::find<const packed::CK_MECHANISM_TYPE*>(mechanisms.data(), end, CKM_ECDSA) == end;
+    facts.rsa = std::find<const packed::CK_MECHANISM_TYPE*>(listed.data(), end, CKM_ECDSA) == end;
     facts.token = Widen(tokenInfo);
     facts.keyBits = rsa.ulMaxKeySize;
     return true;

@@ -5,13 +5,11 @@
 
 namespace front {
 
-// The key, when the mechanism has no parameter and the key says that it may do this. Refuses with the code of
+// The key, when the mechanism has its parameter and the key says that it may do this. Refuses with the code of
 // what is wrong.
-std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const CK_MECHANISM& mechanism,
-                                     CK_OBJECT_HANDLE key, CK_ATTRIBUTE_TYPE permission);
-
-// The hash of a signature mechanism; null for CKM_RSA_PKCS. Refuses another mechanism.
-const Hash* HashFor(const CK_MECHANISM* mechanism);
+std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const Mechanism& mechanism,
+                                     const CK_MECHANISM& given, CK_OBJECT_HANDLE key,
+                                     CK_ATTRIBUTE_TYPE permission);
 
 // Ends the operation when the login that its key was found in is over.
 template <typename Operation>

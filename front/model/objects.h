@@ -2,8 +2,9 @@
 // public keys that applications make. Callers hold the lock of the front.
 #pragma once
 
-#include "front/library/library.h"
 #include "front/abi/attributes.h"
+#include "front/library/library.h"
+#include "front/model/mechanisms.h"
 
 #include <map>
 #include <memory>
@@ -29,12 +30,6 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
 
 // The public key that a template of C_CreateObject describes. Refuses what is none.
 Object PublicKeyOf(const Template& wanted);
-
-struct KeySizes
-{
-    CK_ULONG smallest = 0; // bits
-    CK_ULONG largest = 0;
-};
 
 // Has a slot's private objects only while the slot is logged in.
 class ObjectTable

@@ -12,9 +12,7 @@ constexpr std::size_t longestRawData = 1024; // bytes; no key takes more
 
 } // namespace
 
-DigestOperation::DigestOperation(const Hash& hash) : function(Botan::HashFunction::create_or_throw(hash.name))
-{
-}
+DigestOperation::DigestOperation(const char* hash) : function(Botan::HashFunction::create_or_throw(hash)) {}
 
 void DigestOperation::Add(Input part)
 {
@@ -26,10 +24,10 @@ Bytes DigestOperation::Finish()
     return function->final_stdvec();
 }
 
-Message::Message(const Hash* itsHash) : hash(itsHash)
+Message::Message(const char* itsHash) : hash(itsHash)
 {
     if (hash != nullptr) {
-        digest.emplace(*hash);
+        digest.emplace(hash);
     }
 }
 
@@ -48,7 +46,7 @@ Bytes Message::Finish()
     if (!digest) {
         return data;
     }
-    Bytes digestInfo = Botan::pkcs_hash_id(hash->name);
+    Bytes digestInfo = Botan::pkcs_hash_id(hash);
     const Bytes value = digest->Finish();
     digestInfo.insert(digestInfo.end(), value.begin(), value.end());
     return digestInfo;
@@ -59,12 +57,12 @@ KeyOperation::KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLog
 {
 }
 
-SignOperation::SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Hash* hash)
+SignOperation::SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash)
     : KeyOperation(std::move(itsKey), itsLogin), message(hash)
 {
 }
 
-VerifyOperation::VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Hash* hash)
+VerifyOperation::VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash)
     : KeyOperation(std::move(itsKey), itsLogin), message(hash)
 {
 }

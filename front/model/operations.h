@@ -2,7 +2,6 @@
 // its key and what it was given so far.
 #pragma once
 
-#include "front/model/hashes.h"
 #include "front/model/objects.h"
 
 #include <botan/hash.h>
@@ -26,7 +25,7 @@ struct SearchOperation
 class DigestOperation
 {
 public:
-    explicit DigestOperation(const Hash& hash);
+    explicit DigestOperation(const char* hash); // Botan's name
     [[nodiscard]] std::size_t Length() const { return function->output_length(); }
     void Add(Input part);
     Bytes Finish();
@@ -41,14 +40,14 @@ private:
 class Message
 {
 public:
-    // `hash` is null for data that are signed as they are.
-    explicit Message(const Hash* hash);
+    // `hash` is Botan's name, or null for data that are signed as they are.
+    explicit Message(const char* hash);
     void Add(Input part);
     // What goes into the signature's block: a DigestInfo, or the data as they are.
     Bytes Finish();
 
 private:
-    const Hash* hash;
+    const char* hash;
     std::optional<DigestOperation> digest;
     Bytes data;
 };
@@ -64,7 +63,7 @@ struct KeyOperation
 
 struct SignOperation : KeyOperation
 {
-    SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Hash* hash);
+    SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash);
 
     Message message;
     bool multiPart = false;
@@ -73,7 +72,7 @@ struct SignOperation : KeyOperation
 
 struct VerifyOperation : KeyOperation
 {
-    VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Hash* hash);
+    VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash);
 
     Message message;
     bool multiPart = false;

@@ -280,24 +280,6 @@ TEST_F(SlotsTest, TokenCountsItsSessions)
     EXPECT_EQ(std::string(reinterpret_cast<char*>(token.label), 8), "Sig_ZEP ");
 }
 
-TEST_F(SlotsTest, RsaKeyHasTheHashAndSignMechanisms)
-{
-    StartWithCard();
-    CK_ULONG count = 0;
-    ASSERT_EQ(f->C_GetMechanismList(ordinary, nullptr, &count), CKR_OK);
-    std::vector<CK_MECHANISM_TYPE> list(count);
-    ASSERT_EQ(f->C_GetMechanismList(ordinary, list.data(), &count), CKR_OK);
-    for (const CK_MECHANISM_TYPE type : {0x1UL, 0x6UL, 0x40UL, 0x41UL, 0x42UL, 0x46UL, 0x220UL, 0x250UL}) {
-        EXPECT_NE(std::find(list.begin(), list.end(), type), list.end()) << type;
-    }
-    CK_MECHANISM_INFO info{};
-    ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
-    EXPECT_EQ(info.ulMinKeySize, 1024U);
-    EXPECT_NE(info.flags & CKF_DECRYPT, 0U);
-    ASSERT_EQ(f->C_GetMechanismInfo(qualified, CKM_RSA_PKCS, &info), CKR_OK);
-    EXPECT_EQ(info.flags & CKF_DECRYPT, 0U);
-}
-
 TEST_F(SlotsTest, EachMechanismTellsWhatItDoes)
 {
     StartWithCard();
