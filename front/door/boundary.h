@@ -1,6 +1,7 @@
 // What every exported function has around its own work. No exception gets past it.
 #pragma once
 
+#include "front/abi/refusal.h"
 #include "front/door/process.h"
 
 #include <new>

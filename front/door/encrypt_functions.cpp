@@ -26,7 +26,7 @@ CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
         const Mechanism& mechanism = MechanismFor(CKF_ENCRYPT, pMechanism);
         RequireNoneActive(front, *session, session->encrypt);
         auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_ENCRYPT);
-        session->encrypt.emplace(std::move(key), front.LoginNumber(session->slot));
+        session->encrypt.emplace(std::move(key), front.loginTable.Number(session->slot));
         return CKR_OK;
     });
 }
@@ -57,9 +57,9 @@ CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_
         const SessionUse session = front.Use(hSession);
         const Mechanism& mechanism = MechanismFor(CKF_DECRYPT, pMechanism);
         RequireNoneActive(front, *session, session->decrypt);
-        const uint64_t login = front.LoginNumber(session->slot);
+        const uint64_t login = front.loginTable.Number(session->slot);
         auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_DECRYPT);
-        Require(key->inner != 0, CKR_KEY_TYPE_INCONSISTENT);
+        Require(key->libraryHandle != 0, CKR_KEY_TYPE_INCONSISTENT);
         session->decrypt.emplace(std::move(key), login);
         return CKR_OK;
     });
@@ -82,7 +82,7 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
         Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);
         const Bytes block(data.begin(), data.end());
         if (!operation.decrypted || operation.block != block) {
-            operation.decrypted = TakeOver(front.DecryptOnCard(*session, *operation.key, block));
+            operation.decrypted = TakeOver(front.cardWork.Decrypt(*session, *operation.key, block));
             operation.block = block;
         }
         if (const auto answer = AnswerAboutLength(operation.decrypted->size(), pData, pulDataLen)) {

@@ -8,7 +8,7 @@ namespace {
 
 std::shared_ptr<const Object> RequireObject(Front& front, const Session& session, CK_OBJECT_HANDLE handle)
 {
-    auto object = front.FindObject(session, handle);
+    auto object = front.objects.Find(session.slot, handle);
     Require(object != nullptr, CKR_OBJECT_HANDLE_INVALID);
     return object;
 }
@@ -25,10 +25,8 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_
         if (FlagOf(object.attributes, CKA_TOKEN)) {
             return session->readWrite ? CKR_TOKEN_WRITE_PROTECTED : CKR_SESSION_READ_ONLY;
         }
-        Require(!object.IsPrivate() || front.IsLoggedIn(session->slot), CKR_USER_NOT_LOGGED_IN);
-        object.slot = session->slot;
-        object.owner = session->handle;
-        *phObject = front.AddObject(*session, std::move(object));
+        Require(!object.IsPrivate() || front.loginTable.IsLoggedIn(session->slot), CKR_USER_NOT_LOGGED_IN);
+        *phObject = front.objects.Add(*session, std::move(object));
         return CKR_OK;
     });
 }
@@ -37,7 +35,7 @@ CK_RV C_DestroyObject(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject)
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        front.DestroyObject(*session, hObject);
+        front.objects.Destroy(*session, hObject);
         return CKR_OK;
     });
 }
@@ -72,7 +70,7 @@ CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, 
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         Require(!session->search, CKR_OPERATION_ACTIVE);
-        session->search = {front.Search(*session, ReadTemplate(pTemplate, ulCount)), 0};
+        session->search = {front.objects.Search(session->slot, ReadTemplate(pTemplate, ulCount)), 0};
         return CKR_OK;
     });
 }

@@ -3,7 +3,9 @@
 #include "front/library/own_folder.h"
 
 #include "src/crypto/shared_objects.h"
+#include "src/platform/mutex.h"
 
+#include <condition_variable>
 #include <new>
 #include <thread>
 
@@ -15,14 +17,17 @@ namespace {
 // Never destroyed: threads of the host may still come when the process ends.
 struct Process
 {
-    std::mutex lifecycle; // held by a start or an end for as long as it takes
-    std::mutex mutex;     // of what follows
+    Mutex lifecycle; // held by a start or an end for as long as it takes, and taken before every other lock
+    Mutex mutex;     // held for moments, and across a fork
     std::condition_variable changed;
-    Front* front = nullptr;
-    bool ending = false; // no call comes in any more
-    int calls = 0;
-    std::thread::id libraryChanger; // the thread that is inside the start or the end of the library
-    Front* heldForFork = nullptr;
+    Front* front GUARDED_BY(mutex) = nullptr;
+    bool ending GUARDED_BY(mutex) = false; // no call comes in any more
+    int calls GUARDED_BY(mutex) = 0;
+    // The thread that is inside the start or the end of the library.
+    std::thread::id libraryChanger GUARDED_BY(mutex);
+    Front* heldForFork GUARDED_BY(mutex) = nullptr;
+
+    [[nodiscard]] bool LibraryChanges() const REQUIRES(mutex) { return libraryChanger != std::thread::id(); }
 };
 
 Process& ThisProcess()
@@ -44,7 +49,7 @@ public:
 private:
     void Tell(std::thread::id changer)
     {
-        const std::lock_guard lock(process.mutex);
+        const MutexLock lock(process.mutex);
         process.libraryChanger = changer;
         process.changed.notify_all();
     }
@@ -53,29 +58,28 @@ private:
 };
 
 // No thread is to be in the middle of something when the process forks, except in a dialog, for which a fork
-// can't wait, and the thread that forks.
-void BeforeFork()
+// can't wait, and the thread that forks. What is locked here is unlocked by AfterForkInParent.
+void BeforeFork() NO_THREAD_SAFETY_ANALYSIS
 {
     Process& process = ThisProcess();
-    std::unique_lock lock(process.mutex);
-    process.changed.wait(lock, [&process] {
-        return process.libraryChanger == std::thread::id() ||
-               process.libraryChanger == std::this_thread::get_id();
-    });
-    static_cast<void>(lock.release()); // let go of after the fork
+    MutexLock lock(process.mutex);
+    while (process.LibraryChanges() && process.libraryChanger != std::this_thread::get_id()) {
+        process.changed.wait(lock.Native());
+    }
+    static_cast<void>(lock.Native().release());
     process.heldForFork = process.front;
     if (process.heldForFork != nullptr) {
         process.heldForFork->HoldForFork();
     }
 }
 
-void AfterForkInParent()
+void AfterForkInParent() NO_THREAD_SAFETY_ANALYSIS
 {
     Process& process = ThisProcess();
     if (process.heldForFork != nullptr) {
         process.heldForFork->GoOnAfterFork();
     }
-    process.mutex.unlock();
+    process.mutex.Unlock();
 }
 
 // The child has none of the threads that may hold locks, so it begins with everything new and leaves the
@@ -102,11 +106,28 @@ void AfterForkInChild()
         return; // what would be let go of may refer to what has ended before
     }
     Process& process = ThisProcess();
-    const std::lock_guard lock(process.mutex);
-    if (process.calls == 0 && !process.ending && process.libraryChanger == std::thread::id()) {
+    const MutexLock lock(process.mutex);
+    if (process.calls == 0 && !process.ending && !process.LibraryChanges()) {
         delete std::exchange(process.front, nullptr);
         Library::Instance().Unload();
     }
+}
+
+Front* BeginCall()
+{
+    Process& process = ThisProcess();
+    const MutexLock lock(process.mutex);
+    Require(process.front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
+    ++process.calls;
+    return process.front;
+}
+
+void EndCall()
+{
+    Process& process = ThisProcess();
+    const MutexLock lock(process.mutex);
+    --process.calls;
+    process.changed.notify_all();
 }
 
 } // namespace
@@ -114,9 +135,9 @@ void AfterForkInChild()
 CK_RV StartFront()
 {
     Process& process = ThisProcess();
-    const std::lock_guard starting(process.lifecycle);
+    const MutexLock starting(process.lifecycle);
     {
-        const std::lock_guard lock(process.mutex);
+        const MutexLock lock(process.mutex);
         Require(process.front == nullptr, CKR_CRYPTOKI_ALREADY_INITIALIZED);
     }
     PrepareSharedCryptoObjects();
@@ -133,7 +154,7 @@ CK_RV StartFront()
         static_cast<void>(library.End());
         throw;
     }
-    const std::lock_guard lock(process.mutex);
+    const MutexLock lock(process.mutex);
     process.front = front.release();
     return CKR_OK;
 }
@@ -141,14 +162,16 @@ CK_RV StartFront()
 CK_RV EndFront()
 {
     Process& process = ThisProcess();
-    const std::lock_guard ending(process.lifecycle);
+    const MutexLock ending(process.lifecycle);
     std::unique_ptr<Front> front;
     {
-        std::unique_lock lock(process.mutex);
+        MutexLock lock(process.mutex);
         Require(process.front != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
         process.ending = true;
-        process.front->Close();
-        process.changed.wait(lock, [&process] { return process.calls == 0; });
+        process.front->readers.events.Close();
+        while (process.calls != 0) {
+            process.changed.wait(lock.Native());
+        }
         front.reset(std::exchange(process.front, nullptr));
         process.ending = false;
     }
@@ -156,21 +179,11 @@ CK_RV EndFront()
     return Library::Instance().End();
 }
 
-Call::Call()
-{
-    Process& process = ThisProcess();
-    const std::lock_guard lock(process.mutex);
-    Require(process.front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
-    front = process.front;
-    ++process.calls;
-}
+Call::Call() : front(BeginCall()) {}
 
 Call::~Call()
 {
-    Process& process = ThisProcess();
-    const std::lock_guard lock(process.mutex);
-    --process.calls;
-    process.changed.notify_all();
+    EndCall();
 }
 
 } // namespace front

@@ -28,7 +28,7 @@ CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplicatio
     return InFront([&](Front& front) -> CK_RV {
         Require(phSession != nullptr, CKR_ARGUMENTS_BAD);
         Require((flags & CKF_SERIAL_SESSION) != 0, CKR_SESSION_PARALLEL_NOT_SUPPORTED);
-        *phSession = front.OpenSession(slotID, (flags & CKF_RW_SESSION) != 0);
+        *phSession = front.readers.OpenSession(slotID, (flags & CKF_RW_SESSION) != 0);
         return CKR_OK;
     });
 }
@@ -36,8 +36,8 @@ CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplicatio
 CK_RV C_CloseSession(CK_SESSION_HANDLE hSession)
 {
     return InFront([&](Front& front) -> CK_RV {
-        SessionUse session = front.Use(hSession);
-        front.CloseSession(session);
+        const SessionUse session = front.Use(hSession);
+        front.CloseSession(*session);
         return CKR_OK;
     });
 }
@@ -65,15 +65,15 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         if (userType == CKU_SO) {
-            return front.RefusalOfSecurityOfficer(*session);
+            return front.logins.RefusalOfSecurityOfficer(*session);
         }
         Require(userType == CKU_USER || userType == CKU_CONTEXT_SPECIFIC, CKR_USER_TYPE_INVALID);
         CheckCode(pPin, ulPinLen);
         if (userType == CKU_USER) {
-            return front.LoginUser(*session, pPin, ulPinLen);
+            return front.logins.LoginUser(*session, pPin, ulPinLen);
         }
         RequireActive(front, *session, session->sign);
-        return front.LoginForOperation(*session, pPin, ulPinLen);
+        return front.cardWork.Authorise(*session, pPin, ulPinLen);
     });
 }
 
@@ -81,7 +81,7 @@ CK_RV C_Logout(CK_SESSION_HANDLE hSession)
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        front.Logout(*session);
+        front.logins.Logout(*session);
         return CKR_OK;
     });
 }

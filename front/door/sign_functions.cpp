@@ -20,7 +20,7 @@ public:
         const bool unused = session.sign && session.sign->authorised;
         session.sign.reset();
         if (unused) {
-            front.DropInner(session);
+            front.cardSessions.Drop(session);
         }
     }
     SignEnding(const SignEnding&) = delete;
@@ -52,7 +52,7 @@ Bytes SignMessage(Front& front, Session& session)
     Require(!data.empty(), CKR_DATA_LEN_RANGE);
     RequireRoomInBlock(data.size(), operation.modulusLength);
     operation.authorised = false; // used up by the attempt
-    Bytes signature = front.SignOnCard(session, *operation.key, data);
+    Bytes signature = front.cardWork.Sign(session, *operation.key, data);
     // The card may have signed with another key than that of the operation, or other data than those given.
     Require(SignatureMatches(*operation.key, data, signature), CKR_FUNCTION_FAILED);
     return signature;
@@ -66,7 +66,7 @@ CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJ
         const SessionUse session = front.Use(hSession);
         const Mechanism& mechanism = MechanismFor(CKF_SIGN, pMechanism);
         RequireNoneActive(front, *session, session->sign);
-        const uint64_t login = front.LoginNumber(session->slot);
+        const uint64_t login = front.loginTable.Number(session->slot);
         auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_SIGN);
         RequireRoomForSignature(*key);
         session->sign.emplace(std::move(key), login, mechanism.hash);

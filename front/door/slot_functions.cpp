@@ -25,8 +25,8 @@ CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR pSlotList, CK_ULONG_PT
     return InFront([&](Front& front) {
         Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
         const bool withCardOnly = tokenPresent != CK_FALSE;
-        front.LookAtReaders();
-        SlotIds list = front.SlotIds(withCardOnly);
+        front.readers.Look();
+        SlotIds list = front.readers.SlotIds(withCardOnly);
         if (pSlotList == nullptr) {
             front.toldSlots.TellLength(withCardOnly, list);
         } else {
@@ -40,7 +40,7 @@ CK_RV C_GetSlotInfo(CK_SLOT_ID slotID, CK_SLOT_INFO_PTR pInfo)
 {
     return InFront([&](Front& front) -> CK_RV {
         Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
-        const Slot slot = front.SlotOf(slotID);
+        const Slot slot = front.readers.SlotOf(slotID);
         *pInfo = slot.facts.slot;
         pInfo->flags = CKF_REMOVABLE_DEVICE | CKF_HW_SLOT | (slot.present ? CKF_TOKEN_PRESENT : 0U);
         return CKR_OK;
@@ -60,7 +60,7 @@ CK_RV C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR pSlot, CK_VOID_PTR pRese
 {
     return InFront([&](Front& front) -> CK_RV {
         Require(pSlot != nullptr && pReserved == nullptr, CKR_ARGUMENTS_BAD);
-        *pSlot = front.WaitForEvent((flags & CKF_DONT_BLOCK) == 0);
+        *pSlot = front.readers.WaitForEvent((flags & CKF_DONT_BLOCK) == 0);
         return CKR_OK;
     });
 }
@@ -69,7 +69,7 @@ CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList
 {
     return InFront([&](Front& front) {
         Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
-        const Slot slot = front.DescribedSlot(slotID);
+        const Slot slot = front.readers.DescribedSlot(slotID);
         return HandOutList(ListedMechanisms(slot.facts), pMechanismList, pulCount);
     });
 }
@@ -78,7 +78,7 @@ CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM
 {
     return InFront([&](Front& front) -> CK_RV {
         Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
-        const Slot slot = front.DescribedSlot(slotID);
+        const Slot slot = front.readers.DescribedSlot(slotID);
         *pInfo = MechanismInfo(type, slot.facts, front.SizesOfKeys(slot));
         return CKR_OK;
     });

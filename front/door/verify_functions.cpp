@@ -24,7 +24,7 @@ CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_O
         const Mechanism& mechanism = MechanismFor(CKF_VERIFY, pMechanism);
         RequireNoneActive(front, *session, session->verify);
         auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_VERIFY);
-        session->verify.emplace(std::move(key), front.LoginNumber(session->slot), mechanism.hash);
+        session->verify.emplace(std::move(key), front.loginTable.Number(session->slot), mechanism.hash);
         return CKR_OK;
     });
 }

@@ -52,7 +52,7 @@ packed::CK_MECHANISM RsaPkcs()
     return {CKM_RSA_PKCS, nullptr, 0};
 }
 
-struct CardWork
+struct OperationInput
 {
     packed::CK_SESSION_HANDLE session;
     packed::CK_OBJECT_HANDLE key;
@@ -61,18 +61,18 @@ struct CardWork
 
 // An operation of the card from its start to its end.
 template <typename Begin, typename Finish>
-CK_RV RunOperation(Begin* begin, Finish* finish, const CardWork& work, Bytes& output)
+CK_RV RunOperation(Begin* begin, Finish* finish, const OperationInput& input, Bytes& output)
 {
     auto mechanism = RsaPkcs();
-    const CK_RV begun = begin(work.session, &mechanism, work.key);
+    const CK_RV begun = begin(input.session, &mechanism, input.key);
     if (begun != CKR_OK) {
         return begun;
     }
-    Bytes handed = work.data;
+    Bytes handed = input.data;
     output.resize(outputCapacity);
     auto length = Narrow(output.size());
     const PauseOfWork pause; // for a dialog
-    const CK_RV result = finish(work.session, handed.data(), Narrow(handed.size()), output.data(), &length);
+    const CK_RV result = finish(input.session, handed.data(), Narrow(handed.size()), output.data(), &length);
     output.resize(result == CKR_OK ? length : 0);
     return result;
 }
@@ -188,7 +188,7 @@ std::optional<CK_SLOT_INFO> Library::SlotInfo(packed::CK_SLOT_ID slot) const
 bool Library::Describe(SlotFacts& facts) const
 {
     const WithoutLibraryMutex passing;
-    const packed::CK_SLOT_ID slot = facts.inner.id;
+    const packed::CK_SLOT_ID slot = facts.librarySlot.id;
     packed::CK_TOKEN_INFO tokenInfo{};
     std::array<packed::CK_MECHANISM_TYPE, 16> listed{};
     auto count = static_cast<packed::CK_ULONG>(listed.size());

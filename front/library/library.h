@@ -1,10 +1,11 @@
 // The library behind the front, loaded privately from the front's own folder and called in its packed form.
-// Every call but those of its start and end, and those about slots and what cards tell of themselves, is made
-// behind the gate. What the library throws goes on to the caller, unless a session is only closed.
+// Every call but those of its start and end, and those about slots and what cards tell of themselves, is made by the
+// one thread that has access (LibraryAccess). What the library throws goes on to the caller, unless a session is only
+// closed.
 #pragma once
 
-#include "front/abi/cryptoki.h"
 #include "front/abi/attributes.h"
+#include "front/abi/cryptoki.h"
 
 #include <filesystem>
 #include <optional>
@@ -13,7 +14,7 @@
 namespace front {
 
 // A slot of the library.
-struct InnerSlot
+struct LibrarySlot
 {
     packed::CK_SLOT_ID id = 0;
     packed::CK_SLOT_ID card = 0; // the same number for the two slots of a card
@@ -22,7 +23,7 @@ struct InnerSlot
 // What a card's slot shows of itself.
 struct SlotFacts
 {
-    InnerSlot inner;
+    LibrarySlot librarySlot;
     CK_SLOT_INFO slot{};
     bool decrypts = false; // the key is of the family that also decrypts
 
@@ -71,7 +72,7 @@ public:
     void Logout(packed::CK_SESSION_HANDLE session) const;
 
     [[nodiscard]] std::vector<packed::CK_OBJECT_HANDLE> Objects(packed::CK_SESSION_HANDLE session) const;
-    // All attributes that the object has a value for, in the outward form.
+    // All attributes that the object has a value for, in the form that applications read.
     [[nodiscard]] Attributes Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HANDLE object) const;
 
     // `output` is what came out.

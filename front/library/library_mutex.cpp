@@ -1,14 +1,14 @@
 #include "front/library/library_mutex.h"
 
-#include <mutex>
+#include "src/platform/mutex.h"
 
 namespace front {
 namespace {
 
 // Never destroyed: the library calls back with its mutex until the end of the process.
-std::mutex*& Current()
+Mutex*& Current()
 {
-    static auto* mutex = new std::mutex;
+    static auto* mutex = new Mutex;
     return mutex;
 }
 
@@ -25,19 +25,20 @@ packed::CK_RV Destroy(packed::CK_VOID_PTR /*mutex*/)
     return CKR_OK;
 }
 
-// Called with a null handle too, after the library has destroyed its mutex.
-packed::CK_RV Lock(packed::CK_VOID_PTR /*mutex*/)
+// The library holds its mutex between these two calls. Called with a null handle too, after the library has destroyed its
+// mutex.
+packed::CK_RV Lock(packed::CK_VOID_PTR /*mutex*/) NO_THREAD_SAFETY_ANALYSIS
 {
     if (!passesMutex) {
-        Current()->lock();
+        Current()->Lock();
     }
     return CKR_OK;
 }
 
-packed::CK_RV Unlock(packed::CK_VOID_PTR /*mutex*/)
+packed::CK_RV Unlock(packed::CK_VOID_PTR /*mutex*/) NO_THREAD_SAFETY_ANALYSIS
 {
     if (!passesMutex) {
-        Current()->unlock();
+        Current()->Unlock();
     }
     return CKR_OK;
 }
@@ -51,7 +52,7 @@ packed::CK_C_INITIALIZE_ARGS LibraryMutexArguments()
 
 void RenewLibraryMutex()
 {
-    Current() = new std::mutex; // the old one may be held by a thread that the child doesn't have
+    Current() = new Mutex; // the old one may be held by a thread that the child doesn't have
 }
 
 WithoutLibraryMutex::WithoutLibraryMutex()

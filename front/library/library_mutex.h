@@ -1,5 +1,5 @@
-// The mutex callbacks that the front gives the library. The gate already lets one thread at a time through;
-// what the callbacks add is a mutex that a forked child can have anew, whatever the parent's threads held,
+// The mutex callbacks that the front gives the library. LibraryAccess already lets one thread at a time
+// call it; what the callbacks add is a mutex that a forked child can have anew, whatever the parent's threads held,
 // and that a call which needs no turn passes.
 #pragma once
 

@@ -7,7 +7,7 @@ std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const
                                      CK_ATTRIBUTE_TYPE permission)
 {
     CheckParameter(mechanism, given);
-    auto object = front.FindObject(session, key);
+    auto object = front.objects.Find(session.slot, key);
     Require(object != nullptr && object->IsKey(), CKR_KEY_HANDLE_INVALID);
     Require(NumberOf(object->attributes, CKA_KEY_TYPE) == CK_ULONG{CKK_RSA}, CKR_KEY_TYPE_INCONSISTENT);
     Require(FlagOf(object->attributes, permission), CKR_KEY_FUNCTION_NOT_PERMITTED);

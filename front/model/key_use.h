@@ -15,9 +15,10 @@ std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const
 template <typename Operation>
 void EndWithLogin(Front& front, Session& session, std::optional<Operation>& operation)
 {
-    if (operation && operation->key->IsPrivate() && operation->login != front.LoginNumber(session.slot)) {
+    if (operation && operation->key->IsPrivate() &&
+        operation->login != front.loginTable.Number(session.slot)) {
         operation.reset();
-        front.DropInner(session);
+        front.cardSessions.Drop(session);
     }
 }
 

@@ -1,11 +1,12 @@
 #include "front/model/objects.h"
 
 #include "front/abi/refusal.h"
+#include "front/model/sessions.h"
 
 #include <botan/bigint.h>
 
 #include <algorithm>
-#include <cstring>
+#include <atomic>
 
 namespace front {
 namespace {
@@ -14,7 +15,7 @@ constexpr std::size_t longestModulus = 1024; // bytes
 constexpr std::size_t longestExponent = 8;   // bytes
 constexpr std::size_t dateLength = 8;        // bytes of a CK_DATE
 
-CK_OBJECT_HANDLE lastObjectHandle = 0; // of the process, so that no handle comes twice
+std::atomic<CK_OBJECT_HANDLE> lastObjectHandle{0}; // of the process, so that no handle comes twice
 
 bool IsOfClass(const Attributes& attributes, CK_ULONG objectClass)
 {
@@ -210,9 +211,9 @@ bool Object::IsKey() const
 std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
 {
     std::vector<Object> objects;
-    for (const auto& [inner, attributes] : read) {
+    for (const auto& [handle, attributes] : read) {
         Object object;
-        object.inner = inner;
+        object.libraryHandle = handle;
         object.attributes = attributes;
         const bool hasPublicPart = IsOfClass(attributes, CKO_PRIVATE_KEY);
         if (hasPublicPart) {
@@ -258,22 +259,44 @@ Object PublicKeyOf(const Template& wanted)
     return object;
 }
 
-CK_OBJECT_HANDLE ObjectTable::Add(Object object)
+CK_OBJECT_HANDLE Objects::Add(const Session& session, Object object)
 {
-    object.handle = ++lastObjectHandle;
-    objects[lastObjectHandle] = std::make_shared<const Object>(std::move(object));
-    return lastObjectHandle;
+    const MutexLock lock(mutex);
+    Require(session.open, CKR_DEVICE_REMOVED);
+    object.slot = session.slot;
+    object.owner = session.handle;
+    return AddHeld(std::move(object));
 }
 
-void ObjectTable::Replace(CK_SLOT_ID slot, std::vector<Object> added)
+CK_OBJECT_HANDLE Objects::AddHeld(Object object)
 {
+    const CK_OBJECT_HANDLE handle = ++lastObjectHandle;
+    object.handle = handle;
+    objects[handle] = std::make_shared<const Object>(std::move(object));
+    return handle;
+}
+
+void Objects::Destroy(const Session& session, CK_OBJECT_HANDLE handle)
+{
+    const MutexLock lock(mutex);
+    const auto object = FindHeld(session.slot, handle);
+    Require(object != nullptr, CKR_OBJECT_HANDLE_INVALID);
+    if (object->owner == 0) {
+        throw Refusal{session.readWrite ? CKR_TOKEN_WRITE_PROTECTED : CKR_SESSION_READ_ONLY};
+    }
+    objects.erase(handle);
+}
+
+void Objects::Replace(CK_SLOT_ID slot, std::vector<Object> added)
+{
+    const MutexLock lock(mutex);
     std::erase_if(objects, [&](const auto& one) {
         const Object& known = *one.second;
         if (known.slot != slot || known.owner != 0) {
             return false;
         }
         const auto same = std::find_if(added.begin(), added.end(), [&known](const Object& object) {
-            return object.inner == known.inner && object.attributes == known.attributes;
+            return object.libraryHandle == known.libraryHandle && object.attributes == known.attributes;
         });
         if (same == added.end()) {
             return true;
@@ -283,39 +306,44 @@ void ObjectTable::Replace(CK_SLOT_ID slot, std::vector<Object> added)
     });
     for (Object& object : added) {
         object.slot = slot;
-        Add(std::move(object));
+        AddHeld(std::move(object));
     }
 }
 
-void ObjectTable::Remove(CK_OBJECT_HANDLE handle)
+void Objects::RemoveOfSlot(CK_SLOT_ID slot)
 {
-    objects.erase(handle);
-}
-
-void ObjectTable::RemoveOfSlot(CK_SLOT_ID slot)
-{
+    const MutexLock lock(mutex);
     std::erase_if(objects, [slot](const auto& one) { return one.second->slot == slot; });
 }
 
-void ObjectTable::RemovePrivate(CK_SLOT_ID slot)
+void Objects::RemovePrivate(CK_SLOT_ID slot)
 {
+    const MutexLock lock(mutex);
     std::erase_if(objects,
                   [slot](const auto& one) { return one.second->slot == slot && one.second->IsPrivate(); });
 }
 
-void ObjectTable::RemoveOfSession(CK_SESSION_HANDLE session)
+void Objects::RemoveOfSession(CK_SESSION_HANDLE session)
 {
+    const MutexLock lock(mutex);
     std::erase_if(objects, [session](const auto& one) { return one.second->owner == session; });
 }
 
-std::shared_ptr<const Object> ObjectTable::Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
+std::shared_ptr<const Object> Objects::Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
+{
+    const MutexLock lock(mutex);
+    return FindHeld(slot, handle);
+}
+
+std::shared_ptr<const Object> Objects::FindHeld(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
 {
     const auto found = objects.find(handle);
     return found == objects.end() || found->second->slot != slot ? nullptr : found->second;
 }
 
-std::vector<CK_OBJECT_HANDLE> ObjectTable::Search(CK_SLOT_ID slot, const Template& wanted) const
+std::vector<CK_OBJECT_HANDLE> Objects::Search(CK_SLOT_ID slot, const Template& wanted) const
 {
+    const MutexLock lock(mutex);
     std::vector<CK_OBJECT_HANDLE> found;
     for (const auto& [handle, object] : objects) {
         if (object->slot == slot && Match(object->attributes, wanted)) {
@@ -325,8 +353,9 @@ std::vector<CK_OBJECT_HANDLE> ObjectTable::Search(CK_SLOT_ID slot, const Templat
     return found;
 }
 
-KeySizes ObjectTable::SizesOfKeys(CK_SLOT_ID slot) const
+KeySizes Objects::SizesOfKeys(CK_SLOT_ID slot) const
 {
+    const MutexLock lock(mutex);
     KeySizes sizes;
     for (const auto& one : objects) {
         const Object& object = *one.second;

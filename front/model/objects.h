@@ -1,10 +1,11 @@
 // The objects that applications see: copies of the library's, a public key beside each private one, and the
-// public keys that applications make. Callers hold the lock of the front.
+// public keys that applications make.
 #pragma once
 
 #include "front/abi/attributes.h"
 #include "front/library/library.h"
 #include "front/model/mechanisms.h"
+#include "src/platform/mutex.h"
 
 #include <map>
 #include <memory>
@@ -16,8 +17,8 @@ struct Object
 {
     CK_OBJECT_HANDLE handle = 0;
     CK_SLOT_ID slot = 0;
-    CK_SESSION_HANDLE owner = 0;        // the session whose end is the object's; 0 for one of the card
-    packed::CK_OBJECT_HANDLE inner = 0; // 0 for one that the library doesn't have
+    CK_SESSION_HANDLE owner = 0; // the session whose end is the object's; 0 for one of the card
+    packed::CK_OBJECT_HANDLE libraryHandle = 0; // 0 for an object that the library does not have
     Attributes attributes;
 
     [[nodiscard]] bool IsKey() const; // public or private
@@ -31,27 +32,38 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
 // The public key that a template of C_CreateObject describes. Refuses what is none.
 Object PublicKeyOf(const Template& wanted);
 
+struct Session;
+
 // Has a slot's private objects only while the slot is logged in.
-class ObjectTable
+class Objects
 {
 public:
-    // Gives the object its handle.
-    CK_OBJECT_HANDLE Add(Object object);
-    // Those of the card, for all that were there of this slot. One that was there already keeps its handle.
-    void Replace(CK_SLOT_ID slot, std::vector<Object> added);
-    void Remove(CK_OBJECT_HANDLE handle);
-    void RemoveOfSlot(CK_SLOT_ID slot);
-    void RemovePrivate(CK_SLOT_ID slot);
-    void RemoveOfSession(CK_SESSION_HANDLE session);
+    // Gives the session's object its handle. Refuses with CKR_DEVICE_REMOVED a session that has closed with its card.
+    CK_OBJECT_HANDLE Add(const Session& session, Object object) EXCLUDES(mutex);
+    // Refuses an object that is not in the session's slot, and one of the card.
+    void Destroy(const Session& session, CK_OBJECT_HANDLE handle) EXCLUDES(mutex);
 
-    // Null for an object that isn't in the slot.
-    [[nodiscard]] std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const;
-    [[nodiscard]] std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const;
+    // Those of the card, for all that were there of this slot. One that was there already keeps its handle.
+    void Replace(CK_SLOT_ID slot, std::vector<Object> added) EXCLUDES(mutex);
+    void RemoveOfSlot(CK_SLOT_ID slot) EXCLUDES(mutex);
+    void RemovePrivate(CK_SLOT_ID slot) EXCLUDES(mutex);
+    void RemoveOfSession(CK_SESSION_HANDLE session) EXCLUDES(mutex);
+
+    // Null for an object that is not in the slot.
+    [[nodiscard]] std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
+        EXCLUDES(mutex);
+    [[nodiscard]] std::vector<CK_OBJECT_HANDLE> Search(CK_SLOT_ID slot, const Template& wanted) const
+        EXCLUDES(mutex);
     // Of the card's keys in the slot, not of those that applications made; both 0 when there are none.
-    [[nodiscard]] KeySizes SizesOfKeys(CK_SLOT_ID slot) const;
+    [[nodiscard]] KeySizes SizesOfKeys(CK_SLOT_ID slot) const EXCLUDES(mutex);
 
 private:
-    std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects;
+    CK_OBJECT_HANDLE AddHeld(Object object) REQUIRES(mutex);
+    [[nodiscard]] std::shared_ptr<const Object> FindHeld(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
+        REQUIRES(mutex);
+
+    mutable Mutex mutex; // held for moments; no other lock is taken while it is held
+    std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects GUARDED_BY(mutex);
 };
 
 // Fills a template. Goes through all of it; answers the last of what was wrong.

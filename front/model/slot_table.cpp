@@ -24,17 +24,15 @@ std::string NameOf(const SlotFacts& facts)
 
 } // namespace
 
-std::vector<CK_SLOT_ID> SlotTable::Update(const std::vector<packed::CK_SLOT_ID>& present,
-                                          const std::vector<Shown>& fresh)
+SlotChanges SlotTable::Update(const std::vector<packed::CK_SLOT_ID>& present, const std::vector<Shown>& fresh)
 {
-    std::vector<CK_SLOT_ID> emptied;
+    SlotChanges changes;
     for (Slot& slot : slots) {
-        const bool stays = std::find(present.begin(), present.end(), slot.facts.inner.id) != present.end();
-        if (slot.present && !stays) {
+        const bool isPresent =
+            std::find(present.begin(), present.end(), slot.facts.librarySlot.id) != present.end();
+        if (slot.present && !isPresent) {
             slot.present = false;
-            slot.loggedIn = false;
-            slot.changed = true;
-            emptied.push_back(slot.id);
+            changes.emptied.push_back(slot.id);
         }
     }
     for (const Shown& shown : fresh) {
@@ -43,9 +41,9 @@ std::vector<CK_SLOT_ID> SlotTable::Update(const std::vector<packed::CK_SLOT_ID>&
         slot.facts = facts;
         slot.present = true;
         slot.described = false;
-        slot.changed = true;
+        changes.filled.push_back(slot.id);
     }
-    return emptied;
+    return changes;
 }
 
 // A card's slots get their ids one after the other, the qualified one first.
@@ -55,12 +53,12 @@ SlotFacts SlotTable::FactsOf(const Shown& shown) const
     const std::string description = DescriptionOf(info);
     const bool followsAQualifiedOne =
         std::any_of(slots.begin(), slots.end(), [before = id - 1](const Slot& slot) {
-            return slot.present && slot.facts.inner.id == before && !slot.facts.decrypts;
+            return slot.present && slot.facts.librarySlot.id == before && !slot.facts.decrypts;
         });
     SlotFacts facts;
     facts.decrypts = description.ends_with(ordinaryEnding) ||
                      (followsAQualifiedOne && !description.ends_with(qualifiedEnding));
-    facts.inner = {id, facts.decrypts ? id - 1 : id};
+    facts.librarySlot = {id, facts.decrypts ? id - 1 : id};
     facts.slot = info;
     return facts;
 }
@@ -68,7 +66,7 @@ SlotFacts SlotTable::FactsOf(const Shown& shown) const
 void SlotTable::Describe(const SlotFacts& facts)
 {
     for (Slot& slot : slots) {
-        if (slot.present && slot.facts.inner.id == facts.inner.id) {
+        if (slot.present && slot.facts.librarySlot.id == facts.librarySlot.id) {
             slot.facts = facts;
             slot.described = true;
         }
@@ -79,43 +77,36 @@ std::vector<SlotFacts> SlotTable::Undescribed(packed::CK_SLOT_ID card) const
 {
     std::vector<SlotFacts> found;
     for (const Slot& slot : slots) {
-        if (slot.present && slot.facts.inner.card == card && !slot.described) {
+        if (slot.present && slot.facts.librarySlot.card == card && !slot.described) {
             found.push_back(slot.facts);
         }
     }
     return found;
 }
 
-void SlotTable::ForgetEvents()
+std::vector<packed::CK_SLOT_ID> SlotTable::LibrarySlots() const
 {
-    for (Slot& slot : slots) {
-        slot.changed = false;
-    }
-}
-
-std::vector<packed::CK_SLOT_ID> SlotTable::InnerSlots() const
-{
-    std::vector<packed::CK_SLOT_ID> inner;
+    std::vector<packed::CK_SLOT_ID> present;
     for (const Slot& slot : slots) {
         if (slot.present) {
-            inner.push_back(slot.facts.inner.id);
+            present.push_back(slot.facts.librarySlot.id);
         }
     }
-    return inner;
+    return present;
 }
 
-std::vector<Slot*> SlotTable::OfCard(packed::CK_SLOT_ID card)
+std::vector<const Slot*> SlotTable::OfCard(packed::CK_SLOT_ID card) const
 {
-    std::vector<Slot*> found;
-    for (Slot& slot : slots) {
-        if (slot.present && slot.facts.inner.card == card) {
+    std::vector<const Slot*> found;
+    for (const Slot& slot : slots) {
+        if (slot.present && slot.facts.librarySlot.card == card) {
             found.push_back(&slot);
         }
     }
     return found;
 }
 
-Slot* SlotTable::Find(CK_SLOT_ID id)
+const Slot* SlotTable::Find(CK_SLOT_ID id) const
 {
     return id < slots.size() ? &slots[id] : nullptr;
 }

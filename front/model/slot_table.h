@@ -1,5 +1,5 @@
 // The slots as applications see them. A slot that was shown once keeps its id and its place; its card goes
-// and comes. Callers hold the lock of the front.
+// and comes.
 #pragma once
 
 #include "front/library/library.h"
@@ -17,8 +17,13 @@ struct Slot
     SlotFacts facts;  // of the card that is in, or was last
     bool present = false;
     bool described = false; // the card has been asked for its facts
-    bool loggedIn = false;
-    bool changed = false; // an event that C_WaitForSlotEvent has not told yet
+};
+
+// The ids of slots whose card has gone, also when another one came at once, and of those that got a card.
+struct SlotChanges
+{
+    std::vector<CK_SLOT_ID> emptied;
+    std::vector<CK_SLOT_ID> filled;
 };
 
 class SlotTable
@@ -27,24 +32,21 @@ public:
     // A slot of the library with what it shows.
     using Shown = std::pair<packed::CK_SLOT_ID, CK_SLOT_INFO>;
 
-    // Takes over what is there now. `fresh` has the slots of `present` that were not known, in order. Returns
-    // the ids of the slots whose card has gone, also when another one came at once.
-    std::vector<CK_SLOT_ID> Update(const std::vector<packed::CK_SLOT_ID>& present,
-                                   const std::vector<Shown>& fresh);
+    // Takes over what is there now. `fresh` has the slots of `present` that were not known, in order.
+    SlotChanges Update(const std::vector<packed::CK_SLOT_ID>& present, const std::vector<Shown>& fresh);
     // Takes over what a card was asked for, unless it has gone.
     void Describe(const SlotFacts& facts);
     [[nodiscard]] std::vector<SlotFacts> Undescribed(packed::CK_SLOT_ID card) const;
-    void ForgetEvents();
 
     // The slots of the library that cards are in.
-    [[nodiscard]] std::vector<packed::CK_SLOT_ID> InnerSlots() const;
+    [[nodiscard]] std::vector<packed::CK_SLOT_ID> LibrarySlots() const;
 
     // The slots of a card that is there.
-    std::vector<Slot*> OfCard(packed::CK_SLOT_ID card);
+    [[nodiscard]] std::vector<const Slot*> OfCard(packed::CK_SLOT_ID card) const;
 
     // Null for an id that was never shown.
-    Slot* Find(CK_SLOT_ID id);
-    std::vector<Slot>& All() { return slots; }
+    [[nodiscard]] const Slot* Find(CK_SLOT_ID id) const;
+    [[nodiscard]] const std::vector<Slot>& All() const { return slots; }
 
 private:
     [[nodiscard]] SlotFacts FactsOf(const Shown& shown) const;

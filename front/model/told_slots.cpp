@@ -4,14 +4,14 @@ namespace front {
 
 void ToldSlots::TellLength(bool withCardOnly, const SlotIds& list)
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     ofThreads[{std::this_thread::get_id(), withCardOnly}] = list;
     last[withCardOnly] = list;
 }
 
 SlotIds ToldSlots::ListFor(bool withCardOnly, CK_ULONG room, SlotIds current)
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     auto own = ofThreads.extract({std::this_thread::get_id(), withCardOnly});
     if (current.size() <= room) {
         return current;

@@ -166,9 +166,9 @@ TEST(ObjectsTest, PrivateKeyGetsItsPublicKeyAndTheSubjectOfItsCertificate)
                          {CKA_PRIVATE, {1}}};
     const auto objects = ObjectsOfCard({{7, certificate}, {8, key}});
     ASSERT_EQ(objects.size(), 3U);
-    EXPECT_EQ(objects[1].inner, 8U);
+    EXPECT_EQ(objects[1].libraryHandle, 8U);
     EXPECT_EQ(objects[1].attributes.at(CKA_SUBJECT), Bytes({0x30, 0}));
-    EXPECT_EQ(objects[2].inner, 0U);
+    EXPECT_EQ(objects[2].libraryHandle, 0U);
     EXPECT_FALSE(objects[2].IsPrivate());
     EXPECT_TRUE(FlagOf(objects[2].attributes, CKA_ENCRYPT));
     EXPECT_EQ(objects[2].attributes.at(CKA_MODULUS), Bytes{5});

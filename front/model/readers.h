@@ -1,0 +1,69 @@
+// The slots of the library's readers and the tokens in them, as applications see them. What is told is fresh, whatever
+// the cards are doing.
+#pragma once
+
+#include "front/model/login_table.h"
+#include "front/model/slot_events.h"
+#include "front/model/slot_table.h"
+
+#include <condition_variable>
+#include <map>
+#include <thread>
+
+namespace front {
+
+class Readers
+{
+public:
+    // What is there now is no event.
+    Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& itsLogins);
+
+    // Takes over which cards came and went. Asks no card. A card that has gone takes its sessions and its login along.
+    void Look() EXCLUDES(looking, mutex);
+
+    [[nodiscard]] std::vector<CK_SLOT_ID> SlotIds(bool withCardOnly) const EXCLUDES(mutex);
+    Slot SlotOf(CK_SLOT_ID id) EXCLUDES(looking, mutex);       // refuses an unknown one
+    Slot SlotWithCard(CK_SLOT_ID id) EXCLUDES(looking, mutex); // and an empty one
+    // The same with what the card is asked for, at the first time.
+    Slot DescribedSlot(CK_SLOT_ID id) EXCLUDES(looking, mutex);
+    // Nobody has to ask the card about itself then while its dialog is open.
+    void DescribeBeforeWork(packed::CK_SLOT_ID card) EXCLUDES(mutex);
+
+    // Refuses an unknown slot and an empty one.
+    CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot, bool readWrite) EXCLUDES(looking, mutex);
+
+    // The next event that was not told yet. Blocking, it waits until there is one; events.Close() ends it.
+    CK_SLOT_ID WaitForEvent(bool blocking) EXCLUDES(looking, mutex);
+
+    [[nodiscard]] bool HasCard(packed::CK_SLOT_ID card) const EXCLUDES(mutex);
+    // The card's slots whose key also decrypts.
+    [[nodiscard]] std::vector<LibrarySlot> DecryptingSlots(packed::CK_SLOT_ID card) const EXCLUDES(mutex);
+
+    // Between the two, no other thread looks at the readers or asks a card about itself.
+    void HoldForFork();
+    void GoOnAfterFork();
+
+    SlotEvents events;
+
+private:
+    void Describe(packed::CK_SLOT_ID card) EXCLUDES(mutex);
+    void EndDescription(packed::CK_SLOT_ID card) EXCLUDES(mutex);
+    [[nodiscard]] bool IsDescribedByOthers() const REQUIRES(mutex);
+
+    const Library& library;
+    Sessions& sessions;
+    LoginTable& logins;
+
+    // One look at a time, so that what is known only gets fresher. The only lock of the front but that of a fork that is
+    // held across calls of the library; those calls ask no card.
+    Mutex looking ACQUIRED_BEFORE(mutex);
+    // Held for moments. The locks of events, sessions and logins are taken with it, so that no call meets a slot's next card
+    // beside what was the last card's.
+    mutable Mutex mutex;
+    SlotTable slots GUARDED_BY(mutex);
+    // By the card's number: the thread that asks it about itself.
+    std::map<packed::CK_SLOT_ID, std::thread::id> describing GUARDED_BY(mutex);
+    std::condition_variable described;
+};
+
+} // namespace front

@@ -1,0 +1,80 @@
+// The sessions of applications.
+#pragma once
+
+#include "front/model/operations.h"
+#include "src/platform/mutex.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace front {
+
+struct Session
+{
+    CK_SESSION_HANDLE handle = 0;
+    CK_SLOT_ID slot = 0;
+    LibrarySlot card; // that was in the slot when the session was opened; the session ends with it
+    bool readWrite = false;
+    std::atomic<bool> open{true};
+
+    // The library's session for the card's work; 0 until there is some, and after the card's login. CardSessions
+    // sets it and takes it away.
+    std::atomic<packed::CK_SESSION_HANDLE> librarySession{0};
+
+    // One call at a time works with what follows. A call reaches a session through SessionUse, which holds this.
+    Mutex use;
+    std::optional<SearchOperation> search;
+    std::optional<DigestOperation> digest;
+    std::optional<SignOperation> sign;
+    std::optional<VerifyOperation> verify;
+    std::optional<EncryptOperation> encrypt;
+    std::optional<DecryptOperation> decrypt;
+};
+
+// A session that a call works with, alone. Refuses a closed one with CKR_SESSION_HANDLE_INVALID.
+class SessionUse
+{
+public:
+    explicit SessionUse(std::shared_ptr<Session> used);
+    ~SessionUse();
+    SessionUse(const SessionUse&) = delete;
+    SessionUse& operator=(const SessionUse&) = delete;
+
+    Session* operator->() const { return session.get(); }
+    Session& operator*() const { return *session; }
+
+private:
+    std::shared_ptr<Session> session;
+};
+
+struct SessionCounts
+{
+    CK_ULONG all = 0;
+    CK_ULONG readWrite = 0;
+};
+
+class Sessions
+{
+public:
+    std::shared_ptr<Session> Open(CK_SLOT_ID slot, const LibrarySlot& card, bool readWrite) EXCLUDES(mutex);
+    [[nodiscard]] std::shared_ptr<Session> Find(CK_SESSION_HANDLE handle) const
+        EXCLUDES(mutex); // null for an unknown one
+    // False when it was closed before.
+    bool Close(const Session& session) EXCLUDES(mutex);
+    void CloseOfSlot(CK_SLOT_ID slot) EXCLUDES(mutex);
+
+    [[nodiscard]] std::vector<std::shared_ptr<Session>> OfSlot(CK_SLOT_ID slot) const EXCLUDES(mutex);
+    [[nodiscard]] std::vector<std::shared_ptr<Session>> OfCard(packed::CK_SLOT_ID card) const EXCLUDES(mutex);
+    [[nodiscard]] SessionCounts Count(CK_SLOT_ID slot) const EXCLUDES(mutex);
+
+private:
+    template <typename Condition>
+    std::vector<std::shared_ptr<Session>> Those(Condition condition) const EXCLUDES(mutex);
+
+    mutable Mutex mutex; // held for moments; no other lock is taken while it is held
+    std::map<CK_SESSION_HANDLE, std::shared_ptr<Session>> sessions GUARDED_BY(mutex);
+};
+
+} // namespace front
