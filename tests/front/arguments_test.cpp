@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 class ArgumentsTest : public FrontTest
@@ -276,4 +276,4 @@ TEST_F(ArgumentsTest, SinglePartCallAfterPartsLeavesThem)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace FrontTests {
+namespace front_test {
 
 class DialogTest : public FrontTest
 {
@@ -86,4 +86,4 @@ private:
     CK_RV answer = CKR_GENERAL_ERROR;
 };
 
-} // namespace FrontTests
+} // namespace front_test

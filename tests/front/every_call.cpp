@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace FrontTests {
+namespace front_test {
 
 using namespace front;
 
@@ -71,4 +71,4 @@ std::vector<NamedCall> EveryCallWithASession(CK_FUNCTION_LIST* f, CK_SESSION_HAN
     };
 }
 
-} // namespace FrontTests
+} // namespace front_test

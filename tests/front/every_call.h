@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace FrontTests {
+namespace front_test {
 
 struct NamedCall
 {
@@ -19,4 +19,4 @@ struct NamedCall
 std::vector<NamedCall> EveryCallWithASlot(front::CK_FUNCTION_LIST* f, front::CK_SLOT_ID slot);
 std::vector<NamedCall> EveryCallWithASession(front::CK_FUNCTION_LIST* f, front::CK_SESSION_HANDLE session);
 
-} // namespace FrontTests
+} // namespace front_test

@@ -7,7 +7,7 @@
 #include <new>
 #include <stdexcept>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 Scripted::Answer Throwing()
@@ -229,4 +229,4 @@ TEST_F(ExceptionsTest, CardThatWasNeverLetGoOfProperlyOpensAgain)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -12,7 +12,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 // The thread that watches the readers takes a lock of the scripted card at each of its waits. A child that is
@@ -240,4 +240,4 @@ TEST_F(UnloadTest, EndThatFailsAnswersSoAndLeavesRoomForAStart)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace FrontTests {
+namespace front_test {
 
 using BlackBox::Load;
 using BlackBox::SymbolOf;
@@ -215,4 +215,4 @@ Bytes DigestInfo(const Bytes& hash)
     return digestInfo;
 }
 
-} // namespace FrontTests
+} // namespace front_test

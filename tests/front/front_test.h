@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace FrontTests {
+namespace front_test {
 
 using namespace front;
 using Bytes = std::vector<uint8_t>;
@@ -92,4 +92,4 @@ Bytes SignatureOfMessage(const Bytes& message);
 // A hash by SHA-256 in the form that a block of PKCS#1 v1.5 has.
 Bytes DigestInfo(const Bytes& hash);
 
-} // namespace FrontTests
+} // namespace front_test

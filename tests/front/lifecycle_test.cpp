@@ -4,7 +4,7 @@
 #include "tests/support/system.h"
 #include "tests/support/temporary_folder.h"
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 using LifecycleTest = FrontTest;
@@ -138,4 +138,4 @@ TEST_F(LifecycleTest, FrontLoadedByARelativePathFindsItsLibraryFromElsewhere)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 constexpr CardStatus noSecureMessaging = 27;
@@ -233,4 +233,4 @@ TEST_F(BrokenChannelTest, OperationThatFailsByItselfIsNone)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 constexpr CK_MECHANISM_TYPE lastTried = 0x1100; // beyond the numbers of hashes, RSA and elliptic curves
@@ -118,4 +118,4 @@ TEST_F(MechanismsTest, SlotWhoseKeyDoesNotDecryptListsTheSameMechanismsWithoutEn
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

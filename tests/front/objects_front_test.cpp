@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 class ObjectsFrontTest : public FrontTest
@@ -469,4 +469,4 @@ TEST_F(ObjectsFrontTest, BitsOfAMadeKeyAreCounted)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

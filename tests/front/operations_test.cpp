@@ -5,7 +5,7 @@
 #include <botan/hash.h>
 #include <botan/pubkey.h>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 class OperationsTest : public FrontTest
@@ -448,4 +448,4 @@ TEST_F(OperationsTest, RefusedFunctionsRefuseOnceStarted)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -1,7 +1,7 @@
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 using SessionsTest = FrontTest;
@@ -377,4 +377,4 @@ TEST_F(SessionsTest, RandomBytesComeAndNoSeedGoes)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

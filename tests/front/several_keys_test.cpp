@@ -4,7 +4,7 @@
 
 #include <botan/hash.h>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 using BlackBox::TestCertifiedKey;
@@ -192,4 +192,4 @@ TEST_F(SeveralKeysTest, EachKeyDecryptsByItsOwnNumber)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <thread>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 using SlotsTest = FrontTest;
@@ -418,4 +418,4 @@ TEST_F(SlotsTest, WaitTestsItsArguments)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 class SoftCardTest : public Client
@@ -94,4 +94,4 @@ TEST_F(SoftCardTest, StaysLoggedInToWhenASignatureFailsByItself)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test

@@ -11,7 +11,7 @@
 
 #include <malloc.h>
 
-namespace FrontTests {
+namespace front_test {
 namespace {
 
 using ThreadsTest = FrontTest;
@@ -490,4 +490,4 @@ TEST_F(DialogTest, FinalizeWaitsForTheDialog)
 }
 
 } // namespace
-} // namespace FrontTests
+} // namespace front_test
