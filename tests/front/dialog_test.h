@@ -56,7 +56,7 @@ protected:
             made();
             answered.release();
         });
-        return answered.try_acquire_for(std::chrono::seconds(10));
+        return answered.try_acquire_for(std::chrono::seconds(60));
     }
 
     void EndDialog()
@@ -69,6 +69,15 @@ protected:
         }
         meanwhile.clear();
         EXPECT_EQ(answer, CKR_OK);
+    }
+
+    // For a C_Finalize in another thread.
+    void WaitUntilTheEndHasBegun()
+    {
+        CK_INFO info{};
+        while (f->C_GetInfo(&info) != CKR_CRYPTOKI_NOT_INITIALIZED) {
+            std::this_thread::yield();
+        }
     }
 
     CK_SESSION_HANDLE first = 0;

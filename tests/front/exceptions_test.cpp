@@ -210,7 +210,7 @@ TEST_F(ExceptionsTest, SessionThatDidNotOpenHoldsNoCard)
     script->Next("StartTransaction", Throwing());
     EXPECT_EQ(Login(session), CKR_FUNCTION_FAILED);
     script->ForgetCalls();
-    script->Next("Passwords_VerifyBOK", {.status = 15});
+    script->Next("Passwords_VerifyBOK", {.status = eIncorrectCode});
     EXPECT_EQ(Login(session), CKR_PIN_INCORRECT);
     EXPECT_EQ(script->CallsOf("StopTransaction").size(), 1U);
     EXPECT_EQ(f->C_CloseSession(session), CKR_OK);
@@ -221,7 +221,7 @@ TEST_F(ExceptionsTest, CardThatWasNeverLetGoOfProperlyOpensAgain)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(ordinary);
-    script->Next("Passwords_VerifyBOK", {.status = 15});
+    script->Next("Passwords_VerifyBOK", {.status = eIncorrectCode});
     script->Next("StopTransaction", Throwing());
     ASSERT_EQ(Login(session), CKR_PIN_INCORRECT);
     EXPECT_EQ(f->C_CloseSession(session), CKR_OK);

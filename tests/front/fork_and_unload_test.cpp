@@ -1,6 +1,7 @@
 #include "tests/front/dialog_test.h"
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
+#include "tests/front/other_thread.h"
 #include "tests/support/linux/child_process.h"
 #include "tests/support/script.h"
 
@@ -116,16 +117,14 @@ protected:
     void ExpectThatForkWaits(const char* function, std::function<CK_RV()> call)
     {
         OpenDialog(function, std::move(call));
-        std::atomic<bool> forked{false};
         int exitCode = -1;
-        std::thread forking([&] {
+        OtherThread forking([&] {
             exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
-            forked = true;
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        EXPECT_FALSE(forked);
+        forking.WaitUntilItSleeps();
+        EXPECT_FALSE(forking.IsDone());
         EndDialog();
-        forking.join();
+        forking.Join();
         EXPECT_EQ(exitCode, 0);
     }
 };
@@ -161,10 +160,7 @@ TEST_F(ForkInAnotherThreadTest, WaitsForNoDialogThatAnEndWaitsFor)
 {
     StartWithDialogInFirstCard();
     std::thread finalizing([this] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
-    CK_INFO info{};
-    while (f->C_GetInfo(&info) != CKR_CRYPTOKI_NOT_INITIALIZED) {
-        std::this_thread::yield();
-    }
+    WaitUntilTheEndHasBegun();
     EXPECT_EQ(BlackBox::ExitOfChild([this] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); }), 0);
     EndDialog();
     finalizing.join();

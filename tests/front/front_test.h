@@ -3,6 +3,7 @@
 #pragma once
 
 #include "front/abi/cryptoki.h"
+#include "src/card/card_status.h"
 #include "tests/support/scripted_card/scripted_card.h"
 #include "tests/support/temporary_folder.h"
 
@@ -22,6 +23,9 @@ inline constexpr const char16_t* readerA = u"Reader A";
 inline constexpr const char16_t* readerB = u"Reader B";
 inline constexpr CK_SLOT_ID qualified = 0; // the slots of the first card
 inline constexpr CK_SLOT_ID ordinary = 1;
+
+// What stands in a variable before a call. No call has it as a result.
+inline constexpr CK_ULONG untouched = 77;
 
 std::filesystem::path LibraryFolder(); // of the build
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle = nullptr);

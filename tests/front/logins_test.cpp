@@ -10,8 +10,6 @@
 namespace front_test {
 namespace {
 
-constexpr CardStatus noSecureMessaging = 27;
-
 class LoginsTest : public FrontTest
 {
 protected:
@@ -43,12 +41,12 @@ TEST_F(LoginsTest, RefusedOneLeavesTheCardAsFreeAsBefore)
     const CK_SESSION_HANDLE session = Open(ordinary);
     Open(qualified);
     VerifyResult locked{};
-    locked.status = 3;
+    locked.status = bokLocked;
     const std::vector<std::pair<Scripted::Answer, CK_RV>> refusals = {
-        {{.status = 15}, CKR_PIN_INCORRECT},
-        {{.status = 18}, CKR_FUNCTION_CANCELED},
-        {{.status = 7}, CKR_FUNCTION_FAILED},
-        {{.status = 17, .verify = locked}, CKR_PIN_LOCKED},
+        {{.status = eIncorrectCode}, CKR_PIN_INCORRECT},
+        {{.status = eUserInputError}, CKR_FUNCTION_CANCELED},
+        {{.status = eCardCommErr}, CKR_FUNCTION_FAILED},
+        {{.status = eInvalidCodeState, .verify = locked}, CKR_PIN_LOCKED},
         {{.hook = [] { throw std::runtime_error("no such function"); }}, CKR_FUNCTION_FAILED}};
     for (const auto& [answer, expected] : refusals) {
         script->Next("Passwords_VerifyBOK", answer);
@@ -70,7 +68,7 @@ TEST_F(LoginsTest, RefusedOneAfterALogoutLeavesTheCardFreeToo)
     ASSERT_EQ(Decrypt(other, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
     EXPECT_TRUE(CardsAreFree());
-    script->Next("Passwords_VerifyBOK", {.status = 15});
+    script->Next("Passwords_VerifyBOK", {.status = eIncorrectCode});
     EXPECT_EQ(Login(session), CKR_PIN_INCORRECT);
     EXPECT_TRUE(CardsAreFree());
     EXPECT_EQ(Login(other), CKR_OK);
@@ -83,7 +81,7 @@ TEST_F(LoginsTest, RefusedOneForASignatureLeavesTheCardToTheLoginAlone)
     const CK_SESSION_HANDLE session = Open(qualified);
     ASSERT_EQ(Login(session), CKR_OK);
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
-    script->Next("QES_VerifyPin", {.status = 15});
+    script->Next("QES_VerifyPin", {.status = eIncorrectCode});
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_PIN_INCORRECT);
     EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
@@ -108,7 +106,7 @@ protected:
     {
         script->ChangeCard(readerA, [](Scripted::Card& card) { card.flags &= ~secureMessagingFlag; });
         for (const char* function : {"ES_SignData", "ES_DecryptData"}) {
-            script->Always(function, {.status = noSecureMessaging});
+            script->Always(function, {.status = eSmNotInitialized});
         }
     }
 
@@ -168,7 +166,7 @@ TEST_F(BrokenChannelTest, QualifiedSignatureThatFailsOverItEndsTheLogin)
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
     BreakChannel();
-    script->Next("QES_VerifyPin", {.status = noSecureMessaging, .outputs = Scripted::Outputs::Never});
+    script->Next("QES_VerifyPin", {.status = eSmNotInitialized, .outputs = Scripted::Outputs::Never});
     Bytes signature;
     EXPECT_EQ(Sign(second, Text("m"), signature), CKR_FUNCTION_FAILED);
     ExpectLoggedOut();
@@ -180,7 +178,7 @@ TEST_F(BrokenChannelTest, LoginForASignatureThatFailsOverItEndsTheLogin)
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
     BreakChannel();
-    script->Next("QES_VerifyPin", {.status = noSecureMessaging});
+    script->Next("QES_VerifyPin", {.status = eSmNotInitialized});
     EXPECT_EQ(Login(second, CKU_CONTEXT_SPECIFIC), CKR_FUNCTION_FAILED);
     ExpectLoggedOut();
     ExpectThatALoginAsks();
@@ -209,7 +207,7 @@ TEST_F(BrokenChannelTest, LoginThatIsRefusedOverItLeavesNoneLoggedIn)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     BreakChannel();
-    script->Next("Passwords_VerifyBOK", {.status = 15});
+    script->Next("Passwords_VerifyBOK", {.status = eIncorrectCode});
     EXPECT_EQ(Login(first), CKR_PIN_INCORRECT);
     ExpectLoggedOut();
     MendCard();
@@ -221,10 +219,10 @@ TEST_F(BrokenChannelTest, OperationThatFailsByItselfIsNone)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     const CK_OBJECT_HANDLE key = FindOne(first, CKO_PRIVATE_KEY);
-    script->Next("ES_DecryptData", {.status = 9}); // a block that holds nothing, say
+    script->Next("ES_DecryptData", {.status = eInvalidDataDecoded}); // a block that holds nothing, say
     EXPECT_EQ(Decrypt(first, key), CKR_FUNCTION_FAILED);
     ASSERT_EQ(SignInit(first, CKM_SHA256_RSA_PKCS, key), CKR_OK);
-    script->Next("ES_SignData", {.status = 9});
+    script->Next("ES_SignData", {.status = eInvalidDataDecoded});
     Bytes signature;
     EXPECT_EQ(Sign(first, Text("m"), signature), CKR_FUNCTION_FAILED);
     EXPECT_EQ(State(first), CKS_RO_USER_FUNCTIONS);

@@ -208,7 +208,7 @@ TEST_F(OperationsTest, FailedSignatureLeavesNothingStanding)
     const CK_SESSION_HANDLE session = StartOrdinary();
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     Bytes signature;
-    script->Next("ES_SignData", {.status = 7});
+    script->Next("ES_SignData", {.status = eCardCommErr});
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
@@ -236,13 +236,13 @@ TEST_F(OperationsTest, CardThatGoesDuringACallIsItsAnswer)
 
     session = cardIsBack();
     Bytes block(128, 1);
-    script->Next("ES_SignData", {.status = 7, .hook = cardGoes});
+    script->Next("ES_SignData", {.status = eCardCommErr, .hook = cardGoes});
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     EXPECT_EQ(Sign(session, Text("m"), block), CKR_DEVICE_REMOVED);
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
 
     session = cardIsBack();
-    script->Next("ES_DecryptData", {.status = 7, .hook = cardGoes});
+    script->Next("ES_DecryptData", {.status = eCardCommErr, .hook = cardGoes});
     ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     block.resize(128);
     CK_ULONG length = block.size();
@@ -257,10 +257,10 @@ TEST_F(OperationsTest, CardThatGoesDuringTheDialogOfASignatureIsItsAnswer)
     ASSERT_EQ(Login(session), CKR_OK);
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     Bytes signature;
-    script->Next("QES_VerifyPin", {.status = 7});
+    script->Next("QES_VerifyPin", {.status = eCardCommErr});
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_FAILED);
-    script->Next("QES_VerifyPin", {.status = 7, .hook = [this] {
+    script->Next("QES_VerifyPin", {.status = eCardCommErr, .hook = [this] {
                                        script->RemoveCard(readerA);
                                        ProcessEvents();
                                    }});
@@ -285,7 +285,7 @@ TEST_F(OperationsTest, CancelledPinEndsTheOperationWhichStartsAgain)
     const CK_SESSION_HANDLE session = Open(qualified);
     ASSERT_EQ(Login(session), CKR_OK);
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
-    script->Next("QES_VerifyPin", {.status = 18});
+    script->Next("QES_VerifyPin", {.status = eUserInputError});
     Bytes signature;
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     EXPECT_EQ(Sign(session, Text("m"), signature), CKR_FUNCTION_CANCELED);

@@ -126,7 +126,7 @@ TEST_F(SessionsTest, CodeOf255BytesIsTheLongest)
 TEST_F(SessionsTest, WrongCodeLeavesTheSessionLoggedOut)
 {
     StartWithCard();
-    script->Next("Passwords_VerifyBOK", {.status = 15});
+    script->Next("Passwords_VerifyBOK", {.status = eIncorrectCode});
     const CK_SESSION_HANDLE session = Open(qualified);
     EXPECT_EQ(Login(session), CKR_PIN_INCORRECT);
     EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
@@ -173,7 +173,7 @@ TEST_F(SessionsTest, LastSessionOfASlotTakesItsLoginAlong)
 TEST_F(SessionsTest, SessionTellsItsSlot)
 {
     StartWithCard();
-    CK_SESSION_INFO info{77, 77, 77, 77};
+    CK_SESSION_INFO info{untouched, untouched, untouched, untouched};
     ASSERT_EQ(f->C_GetSessionInfo(Open(ordinary), &info), CKR_OK);
     EXPECT_EQ(info.slotID, ordinary);
     EXPECT_EQ(info.ulDeviceError, 0U);
@@ -225,7 +225,7 @@ TEST_F(SessionsTest, SessionThatHasWorkedHoldsNoCardAfterItsEnd)
     ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
 
     session = Open(ordinary);
-    script->Next("Passwords_VerifyBOK", {.status = 15});
+    script->Next("Passwords_VerifyBOK", {.status = eIncorrectCode});
     ASSERT_EQ(Login(session), CKR_PIN_INCORRECT);
     ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
@@ -276,7 +276,7 @@ TEST_F(SessionsTest, LoginForAnOperationThatFailedIsAskedForAgain)
     const CK_SESSION_HANDLE session = Open(qualified);
     ASSERT_EQ(Login(session), CKR_OK);
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
-    script->Next("QES_VerifyPin", {.status = 15});
+    script->Next("QES_VerifyPin", {.status = eIncorrectCode});
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_PIN_INCORRECT);
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_USER_ALREADY_LOGGED_IN);

@@ -1,5 +1,6 @@
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
+#include "tests/front/other_thread.h"
 #include "tests/support/test_certificates.h"
 
 #include <algorithm>
@@ -21,11 +22,11 @@ CK_FLAGS FlagsOf(CK_FUNCTION_LIST* f, CK_SLOT_ID slot)
 TEST_F(SlotsTest, SlotListNeedsRoomForAll)
 {
     StartWithCard();
-    CK_SLOT_ID slots[2] = {77, 77};
+    CK_SLOT_ID slots[2] = {untouched, untouched};
     CK_ULONG count = 1;
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(count, 2U);
-    EXPECT_EQ(slots[0], 77U);
+    EXPECT_EQ(slots[0], untouched);
     ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
     count = 1;
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_BUFFER_TOO_SMALL) << "less than was told";
@@ -40,10 +41,10 @@ TEST_F(SlotsTest, ListAfterItsLengthHasRoomThoughACardCame)
     ASSERT_EQ(count, 2U);
     script->InsertCard(readerB, BlackBox::CertifiedCard());
     ProcessEvents();
-    std::vector<CK_SLOT_ID> slots(4, 77);
+    std::vector<CK_SLOT_ID> slots(4, untouched);
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
     EXPECT_EQ(count, 2U);
-    EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 77, 77}));
+    EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, untouched, untouched}));
     count = 3; // also for a caller with some room to spare
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
     EXPECT_EQ(count, 2U);
@@ -61,12 +62,12 @@ TEST_F(SlotsTest, ListAfterALengthOfNoneIsEmptyThoughACardCame)
     }
     script->InsertCard(readerA, BlackBox::CertifiedCard());
     ProcessEvents();
-    CK_SLOT_ID slot = 77;
+    CK_SLOT_ID slot = untouched;
     for (const CK_BBOOL present : {CK_BBOOL{CK_FALSE}, CK_BBOOL{CK_TRUE}}) {
         CK_ULONG count = 0;
         EXPECT_EQ(f->C_GetSlotList(present, &slot, &count), CKR_OK);
         EXPECT_EQ(count, 0U);
-        EXPECT_EQ(slot, 77U);
+        EXPECT_EQ(slot, untouched);
     }
 }
 
@@ -77,7 +78,7 @@ TEST_F(SlotsTest, ListWithRoomForACardThatCameAfterItsLengthHasThatCard)
     ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
     script->InsertCard(readerB, BlackBox::CertifiedCard());
     ProcessEvents();
-    std::vector<CK_SLOT_ID> slots(4, 77);
+    std::vector<CK_SLOT_ID> slots(4, untouched);
     count = slots.size();
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
     EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
@@ -93,10 +94,10 @@ TEST_F(SlotsTest, LengthWithCardsAloneFixesNoListOfAllSlots)
     CK_ULONG count = 0;
     ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
     ASSERT_EQ(count, 2U);
-    CK_SLOT_ID slots[2] = {77, 77};
+    CK_SLOT_ID slots[2] = {untouched, untouched};
     EXPECT_EQ(f->C_GetSlotList(CK_FALSE, slots, &count), CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(count, 4U);
-    EXPECT_EQ(slots[0], 77U);
+    EXPECT_EQ(slots[0], untouched);
 }
 
 TEST_F(SlotsTest, LengthOfOneThreadHoldsThoughAnotherCountsACard)
@@ -107,7 +108,7 @@ TEST_F(SlotsTest, LengthOfOneThreadHoldsThoughAnotherCountsACard)
     script->InsertCard(readerB, BlackBox::CertifiedCard());
     ProcessEvents();
     std::thread([this] { EXPECT_EQ(Slots().size(), 4U); }).join();
-    CK_SLOT_ID slots[2] = {77, 77};
+    CK_SLOT_ID slots[2] = {untouched, untouched};
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_OK);
     EXPECT_EQ(count, 2U);
     EXPECT_EQ(slots[1], 1U);
@@ -120,7 +121,7 @@ TEST_F(SlotsTest, LengthOfOneThreadHoldsForTheListOfAnother)
     ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
     script->InsertCard(readerB, BlackBox::CertifiedCard());
     ProcessEvents();
-    CK_SLOT_ID slots[2] = {77, 77};
+    CK_SLOT_ID slots[2] = {untouched, untouched};
     std::thread([&] { EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots, &count), CKR_OK); }).join();
     EXPECT_EQ(count, 2U);
     EXPECT_EQ(slots[1], 1U);
@@ -295,10 +296,10 @@ TEST_F(SlotsTest, EachMechanismTellsWhatItDoes)
     EXPECT_EQ(info.ulMaxKeySize, 0U);
     EXPECT_EQ(f->C_GetMechanismInfo(ordinary, CKM_ECDSA, &info), CKR_MECHANISM_INVALID);
     CK_ULONG count = 3;
-    CK_MECHANISM_TYPE few[3] = {77, 77, 77};
+    CK_MECHANISM_TYPE few[3] = {untouched, untouched, untouched};
     EXPECT_EQ(f->C_GetMechanismList(ordinary, few, &count), CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(count, 11U);
-    EXPECT_EQ(few[0], 77U);
+    EXPECT_EQ(few[0], untouched);
 }
 
 TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
@@ -319,7 +320,7 @@ TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
 TEST_F(SlotsTest, KeyWhoseRecordFailedAtTheStartIsStillAnRsaKey)
 {
     script->AddReader(readerA, BlackBox::CertifiedCard());
-    script->Next("ES_GetKeyInfo", {.status = 7});
+    script->Next("ES_GetKeyInfo", {.status = eCardCommErr});
     Start();
     CK_MECHANISM_INFO info{};
     ASSERT_EQ(f->C_GetMechanismInfo(ordinary, CKM_RSA_PKCS, &info), CKR_OK);
@@ -344,7 +345,7 @@ TEST_F(SlotsTest, SizesOfAKeyWhoseRecordFailedAreThoseOfTheSlotsKeys)
     auto card = BlackBox::CertifiedCard();
     card.es.push_back(BlackBox::TestCertifiedKey(3, 1, "Long"));
     script->AddReader(readerA, card);
-    script->Next("ES_GetKeyInfo", {.status = 7});
+    script->Next("ES_GetKeyInfo", {.status = eCardCommErr});
     Start();
     ASSERT_EQ(Login(Open(ordinary)), CKR_OK);
     CK_MECHANISM_INFO info{};
@@ -356,7 +357,7 @@ TEST_F(SlotsTest, SizesOfAKeyWhoseRecordFailedAreThoseOfTheSlotsKeys)
 TEST_F(SlotsTest, EventsAreToldOnceEach)
 {
     StartWithCard();
-    CK_SLOT_ID slot = 77;
+    CK_SLOT_ID slot = untouched;
     EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_NO_EVENT);
     script->RemoveCard(readerA);
     ProcessEvents();
@@ -377,7 +378,7 @@ TEST_F(SlotsTest, EventIsNotLostToTheSlotList)
     script->RemoveCard(readerA);
     ProcessEvents();
     EXPECT_TRUE(Slots().empty());
-    CK_SLOT_ID slot = 77;
+    CK_SLOT_ID slot = untouched;
     EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
 }
 
@@ -385,13 +386,14 @@ TEST_F(SlotsTest, WaitBlocksUntilACardComes)
 {
     script->AddReader(readerA);
     Start();
-    std::thread later([this] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        script->InsertCard(readerA, BlackBox::CertifiedCard());
-    });
-    CK_SLOT_ID slot = 77;
-    EXPECT_EQ(f->C_WaitForSlotEvent(0, &slot, nullptr), CKR_OK);
-    later.join();
+    CK_SLOT_ID slot = untouched;
+    CK_RV answer = CKR_GENERAL_ERROR;
+    OtherThread waiting([&] { answer = f->C_WaitForSlotEvent(0, &slot, nullptr); });
+    waiting.WaitUntilItSleeps();
+    EXPECT_FALSE(waiting.IsDone());
+    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    waiting.Join();
+    EXPECT_EQ(answer, CKR_OK);
     EXPECT_EQ(slot, 0U);
 }
 
@@ -399,20 +401,20 @@ TEST_F(SlotsTest, FinalizeEndsTheWait)
 {
     StartWithCard();
     CK_RV answer = CKR_OK;
-    std::thread waiting([&] {
-        CK_SLOT_ID slot = 77;
+    OtherThread waiting([&] {
+        CK_SLOT_ID slot = untouched;
         answer = f->C_WaitForSlotEvent(0, &slot, nullptr);
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    waiting.WaitUntilItSleeps();
     EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK);
-    waiting.join();
+    waiting.Join();
     EXPECT_EQ(answer, CKR_CRYPTOKI_NOT_INITIALIZED);
 }
 
 TEST_F(SlotsTest, WaitTestsItsArguments)
 {
     StartWithCard();
-    CK_SLOT_ID slot = 77;
+    CK_SLOT_ID slot = untouched;
     EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, nullptr, nullptr), CKR_ARGUMENTS_BAD);
     EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, &slot), CKR_ARGUMENTS_BAD);
 }

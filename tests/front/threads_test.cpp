@@ -1,6 +1,7 @@
 #include "tests/front/dialog_test.h"
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
+#include "tests/front/other_thread.h"
 #include "tests/support/test_certificates.h"
 
 #include <atomic>
@@ -186,15 +187,11 @@ TEST_F(DialogTest, CardsWorkWaitsForTheDialog)
     ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
     Bytes signature;
     CK_RV signingAnswer = CKR_GENERAL_ERROR;
-    std::atomic<bool> done{false};
-    std::thread signing([&] {
-        signingAnswer = Sign(second, Text("m"), signature);
-        done = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(done);
+    OtherThread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
+    signing.WaitUntilItSleeps();
+    EXPECT_FALSE(signing.IsDone());
     EndDialog();
-    signing.join();
+    signing.Join();
     EXPECT_EQ(signingAnswer, CKR_OK);
 }
 
@@ -236,7 +233,7 @@ TEST_F(DialogTest, CardThatGoesDuringADialogOfAnotherIsGoneAtOnce)
     }
     EXPECT_EQ(Slots().size(), 2U);
     for (const CK_SLOT_ID expected : {2U, 3U}) {
-        CK_SLOT_ID event = 77;
+        CK_SLOT_ID event = untouched;
         EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &event, nullptr), CKR_OK);
         EXPECT_EQ(event, expected);
     }
@@ -342,13 +339,14 @@ TEST_F(SlowCardTest, IsAskedOnceForAllThatWaitForIt)
 {
     ASSERT_NO_FATAL_FAILURE(StartWithSlowCard("QES_GetKeyInfo"));
     CK_RV waiting = CKR_GENERAL_ERROR;
-    std::thread other([&] {
+    OtherThread other([&] {
         CK_ULONG count = 0;
         waiting = f->C_GetMechanismList(2, nullptr, &count);
     });
+    other.WaitUntilItSleeps();
     EXPECT_TRUE(IsAnsweredMeanwhile([this] { EXPECT_EQ(Slots().size(), 4U); }));
     EndDialog();
-    other.join();
+    other.Join();
     EXPECT_EQ(waiting, CKR_OK);
     EXPECT_EQ(script->CallsOf("QES_GetKeyInfo").size(), 1U);
 }
@@ -376,39 +374,29 @@ TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
     ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     CK_RV signingAnswer = CKR_OK;
-    std::atomic<bool> begun{false};
-    std::thread signing([&] {
-        begun = true;
-        signingAnswer = Sign(second, Text("m"), signature);
-    });
-    while (!begun) {
-        std::this_thread::yield();
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    OtherThread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
+    signing.WaitUntilItSleeps();
     script->RemoveCard(readerB);
     ProcessEvents();
     EndDialog();
-    signing.join();
+    signing.Join();
     EXPECT_EQ(signingAnswer, CKR_DEVICE_REMOVED);
     EXPECT_EQ(f->C_CloseSession(second), CKR_SESSION_HANDLE_INVALID);
 }
 
-TEST_F(DialogTest, LoginThatMeetsALogoutIsNotTakenUnasked)
+// Each login asks for its own code, also one that comes while a logout waits for a dialog.
+TEST_F(DialogTest, LoginBesideAWaitingLogoutIsAlreadyLoggedInAndTheNextOneAsksTheCard)
 {
     StartWithTwoCards();
     const CK_SESSION_HANDLE other = Open(3);
     OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     CK_RV logoutAnswer = CKR_GENERAL_ERROR;
-    std::thread leaving([&] { logoutAnswer = f->C_Logout(second); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    CK_RV loginAnswer = CKR_GENERAL_ERROR;
-    std::thread coming([&] { loginAnswer = Login(other); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    OtherThread logout([&] { logoutAnswer = f->C_Logout(second); });
+    logout.WaitUntilItSleeps();
+    EXPECT_EQ(Login(other), CKR_USER_ALREADY_LOGGED_IN) << "the logout has not had its turn yet";
     EndDialog();
-    leaving.join();
-    coming.join();
+    logout.Join();
     EXPECT_EQ(logoutAnswer, CKR_OK);
-    EXPECT_EQ(loginAnswer, CKR_USER_ALREADY_LOGGED_IN) << "the logout has not had its turn yet";
     EXPECT_EQ(State(other), CKS_RO_PUBLIC_SESSION);
     const std::size_t asked = script->CallsOf("Passwords_VerifyBOK").size();
     EXPECT_EQ(Login(other), CKR_OK);
@@ -423,8 +411,8 @@ protected:
     {
         OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
         CK_RV waitingAnswer = CKR_OK;
-        std::thread waiting([&] { waitingAnswer = call(); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        OtherThread waiting([&] { waitingAnswer = call(); });
+        waiting.WaitUntilItSleeps();
         script->RemoveCard(readerB);
         script->InsertCard(readerB, BlackBox::CertifiedCard());
         ProcessEvents();
@@ -440,7 +428,7 @@ protected:
             });
         }
         EndDialog();
-        waiting.join();
+        waiting.Join();
         going = false;
         for (std::thread& thread : looking) {
             thread.join();
@@ -472,20 +460,13 @@ TEST_F(ReplacedCardTest, LoginForASignatureGoesToNoOtherCard)
 TEST_F(DialogTest, FinalizeWaitsForTheDialog)
 {
     StartWithDialogInFirstCard();
-    std::atomic<bool> done{false};
     CK_RV ending = CKR_GENERAL_ERROR;
-    std::thread finalizing([&] {
-        ending = f->C_Finalize(nullptr);
-        done = true;
-    });
-    CK_INFO info{};
-    while (f->C_GetInfo(&info) != CKR_CRYPTOKI_NOT_INITIALIZED) {
-        std::this_thread::yield();
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(done);
+    OtherThread finalizing([&] { ending = f->C_Finalize(nullptr); });
+    WaitUntilTheEndHasBegun();
+    finalizing.WaitUntilItSleeps();
+    EXPECT_FALSE(finalizing.IsDone());
     EndDialog();
-    finalizing.join();
+    finalizing.Join();
     EXPECT_EQ(ending, CKR_OK);
 }
 
