@@ -94,30 +94,6 @@ TEST_F(ArgumentsTest, NullMechanismIsRefused)
     EXPECT_EQ(f->C_DecryptInit(session, nullptr, privateKey), CKR_ARGUMENTS_BAD);
 }
 
-TEST_F(ArgumentsTest, MechanismOfAnotherKindIsRefused)
-{
-    StartOrdinary();
-    CK_MECHANISM mechanism{CKM_SHA256_RSA_PKCS, nullptr, 0};
-    EXPECT_EQ(f->C_DigestInit(session, &mechanism), CKR_MECHANISM_INVALID);
-    EXPECT_EQ(f->C_EncryptInit(session, &mechanism, publicKey), CKR_MECHANISM_INVALID);
-    EXPECT_EQ(f->C_DecryptInit(session, &mechanism, privateKey), CKR_MECHANISM_INVALID);
-    mechanism.mechanism = CKM_SHA256;
-    EXPECT_EQ(f->C_SignInit(session, &mechanism, privateKey), CKR_MECHANISM_INVALID);
-    EXPECT_EQ(f->C_VerifyInit(session, &mechanism, publicKey), CKR_MECHANISM_INVALID);
-}
-
-TEST_F(ArgumentsTest, MechanismWithAParameterIsRefused)
-{
-    StartOrdinary();
-    CK_MECHANISM mechanism{CKM_RSA_PKCS, &byte, 1};
-    EXPECT_EQ(f->C_SignInit(session, &mechanism, privateKey), CKR_MECHANISM_PARAM_INVALID);
-    EXPECT_EQ(f->C_VerifyInit(session, &mechanism, publicKey), CKR_MECHANISM_PARAM_INVALID);
-    EXPECT_EQ(f->C_EncryptInit(session, &mechanism, publicKey), CKR_MECHANISM_PARAM_INVALID);
-    EXPECT_EQ(f->C_DecryptInit(session, &mechanism, privateKey), CKR_MECHANISM_PARAM_INVALID);
-    mechanism.mechanism = CKM_SHA256;
-    EXPECT_EQ(f->C_DigestInit(session, &mechanism), CKR_MECHANISM_PARAM_INVALID);
-}
-
 TEST_F(ArgumentsTest, KeyDoesOnlyWhatItSays)
 {
     StartOrdinary();
@@ -134,7 +110,7 @@ TEST_F(ArgumentsTest, KeyDoesOnlyWhatItSays)
     EXPECT_EQ(f->C_SignInit(other, &mechanism, privateKey), CKR_KEY_HANDLE_INVALID); // another slot's
 }
 
-TEST_F(ArgumentsTest, WhatIsNoKeyIsNoKeyForAnyOperation)
+TEST_F(ArgumentsTest, ObjectThatIsNoKeyIsRefusedByEveryOperation)
 {
     StartOrdinary();
     const CK_OBJECT_HANDLE certificate = FindOne(session, CKO_CERTIFICATE);
@@ -223,7 +199,7 @@ TEST_F(ArgumentsTest, NullPointersEndEncryptionAndDecryption)
     EXPECT_TRUE(script->CallsOf("ES_DecryptData").empty());
 }
 
-TEST_F(ArgumentsTest, LengthThatIsNoneIsTooLongForEveryBlock)
+TEST_F(ArgumentsTest, UnavailableLengthIsTooLongForEveryBlock)
 {
     StartOrdinary();
     const CK_ULONG none = CK_UNAVAILABLE_INFORMATION;

@@ -50,7 +50,7 @@ TEST(AttributesTest, AnyTrueBooleanBecomesOne)
     EXPECT_EQ(WidenValue(CKA_SIGN, {0}), Bytes{0});
 }
 
-TEST(AttributesTest, KindsOfWhatCardsHave)
+TEST(AttributesTest, EveryAttributeOfACardHasItsKind)
 {
     for (const CK_ATTRIBUTE_TYPE type :
          {CKA_TOKEN, CKA_PRIVATE, CKA_TRUSTED, CKA_SENSITIVE, CKA_ENCRYPT, CKA_DECRYPT, CKA_WRAP, CKA_UNWRAP,

@@ -17,11 +17,9 @@ class DialogTest : public FrontTest
 {
 protected:
     // Two cards, with a session in the first slot of the first card, and a logged-in one in the last slot.
-    void StartWithTwoCards()
+    void StartWithTwoSessions()
     {
-        script->AddReader(readerA, BlackBox::CertifiedCard());
-        script->AddReader(readerB, BlackBox::CertifiedCard());
-        Start();
+        StartWithTwoCards();
         first = Open(0);
         second = Open(3);
         ASSERT_EQ(Login(second), CKR_OK);
@@ -44,7 +42,7 @@ protected:
 
     void StartWithDialogInFirstCard()
     {
-        StartWithTwoCards();
+        StartWithTwoSessions();
         OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     }
 

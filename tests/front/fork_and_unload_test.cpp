@@ -44,9 +44,7 @@ protected:
 
 TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
     const int exitCode = BlackBox::ExitOfChild([&] {
         CK_SESSION_INFO info{};
         CK_ULONG count = 0;
@@ -91,8 +89,7 @@ TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
         const bool started = f->C_Initialize(nullptr) == CKR_OK && Slots().size() == 4;
         const CK_SESSION_HANDLE own = Open(1); // on the card of the dialog
         Bytes signature;
-        const bool signs = Login(own) == CKR_OK &&
-                           SignInit(own, CKM_SHA256_RSA_PKCS, FindOne(own, CKO_PRIVATE_KEY)) == CKR_OK &&
+        const bool signs = Login(own) == CKR_OK && SignInit(own) == CKR_OK &&
                            Sign(own, Text("m"), signature) == CKR_OK &&
                            signature == SignatureOfMessage(Text("m"));
         const bool finished = f->C_Finalize(nullptr) == CKR_OK;
@@ -102,7 +99,7 @@ TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
     EndDialog();
     EXPECT_EQ(State(first), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(Find(first).size(), 3U);
-    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(second), CKR_OK);
     Bytes signature;
     EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
 }
@@ -129,11 +126,10 @@ protected:
     }
 };
 
-TEST_F(ForkInAnotherThreadTest, WaitsForACallThatIsInsideTheLibrary)
+TEST_F(ForkInAnotherThreadTest, ForkWaitsForACallOfTheLibrary)
 {
     Start();
-    script->InsertCard(readerA, BlackBox::CertifiedCard());
-    ProcessEvents();
+    InsertCard(readerA);
     ExpectThatForkWaits("QES_GetKeyInfo", [this] {
         CK_TOKEN_INFO token{};
         return f->C_GetTokenInfo(0, &token);
@@ -141,14 +137,14 @@ TEST_F(ForkInAnotherThreadTest, WaitsForACallThatIsInsideTheLibrary)
     EXPECT_EQ(Slots().size(), 2U);
 }
 
-TEST_F(ForkInAnotherThreadTest, WaitsForAStart)
+TEST_F(ForkInAnotherThreadTest, ForkWaitsForInitialize)
 {
     script->AddReader(readerA, BlackBox::CertifiedCard());
     ExpectThatForkWaits("GetReaderList", [this] { return f->C_Initialize(nullptr); });
     EXPECT_EQ(Slots().size(), 2U);
 }
 
-TEST_F(ForkInAnotherThreadTest, WaitsForAnEnd)
+TEST_F(ForkInAnotherThreadTest, ForkWaitsForFinalize)
 {
     StartWithCard();
     ExpectThatForkWaits("Finalize", [this] { return f->C_Finalize(nullptr); });
@@ -156,7 +152,7 @@ TEST_F(ForkInAnotherThreadTest, WaitsForAnEnd)
     EXPECT_EQ(Slots().size(), 2U);
 }
 
-TEST_F(ForkInAnotherThreadTest, WaitsForNoDialogThatAnEndWaitsFor)
+TEST_F(ForkInAnotherThreadTest, ForkDoesNotWaitForADialogThatFinalizeWaitsFor)
 {
     StartWithDialogInFirstCard();
     std::thread finalizing([this] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
@@ -169,8 +165,7 @@ TEST_F(ForkInAnotherThreadTest, WaitsForNoDialogThatAnEndWaitsFor)
 TEST_F(ForkTest, CallThatForksItselfGoesOn)
 {
     Start();
-    script->InsertCard(readerA, BlackBox::CertifiedCard());
-    ProcessEvents();
+    InsertCard(readerA);
     int exitCode = -1;
     script->Next("QES_GetKeyInfo", {.hook = [&] { exitCode = BlackBox::ExitOfChild([] { _exit(0); }); }});
     CK_TOKEN_INFO token{};
@@ -224,7 +219,7 @@ TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
 using UnloadTest = FrontTest;
 
 // The library is let go of then.
-TEST_F(UnloadTest, EndThatFailsAnswersSoAndLeavesRoomForAStart)
+TEST_F(UnloadTest, FinalizeThatFailsAllowsTheNextInitialize)
 {
     StartWithCard();
     script->Next("Finalize", {.hook = [] { throw std::runtime_error("no such function"); }});

@@ -128,6 +128,23 @@ CK_RV Client::SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJ
     return f->C_SignInit(session, &mechanism, key);
 }
 
+CK_RV Client::SignInit(CK_SESSION_HANDLE session)
+{
+    return SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY));
+}
+
+CK_RV Client::DecryptInit(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
+{
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    return f->C_DecryptInit(session, &mechanism, key);
+}
+
+CK_RV Client::EncryptInit(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
+{
+    CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
+    return f->C_EncryptInit(session, &mechanism, key);
+}
+
 CK_RV Client::VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key)
 {
     CK_MECHANISM mechanism{type, nullptr, 0};
@@ -184,6 +201,33 @@ void FrontTest::StartWithCard()
 {
     script->AddReader(readerA, BlackBox::CertifiedCard());
     Start();
+}
+
+void FrontTest::StartWithTwoCards()
+{
+    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerB, BlackBox::CertifiedCard());
+    Start();
+}
+
+CK_SESSION_HANDLE FrontTest::StartLoggedIn(CK_SLOT_ID slot, CK_FLAGS flags)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(slot, flags);
+    EXPECT_EQ(Login(session), CKR_OK);
+    return session;
+}
+
+void FrontTest::InsertCard(const char16_t* reader)
+{
+    script->InsertCard(reader, BlackBox::CertifiedCard());
+    ProcessEvents();
+}
+
+void FrontTest::RemoveCard(const char16_t* reader)
+{
+    script->RemoveCard(reader);
+    ProcessEvents();
 }
 
 void FrontTest::ProcessEvents()

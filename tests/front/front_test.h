@@ -58,6 +58,10 @@ protected:
     Bytes Read(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
     CK_RV SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key);
     CK_RV VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key);
+    // With the only private key of the session's slot.
+    CK_RV SignInit(CK_SESSION_HANDLE session);
+    CK_RV DecryptInit(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
+    CK_RV EncryptInit(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
     CK_RV Sign(CK_SESSION_HANDLE session, Bytes data, Bytes& signature);
     CK_RV Verify(CK_SESSION_HANDLE session, Bytes data, Bytes signature);
     CK_RV Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes data, Bytes& digest);
@@ -77,6 +81,11 @@ protected:
 
     void Start(); // with what readers there are
     void StartWithCard();
+    void StartWithTwoCards(); // the second one's slots are 2 and 3
+    // A session that is logged in, in the slot of a card.
+    CK_SESSION_HANDLE StartLoggedIn(CK_SLOT_ID slot, CK_FLAGS flags = CKF_SERIAL_SESSION);
+    void InsertCard(const char16_t* reader);
+    void RemoveCard(const char16_t* reader);
     void ProcessEvents();
 
     ScriptedCard* script;

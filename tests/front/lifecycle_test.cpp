@@ -51,7 +51,7 @@ TEST_F(LifecycleTest, ArgumentsAreTested)
     EXPECT_EQ(f->C_GetInfo(nullptr), CKR_ARGUMENTS_BAD);
 }
 
-TEST_F(LifecycleTest, HostThatWantsNoThreadsIsServedAllTheSame)
+TEST_F(LifecycleTest, HostThatForbidsThreadsCanStillInitialize)
 {
     CK_C_INITIALIZE_ARGS arguments{};
     arguments.flags = CKF_LIBRARY_CANT_CREATE_OS_THREADS | CKF_OS_LOCKING_OK; // as p11-kit has it
@@ -85,7 +85,7 @@ TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
     EXPECT_EQ(LoadFront(folder.Path())->C_Initialize(nullptr), CKR_GENERAL_ERROR);
 }
 
-TEST_F(LifecycleTest, LibraryThatTheHostHasStartedItselfIsNotTaken)
+TEST_F(LifecycleTest, LibraryThatTheHostHasInitializedIsNotUsed)
 {
     void* library = BlackBox::Load(BlackBox::ScriptedFolder() / "libpkcs11_x64.so");
     using Initialize = packed::CK_RV(packed::CK_VOID_PTR);
@@ -117,7 +117,7 @@ private:
     TemporaryFolder folder{"tavrik_folder_"};
 };
 
-TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
+TEST_F(LifecycleTest, LinkedFrontFindsTheLibraryBesideItsFile)
 {
     const FolderOfItsOwn folder("real");
     std::filesystem::create_symlink("real/tavrik-pkcs11.so", folder.Path() / "tavrik-pkcs11.so");
@@ -126,7 +126,7 @@ TEST_F(LifecycleTest, LinkedFrontFindsItsLibraryWhereItLies)
     EXPECT_EQ(linked->C_Finalize(nullptr), CKR_OK);
 }
 
-TEST_F(LifecycleTest, FrontLoadedByARelativePathFindsItsLibraryFromElsewhere)
+TEST_F(LifecycleTest, FrontLoadedByARelativePathFindsItsLibraryAfterAChangeOfFolder)
 {
     const FolderOfItsOwn folder("");
     const auto before = std::filesystem::current_path();

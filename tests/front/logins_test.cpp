@@ -24,8 +24,7 @@ protected:
 
     CK_RV Decrypt(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
     {
-        CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
-        const CK_RV begun = f->C_DecryptInit(session, &mechanism, key);
+        const CK_RV begun = DecryptInit(session, key);
         Bytes block(128, 1);
         CK_ULONG length = block.size();
         return begun == CKR_OK ? f->C_Decrypt(session, block.data(), block.size(), block.data(), &length)
@@ -35,7 +34,7 @@ protected:
     std::size_t TimesAsked() const { return script->CallsOf("Passwords_VerifyBOK").size(); }
 };
 
-TEST_F(LoginsTest, RefusedOneLeavesTheCardAsFreeAsBefore)
+TEST_F(LoginsTest, RefusedLoginLeavesNoTransaction)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(ordinary);
@@ -58,7 +57,7 @@ TEST_F(LoginsTest, RefusedOneLeavesTheCardAsFreeAsBefore)
     EXPECT_FALSE(CardsAreFree());
 }
 
-TEST_F(LoginsTest, RefusedOneAfterALogoutLeavesTheCardFreeToo)
+TEST_F(LoginsTest, RefusedLoginAfterALogoutLeavesNoTransaction)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(ordinary);
@@ -75,12 +74,10 @@ TEST_F(LoginsTest, RefusedOneAfterALogoutLeavesTheCardFreeToo)
     EXPECT_EQ(Decrypt(other, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
 }
 
-TEST_F(LoginsTest, RefusedOneForASignatureLeavesTheCardToTheLoginAlone)
+TEST_F(LoginsTest, RefusedLoginForASignatureKeepsTheTransactionOfTheLoginAlone)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     script->Next("QES_VerifyPin", {.status = eIncorrectCode});
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_PIN_INCORRECT);
     EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
@@ -139,7 +136,7 @@ protected:
     CK_SESSION_HANDLE second = 0;
 };
 
-TEST_F(BrokenChannelTest, DecryptionThatFailsOverItEndsTheLogin)
+TEST_F(BrokenChannelTest, DecryptionThatFailsEndsTheLogin)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     const CK_OBJECT_HANDLE key = FindOne(first, CKO_PRIVATE_KEY);
@@ -149,10 +146,10 @@ TEST_F(BrokenChannelTest, DecryptionThatFailsOverItEndsTheLogin)
     ExpectThatALoginAsks();
 }
 
-TEST_F(BrokenChannelTest, SignatureThatFailsOverItEndsTheLogin)
+TEST_F(BrokenChannelTest, SignatureThatFailsEndsTheLogin)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
-    ASSERT_EQ(SignInit(first, CKM_SHA256_RSA_PKCS, FindOne(first, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(first), CKR_OK);
     BreakChannel();
     Bytes signature;
     EXPECT_EQ(Sign(first, Text("m"), signature), CKR_FUNCTION_FAILED);
@@ -161,10 +158,10 @@ TEST_F(BrokenChannelTest, SignatureThatFailsOverItEndsTheLogin)
     ExpectThatALoginAsks();
 }
 
-TEST_F(BrokenChannelTest, QualifiedSignatureThatFailsOverItEndsTheLogin)
+TEST_F(BrokenChannelTest, QualifiedSignatureThatFailsEndsTheLogin)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
-    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(second), CKR_OK);
     BreakChannel();
     script->Next("QES_VerifyPin", {.status = eSmNotInitialized, .outputs = Scripted::Outputs::Never});
     Bytes signature;
@@ -173,10 +170,10 @@ TEST_F(BrokenChannelTest, QualifiedSignatureThatFailsOverItEndsTheLogin)
     ExpectThatALoginAsks();
 }
 
-TEST_F(BrokenChannelTest, LoginForASignatureThatFailsOverItEndsTheLogin)
+TEST_F(BrokenChannelTest, LoginForASignatureThatFailsEndsTheLogin)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
-    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(second), CKR_OK);
     BreakChannel();
     script->Next("QES_VerifyPin", {.status = eSmNotInitialized});
     EXPECT_EQ(Login(second, CKU_CONTEXT_SPECIFIC), CKR_FUNCTION_FAILED);
@@ -184,11 +181,11 @@ TEST_F(BrokenChannelTest, LoginForASignatureThatFailsOverItEndsTheLogin)
     ExpectThatALoginAsks();
 }
 
-TEST_F(BrokenChannelTest, LoginFindsItOutByItself)
+TEST_F(BrokenChannelTest, LoginFindsTheBrokenChannelByItself)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     EXPECT_EQ(Login(first), CKR_USER_ALREADY_LOGGED_IN);
-    ASSERT_EQ(SignInit(first, CKM_SHA256_RSA_PKCS, FindOne(first, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(first), CKR_OK);
     BreakChannel();
     MendCard();
     EXPECT_EQ(Login(first), CKR_OK);
@@ -203,7 +200,7 @@ TEST_F(BrokenChannelTest, LoginFindsItOutByItself)
     EXPECT_EQ(TimesAsked(), 2U);
 }
 
-TEST_F(BrokenChannelTest, LoginThatIsRefusedOverItLeavesNoneLoggedIn)
+TEST_F(BrokenChannelTest, RefusedLoginLeavesNoSlotLoggedIn)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     BreakChannel();
@@ -215,7 +212,7 @@ TEST_F(BrokenChannelTest, LoginThatIsRefusedOverItLeavesNoneLoggedIn)
     EXPECT_EQ(TimesAsked(), 3U);
 }
 
-TEST_F(BrokenChannelTest, OperationThatFailsByItselfIsNone)
+TEST_F(BrokenChannelTest, OperationThatFailsForAnotherReasonKeepsTheLogin)
 {
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     const CK_OBJECT_HANDLE key = FindOne(first, CKO_PRIVATE_KEY);

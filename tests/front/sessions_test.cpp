@@ -26,7 +26,7 @@ TEST_F(SessionsTest, ReadWriteSessionIsReportedAsSuch)
     EXPECT_EQ(State(writing), CKS_RW_USER_FUNCTIONS);
 }
 
-TEST_F(SessionsTest, ClosedSessionIsNoneForEveryCall)
+TEST_F(SessionsTest, EveryCallRefusesAClosedSession)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(qualified);
@@ -36,22 +36,40 @@ TEST_F(SessionsTest, ClosedSessionIsNoneForEveryCall)
     }
 }
 
-TEST_F(SessionsTest, ParallelSessionIsRefused)
+TEST_F(SessionsTest, SessionIsSerialAndHasItsSlotAndAHandleOfFullWidth)
 {
     StartWithCard();
     CK_SESSION_HANDLE session = 0;
-    EXPECT_EQ(f->C_OpenSession(qualified, 0, nullptr, nullptr, &session), CKR_SESSION_PARALLEL_NOT_SUPPORTED);
-    EXPECT_EQ(f->C_OpenSession(qualified, CKF_SERIAL_SESSION, nullptr, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+    EXPECT_EQ(f->C_OpenSession(ordinary, 0, nullptr, nullptr, &session), CKR_SESSION_PARALLEL_NOT_SUPPORTED);
+    EXPECT_EQ(f->C_OpenSession(ordinary, CKF_SERIAL_SESSION, nullptr, nullptr, nullptr), CKR_ARGUMENTS_BAD);
+    session = Open(ordinary);
+    CK_SESSION_INFO info{untouched, untouched, untouched, untouched};
+    ASSERT_EQ(f->C_GetSessionInfo(session, &info), CKR_OK);
+    EXPECT_EQ(info.slotID, ordinary);
+    EXPECT_EQ(info.ulDeviceError, 0U);
+    EXPECT_EQ(f->C_CloseSession(session + (1UL << 32U)), CKR_SESSION_HANDLE_INVALID);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_OK);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+    RemoveCard(readerA);
+    EXPECT_EQ(f->C_CloseAllSessions(ordinary), CKR_TOKEN_NOT_PRESENT);
 }
 
-TEST_F(SessionsTest, CodeReachesTheCardAsGiven)
+TEST_F(SessionsTest, CodeReachesTheCardAsGivenAndANullOneAsNone)
 {
     StartWithCard();
-    ASSERT_EQ(Login(Open(qualified), CKU_USER, "987654"), CKR_OK);
-    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, "987654");
+    const CK_SESSION_HANDLE session = Open(qualified);
+    const auto expectCode = [&](CK_RV answer, const std::optional<std::string>& code) {
+        ASSERT_EQ(answer, CKR_OK);
+        EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").back().code, code);
+        ASSERT_EQ(f->C_Logout(session), CKR_OK);
+    };
+    expectCode(Login(session, CKU_USER, "987654"), "987654");
+    expectCode(Login(session, CKU_USER, std::string(255, '1')), std::string(255, '1'));
+    expectCode(f->C_Login(session, CKU_USER, nullptr, 0), std::nullopt);
+    expectCode(f->C_Login(session, CKU_USER, nullptr, 1UL << 40U), std::nullopt); // whatever its length
 }
 
-TEST_F(SessionsTest, SecurityOfficerIsAUserWhomTheCardDoesNotKnow)
+TEST_F(SessionsTest, LoginOfTheSecurityOfficerIsRefused)
 {
     StartWithCard();
     const CK_SESSION_HANDLE writing = Open(qualified, CKF_SERIAL_SESSION | CKF_RW_SESSION);
@@ -70,31 +88,21 @@ TEST_F(SessionsTest, SecurityOfficerIsAUserWhomTheCardDoesNotKnow)
     }
 }
 
-TEST_F(SessionsTest, NullCodeHasTheCardSideAsk)
+TEST_F(SessionsTest, CodeThatNoCardHasCostsNoTry)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(f->C_Login(session, CKU_USER, nullptr, 0), CKR_OK);
-    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, std::nullopt);
-}
-
-TEST_F(SessionsTest, CodeThatCanBeNoneCostsNoTry)
-{
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    EXPECT_EQ(Login(session, CKU_USER, std::string(300, '1')), CKR_PIN_LEN_RANGE);
+    EXPECT_EQ(Login(session, CKU_USER, std::string(256, '1')), CKR_PIN_LEN_RANGE);
     EXPECT_EQ(Login(session, CKU_USER, std::string("123") + '\0' + "456"), CKR_PIN_INVALID);
     CK_UTF8CHAR none = 0;
     EXPECT_EQ(f->C_Login(session, CKU_USER, &none, 0), CKR_PIN_LEN_RANGE);
     EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
 }
 
-TEST_F(SessionsTest, CodeOfASignatureThatCanBeNoneCostsNoTryAndLeavesTheSignature)
+TEST_F(SessionsTest, CodeOfASignatureThatNoCardHasCostsNoTryAndLeavesTheSignature)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     for (const std::string& code :
          {std::string("65432") + '\0', std::string(1, '\0'), '\0' + std::string("1")}) {
         EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC, code), CKR_PIN_INVALID);
@@ -103,24 +111,6 @@ TEST_F(SessionsTest, CodeOfASignatureThatCanBeNoneCostsNoTryAndLeavesTheSignatur
     Bytes signature;
     ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
     EXPECT_EQ(Sign(session, Text("m"), signature), CKR_OK);
-}
-
-TEST_F(SessionsTest, LengthOfANullCodeMeansNothing)
-{
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(f->C_Login(session, CKU_USER, nullptr, 1UL << 40U), CKR_OK);
-    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, std::nullopt);
-}
-
-TEST_F(SessionsTest, CodeOf255BytesIsTheLongest)
-{
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    EXPECT_EQ(Login(session, CKU_USER, std::string(256, '1')), CKR_PIN_LEN_RANGE);
-    EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
-    EXPECT_EQ(Login(session, CKU_USER, std::string(255, '1')), CKR_OK);
-    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").at(0).code, std::string(255, '1'));
 }
 
 TEST_F(SessionsTest, WrongCodeLeavesTheSessionLoggedOut)
@@ -155,7 +145,7 @@ TEST_F(SessionsTest, EachSlotOfACardHasItsOwnLogin)
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 2U);
 }
 
-TEST_F(SessionsTest, LastSessionOfASlotTakesItsLoginAlong)
+TEST_F(SessionsTest, CloseOfTheLastSessionLogsTheSlotOut)
 {
     StartWithCard();
     const CK_SESSION_HANDLE first = Open(qualified);
@@ -170,16 +160,7 @@ TEST_F(SessionsTest, LastSessionOfASlotTakesItsLoginAlong)
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }
 
-TEST_F(SessionsTest, SessionTellsItsSlot)
-{
-    StartWithCard();
-    CK_SESSION_INFO info{untouched, untouched, untouched, untouched};
-    ASSERT_EQ(f->C_GetSessionInfo(Open(ordinary), &info), CKR_OK);
-    EXPECT_EQ(info.slotID, ordinary);
-    EXPECT_EQ(info.ulDeviceError, 0U);
-}
-
-TEST_F(SessionsTest, AllSessionsOfASlotAreNotThoseOfTheOther)
+TEST_F(SessionsTest, CloseAllSessionsLeavesTheOtherSlotsSessions)
 {
     StartWithCard();
     const CK_SESSION_HANDLE first = Open(qualified);
@@ -191,11 +172,11 @@ TEST_F(SessionsTest, AllSessionsOfASlotAreNotThoseOfTheOther)
     EXPECT_EQ(State(second), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(State(Open(qualified)), CKS_RO_PUBLIC_SESSION); // the login went with its last session
     Bytes signature;
-    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(second), CKR_OK);
     EXPECT_EQ(Sign(second, Text("m"), signature), CKR_OK);
 }
 
-TEST_F(SessionsTest, CardIsHeldFromItsFirstWorkToItsLastSession)
+TEST_F(SessionsTest, TransactionLastsFromTheLoginToTheLastSession)
 {
     StartWithCard();
     const CK_SESSION_HANDLE first = Open(qualified);
@@ -207,19 +188,19 @@ TEST_F(SessionsTest, CardIsHeldFromItsFirstWorkToItsLastSession)
     ASSERT_EQ(Login(second), CKR_OK); // the last login to the card was gone
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 2U);
     Bytes signature;
-    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(second), CKR_OK);
     ASSERT_EQ(Sign(second, Text("m"), signature), CKR_OK);
     ASSERT_EQ(f->C_CloseSession(second), CKR_OK);
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
     EXPECT_EQ(script->Violations(), std::vector<std::string>{});
 }
 
-TEST_F(SessionsTest, SessionThatHasWorkedHoldsNoCardAfterItsEnd)
+TEST_F(SessionsTest, ClosedSessionLeavesNoTransaction)
 {
     StartWithCard();
     CK_SESSION_HANDLE session = Open(ordinary);
     ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     Bytes signature;
     ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
     ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
@@ -231,7 +212,7 @@ TEST_F(SessionsTest, SessionThatHasWorkedHoldsNoCardAfterItsEnd)
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }
 
-TEST_F(SessionsTest, SessionThatHasNotWorkedHoldsNoCard)
+TEST_F(SessionsTest, OpenSessionAloneStartsNoTransaction)
 {
     StartWithCard();
     script->ForgetCalls();
@@ -239,30 +220,11 @@ TEST_F(SessionsTest, SessionThatHasNotWorkedHoldsNoCard)
     EXPECT_TRUE(script->CallsOf("StartTransaction").empty());
 }
 
-TEST_F(SessionsTest, CloseAllSessionsNeedsACardInTheSlot)
-{
-    StartWithCard();
-    script->RemoveCard(readerA);
-    ProcessEvents();
-    EXPECT_EQ(f->C_CloseAllSessions(qualified), CKR_TOKEN_NOT_PRESENT);
-}
-
-TEST_F(SessionsTest, HandleBeyond32BitsIsInvalid)
-{
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    EXPECT_EQ(f->C_CloseSession(session + (1UL << 32U)), CKR_SESSION_HANDLE_INVALID);
-    EXPECT_EQ(f->C_CloseSession(session), CKR_OK);
-    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
-}
-
 TEST_F(SessionsTest, LoginForAnOperationNeedsTheOperation)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OPERATION_NOT_INITIALIZED);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC, "654321"), CKR_OK);
     Bytes signature;
     ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
@@ -272,10 +234,8 @@ TEST_F(SessionsTest, LoginForAnOperationNeedsTheOperation)
 
 TEST_F(SessionsTest, LoginForAnOperationThatFailedIsAskedForAgain)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     script->Next("QES_VerifyPin", {.status = eIncorrectCode});
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_PIN_INCORRECT);
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
@@ -285,10 +245,8 @@ TEST_F(SessionsTest, LoginForAnOperationThatFailedIsAskedForAgain)
 
 TEST_F(SessionsTest, OrdinaryKeyTakesNoLoginForAnOperation)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OPERATION_NOT_INITIALIZED);
     EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
 }
@@ -321,13 +279,13 @@ protected:
     CK_OBJECT_HANDLE key = 0;
 };
 
-TEST_F(AuthorisationTest, ThatWasNotUsedIsNotLeftForTheNextSignature)
+TEST_F(AuthorisationTest, UnusedAuthorisationIsNotLeftForTheNextSignature)
 {
     ASSERT_NO_FATAL_FAILURE(AuthoriseSignature());
     ExpectThatTheNextSignatureAsks();
 }
 
-TEST_F(AuthorisationTest, AskedForTwiceIsStillForThatOperationAlone)
+TEST_F(AuthorisationTest, SecondAuthorisationIsStillForThatOperationAlone)
 {
     ASSERT_NO_FATAL_FAILURE(AuthoriseSignature());
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_USER_ALREADY_LOGGED_IN);
@@ -336,14 +294,12 @@ TEST_F(AuthorisationTest, AskedForTwiceIsStillForThatOperationAlone)
 
 TEST_F(SessionsTest, AuthorisationEndsWithTheLogin)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     ASSERT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OK);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
     ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     Bytes signature;
     ASSERT_EQ(Sign(session, Text("m"), signature), CKR_OK);
     EXPECT_EQ(script->CallsOf("QES_VerifyPin").size(), 2U); // the card side asked anew
@@ -351,17 +307,15 @@ TEST_F(SessionsTest, AuthorisationEndsWithTheLogin)
 
 TEST_F(SessionsTest, SignatureOfAnEarlierLoginTakesNoLogin)
 {
-    StartWithCard();
-    const CK_SESSION_HANDLE session = Open(qualified);
-    ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
     ASSERT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(Login(session, CKU_CONTEXT_SPECIFIC), CKR_OPERATION_NOT_INITIALIZED);
     EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
 }
 
-TEST_F(SessionsTest, RandomBytesComeAndNoSeedGoes)
+TEST_F(SessionsTest, RandomBytesAreGeneratedAndASeedIsRefused)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(qualified);

@@ -53,7 +53,7 @@ private:
     TemporaryFolder home{"tavrik_soft_card_"};
 };
 
-TEST_F(SoftCardTest, IsFreeForOthersAfterALoginThatWasRefused)
+TEST_F(SoftCardTest, CardIsFreeForOtherProgramsAfterARefusedLogin)
 {
     const CK_SESSION_HANDLE session = Open(ordinary);
     EXPECT_TRUE(IsFreeForOthers());
@@ -66,7 +66,7 @@ TEST_F(SoftCardTest, IsFreeForOthersAfterALoginThatWasRefused)
     EXPECT_TRUE(IsFreeForOthers());
 }
 
-TEST_F(SoftCardTest, SignsAgainAfterItHasBrokenTheChannelAndTheUserHasLoggedInAnew)
+TEST_F(SoftCardTest, CardSignsAgainAfterABrokenChannelAndANewLogin)
 {
     const CK_SESSION_HANDLE session = Open(ordinary);
     ASSERT_EQ(Login(session), CKR_OK);
@@ -83,7 +83,7 @@ TEST_F(SoftCardTest, SignsAgainAfterItHasBrokenTheChannelAndTheUserHasLoggedInAn
     EXPECT_EQ(SignAnew(session), CKR_OK);
 }
 
-TEST_F(SoftCardTest, StaysLoggedInToWhenASignatureFailsByItself)
+TEST_F(SoftCardTest, FailedSignatureKeepsTheLogin)
 {
     const CK_SESSION_HANDLE session = Open(ordinary);
     ASSERT_EQ(Login(session), CKR_OK);

@@ -33,9 +33,9 @@ TEST_F(ThreadsTest, ManyThreadsWorkAtOnceWithoutCallbacks)
                 Bytes digest;
                 Bytes signature;
                 const bool worked =
-                    SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)) == CKR_OK &&
-                    Sign(session, Text("message"), signature) == CKR_OK && signature == expected &&
-                    Digest(session, CKM_SHA256, Text("abc"), digest) == CKR_OK && Slots().size() == 2;
+                    SignInit(session) == CKR_OK && Sign(session, Text("message"), signature) == CKR_OK &&
+                    signature == expected && Digest(session, CKM_SHA256, Text("abc"), digest) == CKR_OK &&
+                    Slots().size() == 2;
                 good += worked && f->C_CloseSession(session) == CKR_OK ? 1 : 0;
             }
         });
@@ -68,10 +68,8 @@ TEST_F(ThreadsTest, CardsComeAndGoWhileThreadsWork)
         });
     }
     for (int i = 0; i < 10; ++i) {
-        script->RemoveCard(readerA);
-        ProcessEvents();
-        script->InsertCard(readerA, BlackBox::CertifiedCard());
-        ProcessEvents();
+        RemoveCard(readerA);
+        InsertCard(readerA);
     }
     going = false;
     for (std::thread& thread : threads) {
@@ -80,7 +78,7 @@ TEST_F(ThreadsTest, CardsComeAndGoWhileThreadsWork)
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1}));
 }
 
-TEST_F(ThreadsTest, ObjectMadeWhileItsCardGoesDoesNotStay)
+TEST_F(ThreadsTest, ObjectMadeWhileItsCardGoesIsRemoved)
 {
     StartWithCard();
     Records records; // so large that the card often goes between the start and the end of a call
@@ -101,12 +99,10 @@ TEST_F(ThreadsTest, ObjectMadeWhileItsCardGoesDoesNotStay)
         while (!begun) {
             std::this_thread::yield();
         }
-        script->RemoveCard(readerA);
-        ProcessEvents();
+        RemoveCard(readerA);
         EXPECT_TRUE(Slots().empty());
         making.join();
-        script->InsertCard(readerA, BlackBox::CertifiedCard());
-        ProcessEvents();
+        InsertCard(readerA);
         EXPECT_TRUE(Find(Open(ordinary)).empty()) << i;
     }
 }
@@ -147,7 +143,7 @@ TEST_F(ThreadsTest, ObjectThatIsDestroyedWhileItIsMeasuredHasItsSizeOrNone)
     EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
+TEST_F(DialogTest, CallsThatNeedNoCardAreAnsweredDuringADialog)
 {
     StartWithDialogInFirstCard();
     EXPECT_EQ(Slots().size(), 4U);
@@ -181,10 +177,10 @@ TEST_F(DialogTest, WhatNeedsNoCardIsAnsweredDuringADialog)
     EndDialog();
 }
 
-TEST_F(DialogTest, CardsWorkWaitsForTheDialog)
+TEST_F(DialogTest, SignatureWaitsForTheDialogOfAnotherCard)
 {
     StartWithDialogInFirstCard();
-    ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(second), CKR_OK);
     Bytes signature;
     CK_RV signingAnswer = CKR_GENERAL_ERROR;
     OtherThread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
@@ -195,11 +191,11 @@ TEST_F(DialogTest, CardsWorkWaitsForTheDialog)
     EXPECT_EQ(signingAnswer, CKR_OK);
 }
 
-TEST_F(DialogTest, EveryDialogLeavesTheRestToWork)
+TEST_F(DialogTest, SlotsAreListedDuringEveryKindOfDialog)
 {
-    StartWithTwoCards();
+    StartWithTwoSessions();
     ASSERT_EQ(Login(first), CKR_OK);
-    ASSERT_EQ(SignInit(first, CKM_SHA256_RSA_PKCS, FindOne(first, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(first), CKR_OK);
     OpenDialog("QES_VerifyPin", [this] { return f->C_Login(first, CKU_CONTEXT_SPECIFIC, nullptr, 0); });
     EXPECT_EQ(Slots().size(), 4U);
     EndDialog();
@@ -224,8 +220,7 @@ TEST_F(DialogTest, EveryDialogLeavesTheRestToWork)
 TEST_F(DialogTest, CardThatGoesDuringADialogOfAnotherIsGoneAtOnce)
 {
     StartWithDialogInFirstCard();
-    script->RemoveCard(readerB);
-    ProcessEvents();
+    RemoveCard(readerB);
     CK_SESSION_INFO info{};
     EXPECT_EQ(f->C_GetSessionInfo(second, &info), CKR_SESSION_HANDLE_INVALID);
     for (const NamedCall& call : EveryCallWithASession(f, second)) {
@@ -244,8 +239,7 @@ TEST_F(DialogTest, CardThatComesDuringADialogOfAnotherIsThereAtOnce)
 {
     StartWithDialogInFirstCard();
     script->RemoveCard(readerB);
-    script->InsertCard(readerB, BlackBox::CertifiedCard());
-    ProcessEvents();
+    InsertCard(readerB);
     EXPECT_TRUE(IsAnsweredMeanwhile([this] {
         EXPECT_EQ(Slots().size(), 4U);
         for (const NamedCall& call : EveryCallWithASlot(f, 3)) {
@@ -270,8 +264,7 @@ protected:
         Start();
         second = Open(1);
         ASSERT_EQ(Login(second), CKR_OK);
-        script->InsertCard(readerB, BlackBox::CertifiedCard());
-        ProcessEvents();
+        InsertCard(readerB);
         script->ForgetCalls();
         OpenDialog(function, [this] {
             CK_TOKEN_INFO slow{};
@@ -279,7 +272,7 @@ protected:
         });
     }
 
-    void ExpectThatItHoldsUpNoOther(const char* function)
+    void ExpectThatTheOtherCardAnswers(const char* function)
     {
         ASSERT_NO_FATAL_FAILURE(StartWithSlowCard(function));
         EXPECT_TRUE(IsAnsweredMeanwhile([this] {
@@ -307,26 +300,25 @@ protected:
     }
 };
 
-TEST_F(SlowCardTest, HoldsUpNoCallToAnotherWithItsName)
+TEST_F(SlowCardTest, OtherCardAnswersWhileItsTokenInfoIsRead)
 {
-    ExpectThatItHoldsUpNoOther("GetTokenInfo");
+    ExpectThatTheOtherCardAnswers("GetTokenInfo");
 }
 
-TEST_F(SlowCardTest, HoldsUpNoCallToAnotherWithItsQualifiedKey)
+TEST_F(SlowCardTest, OtherCardAnswersWhileItsQualifiedKeyIsRead)
 {
-    ExpectThatItHoldsUpNoOther("QES_GetKeyInfo");
+    ExpectThatTheOtherCardAnswers("QES_GetKeyInfo");
 }
 
-TEST_F(SlowCardTest, HoldsUpNoCallToAnotherWithItsOrdinaryKey)
+TEST_F(SlowCardTest, OtherCardAnswersWhileItsOrdinaryKeyIsRead)
 {
-    ExpectThatItHoldsUpNoOther("ES_GetKeyInfo");
+    ExpectThatTheOtherCardAnswers("ES_GetKeyInfo");
 }
 
-TEST_F(SlowCardTest, HidesNoRemovalOfAnother)
+TEST_F(SlowCardTest, RemovalOfTheOtherCardIsSeen)
 {
     ASSERT_NO_FATAL_FAILURE(StartWithSlowCard("QES_GetKeyInfo"));
-    script->RemoveCard(readerA);
-    ProcessEvents();
+    RemoveCard(readerA);
     EXPECT_TRUE(IsAnsweredMeanwhile([this] {
         CK_SESSION_INFO info{};
         EXPECT_EQ(f->C_GetSessionInfo(second, &info), CKR_SESSION_HANDLE_INVALID);
@@ -335,7 +327,7 @@ TEST_F(SlowCardTest, HidesNoRemovalOfAnother)
     EndDialog();
 }
 
-TEST_F(SlowCardTest, IsAskedOnceForAllThatWaitForIt)
+TEST_F(SlowCardTest, CardIsAskedOnceForAllCallsThatWait)
 {
     ASSERT_NO_FATAL_FAILURE(StartWithSlowCard("QES_GetKeyInfo"));
     CK_RV waiting = CKR_GENERAL_ERROR;
@@ -351,11 +343,10 @@ TEST_F(SlowCardTest, IsAskedOnceForAllThatWaitForIt)
     EXPECT_EQ(script->CallsOf("QES_GetKeyInfo").size(), 1U);
 }
 
-TEST_F(SlowCardTest, IsLookedAtWithoutBeingAsked)
+TEST_F(SlowCardTest, SlotListAndSlotInfoAskNoCard)
 {
     Start();
-    script->InsertCard(readerA, BlackBox::CertifiedCard());
-    ProcessEvents();
+    InsertCard(readerA);
     script->ForgetCalls();
     EXPECT_EQ(Slots().size(), 2U);
     CK_SLOT_INFO slot{};
@@ -364,9 +355,9 @@ TEST_F(SlowCardTest, IsLookedAtWithoutBeingAsked)
     EXPECT_EQ(script->Calls(), std::vector<std::string>{});
 }
 
-TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
+TEST_F(DialogTest, WorkOfACardThatGoesMeanwhileAnswersDeviceRemoved)
 {
-    StartWithTwoCards();
+    StartWithTwoSessions();
     const CK_OBJECT_HANDLE key = FindOne(second, CKO_PRIVATE_KEY);
     Bytes signature;
     ASSERT_EQ(SignInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
@@ -376,8 +367,7 @@ TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
     CK_RV signingAnswer = CKR_OK;
     OtherThread signing([&] { signingAnswer = Sign(second, Text("m"), signature); });
     signing.WaitUntilItSleeps();
-    script->RemoveCard(readerB);
-    ProcessEvents();
+    RemoveCard(readerB);
     EndDialog();
     signing.Join();
     EXPECT_EQ(signingAnswer, CKR_DEVICE_REMOVED);
@@ -387,7 +377,7 @@ TEST_F(DialogTest, CardThatGoesWhileItsWorkWaitsIsTheAnswer)
 // Each login asks for its own code, also one that comes while a logout waits for a dialog.
 TEST_F(DialogTest, LoginBesideAWaitingLogoutIsAlreadyLoggedInAndTheNextOneAsksTheCard)
 {
-    StartWithTwoCards();
+    StartWithTwoSessions();
     const CK_SESSION_HANDLE other = Open(3);
     OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
     CK_RV logoutAnswer = CKR_GENERAL_ERROR;
@@ -414,8 +404,7 @@ protected:
         OtherThread waiting([&] { waitingAnswer = call(); });
         waiting.WaitUntilItSleeps();
         script->RemoveCard(readerB);
-        script->InsertCard(readerB, BlackBox::CertifiedCard());
-        ProcessEvents();
+        InsertCard(readerB);
         script->ForgetCalls();
         std::atomic<bool> going{true};
         std::vector<std::thread> looking; // so that the new card is seen before the call has its turn
@@ -437,21 +426,21 @@ protected:
     }
 };
 
-TEST_F(ReplacedCardTest, LoginGoesToNoOtherCard)
+TEST_F(ReplacedCardTest, WaitingLoginIsNotGivenToTheNextCard)
 {
-    StartWithTwoCards();
+    StartWithTwoSessions();
     ASSERT_EQ(f->C_CloseSession(second), CKR_OK);
     const CK_SESSION_HANDLE session = Open(2);
     EXPECT_EQ(AnswerWithCardReplaced([&] { return Login(session); }), CKR_DEVICE_REMOVED);
     EXPECT_TRUE(script->CallsOf("Passwords_VerifyBOK").empty());
 }
 
-TEST_F(ReplacedCardTest, LoginForASignatureGoesToNoOtherCard)
+TEST_F(ReplacedCardTest, WaitingLoginForASignatureIsNotGivenToTheNextCard)
 {
-    StartWithTwoCards();
+    StartWithTwoSessions();
     const CK_SESSION_HANDLE session = Open(2);
     ASSERT_EQ(Login(session), CKR_OK);
-    ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    ASSERT_EQ(SignInit(session), CKR_OK);
     EXPECT_EQ(AnswerWithCardReplaced([&] { return Login(session, CKU_CONTEXT_SPECIFIC); }),
               CKR_DEVICE_REMOVED);
     EXPECT_TRUE(script->CallsOf("QES_VerifyPin").empty());
