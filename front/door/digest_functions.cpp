@@ -26,7 +26,7 @@ CK_RV C_Digest(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen
         const Input data = InputOf(pData, ulDataLen);
         Require(pulDigestLen != nullptr, CKR_ARGUMENTS_BAD);
         if (const auto answer = AnswerAboutLength(session->digest->Length(), pDigest, pulDigestLen)) {
-            return ending.Stay(*answer);
+            return ending.GoOnWith(*answer);
         }
         session->digest->Add(data);
         HandOut(session->digest->Finish(), pDigest, pulDigestLen);
@@ -42,7 +42,7 @@ CK_RV C_DigestUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulP
         Ending ending(session->digest);
         session->digest->multiPart = true;
         session->digest->Add(InputOf(pPart, ulPartLen));
-        return ending.Stay(CKR_OK);
+        return ending.GoOnWith(CKR_OK);
     });
 }
 
@@ -54,7 +54,7 @@ CK_RV C_DigestFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pDigest, CK_ULONG_PT
         Ending ending(session->digest);
         Require(pulDigestLen != nullptr, CKR_ARGUMENTS_BAD);
         if (const auto answer = AnswerAboutLength(session->digest->Length(), pDigest, pulDigestLen)) {
-            return ending.Stay(*answer);
+            return ending.GoOnWith(*answer);
         }
         HandOut(session->digest->Finish(), pDigest, pulDigestLen);
         return CKR_OK;

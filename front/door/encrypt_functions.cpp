@@ -21,13 +21,10 @@ Botan::secure_vector<uint8_t> TakeOver(Bytes plain)
 
 CK_RV C_EncryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return InFront([&](Front& front) -> CK_RV {
+    return InFront([&](Front& front) {
         const SessionUse session = front.Use(hSession);
-        const Mechanism& mechanism = MechanismFor(CKF_ENCRYPT, pMechanism);
-        RequireNoneActive(front, *session, session->encrypt);
-        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_ENCRYPT);
-        session->encrypt.emplace(std::move(key), front.loginTable.Number(session->slot));
-        return CKR_OK;
+        return BeginWithKey(front, *session, session->encrypt, {CKF_ENCRYPT, CKA_ENCRYPT}, pMechanism, hKey,
+                            [](const Object&) {});
     });
 }
 
@@ -43,7 +40,7 @@ CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLe
         const EncryptOperation& operation = *session->encrypt;
         if (const auto answer =
                 AnswerAboutLength(operation.modulusLength, pEncryptedData, pulEncryptedDataLen)) {
-            return ending.Stay(*answer);
+            return ending.GoOnWith(*answer);
         }
         RequireRoomInBlock(data.size(), operation.modulusLength);
         HandOut(EncryptFor(*operation.key, data), pEncryptedData, pulEncryptedDataLen);
@@ -53,15 +50,11 @@ CK_RV C_Encrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLe
 
 CK_RV C_DecryptInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return InFront([&](Front& front) -> CK_RV {
+    return InFront([&](Front& front) {
         const SessionUse session = front.Use(hSession);
-        const Mechanism& mechanism = MechanismFor(CKF_DECRYPT, pMechanism);
-        RequireNoneActive(front, *session, session->decrypt);
-        const uint64_t login = front.loginTable.Number(session->slot);
-        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_DECRYPT);
-        Require(key->libraryHandle != 0, CKR_KEY_TYPE_INCONSISTENT);
-        session->decrypt.emplace(std::move(key), login);
-        return CKR_OK;
+        return BeginWithKey(
+            front, *session, session->decrypt, {CKF_DECRYPT, CKA_DECRYPT}, pMechanism, hKey,
+            [](const Object& key) { Require(key.libraryHandle != 0, CKR_KEY_TYPE_INCONSISTENT); });
     });
 }
 
@@ -77,7 +70,7 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
         DecryptOperation& operation = *session->decrypt;
         if (pData == nullptr) {
             *pulDataLen = operation.modulusLength; // at most; the card isn't asked for a question of length
-            return ending.Stay(CKR_OK);
+            return ending.GoOnWith(CKR_OK);
         }
         Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);
         const Bytes block(data.begin(), data.end());
@@ -86,7 +79,7 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
             operation.block = block;
         }
         if (const auto answer = AnswerAboutLength(operation.decrypted->size(), pData, pulDataLen)) {
-            return ending.Stay(*answer);
+            return ending.GoOnWith(*answer);
         }
         HandOut(*operation.decrypted, pData, pulDataLen);
         return CKR_OK;

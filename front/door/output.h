@@ -34,7 +34,7 @@ void HandOut(const Result& result, CK_BYTE* output, CK_ULONG* length)
     *length = result.size();
 }
 
-// An operation that ends with the call, whatever its outcome, unless it is told to stay.
+// An operation that ends with the call, whatever its outcome, unless the call says that it goes on.
 template <typename Operation>
 class Ending
 {
@@ -49,12 +49,15 @@ public:
     Ending(const Ending&) = delete;
     Ending& operator=(const Ending&) = delete;
 
-    // Returns the answer that the operation stays with.
-    CK_RV Stay(CK_RV answer)
+    // The operation goes on after a call with this answer, which is returned.
+    CK_RV GoOnWith(CK_RV answer)
     {
         operation = nullptr;
         return answer;
     }
+
+protected:
+    [[nodiscard]] bool Ends() const { return operation != nullptr; }
 
 private:
     std::optional<Operation>* operation;

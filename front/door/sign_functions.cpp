@@ -7,35 +7,26 @@
 namespace front {
 namespace {
 
-// Ends the operation with the call. An authorisation that was not used up goes with it.
-class SignEnding
+// An authorisation that was not used up ends with the operation.
+class SignEnding : public Ending<SignOperation>
 {
 public:
-    SignEnding(Front& itsFront, Session& itsSession) : front(itsFront), session(itsSession) {}
+    SignEnding(Front& itsFront, Session& itsSession)
+        : Ending(itsSession.sign), front(itsFront), session(itsSession)
+    {
+    }
     ~SignEnding()
     {
-        if (stays) {
-            return;
-        }
-        const bool unused = session.sign && session.sign->authorised;
-        session.sign.reset();
-        if (unused) {
+        if (Ends() && session.sign && session.sign->authorised) {
             front.cardSessions.Drop(session);
         }
     }
     SignEnding(const SignEnding&) = delete;
     SignEnding& operator=(const SignEnding&) = delete;
 
-    CK_RV Stay(CK_RV answer)
-    {
-        stays = true;
-        return answer;
-    }
-
 private:
     Front& front;
     Session& session;
-    bool stays = false;
 };
 
 // The library's signatures are as long as the bits of the key say, and callers have room for the modulus.
@@ -62,15 +53,10 @@ Bytes SignMessage(Front& front, Session& session)
 
 CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return InFront([&](Front& front) -> CK_RV {
+    return InFront([&](Front& front) {
         const SessionUse session = front.Use(hSession);
-        const Mechanism& mechanism = MechanismFor(CKF_SIGN, pMechanism);
-        RequireNoneActive(front, *session, session->sign);
-        const uint64_t login = front.loginTable.Number(session->slot);
-        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_SIGN);
-        RequireRoomForSignature(*key);
-        session->sign.emplace(std::move(key), login, mechanism.hash);
-        return CKR_OK;
+        return BeginWithKey(front, *session, session->sign, {CKF_SIGN, CKA_SIGN}, pMechanism, hKey,
+                            RequireRoomForSignature);
     });
 }
 
@@ -86,7 +72,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen, 
         Require(pulSignatureLen != nullptr, CKR_ARGUMENTS_BAD);
         if (const auto answer =
                 AnswerAboutLength(session->sign->modulusLength, pSignature, pulSignatureLen)) {
-            return ending.Stay(*answer);
+            return ending.GoOnWith(*answer);
         }
         session->sign->message.Add(data);
         HandOut(SignMessage(front, *session), pSignature, pulSignatureLen);
@@ -102,7 +88,7 @@ CK_RV C_SignUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPar
         SignEnding ending(front, *session);
         session->sign->multiPart = true;
         session->sign->message.Add(InputOf(pPart, ulPartLen));
-        return ending.Stay(CKR_OK);
+        return ending.GoOnWith(CKR_OK);
     });
 }
 
@@ -115,7 +101,7 @@ CK_RV C_SignFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature, CK_ULONG_P
         Require(pulSignatureLen != nullptr, CKR_ARGUMENTS_BAD);
         if (const auto answer =
                 AnswerAboutLength(session->sign->modulusLength, pSignature, pulSignatureLen)) {
-            return ending.Stay(*answer);
+            return ending.GoOnWith(*answer);
         }
         HandOut(SignMessage(front, *session), pSignature, pulSignatureLen);
         return CKR_OK;

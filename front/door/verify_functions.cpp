@@ -19,13 +19,10 @@ CK_RV CheckSignature(VerifyOperation& operation, Input signature)
 
 CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey)
 {
-    return InFront([&](Front& front) -> CK_RV {
+    return InFront([&](Front& front) {
         const SessionUse session = front.Use(hSession);
-        const Mechanism& mechanism = MechanismFor(CKF_VERIFY, pMechanism);
-        RequireNoneActive(front, *session, session->verify);
-        auto key = KeyFor(front, *session, mechanism, *pMechanism, hKey, CKA_VERIFY);
-        session->verify.emplace(std::move(key), front.loginTable.Number(session->slot), mechanism.hash);
-        return CKR_OK;
+        return BeginWithKey(front, *session, session->verify, {CKF_VERIFY, CKA_VERIFY}, pMechanism, hKey,
+                            [](const Object&) {});
     });
 }
 
@@ -50,7 +47,7 @@ CK_RV C_VerifyUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulP
         Ending ending(session->verify);
         session->verify->multiPart = true;
         session->verify->message.Add(InputOf(pPart, ulPartLen));
-        return ending.Stay(CKR_OK);
+        return ending.GoOnWith(CKR_OK);
     });
 }
 

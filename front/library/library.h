@@ -40,7 +40,7 @@ public:
     static Library& Instance();
 
     // Loads the library if need be and starts it. In a forked child what was inherited running is ended
-    // first. Answers CKR_GENERAL_ERROR when it can't be loaded or is already in use by somebody else.
+    // first. Answers CKR_GENERAL_ERROR when it can't be loaded or is already in use by the host itself.
     CK_RV Start();
     // A library whose end fails is let go of, so that the next start has a fresh one.
     CK_RV End();

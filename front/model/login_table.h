@@ -44,7 +44,8 @@ private:
 
     const Sessions& sessions;
     Objects& objects;
-    // Held for moments. The locks of sessions and objects are taken with it, so that who sees a login sees its objects.
+    // Held for moments. The locks of sessions and objects are taken with it, so that a call that sees
+    // a login sees its objects.
     mutable Mutex mutex;
     std::map<CK_SLOT_ID, packed::CK_SLOT_ID> loggedIn GUARDED_BY(mutex); // with the card's number
     std::map<CK_SLOT_ID, uint64_t> numbers GUARDED_BY(mutex);

@@ -52,18 +52,15 @@ Bytes Message::Finish()
     return digestInfo;
 }
 
-KeyOperation::KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin)
+KeyOperation::KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin,
+                           const Mechanism& /*mechanism*/)
     : key(std::move(itsKey)), modulusLength(ModulusLength(*key)), login(itsLogin)
 {
 }
 
-SignOperation::SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash)
-    : KeyOperation(std::move(itsKey), itsLogin), message(hash)
-{
-}
-
-VerifyOperation::VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash)
-    : KeyOperation(std::move(itsKey), itsLogin), message(hash)
+MessageOperation::MessageOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin,
+                                   const Mechanism& mechanism)
+    : KeyOperation(std::move(itsKey), itsLogin, mechanism), message(mechanism.hash)
 {
 }
 

@@ -54,28 +54,31 @@ private:
 
 struct KeyOperation
 {
-    KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin);
+    KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Mechanism& mechanism);
 
     std::shared_ptr<const Object> key;
     std::size_t modulusLength; // bytes
     uint64_t login;            // the slot's login that the key was found in
 };
 
-struct SignOperation : KeyOperation
+struct MessageOperation : KeyOperation
 {
-    SignOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash);
+    MessageOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const Mechanism& mechanism);
 
     Message message;
-    bool multiPart = false;
+    bool multiPart = false; // parts have been given
+};
+
+struct SignOperation : MessageOperation
+{
+    using MessageOperation::MessageOperation;
+
     bool authorised = false; // by a login of its own
 };
 
-struct VerifyOperation : KeyOperation
+struct VerifyOperation : MessageOperation
 {
-    VerifyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin, const char* hash);
-
-    Message message;
-    bool multiPart = false;
+    using MessageOperation::MessageOperation;
 };
 
 struct EncryptOperation : KeyOperation

@@ -26,7 +26,7 @@ public:
     Slot SlotWithCard(CK_SLOT_ID id) EXCLUDES(looking, mutex); // and an empty one
     // The same with what the card is asked for, at the first time.
     Slot DescribedSlot(CK_SLOT_ID id) EXCLUDES(looking, mutex);
-    // Nobody has to ask the card about itself then while its dialog is open.
+    // So that no call has to ask the card about itself while its dialog is open. Does not throw.
     void DescribeBeforeWork(packed::CK_SLOT_ID card) EXCLUDES(mutex);
 
     // Refuses an unknown slot and an empty one.

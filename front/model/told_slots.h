@@ -1,4 +1,4 @@
-// What C_GetSlotList tells a caller who asks for the length first and for the list then, while cards come.
+// What C_GetSlotList tells a caller that asks for the length first and for the list then, while cards come.
 #pragma once
 
 #include "front/abi/cryptoki.h"

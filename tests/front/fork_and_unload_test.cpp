@@ -199,7 +199,7 @@ TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
 {
     void* handle = nullptr;
     LoadFront(BlackBox::ScriptedFolder(), &handle);
-    dlclose(handle); // the fixture's stays
+    dlclose(handle); // the fixture has another one
     script->AddReader(readerA, Scripted::Card{});
     Start(); // once before, because a sanitizer gets a thread of its own with the first
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);

@@ -65,7 +65,7 @@ TEST_F(LifecycleTest, SessionsDoNotOutliveTheFront)
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
-    EXPECT_NE(Open(qualified), session) << "the old handle is nobody else's";
+    EXPECT_NE(Open(qualified), session) << "no handle comes twice";
 }
 
 TEST_F(LifecycleTest, ExportsNothingButTheFunctions)

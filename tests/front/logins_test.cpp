@@ -13,7 +13,7 @@ namespace {
 class LoginsTest : public FrontTest
 {
 protected:
-    // Whether nobody has to wait for the cards because of this process.
+    // Whether this process holds no transaction.
     bool CardsAreFree() const
     {
         const auto ledger = script->Ledger();

@@ -231,7 +231,7 @@ TEST_F(ObjectsFrontTest, AttributeThatTheLibraryLeavesOutHasItsStandardValue)
     }
     EXPECT_EQ(Read(session, privateKey, CKA_ALWAYS_SENSITIVE), Bytes{CK_TRUE});
     EXPECT_EQ(Read(session, privateKey, CKA_UNWRAP), Bytes{CK_FALSE});
-    EXPECT_EQ(Read(session, privateKey, CKA_ALWAYS_AUTHENTICATE), Bytes{CK_TRUE}); // what is there, stays
+    EXPECT_EQ(Read(session, privateKey, CKA_ALWAYS_AUTHENTICATE), Bytes{CK_TRUE}); // the library has a value
     EXPECT_EQ(Read(session, publicKey, CKA_WRAP), Bytes{CK_FALSE});
 }
 

@@ -135,7 +135,7 @@ TEST_F(SessionsTest, EachSlotOfACardHasItsOwnLogin)
     EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 1U);
     const std::size_t stops = script->CallsOf("StopTransaction").size();
     ASSERT_EQ(f->C_Logout(first), CKR_OK);
-    EXPECT_EQ(script->CallsOf("StopTransaction").size(), stops); // the card stays open for the other
+    EXPECT_EQ(script->CallsOf("StopTransaction").size(), stops); // the other slot is still logged in
     EXPECT_EQ(State(first), CKS_RO_PUBLIC_SESSION);
     EXPECT_EQ(State(second), CKS_RO_USER_FUNCTIONS);
     ASSERT_EQ(f->C_Logout(second), CKR_OK);

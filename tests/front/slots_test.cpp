@@ -199,16 +199,16 @@ TEST_F(SlotsTest, CardThatIsBackHasNoSessionsAndNoLogin)
 TEST_F(SlotsTest, CardThatGoesRemovesItsObjectsAndNoOthers)
 {
     StartWithTwoCards();
-    const CK_SESSION_HANDLE stays = Open(2);
+    const CK_SESSION_HANDLE remaining = Open(2);
     ASSERT_EQ(Login(Open(0)), CKR_OK);
-    ASSERT_EQ(Login(stays), CKR_OK);
-    ASSERT_EQ(Find(stays).size(), 3U);
-    const CK_OBJECT_HANDLE key = FindOne(stays, CKO_PRIVATE_KEY);
+    ASSERT_EQ(Login(remaining), CKR_OK);
+    ASSERT_EQ(Find(remaining).size(), 3U);
+    const CK_OBJECT_HANDLE key = FindOne(remaining, CKO_PRIVATE_KEY);
     RemoveCard(readerA);
     EXPECT_EQ(Slots().size(), 2U) << "the front has seen it";
-    EXPECT_FALSE(Read(stays, key, CKA_ID).empty()) << "without another search";
-    EXPECT_EQ(Find(stays).size(), 3U);
-    EXPECT_EQ(State(stays), CKS_RO_USER_FUNCTIONS);
+    EXPECT_FALSE(Read(remaining, key, CKA_ID).empty()) << "without another search";
+    EXPECT_EQ(Find(remaining).size(), 3U);
+    EXPECT_EQ(State(remaining), CKS_RO_USER_FUNCTIONS);
     InsertCard(readerA);
     EXPECT_TRUE(Find(Open(0)).empty());
 }

@@ -193,7 +193,7 @@ private:
 template <typename ItsClient>
 std::function<void()> WorkOf(void* module, const std::string& name)
 {
-    auto& client = *new ItsClient(module); // stays to the end of the process
+    auto& client = *new ItsClient(module); // never destroyed
     if (name == "sign") {
         return [&client] { client.Sign(); };
     }
