@@ -1,5 +1,6 @@
 #include "front/door/process.h"
 
+#include "front/abi/refusal.h"
 #include "front/library/own_folder.h"
 
 #include "src/crypto/shared_objects.h"

@@ -1,6 +1,7 @@
 // The start that the operations with a key share.
 #pragma once
 
+#include "front/abi/refusal.h"
 #include "front/model/front.h"
 
 namespace front {

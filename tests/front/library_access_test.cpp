@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
+#include <atomic>
+#include <functional>
 
 namespace front {
 namespace {
