@@ -54,8 +54,7 @@ private:
     Sessions& sessions;
     LoginTable& logins;
 
-    // One look at a time, so that what is known only gets fresher. The only lock of the front but that of a fork that is
-    // held across calls of the library; those calls ask no card.
+    // One look at a time, so that what is known only gets fresher. Held across calls of the library that ask no card.
     Mutex looking ACQUIRED_BEFORE(mutex);
     // Held for moments. The locks of events, sessions and logins are taken with it, so that no call meets a slot's next card
     // beside what was the last card's.
