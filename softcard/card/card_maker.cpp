@@ -1,10 +1,10 @@
 #include "softcard/card/card_maker.h"
 
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/authority.h"
 #include "softcard/card/card_store.h"
 #include "softcard/card/code_change.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hex.h>

@@ -1,8 +1,8 @@
 // Making new cards.
 #pragma once
 
+#include "softcard/base/secret.h"
 #include "softcard/card/directories.h"
-#include "softcard/card/secret.h"
 
 #include <array>
 #include <cstdint>

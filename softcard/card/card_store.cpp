@@ -1,9 +1,9 @@
 #include "softcard/card/card_store.h"
 
+#include "softcard/base/store_error.h"
 #include "softcard/card/file_trouble.h"
 #include "softcard/card/json_file.h"
 #include "softcard/card/key_file.h"
-#include "softcard/card/store_error.h"
 
 #include <nlohmann/json.hpp>
 
@@ -28,7 +28,7 @@ bool IsNameCharacter(char character)
            (character >= '0' && character <= '9') || character == '-' || character == '_' || character == '.';
 }
 
-Json ToJson(const std::vector<CardKey>& keys)
+Json KeysToJson(const std::vector<CardKey>& keys)
 {
     Json json = Json::array();
     for (const CardKey& key : keys) {
@@ -167,10 +167,10 @@ void RequireCardName(std::string_view name)
 
 void WriteCardDescription(const Card& card)
 {
-    const Json json = {{"serialNumber", card.serialNumber}, {"subject", card.subject},
-                       {"manufacturer", card.manufacturer}, {"model", card.model},
-                       {"versions", card.versions},         {"qes", ToJson(card.qualifiedKeys)},
-                       {"es", ToJson(card.ordinaryKeys)}};
+    const Json json = {{"serialNumber", card.serialNumber},  {"subject", card.subject},
+                       {"manufacturer", card.manufacturer},  {"model", card.model},
+                       {"versions", card.versions},          {"qes", KeysToJson(card.qualifiedKeys)},
+                       {"es", KeysToJson(card.ordinaryKeys)}};
     WriteFileAtomically(card.folder / descriptionFile, json.dump(4) + "\n");
 }
 

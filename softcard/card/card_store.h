@@ -8,10 +8,10 @@
 //   lock, transaction   files that carry the locks
 #pragma once
 
+#include "softcard/base/secret.h"
+#include "softcard/base/text.h"
 #include "softcard/card/code_record.h"
 #include "softcard/card/directories.h"
-#include "softcard/card/secret.h"
-#include "softcard/card/text.h"
 #include "softcard/system/files.h"
 
 #include <botan/rsa.h>

@@ -1,8 +1,8 @@
 #include "softcard/card/code_change.h"
 
+#include "softcard/base/store_error.h"
 #include "softcard/card/card_store.h"
 #include "softcard/card/code_check.h"
-#include "softcard/card/store_error.h"
 
 #include <string>
 

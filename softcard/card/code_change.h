@@ -2,8 +2,8 @@
 // what changes is how their secret is wrapped.
 #pragma once
 
+#include "softcard/base/secret.h"
 #include "softcard/card/code_record.h"
-#include "softcard/card/secret.h"
 
 #include <filesystem>
 #include <optional>

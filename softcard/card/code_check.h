@@ -1,8 +1,8 @@
 // Making and checking codes, and the secrets that they lead to.
 #pragma once
 
+#include "softcard/base/secret.h"
 #include "softcard/card/code_record.h"
-#include "softcard/card/secret.h"
 
 #include <cstdint>
 #include <filesystem>

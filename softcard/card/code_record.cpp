@@ -19,7 +19,7 @@ constexpr const char* stateFile = "state.json";
 constexpr uint32_t mostTries = 100;
 constexpr uint32_t highestCost = 1U << 17; // 128 MiB of memory
 
-Json ToJson(const CodeRecord& record)
+Json CodeToJson(const CodeRecord& record)
 {
     return {{"initialized", record.initialized},
             {"maximumTries", record.maximumTries},
@@ -40,7 +40,7 @@ void RequireDerivation(const CodeRecord& record)
     }
 }
 
-CodeRecord FromJson(const Json& json)
+CodeRecord CodeFromJson(const Json& json)
 {
     CodeRecord record;
     json.at("initialized").get_to(record.initialized);
@@ -60,14 +60,15 @@ CodeRecord FromJson(const Json& json)
 CodeRecords ReadCodeRecords(const std::filesystem::path& cardFolder)
 {
     return ReadJsonFile(cardFolder / stateFile, mendCard, [](const Json& json) {
-        return CodeRecords{FromJson(json.at("bok")), FromJson(json.at("pin")), FromJson(json.at("puk"))};
+        return CodeRecords{CodeFromJson(json.at("bok")), CodeFromJson(json.at("pin")),
+                           CodeFromJson(json.at("puk"))};
     });
 }
 
 void WriteCodeRecords(const std::filesystem::path& cardFolder, const CodeRecords& records)
 {
     const Json json = {
-        {"bok", ToJson(records.bok)}, {"pin", ToJson(records.pin)}, {"puk", ToJson(records.puk)}};
+        {"bok", CodeToJson(records.bok)}, {"pin", CodeToJson(records.pin)}, {"puk", CodeToJson(records.puk)}};
     WriteFileAtomically(cardFolder / stateFile, json.dump(4) + "\n");
 }
 

@@ -1,6 +1,7 @@
 #include "softcard/card/directories.h"
 
 #include "softcard/system/files.h"
+#include "softcard/system/user_directories.h"
 
 namespace softcard {
 

@@ -1,7 +1,7 @@
 // Where everything lies, ready for use.
 #pragma once
 
-#include "softcard/card/standard_directories.h"
+#include "softcard/base/directories.h"
 
 namespace softcard {
 

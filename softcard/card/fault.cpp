@@ -1,9 +1,9 @@
 #include "softcard/card/fault.h"
 
+#include "softcard/base/store_error.h"
 #include "softcard/card/card_store.h"
 #include "softcard/card/json_file.h"
 #include "softcard/card/reader_directory.h"
-#include "softcard/card/store_error.h"
 #include "softcard/system/files.h"
 
 #include <nlohmann/json.hpp>
@@ -23,7 +23,7 @@ std::filesystem::path FileOf(const std::filesystem::path& cardFolder)
     return cardFolder / "faults.json";
 }
 
-Json ToJson(const Fault& fault)
+Json FaultToJson(const Fault& fault)
 {
     Json json = {{"operation", fault.operation},
                  {"delay", fault.delay.count()},
@@ -41,7 +41,7 @@ Json ToJson(const Fault& fault)
     return json;
 }
 
-Fault FromJson(const Json& json)
+Fault FaultFromJson(const Json& json)
 {
     Fault fault;
     json.at("operation").get_to(fault.operation);
@@ -61,7 +61,7 @@ Fault FromJson(const Json& json)
 void WriteFaults(const std::filesystem::path& cardFolder, const std::vector<Fault>& faults)
 {
     Json json = Json::array();
-    std::transform(faults.begin(), faults.end(), std::back_inserter(json), ToJson);
+    std::transform(faults.begin(), faults.end(), std::back_inserter(json), FaultToJson);
     const std::string text = json.dump(4) + "\n";
     if (text.size() > longestFile) {
         throw StoreError(StoreFailure::badArgument, "There are too many faults at the card already.");
@@ -167,7 +167,7 @@ std::vector<Fault> ReadFaults(const std::filesystem::path& cardFolder)
     }
     return ReadJsonFile(FileOf(cardFolder), mendFaults, [](const Json& json) {
         std::vector<Fault> faults;
-        std::transform(json.begin(), json.end(), std::back_inserter(faults), FromJson);
+        std::transform(json.begin(), json.end(), std::back_inserter(faults), FaultFromJson);
         return faults;
     });
 }

@@ -1,6 +1,6 @@
 #include "softcard/card/file_trouble.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 
 #include <array>
 #include <string_view>

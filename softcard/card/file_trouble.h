@@ -1,7 +1,7 @@
 // What is wrong with a file, told to a person: in one sentence or two that name the file and say what to do.
 #pragma once
 
-#include "softcard/card/store_error.h"
+#include "softcard/base/store_error.h"
 
 #include <filesystem>
 #include <string>

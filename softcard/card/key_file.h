@@ -1,7 +1,7 @@
 // Private keys at rest.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <botan/rsa.h>
 

@@ -2,7 +2,7 @@
 // in hexadecimal digits. It is only read.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
 #include "softcard/card/reader_directory.h"
 
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/card_store.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 #include "softcard/system/card_link.h"
 #include "softcard/system/files.h"
 

@@ -1,6 +1,6 @@
 // The boundary: folders, start and end.
+#include "softcard/base/text.h"
 #include "softcard/card/directories.h"
-#include "softcard/card/text.h"
 #include "softcard/cardapi/boundary.h"
 #include "softcard/cardapi/library_log.h"
 #include "softcard/system/user_directories.h"

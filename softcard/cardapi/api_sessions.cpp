@@ -1,8 +1,8 @@
 // The boundary: readers, sessions and what a card tells about itself.
+#include "softcard/base/text.h"
 #include "softcard/card/card_error.h"
 #include "softcard/card/fault.h"
 #include "softcard/card/reader_directory.h"
-#include "softcard/card/text.h"
 #include "softcard/cardapi/boundary.h"
 
 #include <algorithm>

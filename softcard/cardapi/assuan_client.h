@@ -1,7 +1,7 @@
 // The side of the Assuan protocol that asks a pinentry program.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <chrono>
 #include <optional>

@@ -1,9 +1,9 @@
 #include "softcard/cardapi/boundary.h"
 
+#include "softcard/base/store_error.h"
 #include "softcard/card/card_error.h"
 #include "softcard/card/fault.h"
-#include "softcard/card/store_error.h"
-#include "softcard/system/process_end.h"
+#include "softcard/cardapi/system/process_end.h"
 
 #include "src/platform/process_end.h"
 

@@ -1,6 +1,6 @@
 #include "softcard/cardapi/library_log.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 #include "softcard/system/files.h"
 #include "src/log/log_settings.h"
 

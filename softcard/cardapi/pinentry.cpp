@@ -1,9 +1,9 @@
 #include "softcard/cardapi/pinentry.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
+#include "softcard/cardapi/system/pinentry_program.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/files.h"
-#include "softcard/system/pinentry_program.h"
 
 #include <charconv>
 #include <chrono>

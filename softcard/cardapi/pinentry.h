@@ -1,8 +1,8 @@
 // The virtual keyboard: any pinentry program, or what the system has in its place.
 #pragma once
 
+#include "softcard/base/secret.h"
 #include "softcard/card/code_record.h"
-#include "softcard/card/secret.h"
 
 #include <cstdint>
 #include <filesystem>

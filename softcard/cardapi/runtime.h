@@ -5,7 +5,7 @@
 #include "softcard/card/directories.h"
 #include "softcard/card/reader_directory.h"
 #include "softcard/cardapi/session.h"
-#include "softcard/system/reader_watch.h"
+#include "softcard/cardapi/system/reader_watch.h"
 
 #include "src/card/card_api.h"
 

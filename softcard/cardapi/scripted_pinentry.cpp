@@ -3,7 +3,7 @@
 // TAVRIK_PINENTRY_ANSWERS names a file; each GETPIN takes its first line away and answers with it. The line
 // CANCEL, a file without a line and a missing file answer as a user who cancels. TAVRIK_PINENTRY_LOG names a
 // file that the texts are appended to.
-#include "softcard/system/assuan_server.h"
+#include "softcard/cardapi/system/assuan_server.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/files.h"
 

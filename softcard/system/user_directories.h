@@ -1,8 +1,12 @@
 #pragma once
 
-#include "softcard/card/standard_directories.h"
+#include "softcard/base/directories.h"
 
 namespace softcard {
+
+// TAVRIK_HOME decides when it is set, and else UserDirectories. Both are absolute; nothing is made. Throws what
+// UserDirectories throws.
+Directories LocateDirectories();
 
 // Where the user's own configuration and state lie. Throws std::runtime_error, with a sentence for the user,
 // when the user has no home folder that can be used.

@@ -1,7 +1,7 @@
 // Key files of the form that they had before.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <botan/rsa.h>
 

@@ -1,6 +1,6 @@
 // softcard_slow_pinentry: a pinentry that makes the file SLOW_PINENTRY_ASKED, and when somebody has made the
 // file SLOW_PINENTRY_GATE, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
-#include "softcard/system/assuan_server.h"
+#include "softcard/cardapi/system/assuan_server.h"
 #include "softcard/system/environment.h"
 
 #include <chrono>

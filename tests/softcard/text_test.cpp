@@ -1,4 +1,4 @@
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 
 #include <gtest/gtest.h>
 

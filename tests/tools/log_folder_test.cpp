@@ -1,4 +1,4 @@
-#include "softcard/card/standard_directories.h"
+#include "softcard/system/user_directories.h"
 #include "tests/tools/test_log.h"
 #include "tools/tavrik-log/log_folder.h"
 

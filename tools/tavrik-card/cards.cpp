@@ -1,11 +1,11 @@
 // The subcommands that make cards, take them away, and move them.
+#include "softcard/base/store_error.h"
 #include "softcard/card/card_maker.h"
 #include "softcard/card/reader_directory.h"
-#include "softcard/card/store_error.h"
-#include "softcard/system/terminal.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/progress.h"
 #include "tools/tavrik-card/support.h"
+#include "tools/tavrik-card/system/terminal.h"
 
 #include <botan/auto_rng.h>
 

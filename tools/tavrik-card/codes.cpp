@@ -1,7 +1,7 @@
 // The subcommands for codes and for the channel that they open.
+#include "softcard/base/store_error.h"
 #include "softcard/card/card_channel.h"
 #include "softcard/card/code_change.h"
-#include "softcard/card/store_error.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/secret_input.h"
 #include "tools/tavrik-card/support.h"

@@ -1,7 +1,7 @@
 // The subcommand that orders faults.
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/fault.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 #include "src/card/card_status.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/support.h"

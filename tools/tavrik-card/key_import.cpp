@@ -1,10 +1,10 @@
 #include "tools/tavrik-card/key_import.h"
 
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/file_trouble.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 #include "softcard/system/files.h"
-#include "softcard/system/key_parser.h"
+#include "tools/tavrik-card/system/key_parser.h"
 
 #include <botan/exceptn.h>
 #include <botan/pk_keys.h>

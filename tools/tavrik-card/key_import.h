@@ -1,7 +1,7 @@
 // Keys and certificates that others made.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <botan/rsa.h>
 

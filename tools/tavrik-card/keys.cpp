@@ -1,9 +1,9 @@
 // The subcommands that bring keys and certificates in and out.
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/card_maker.h"
 #include "softcard/card/code_change.h"
 #include "softcard/card/file_trouble.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/key_import.h"
 #include "tools/tavrik-card/secret_input.h"

@@ -1,10 +1,10 @@
 // The subcommands that tell about the cards.
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/card_channel.h"
 #include "softcard/card/fault.h"
 #include "softcard/card/file_trouble.h"
 #include "softcard/card/reader_directory.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/support.h"
 

@@ -4,13 +4,13 @@
 // name taken, 5 card in a reader, 6 reader occupied, 7 card not inserted, 8 wrong code, 9 code locked or not
 // initialised, 10 nothing to import, 11 unknown reader, 12 the card is in use. Every failure is told in one
 // sentence on the standard error.
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/file_trouble.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
-#include "softcard/system/program_start.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/messages.h"
 #include "tools/tavrik-card/support.h"
+#include "tools/tavrik-card/system/program_start.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "tools/tavrik-card/messages.h"
 
-#include "softcard/card/store_error.h"
+#include "softcard/base/store_error.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,6 +1,6 @@
 #include "tools/tavrik-card/progress.h"
 
-#include "softcard/system/terminal.h"
+#include "tools/tavrik-card/system/terminal.h"
 
 #include <array>
 #include <chrono>

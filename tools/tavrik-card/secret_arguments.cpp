@@ -1,6 +1,6 @@
 #include "tools/tavrik-card/secret_arguments.h"
 
-#include "softcard/system/program_start.h"
+#include "tools/tavrik-card/system/program_start.h"
 
 #include <botan/mem_ops.h>
 

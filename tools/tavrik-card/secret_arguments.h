@@ -1,7 +1,7 @@
 // The codes and passwords on the command line, taken out of it before anything copies them.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 #include "tools/tavrik-card/secret_input.h"
 
-#include "softcard/card/store_error.h"
-#include "softcard/system/terminal.h"
+#include "softcard/base/store_error.h"
+#include "tools/tavrik-card/system/terminal.h"
 
 #include <iostream>
 

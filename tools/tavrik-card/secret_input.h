@@ -1,7 +1,7 @@
 // Codes and passwords that come from the user of the command line.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <optional>
 #include <string>

@@ -1,10 +1,10 @@
 #include "tools/tavrik-card/support.h"
 
+#include "softcard/base/store_error.h"
+#include "softcard/base/text.h"
 #include "softcard/card/card_error.h"
 #include "softcard/card/fault.h"
 #include "softcard/card/reader_directory.h"
-#include "softcard/card/store_error.h"
-#include "softcard/card/text.h"
 
 #include <iostream>
 

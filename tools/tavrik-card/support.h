@@ -1,10 +1,10 @@
 // What the subcommands share.
 #pragma once
 
+#include "softcard/base/store_error.h"
 #include "softcard/card/card_access.h"
 #include "softcard/card/card_store.h"
 #include "softcard/card/code_record.h"
-#include "softcard/card/store_error.h"
 #include "softcard/system/files.h"
 #include "tools/tavrik-card/messages.h"
 

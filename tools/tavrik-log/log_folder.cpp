@@ -1,6 +1,6 @@
 #include "tools/tavrik-log/log_folder.h"
 
-#include "softcard/card/standard_directories.h"
+#include "softcard/system/user_directories.h"
 
 #include <algorithm>
 #include <charconv>

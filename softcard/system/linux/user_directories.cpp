@@ -1,6 +1,6 @@
 #include "softcard/system/user_directories.h"
 
-#include "softcard/card/store_error.h"
+#include "softcard/base/store_error.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/files.h"
 

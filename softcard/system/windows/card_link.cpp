@@ -1,7 +1,7 @@
 // A file that names the card's folder: making a symbolic link takes a privilege.
 #include "softcard/system/card_link.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 #include "softcard/system/files.h"
 #include "softcard/system/windows/handle.h"
 

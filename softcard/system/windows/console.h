@@ -1,6 +1,6 @@
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <optional>
 

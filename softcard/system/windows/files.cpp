@@ -3,7 +3,7 @@
 // for a little.
 #include "softcard/system/files.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 #include "softcard/system/file_steps.h"
 #include "softcard/system/windows/handle.h"
 #include "softcard/system/windows/last_error.h"

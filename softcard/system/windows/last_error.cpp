@@ -1,6 +1,6 @@
 #include "softcard/system/windows/last_error.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 
 #include <system_error>
 

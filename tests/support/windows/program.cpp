@@ -1,6 +1,6 @@
 #include "tests/support/program.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 #include "softcard/system/files.h"
 #include "softcard/system/windows/handle.h"
 

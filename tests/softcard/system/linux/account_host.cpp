@@ -1,7 +1,7 @@
 // softcard_account_host HOME: a host of the library whose account has the given home in the user database. It
 // tells on its standard output where the library looks, and what comes of asking the user for the login code
 // of the card in "Reader 0"; the library's own log goes where the library says.
-#include "softcard/card/standard_directories.h"
+#include "softcard/system/user_directories.h"
 #include "tests/softcard/card_library.h"
 
 #include "src/log/log_settings.h"

@@ -1,7 +1,7 @@
 // softcard_leave_card HOW: uses both families' keys of the card in "Reader 0", closes the session, finalises
 // the library and ends at once, so that a test can look at what is left in memory. HOW is "given" when the
 // login code and the PIN are two lines of the standard input, or "asked" when the keyboard asks for them.
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 #include "tests/softcard/card_library.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-#include "softcard/system/windows/piped_program.h"
+#include "softcard/cardapi/system/windows/piped_program.h"
 
 #include <array>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "softcard/system/program_start.h"
+#include "tools/tavrik-card/system/program_start.h"
 
 #include <botan/mem_ops.h>
 

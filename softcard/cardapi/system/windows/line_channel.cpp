@@ -1,4 +1,4 @@
-#include "softcard/system/windows/line_channel.h"
+#include "softcard/cardapi/system/windows/line_channel.h"
 
 #include <thread>
 

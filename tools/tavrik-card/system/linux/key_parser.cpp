@@ -1,7 +1,7 @@
 // With OpenSSL, which knows the forms that keys are kept in, old ones too.
-#include "softcard/system/key_parser.h"
+#include "tools/tavrik-card/system/key_parser.h"
 
-#include "softcard/card/store_error.h"
+#include "softcard/base/store_error.h"
 
 #include <botan/data_src.h>
 #include <botan/pkcs8.h>

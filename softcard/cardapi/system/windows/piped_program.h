@@ -1,7 +1,7 @@
 #pragma once
 
+#include "softcard/cardapi/system/windows/line_channel.h"
 #include "softcard/system/windows/handle.h"
-#include "softcard/system/windows/line_channel.h"
 
 #include <filesystem>
 #include <optional>

@@ -1,7 +1,7 @@
 // Asking a person for a code.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 #include "softcard/cardapi/assuan_client.h"
 
 #include <filesystem>

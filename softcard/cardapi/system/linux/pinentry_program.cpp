@@ -1,5 +1,5 @@
 // Any pinentry program, spoken to through pipes.
-#include "softcard/system/pinentry_program.h"
+#include "softcard/cardapi/system/pinentry_program.h"
 
 #include "softcard/system/environment.h"
 #include "softcard/system/linux/file_descriptor.h"

@@ -1,4 +1,4 @@
-#include "softcard/system/process_end.h"
+#include "softcard/cardapi/system/process_end.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // The standard streams, when a person sits at them.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <optional>
 

@@ -1,4 +1,4 @@
-// Where everything lies.
+// The folders of the configuration and of the state.
 #pragma once
 
 #include <filesystem>
@@ -14,10 +14,5 @@ struct Directories
     [[nodiscard]] std::filesystem::path Readers() const { return state / "readers"; }
     [[nodiscard]] std::filesystem::path Authority() const { return state / "authority"; }
 };
-
-// TAVRIK_HOME decides when it is set, and else the user's own configuration and state folders do. Both are
-// absolute; nothing is made. Throws std::runtime_error, with a sentence for the user, when the user has no
-// home folder that can be used.
-Directories LocateDirectories();
 
 } // namespace softcard

@@ -1,6 +1,6 @@
-#include "softcard/system/program_start.h"
+#include "tools/tavrik-card/system/program_start.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
 
 #include <cstdio>
 #include <memory>

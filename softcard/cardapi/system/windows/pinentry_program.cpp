@@ -1,10 +1,10 @@
 // A program that speaks Assuan through pipes, or the host's console.
-#include "softcard/system/pinentry_program.h"
+#include "softcard/cardapi/system/pinentry_program.h"
 
-#include "softcard/card/text.h"
+#include "softcard/base/text.h"
+#include "softcard/cardapi/system/windows/piped_program.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/windows/console.h"
-#include "softcard/system/windows/piped_program.h"
 
 #include <string>
 

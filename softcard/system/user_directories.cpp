@@ -1,7 +1,6 @@
-#include "softcard/card/standard_directories.h"
+#include "softcard/system/user_directories.h"
 
 #include "softcard/system/environment.h"
-#include "softcard/system/user_directories.h"
 
 namespace softcard {
 

@@ -1,4 +1,4 @@
-#include "softcard/system/terminal.h"
+#include "tools/tavrik-card/system/terminal.h"
 
 #include "softcard/system/windows/console.h"
 

@@ -1,7 +1,7 @@
 // With Botan, which knows PEM and DER: PKCS#8 for keys, encrypted or not, and PKCS#1 in clear.
-#include "softcard/system/key_parser.h"
+#include "tools/tavrik-card/system/key_parser.h"
 
-#include "softcard/card/store_error.h"
+#include "softcard/base/store_error.h"
 
 #include <botan/ber_dec.h>
 #include <botan/data_src.h>

@@ -1,7 +1,7 @@
-#include "softcard/system/assuan_server.h"
+#include "softcard/cardapi/system/assuan_server.h"
 
 #include "softcard/cardapi/assuan_text.h"
-#include "softcard/system/windows/line_channel.h"
+#include "softcard/cardapi/system/windows/line_channel.h"
 
 #include <string_view>
 

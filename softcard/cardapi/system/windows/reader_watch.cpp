@@ -1,4 +1,4 @@
-#include "softcard/system/reader_watch.h"
+#include "softcard/cardapi/system/reader_watch.h"
 
 #include "softcard/system/windows/handle.h"
 

@@ -1,7 +1,7 @@
 // Lines of text over pipes, as the Assuan protocol has them.
 #pragma once
 
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 #include "softcard/cardapi/assuan_client.h"
 
 #include <optional>

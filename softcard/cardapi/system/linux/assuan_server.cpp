@@ -1,4 +1,4 @@
-#include "softcard/system/assuan_server.h"
+#include "softcard/cardapi/system/assuan_server.h"
 
 #include "softcard/cardapi/assuan_text.h"
 

@@ -1,4 +1,4 @@
-#include "softcard/card/secret.h"
+#include "softcard/base/secret.h"
 
 #include <botan/block_cipher.h>
 #include <botan/mem_ops.h>
