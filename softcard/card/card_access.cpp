@@ -53,7 +53,7 @@ void TryForAWhile(const Attempt& attempt)
     const auto deadline = std::chrono::steady_clock::now() + longestWait;
     while (!attempt()) {
         if (std::chrono::steady_clock::now() >= deadline) {
-            throw CardError(statusSharingViolation, "Another transaction is active on the card.");
+            throw CardError(eStatusSHARING_VIOLATION, "Another transaction is active on the card.");
         }
         std::this_thread::sleep_for(pause);
     }
@@ -70,7 +70,7 @@ CardTransaction::CardTransaction(std::filesystem::path folder) : cardFolder(std:
 {
     TryForAWhile([this] {
         if (OwnTransactions::Instance().Contains(cardFolder)) {
-            throw CardError(statusSharingViolation, "Another transaction is active on the card.");
+            throw CardError(eStatusSHARING_VIOLATION, "Another transaction is active on the card.");
         }
         lock = FileLock::Try(LockFile(cardFolder));
         return lock.has_value();

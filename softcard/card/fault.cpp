@@ -49,7 +49,7 @@ Fault FaultFromJson(const Json& json)
     json.at("removesCard").get_to(fault.removesCard);
     fault.count = NumberIn(json, "count", 1);
     if (json.contains("status")) {
-        fault.status = json.at("status").get<int32_t>();
+        fault.status = json.at("status").get<CardStatus>();
     }
     if (json.contains("codeState")) {
         fault.codeState = NumberIn(json, "codeState", 0);
@@ -208,7 +208,7 @@ bool MeetFault(const Directories& directories, const std::string& card, const st
         TakeCardOut(directories, card);
     }
     if (fault->status || fault->removesCard) {
-        throw OrderedFailure(fault->status.value_or(statusRemovedCard), *fault);
+        throw OrderedFailure(fault->status.value_or(eStatusREMOVED_CARD), *fault);
     }
     return true;
 }

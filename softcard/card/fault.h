@@ -21,7 +21,7 @@ inline constexpr uint32_t longestFaultDelay = 600000; // milliseconds
 struct Fault
 {
     std::string operation;             // see FaultableOperations; or anyOperation
-    std::optional<int32_t> status;     // that the call answers instead of being done
+    std::optional<CardStatus> status;  // that the call answers instead of being done
     std::optional<uint32_t> codeState; // that a verification leaves in its result, with a status
     bool verified = false;             // and whether it says there that the code was accepted
     std::chrono::milliseconds delay{0};
@@ -43,7 +43,7 @@ bool IsVerification(const std::string& operation);
 class OrderedFailure : public CardError
 {
 public:
-    OrderedFailure(int32_t cardStatus, Fault ordered)
+    OrderedFailure(CardStatus cardStatus, Fault ordered)
         : CardError(cardStatus, "A fault was ordered."), fault(std::move(ordered))
     {
     }

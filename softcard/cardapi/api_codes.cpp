@@ -18,12 +18,6 @@ using softcard::Runtime;
 
 namespace {
 
-// What VerifyResult says of a code that cannot be tried.
-constexpr uint32_t bokUninitialized = 1;
-constexpr uint32_t bokLocked = 3;
-constexpr uint32_t pinUninitialized = 4;
-constexpr uint32_t pinLocked = 5;
-
 // Which code it is, where, and what it opens.
 struct Verification
 {
@@ -46,13 +40,13 @@ void RequireAccepted(const CodeCheck& check, CodeKind kind, VerifyResult& result
     case CodeOutcome::accepted:
         return;
     case CodeOutcome::wrong:
-        throw CardError(softcard::statusIncorrectCode, "The code is wrong.");
+        throw CardError(eIncorrectCode, "The code is wrong.");
     case CodeOutcome::locked:
         result.status = isBok ? bokLocked : pinLocked;
-        throw CardError(softcard::statusInvalidCodeState, "The code is locked.");
+        throw CardError(eInvalidCodeState, "The code is locked.");
     case CodeOutcome::uninitialized:
-        result.status = isBok ? bokUninitialized : pinUninitialized;
-        throw CardError(softcard::statusInvalidCodeState, "The code is not initialised.");
+        result.status = isBok ? bokNotInitialised : pinNotInitialised;
+        throw CardError(eInvalidCodeState, "The code is not initialised.");
     }
 }
 
@@ -68,7 +62,7 @@ softcard::SecretText AskUser(const Verification& verification, VerifyResult& res
     auto code = softcard::AskForCode({verification.kind, card.name, reader, look.triesLeft},
                                      Runtime::Instance().RequireDirectories().config);
     if (!code || !softcard::CanBeACode(*code)) {
-        throw CardError(softcard::statusUserInputError, "The user gave no code, or what can be none.");
+        throw CardError(eUserInputError, "The user gave no code, or what can be none.");
     }
     // The user may have taken the time to remove the card.
     (void)Runtime::Instance().RequireSession(verification.number);
@@ -86,7 +80,7 @@ void Verify(const Verification& verification, const char* code, VerifyResult& re
     RequireAccepted(check, verification.kind, result);
     auto keys = softcard::LoadPrivateKeys(card, verification.Family(), check.secret);
     if (!verification.session->Authorize(verification.Family(), std::move(keys))) {
-        throw CardError(softcard::statusInvalidSession, "The session was closed meanwhile.");
+        throw CardError(eInvalidSession, "The session was closed meanwhile.");
     }
     result.verified = 1;
 }

@@ -36,7 +36,7 @@ CardKeyInfo DescribeKey(const CardKey& key)
     CardKeyInfo info{};
     if (rsaKey == nullptr || rsaKey->get_n().bytes() > sizeof info.modulus ||
         rsaKey->get_e().bytes() > sizeof info.publicExponent) {
-        throw CardError(softcard::statusInvalidData, "The certificate has no key that can be told of.");
+        throw CardError(eInvalidDataDecoded, "The certificate has no key that can be told of.");
     }
     info.keyReference = key.reference;
     info.modulusBits = static_cast<uint32_t>(rsaKey->get_n().bits());
@@ -51,7 +51,7 @@ CardKeyInfo DescribeKey(const CardKey& key)
 void CopyCertificate(const CardKey& key, CardCertificate& certificate)
 {
     if (key.certificate.size() > sizeof certificate.data) {
-        throw CardError(softcard::statusInsufficientBuffer, "The certificate is too long.");
+        throw CardError(eInsuficientBuffer, "The certificate is too long.");
     }
     certificate.length = static_cast<uint32_t>(key.certificate.size());
     std::copy(key.certificate.begin(), key.certificate.end(), certificate.data);
@@ -85,7 +85,7 @@ CardStatus GetKeyInfo(CardSession session, KeyFamily family, CardKeyInfo* key)
         const WorkBeforeEnd work;
         const auto& cardKeys = found->InsertedCard().Keys(family);
         if (cardKeys.empty()) {
-            throw CardError(softcard::statusCertificateNotLoaded, "The card has no key of this family.");
+            throw CardError(eCertNotLoaded, "The card has no key of this family.");
         }
         *key = DescribeKey(cardKeys.front());
     });
@@ -107,7 +107,7 @@ struct Exchange
     void Answer(std::span<const uint8_t> result) const
     {
         if (result.size() > *lengthOfOutput) {
-            throw CardError(softcard::statusInsufficientBuffer, "The result does not fit.");
+            throw CardError(eInsuficientBuffer, "The result does not fit.");
         }
         std::copy(result.begin(), result.end(), output);
         *lengthOfOutput = static_cast<uint32_t>(result.size());
@@ -123,7 +123,7 @@ void SignWith(const softcard::PrivateKeys& keys, const std::vector<CardKey>& car
               const Exchange& exchange)
 {
     if (keys.empty()) {
-        throw CardError(softcard::statusUnknownPrivateKey, "The card has no key of this family.");
+        throw CardError(eUnknownPrivKey, "The card has no key of this family.");
     }
     exchange.Answer(softcard::Sign(*keys.front(), cardKeys.front().reference, exchange.input));
 }
@@ -163,7 +163,7 @@ CardStatus CardAPI_QES_SignData(CardSession session, const uint8_t* data, uint32
         // A signature that fails costs the authorisation too.
         const auto keys = found->TakeQualifiedKeys();
         if (!keys) {
-            throw CardError(softcard::statusInvalidCodeState, "The signature PIN is not verified.");
+            throw CardError(eInvalidCodeState, "The signature PIN is not verified.");
         }
         SignWith(*keys, found->InsertedCard().qualifiedKeys, exchange);
     });
@@ -179,7 +179,7 @@ CardStatus CardAPI_ES_SignData(CardSession session, const uint8_t* data, uint32_
         const auto entry = EnterCard(found->InsertedCard().folder);
         const auto keys = found->OrdinaryKeys();
         if (!keys) {
-            throw CardError(softcard::statusSecureMessagingMissing, "The login code is not verified.");
+            throw CardError(eSmNotInitialized, "The login code is not verified.");
         }
         SignWith(*keys, found->InsertedCard().ordinaryKeys, exchange);
     });
@@ -195,10 +195,10 @@ CardStatus CardAPI_ES_DecryptData(CardSession session, const uint8_t* data, uint
         const auto entry = EnterCard(found->InsertedCard().folder);
         const auto keys = found->OrdinaryKeys();
         if (!keys) {
-            throw CardError(softcard::statusSecureMessagingMissing, "The login code is not verified.");
+            throw CardError(eSmNotInitialized, "The login code is not verified.");
         }
         if (certificateIndex >= keys->size()) {
-            throw CardError(softcard::statusUnknownPrivateKey, "The card has no such key.");
+            throw CardError(eUnknownPrivKey, "The card has no such key.");
         }
         exchange.Answer(softcard::Decrypt(*keys->at(certificateIndex), exchange.input));
     });

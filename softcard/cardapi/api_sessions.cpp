@@ -65,14 +65,14 @@ void CopySerialNumber(const std::string& serialNumber, char* text, uint32_t* cap
 int32_t CardAPI_GetReaderList(char16_t* buffer, uint32_t capacity)
 {
     if (buffer == nullptr || capacity == 0) {
-        return -softcard::statusInvalidParameter;
+        return -eInvalidParam;
     }
     buffer[0] = u'\0';
     std::u16string names;
     const CardStatus status = Guarded([&] { names = JoinReaderNames(capacity); });
     std::copy(names.begin(), names.end(), buffer);
     const auto used = std::max<int32_t>(static_cast<int32_t>(names.size()), 1);
-    if (status == softcard::statusOk) {
+    if (status == eStatusOk) {
         return used;
     }
     return status > 0 ? -status : status; // never a length, also when a negative status was ordered
@@ -85,7 +85,7 @@ CardStatus CardAPI_OpenSession(const char16_t* readerName, CardSession* session)
         RequirePointer(session);
         const auto name = softcard::ToUtf8(readerName);
         if (!name) {
-            throw softcard::CardError(softcard::statusUnknownReader, "The name is not well-formed.");
+            throw softcard::CardError(eStatusUNKNOWN_READER, "The name is not well-formed.");
         }
         MeetFaultInReader(*name, "OpenSession");
         *session = Runtime::Instance().Open(*name);
@@ -138,7 +138,7 @@ CardStatus CardAPI_WaitForReaderEvent(uint32_t milliseconds, ReaderCallback call
 {
     return Guarded([&] {
         if (callback == nullptr) {
-            throw softcard::CardError(softcard::statusInvalidParameter, "The callback is missing.");
+            throw softcard::CardError(eInvalidParam, "The callback is missing.");
         }
         for (const auto& event : Runtime::Instance().WaitForEvents(std::chrono::milliseconds(milliseconds))) {
             callback(event.code, softcard::ToUtf16(event.reader).c_str(), event.session, &event.status);

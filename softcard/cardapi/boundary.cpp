@@ -14,17 +14,17 @@ namespace softcard {
 CardStatus Guarded(const std::function<void()>& body) noexcept
 {
     if (ThreadsAreGone() || ProcessIsEnding()) {
-        return statusNotInitialized;
+        return eLibraryNotInitialized;
     }
     try {
         body();
-        return statusOk;
+        return eStatusOk;
     } catch (const CardError& error) {
         return error.Status();
     } catch (const StoreError& error) {
-        return error.Failure() == StoreFailure::cardBusy ? statusSharingViolation : statusInternalError;
+        return error.Failure() == StoreFailure::cardBusy ? eStatusSHARING_VIOLATION : eInternalError;
     } catch (const std::exception&) {
-        return statusInternalError;
+        return eInternalError;
     }
 }
 
@@ -49,7 +49,7 @@ std::shared_ptr<Session> LeaveCard(CardSession session, const std::string& opera
 void RequirePointer(const void* pointer)
 {
     if (pointer == nullptr) {
-        throw CardError(statusInvalidParameter, "A pointer is missing.");
+        throw CardError(eInvalidParam, "A pointer is missing.");
     }
 }
 

@@ -35,7 +35,7 @@ Scheme SchemeOf(uint32_t reference, size_t keyLength)
     case 4:
         return {"EMSA3(Raw,SHA-512)", 64, 64};
     default:
-        throw CardError(statusUnknownPrivateKey, "The key has no known reference.");
+        throw CardError(eUnknownPrivKey, "The key has no known reference.");
     }
 }
 
@@ -45,7 +45,7 @@ std::vector<uint8_t> Sign(const Botan::RSA_PrivateKey& key, uint32_t reference, 
 {
     const Scheme scheme = SchemeOf(reference, key.get_n().bytes());
     if (data.size() < scheme.shortest || data.size() > scheme.longest) {
-        throw CardError(statusInvalidParameter, "The data does not fit the key.");
+        throw CardError(eInvalidParam, "The data does not fit the key.");
     }
     Botan::AutoSeeded_RNG random;
     Botan::PK_Signer signer(CallingThreadKey(key), random, scheme.padding);
@@ -59,14 +59,14 @@ Botan::secure_vector<uint8_t> Decrypt(const Botan::RSA_PrivateKey& key, std::spa
         data = data.subspan(1); // as the command to a card has it
     }
     if (data.size() != keyLength) {
-        throw CardError(statusInvalidParameter, "The data is not as long as the key.");
+        throw CardError(eInvalidParam, "The data is not as long as the key.");
     }
     Botan::AutoSeeded_RNG random;
     const Botan::PK_Decryptor_EME decryptor(CallingThreadKey(key), random, "EME-PKCS1-v1_5");
     try {
         return decryptor.decrypt(data.data(), data.size());
     } catch (const Botan::Exception&) {
-        throw CardError(statusInvalidData, "The data was not encrypted for the key.");
+        throw CardError(eInvalidDataDecoded, "The data was not encrypted for the key.");
     }
 }
 

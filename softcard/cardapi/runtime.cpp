@@ -43,10 +43,10 @@ Reader RequireCardIn(const Directories& directories, const std::string& reader)
 {
     auto found = ReaderDirectory(directories).Find(reader);
     if (!found) {
-        throw CardError(statusUnknownReader, "There is no such reader.");
+        throw CardError(eStatusUNKNOWN_READER, "There is no such reader.");
     }
     if (found->card.empty()) {
-        throw CardError(statusNoCard, "There is no card in the reader.");
+        throw CardError(eStatusNO_SMARTCARD, "There is no card in the reader.");
     }
     return std::move(*found);
 }
@@ -57,7 +57,7 @@ std::shared_ptr<Session> LoadSession(const Directories& directories, const Reade
     try {
         return std::make_shared<Session>(CardStore(directories).Load(reader.card), reader);
     } catch (const std::exception& error) {
-        throw CardError(statusUnknownCardType, error.what());
+        throw CardError(eUnknownCardType, error.what());
     }
 }
 
@@ -123,7 +123,7 @@ CardSession Runtime::Open(const std::string& reader)
             return session;
         }
     }
-    throw CardError(statusRemovedCard, "The card in the reader is another one each time.");
+    throw CardError(eStatusREMOVED_CARD, "The card in the reader is another one each time.");
 }
 
 std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
@@ -131,12 +131,12 @@ std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
     const Run current = CurrentRun();
     auto found = RequireOpenSession(session);
     if (found->HasEnded()) {
-        throw CardError(statusInvalidSession, "There is no such session.");
+        throw CardError(eInvalidSession, "There is no such session.");
     }
     const Reader& inserted = found->InsertedIn();
     const auto reader = ReaderDirectory(current.directories).Find(inserted.name);
     if (!reader || reader->card.empty() || reader->insertion != inserted.insertion) {
-        throw CardError(statusRemovedCard, "The card was removed.");
+        throw CardError(eStatusREMOVED_CARD, "The card was removed.");
     }
     return found;
 }
@@ -146,7 +146,7 @@ std::shared_ptr<Session> Runtime::RequireOpenSession(CardSession session) const
     const std::lock_guard lock(mutex);
     const auto found = sessions.find(session);
     if (found == sessions.end()) {
-        throw CardError(statusInvalidSession, "There is no such session.");
+        throw CardError(eInvalidSession, "There is no such session.");
     }
     return found->second;
 }
@@ -183,7 +183,7 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
 void Runtime::RequireInitialized() const
 {
     if (!initialized) {
-        throw CardError(statusNotInitialized, "The library is not initialised.");
+        throw CardError(eLibraryNotInitialized, "The library is not initialised.");
     }
 }
 
@@ -198,7 +198,7 @@ void Runtime::RequireSameRun(const Run& earlier) const
 {
     RequireInitialized();
     if (earlier.number != run) {
-        throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
+        throw CardError(eLibraryNotInitialized, "The library has been finalised, and initialised again.");
     }
 }
 
@@ -222,7 +222,7 @@ std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatc
     for (const auto& [reader, known] : changes.removed) {
         const auto failure =
             MeetFailure(changes.run.directories, known.card, {"WaitForReaderEvent"}, std::nullopt);
-        events.push_back({cardRemovedEvent, reader, known.session, failure.value_or(statusOk)});
+        events.push_back({cardRemovedEvent, reader, known.session, failure.value_or(eStatusOk)});
     }
     for (const Reader& reader : changes.inserted) {
         if (auto event = OpenInserted(changes.run, reader)) {
@@ -241,7 +241,7 @@ Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& wat
     const std::lock_guard lock(mutex);
     RequireSameRun(changes.run);
     if (!watches.contains(watch)) {
-        throw CardError(statusNotInitialized, "The library has been finalised, and initialised again.");
+        throw CardError(eLibraryNotInitialized, "The library has been finalised, and initialised again.");
     }
     std::erase_if(knownCards, [&](const auto& known) {
         const bool isGone = !IsStillIn(readers, known.first, known.second.insertion);
@@ -263,12 +263,12 @@ Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& wat
 // before there was a session to tell of.
 std::optional<ReaderEvent> Runtime::OpenInserted(const Run& current, const Reader& reader)
 {
-    ReaderEvent event{cardInsertedEvent, reader.name, 0, statusOk};
+    ReaderEvent event{cardInsertedEvent, reader.name, 0, eStatusOk};
     std::shared_ptr<Session> loaded;
-    const auto failure = MeetFailure(current.directories, reader.card, {"WaitForReaderEvent", "OpenSession"},
-                                     statusInternalError);
+    const auto failure =
+        MeetFailure(current.directories, reader.card, {"WaitForReaderEvent", "OpenSession"}, eInternalError);
     try {
-        event.status = failure.value_or(statusOk);
+        event.status = failure.value_or(eStatusOk);
         loaded = failure ? nullptr : LoadSession(current.directories, reader);
     } catch (const CardError& error) {
         event.status = error.Status();

@@ -55,7 +55,7 @@ void Session::StartTransaction()
     auto started = std::make_unique<CardTransaction>(card.folder);
     const std::lock_guard lock(mutex);
     if (ended) {
-        throw CardError(statusInvalidSession, "The session has ended.");
+        throw CardError(eInvalidSession, "The session has ended.");
     }
     transaction = std::move(started);
 }
@@ -64,7 +64,7 @@ void Session::StopTransaction()
 {
     const std::lock_guard lock(mutex);
     if (!transaction) {
-        throw CardError(statusNotTransacted, "No transaction is active on the session.");
+        throw CardError(eStatusNOT_TRANSACTED, "No transaction is active on the session.");
     }
     transaction.reset();
 }

@@ -1,23 +1,9 @@
-// What the card's functions and its tool answer, as the tests expect it.
+// The statuses of the card's functions and the exit codes of its tool.
 #pragma once
 
-namespace softcard::test {
+#include "src/card/card_status.h"
 
-// Statuses of the CardAPI functions.
-inline constexpr int notInitialized = 2;
-inline constexpr int invalidSession = 3;
-inline constexpr int insufficientBuffer = 6;
-inline constexpr int internalError = 10;
-inline constexpr int incorrectCode = 15;
-inline constexpr int invalidCodeState = 17;
-inline constexpr int userInputError = 18;
-inline constexpr int unknownPrivateKey = 21;
-inline constexpr int certificateNotLoaded = 24;
-inline constexpr int unknownReader = 72;
-inline constexpr int sharingViolation = 74;
-inline constexpr int noCard = 75;
-inline constexpr int notTransacted = 84;
-inline constexpr int removedCard = 92;
+namespace softcard::test {
 
 // Exit codes of tavrik-card.
 inline constexpr int exitBadArguments = 2;

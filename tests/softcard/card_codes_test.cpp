@@ -39,7 +39,7 @@ TEST_F(CardCodes, AreChangedByWhoKnowsTheOldOne)
 {
     const CardSession session = InsertAndOpen("ref2");
     ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", "new code"}, 0);
-    EXPECT_EQ(VerifyBok(session, bok).returned, incorrectCode);
+    EXPECT_EQ(VerifyBok(session, bok).returned, eIncorrectCode);
     EXPECT_EQ(VerifyBok(session, "new code").returned, 0);
     EXPECT_EQ(SignOrdinarily(session), 0) << "the key is still reached";
     ExpectExit({"set-code", "ref2", "pin", "--old", pin, "--new", "9"}, 0);
@@ -66,7 +66,7 @@ TEST_F(CardCodes, AreNotChangedByOthers)
     ExpectExit({"set-code", "ref2", "bok", "--old", bok, "--new", ""}, exitBadArguments,
                "A code has 1 to 64 bytes, none of them zero.");
     const CardSession session = InsertAndOpen("ref2");
-    EXPECT_EQ(VerifyPin(session, pin).returned, invalidCodeState);
+    EXPECT_EQ(VerifyPin(session, pin).returned, eInvalidCodeState);
     EXPECT_EQ(VerifyBok(session, bok).returned, 0) << "a bad new code costs nothing";
 }
 
@@ -84,7 +84,7 @@ TEST_F(CardCodes, AreReadFromTheStandardInput)
 TEST_F(CardCodes, AreSetForTheFirstTimeWithThePuk)
 {
     const CardSession session = InsertAndOpen("blank");
-    EXPECT_EQ(VerifyPin(session, "1").result.status, 4U);
+    EXPECT_EQ(VerifyPin(session, "1").result.status, pinNotInitialised);
     ExpectExit({"set-code", "blank", "pin", "--old", "1", "--new", "2"}, exitCodeUnusable,
                "The signature PIN is not initialised.");
     ExpectExit({"unblock", "blank", "pin", "--puk", templatePuk}, exitCodeUnusable,
@@ -102,12 +102,12 @@ TEST_F(CardCodes, AreUnblockedWithThePuk)
     const CardSession session = InsertAndOpen("ref2");
     ExpectExit({"lock", "ref2", "bok"}, 0);
     ExpectExit({"lock", "ref2", "pin"}, 0);
-    EXPECT_EQ(VerifyBok(session, bok).result.status, 3U);
-    EXPECT_EQ(VerifyPin(session, pin).result.status, 5U);
+    EXPECT_EQ(VerifyBok(session, bok).result.status, bokLocked);
+    EXPECT_EQ(VerifyPin(session, pin).result.status, pinLocked);
     ExpectExit({"unblock", "ref2", "bok", "--puk", templatePuk}, 0);
     ExpectExit({"unblock", "ref2", "pin", "--puk", templatePuk, "--new", "2222"}, 0);
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
-    EXPECT_EQ(VerifyPin(session, pin).returned, incorrectCode);
+    EXPECT_EQ(VerifyPin(session, pin).returned, eIncorrectCode);
     EXPECT_EQ(VerifyPin(session, "2222").returned, 0);
     EXPECT_EQ(SignQualified(session), 0) << "unblocking loses no key";
 }
@@ -178,7 +178,7 @@ TEST_F(CardCodes, AreWantedAgainAfterABrokenChannel)
     ExpectExit({"break-channel", "ref2"}, 0);
     EXPECT_EQ(FlagsOf(session), cardPresentFlag);
     EXPECT_EQ(SignOrdinarily(session), 27);
-    EXPECT_EQ(SignQualified(session), invalidCodeState);
+    EXPECT_EQ(SignQualified(session), eInvalidCodeState);
     ASSERT_EQ(VerifyPin(session, pin).returned, 0);
     EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "one code does not bring back what the other opened";
     EXPECT_EQ(SignQualified(session), 0);

@@ -49,15 +49,15 @@ TEST_F(Codes, WrongBokIsCountedAndLocks)
     const CardSession session = InsertAndOpen("ref2");
     for (int triesLeft = 2; triesLeft > 0; --triesLeft) {
         const Verified wrong = VerifyBok(session, wrongCode);
-        EXPECT_EQ(wrong.returned, incorrectCode);
+        EXPECT_EQ(wrong.returned, eIncorrectCode);
         EXPECT_EQ(wrong.result.verified, 0);
         EXPECT_EQ(wrong.result.unread4, triesLeft);
     }
     for (const char* code : {wrongCode, bok}) {
         const Verified locked = VerifyBok(session, code);
-        EXPECT_EQ(locked.returned, invalidCodeState);
+        EXPECT_EQ(locked.returned, eInvalidCodeState);
         EXPECT_EQ(locked.result.verified, 0);
-        EXPECT_EQ(locked.result.status, 3U);
+        EXPECT_EQ(locked.result.status, bokLocked);
     }
     EXPECT_EQ(VerifyPin(session, pin).returned, 0) << "the PIN has a counter of its own";
 }
@@ -65,12 +65,12 @@ TEST_F(Codes, WrongBokIsCountedAndLocks)
 TEST_F(Codes, WrongPinIsCountedAndLocks)
 {
     const CardSession session = InsertAndOpen("ref2");
-    EXPECT_EQ(VerifyPin(session, wrongCode).returned, incorrectCode);
-    EXPECT_EQ(VerifyPin(session, wrongCode).returned, incorrectCode);
+    EXPECT_EQ(VerifyPin(session, wrongCode).returned, eIncorrectCode);
+    EXPECT_EQ(VerifyPin(session, wrongCode).returned, eIncorrectCode);
     for (const char* code : {wrongCode, pin}) {
         const Verified locked = VerifyPin(session, code);
-        EXPECT_EQ(locked.returned, invalidCodeState);
-        EXPECT_EQ(locked.result.status, 5U);
+        EXPECT_EQ(locked.returned, eInvalidCodeState);
+        EXPECT_EQ(locked.result.status, pinLocked);
     }
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
 }
@@ -79,8 +79,8 @@ TEST_F(Codes, RightCodeGivesAllTriesBack)
 {
     const CardSession session = InsertAndOpen("ref2");
     for (int round = 0; round < 3; ++round) {
-        EXPECT_EQ(VerifyBok(session, wrongCode).returned, incorrectCode);
-        EXPECT_EQ(VerifyBok(session, wrongCode).returned, incorrectCode);
+        EXPECT_EQ(VerifyBok(session, wrongCode).returned, eIncorrectCode);
+        EXPECT_EQ(VerifyBok(session, wrongCode).returned, eIncorrectCode);
         EXPECT_EQ(VerifyBok(session, bok).returned, 0);
     }
 }
@@ -89,45 +89,45 @@ TEST_F(Codes, UninitializedCodesSaySo)
 {
     const CardSession session = InsertAndOpen("blank");
     const Verified bokResult = VerifyBok(session, bok);
-    EXPECT_EQ(bokResult.returned, invalidCodeState);
+    EXPECT_EQ(bokResult.returned, eInvalidCodeState);
     EXPECT_EQ(bokResult.result.verified, 0);
-    EXPECT_EQ(bokResult.result.status, 1U);
+    EXPECT_EQ(bokResult.result.status, bokNotInitialised);
     const Verified pinResult = VerifyPin(session, nullptr);
-    EXPECT_EQ(pinResult.returned, invalidCodeState);
+    EXPECT_EQ(pinResult.returned, eInvalidCodeState);
     EXPECT_EQ(pinResult.result.verified, 0);
-    EXPECT_EQ(pinResult.result.status, 4U);
+    EXPECT_EQ(pinResult.result.status, pinNotInitialised);
 }
 
 TEST_F(Codes, OneCodeIsNotTheOther)
 {
     const CardSession session = InsertAndOpen("ref2");
-    EXPECT_EQ(VerifyBok(session, pin).returned, incorrectCode);
-    EXPECT_EQ(VerifyPin(session, bok).returned, incorrectCode);
+    EXPECT_EQ(VerifyBok(session, pin).returned, eIncorrectCode);
+    EXPECT_EQ(VerifyPin(session, bok).returned, eIncorrectCode);
 }
 
 TEST_F(Codes, WrongBokEndsSecureMessaging)
 {
     const CardSession session = InsertAndOpen("ref2");
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
-    EXPECT_EQ(VerifyBok(session, wrongCode).returned, incorrectCode);
+    EXPECT_EQ(VerifyBok(session, wrongCode).returned, eIncorrectCode);
     EXPECT_EQ(FlagsOf(session), cardPresentFlag);
 }
 
 TEST_F(Codes, CountersOutliveTheProcess)
 {
     Insert("ref2");
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, incorrectCode);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, incorrectCode);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, invalidCodeState);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, invalidCodeState);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, eIncorrectCode);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, eIncorrectCode);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, eInvalidCodeState);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, eInvalidCodeState);
     EXPECT_EQ(RunProgram({TRY_CODE, "pin", pin}).exitCode, 0);
-    EXPECT_EQ(VerifyBok(Open(), bok).returned, invalidCodeState);
+    EXPECT_EQ(VerifyBok(Open(), bok).returned, eInvalidCodeState);
 }
 
 TEST_F(Codes, CountersOutliveARemoval)
 {
     const CardSession session = InsertAndOpen("ref2");
-    EXPECT_EQ(VerifyBok(session, wrongCode).returned, incorrectCode);
+    EXPECT_EQ(VerifyBok(session, wrongCode).returned, eIncorrectCode);
     Remove("ref2");
     Insert("ref2", "Another reader");
     EXPECT_EQ(VerifyBok(Open(u"Another reader"), wrongCode).result.unread4, 1);
@@ -145,7 +145,7 @@ TEST_F(Codes, ProcessesAtOnceLoseNoTry)
         std::array<int, 3> returned{};
         std::transform(processes.begin(), processes.end(), returned.begin(), AwaitProgram);
         std::sort(returned.begin(), returned.end());
-        EXPECT_EQ(returned, (std::array<int, 3>{incorrectCode, incorrectCode, invalidCodeState}));
+        EXPECT_EQ(returned, (std::array<int, 3>{eIncorrectCode, eIncorrectCode, eInvalidCodeState}));
         Remove(card);
     }
 }
@@ -174,9 +174,9 @@ TEST_F(Codes, MayBeAsLongAsSixtyFourBytes)
     const std::string longest(64, 'x');
     ASSERT_EQ(RunTool({"new", "long", "--bok", longest, "--pin", "1"}).exitCode, 0);
     const CardSession session = InsertAndOpen("long");
-    EXPECT_EQ(VerifyBok(session, std::string(63, 'x').c_str()).returned, incorrectCode);
+    EXPECT_EQ(VerifyBok(session, std::string(63, 'x').c_str()).returned, eIncorrectCode);
     const Verified tooLong = VerifyBok(session, (longest + "x").c_str());
-    EXPECT_EQ(tooLong.returned, incorrectCode);
+    EXPECT_EQ(tooLong.returned, eIncorrectCode);
     EXPECT_EQ(tooLong.result.unread4, 2) << "what can be no code costs no try";
     EXPECT_EQ(VerifyBok(session, "").result.unread4, 2);
     EXPECT_EQ(VerifyBok(session, longest.c_str()).returned, 0);

@@ -24,7 +24,7 @@ TEST_F(Events, TellOfACardThatIsInserted)
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].code, cardInsertedEvent);
     EXPECT_EQ(events[0].reader, u"Reader 0");
-    EXPECT_EQ(events[0].status, 0);
+    EXPECT_EQ(events[0].status, eStatusOk);
     EXPECT_EQ(FlagsOf(events[0].session), cardPresentFlag) << "the session that came with it works";
     EXPECT_TRUE(EventsNow().empty()) << "once only";
 }
@@ -38,7 +38,7 @@ TEST_F(Events, TellOfACardThatIsRemoved)
     EXPECT_EQ(events[0].code, cardRemovedEvent);
     EXPECT_EQ(events[0].reader, u"Reader 0");
     EXPECT_EQ(events[0].session, session);
-    EXPECT_EQ(events[0].status, 0);
+    EXPECT_EQ(events[0].status, eStatusOk);
     EXPECT_TRUE(EventsNow().empty());
 }
 
@@ -122,7 +122,7 @@ TEST_F(Events, TellOfACardThatCannotBeRead)
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].code, cardInsertedEvent);
     EXPECT_EQ(events[0].session, 0U);
-    EXPECT_EQ(events[0].status, 8);
+    EXPECT_EQ(events[0].status, eUnknownCardType);
     EXPECT_TRUE(EventsNow().empty());
 }
 
@@ -135,7 +135,7 @@ TEST_F(Events, AreNotLostWhenTheFaultsCannotBeRead)
     ASSERT_EQ(inserted.size(), 1U);
     EXPECT_EQ(inserted[0].code, cardInsertedEvent);
     EXPECT_EQ(inserted[0].session, 0U);
-    EXPECT_EQ(inserted[0].status, internalError);
+    EXPECT_EQ(inserted[0].status, eInternalError);
     std::filesystem::remove(faults);
     const CardSession session = Open();
     WriteText(faults, "no faults");
@@ -144,7 +144,7 @@ TEST_F(Events, AreNotLostWhenTheFaultsCannotBeRead)
     ASSERT_EQ(removed.size(), 1U);
     EXPECT_EQ(removed[0].code, cardRemovedEvent);
     EXPECT_EQ(removed[0].session, session);
-    EXPECT_EQ(removed[0].status, 0) << "it has gone in any case";
+    EXPECT_EQ(removed[0].status, eStatusOk) << "it has gone in any case";
 }
 
 TEST_F(Events, TellOfACardThatFailsToOpen)
@@ -155,7 +155,7 @@ TEST_F(Events, TellOfACardThatFailsToOpen)
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].code, cardInsertedEvent);
     EXPECT_EQ(events[0].session, 0U);
-    EXPECT_EQ(events[0].status, 7);
+    EXPECT_EQ(events[0].status, eCardCommErr);
     EXPECT_TRUE(EventsNow().empty()) << "it is not tried again";
     EXPECT_NE(Open(), 0U) << "until somebody opens it";
     Remove("ref2");
@@ -170,7 +170,7 @@ TEST_F(Events, OfACardThatGoesWhileItIsOpenedBringNoSession)
     const auto inserted = EventsNow();
     ASSERT_EQ(inserted.size(), 1U);
     EXPECT_EQ(inserted[0].code, cardInsertedEvent);
-    EXPECT_EQ(inserted[0].status, 92);
+    EXPECT_EQ(inserted[0].status, eStatusREMOVED_CARD);
     const auto removed = EventsNow();
     ASSERT_EQ(removed.size(), 1U);
     EXPECT_EQ(removed[0].code, cardRemovedEvent);
@@ -231,7 +231,7 @@ TEST_F(Events, OfAnInsertionCanLackTheSessionWithoutAnError)
     const auto events = EventsNow();
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].code, cardInsertedEvent);
-    EXPECT_EQ(events[0].status, 0);
+    EXPECT_EQ(events[0].status, eStatusOk);
     EXPECT_EQ(events[0].session, 0U);
 }
 
@@ -314,7 +314,7 @@ TEST_F(Events, StopWithTheLibraryAlsoWhenItStartsAgainAtOnce)
         Library().finalize();
         Library().initialize(nullptr);
         thread.join();
-        ASSERT_EQ(status, notInitialized) << "round " << round;
+        ASSERT_EQ(status, eLibraryNotInitialized) << "round " << round;
         ASSERT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
     }
 }

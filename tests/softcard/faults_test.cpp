@@ -15,9 +15,6 @@ using namespace softcard::test;
 
 namespace {
 
-constexpr CardStatus removedCard = 92;
-constexpr CardStatus communicationError = 7;
-
 class Faults : public CardTest
 {
 protected:
@@ -66,9 +63,9 @@ TEST_F(Faults, HappenAsOftenAsAskedFor)
 {
     const CardSession session = InsertAndOpen("ref2");
     Order({"GetSessionFlags", "--status", "eCardCommErr", "--count", "2"});
-    EXPECT_EQ(Flags(session), communicationError);
+    EXPECT_EQ(Flags(session), eCardCommErr);
     EXPECT_EQ(Sign(session, false), 27) << "another operation";
-    EXPECT_EQ(Flags(session), communicationError);
+    EXPECT_EQ(Flags(session), eCardCommErr);
     EXPECT_EQ(Flags(session), 0);
 }
 
@@ -92,7 +89,7 @@ TEST_F(Faults, OfAnyOperationSpareThoseThatListEndAndWait)
     EXPECT_EQ(Library().stopTransaction(session), 0);
     EXPECT_EQ(Library().closeSession(session), 0);
     CardSession another = 0;
-    EXPECT_EQ(Library().openSession(u"Reader 0", &another), communicationError);
+    EXPECT_EQ(Library().openSession(u"Reader 0", &another), eCardCommErr);
     EXPECT_EQ(another, 0U);
 }
 
@@ -102,9 +99,9 @@ TEST_F(Faults, LeaveUndoneWhatTheyHappenTo)
     ASSERT_EQ(Library().startTransaction(session), 0);
     Order({"StopTransaction", "--status", "7"});
     Order({"CloseSession", "--status", "7"});
-    EXPECT_EQ(Library().stopTransaction(session), communicationError);
-    EXPECT_EQ(Library().closeSession(session), communicationError);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, 74) << "the transaction goes on";
+    EXPECT_EQ(Library().stopTransaction(session), eCardCommErr);
+    EXPECT_EQ(Library().closeSession(session), eCardCommErr);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, eStatusSHARING_VIOLATION) << "the transaction goes on";
     EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "and so does the session";
 }
 
@@ -114,7 +111,7 @@ TEST_F(Faults, AreForOneCard)
     const CardSession session = InsertAndOpen("ref2");
     Order({"GetSessionFlags", "--status", "7"});
     EXPECT_EQ(Flags(Open(u"Other")), 0);
-    EXPECT_EQ(Flags(session), communicationError);
+    EXPECT_EQ(Flags(session), eCardCommErr);
 }
 
 TEST_F(Faults, Delay)
@@ -132,8 +129,8 @@ TEST_F(Faults, RemoveTheCardInTheMiddle)
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
     Order({"ES_SignData", "--remove"});
-    EXPECT_EQ(Sign(session, false), removedCard);
-    EXPECT_EQ(Flags(session), removedCard);
+    EXPECT_EQ(Sign(session, false), eStatusREMOVED_CARD);
+    EXPECT_EQ(Flags(session), eStatusREMOVED_CARD);
     EXPECT_EQ(RunTool({"remove", "ref2"}).exitCode, 7) << "it is in no reader any more";
 }
 

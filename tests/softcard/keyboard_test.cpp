@@ -33,7 +33,7 @@ TEST_F(Keyboard, CountsAWrongAnswerAndAsksOnce)
 {
     const CardSession session = InsertAndOpen("ref2");
     Answer("000000\n654321\n");
-    EXPECT_EQ(VerifyPin(session, nullptr).returned, incorrectCode);
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, eIncorrectCode);
     EXPECT_EQ(AnswersLeft(), "654321\n");
     EXPECT_EQ(VerifyPin(session, nullptr).returned, 0);
 }
@@ -58,12 +58,12 @@ TEST_F(Keyboard, LocksWithTheLastWrongAnswer)
 {
     const CardSession session = InsertAndOpen("ref2");
     Answer("1\n2\n3\n654321\n");
-    EXPECT_EQ(VerifyPin(session, nullptr).returned, incorrectCode);
-    EXPECT_EQ(VerifyPin(session, nullptr).returned, incorrectCode);
-    EXPECT_EQ(VerifyPin(session, nullptr).returned, invalidCodeState);
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, eIncorrectCode);
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, eIncorrectCode);
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, eInvalidCodeState);
     const Verified locked = VerifyPin(session, nullptr);
-    EXPECT_EQ(locked.returned, invalidCodeState);
-    EXPECT_EQ(locked.result.status, 5U);
+    EXPECT_EQ(locked.returned, eInvalidCodeState);
+    EXPECT_EQ(locked.result.status, pinLocked);
     EXPECT_EQ(AnswersLeft(), "654321\n") << "a locked code is not asked for";
 }
 
@@ -73,7 +73,7 @@ TEST_F(Keyboard, CancelSpendsNoTry)
     Answer("CANCEL\n\n");
     for (int i = 0; i < 3; ++i) { // a cancel, an empty line, no line
         const Verified cancelled = VerifyPin(session, nullptr);
-        EXPECT_EQ(cancelled.returned, userInputError);
+        EXPECT_EQ(cancelled.returned, eUserInputError);
         EXPECT_EQ(cancelled.result.verified, 0);
     }
     EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
@@ -84,7 +84,7 @@ TEST_F(Keyboard, AnswersThatCanBeNoCodeSpendNoTry)
     const CardSession session = InsertAndOpen("ref2");
     Answer(std::string(65, '1') + "\n" + std::string("654321\0x", 8) + "\n" + std::string("\0", 1) + "\n");
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(VerifyPin(session, nullptr).returned, userInputError);
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, eUserInputError);
     }
     EXPECT_EQ(AnswersLeft(), "");
     EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
@@ -94,9 +94,9 @@ TEST_F(Keyboard, ThatIsMissingCountsAsCancelled)
 {
     const CardSession session = InsertAndOpen("ref2");
     SetVariable("TAVRIK_PINENTRY", "/nowhere/pinentry");
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
     SetVariable("TAVRIK_PINENTRY", "no-program-has-this-name");
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
 }
 
 TEST_F(Keyboard, IsScriptedByAFileInTheCurrentFolderToo)
@@ -118,9 +118,9 @@ TEST_F(Keyboard, AnswerWithAZeroByteSpendsNoTry)
     const CardSession session = InsertAndOpen("ref2");
     Answer("654321\0\n6\00054321\n\0\n123456\0\n"s);
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(VerifyPin(session, nullptr).returned, userInputError);
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, eUserInputError);
     }
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
     EXPECT_EQ(AnswersLeft(), "");
     EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2);
     EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2);
@@ -134,7 +134,7 @@ TEST_F(Keyboard, IsTheConfiguredOneUnlessTheEnvironmentNamesOne)
     Answer("123456\n123456\n");
     EXPECT_EQ(VerifyBok(session, nullptr).returned, 0);
     SetVariable("TAVRIK_PINENTRY", "/nowhere/pinentry");
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
 }
 
 TEST_F(Keyboard, KeepsNobodyElseWaiting)
@@ -157,7 +157,7 @@ TEST_F(Keyboard, AnswerForACardThatWentSpendsNoTry)
 {
     const CardSession session = InsertAndOpen("ref2");
     const Verified verified = AskForPinDuring(session, wrongCode, [this] { Remove("ref2"); });
-    EXPECT_EQ(verified.returned, removedCard);
+    EXPECT_EQ(verified.returned, eStatusREMOVED_CARD);
     Insert("ref2");
     EXPECT_EQ(VerifyPin(Open(), wrongCode).result.unread4, 2);
 }

@@ -84,14 +84,14 @@ TEST_F(ReaderList, IsAFailureWithoutTheLibrary)
 TEST_F(Sessions, NeedAReaderWithACard)
 {
     CardSession session = 0;
-    EXPECT_EQ(Library().openSession(u"Reader 0", &session), unknownReader);
-    EXPECT_EQ(Library().openSession(u"", &session), unknownReader);
-    EXPECT_EQ(Library().openSession(u"../cards", &session), unknownReader);
-    EXPECT_EQ(Library().openSession(u"\xD800", &session), unknownReader);
+    EXPECT_EQ(Library().openSession(u"Reader 0", &session), eStatusUNKNOWN_READER);
+    EXPECT_EQ(Library().openSession(u"", &session), eStatusUNKNOWN_READER);
+    EXPECT_EQ(Library().openSession(u"../cards", &session), eStatusUNKNOWN_READER);
+    EXPECT_EQ(Library().openSession(u"\xD800", &session), eStatusUNKNOWN_READER);
     EXPECT_EQ(Library().openSession(nullptr, &session), 1);
     Insert("ref2");
     Remove("ref2");
-    EXPECT_EQ(Library().openSession(u"Reader 0", &session), noCard);
+    EXPECT_EQ(Library().openSession(u"Reader 0", &session), eStatusNO_SMARTCARD);
     EXPECT_EQ(session, 0U);
 }
 
@@ -110,9 +110,9 @@ TEST_F(Sessions, AreClosedOnce)
     const CardSession other = Open();
     EXPECT_NE(session, other);
     EXPECT_EQ(Library().closeSession(session), 0);
-    EXPECT_EQ(Library().closeSession(session), invalidSession);
+    EXPECT_EQ(Library().closeSession(session), eInvalidSession);
     uint32_t flags = 0;
-    EXPECT_EQ(Library().getSessionFlags(session, &flags), invalidSession);
+    EXPECT_EQ(Library().getSessionFlags(session, &flags), eInvalidSession);
     EXPECT_EQ(FlagsOf(other), cardPresentFlag);
 }
 
@@ -176,9 +176,10 @@ TEST_F(Sessions, OfARemovedCardSaySo)
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
     ASSERT_EQ(VerifyPin(session, pin).returned, 0);
     Remove("ref2");
-    EXPECT_EQ(UseEverything(session), AllOf(removedCard));
+    EXPECT_EQ(UseEverything(session), AllOf(eStatusREMOVED_CARD));
     Insert("ref2");
-    EXPECT_EQ(UseEverything(session), AllOf(removedCard)) << "a card that came back needs a new session";
+    EXPECT_EQ(UseEverything(session), AllOf(eStatusREMOVED_CARD))
+        << "a card that came back needs a new session";
     EXPECT_EQ(FlagsOf(Open()), cardPresentFlag) << "and has forgotten the codes";
     EXPECT_EQ(Library().closeSession(session), 0);
 }
@@ -187,24 +188,24 @@ TEST_F(Sessions, OfAReaderThatVanishedSaySo)
 {
     const CardSession session = InsertAndOpen("ref2");
     std::filesystem::remove_all(State() / "readers/Reader 0");
-    EXPECT_EQ(UseEverything(session), AllOf(removedCard));
+    EXPECT_EQ(UseEverything(session), AllOf(eStatusREMOVED_CARD));
 }
 
 TEST_F(Sessions, ThatNeverWereAreInvalid)
 {
     InsertAndOpen("ref2");
-    EXPECT_EQ(UseEverything(0), AllOf(invalidSession));
-    EXPECT_EQ(UseEverything(0xFFFFFFFFFFFFFFFF), AllOf(invalidSession));
+    EXPECT_EQ(UseEverything(0), AllOf(eInvalidSession));
+    EXPECT_EQ(UseEverything(0xFFFFFFFFFFFFFFFF), AllOf(eInvalidSession));
 }
 
 TEST_F(Sessions, NeedTheLibraryInitialized)
 {
     const CardSession session = InsertAndOpen("ref2");
     Library().finalize();
-    EXPECT_EQ(UseEverything(session), AllOf(notInitialized));
+    EXPECT_EQ(UseEverything(session), AllOf(eLibraryNotInitialized));
     CardSession another = 0;
-    EXPECT_EQ(Library().openSession(u"Reader 0", &another), notInitialized);
-    EXPECT_EQ(Library().waitForReaderEvent(0, [](auto, auto, auto, auto) {}), notInitialized);
+    EXPECT_EQ(Library().openSession(u"Reader 0", &another), eLibraryNotInitialized);
+    EXPECT_EQ(Library().waitForReaderEvent(0, [](auto, auto, auto, auto) {}), eLibraryNotInitialized);
     EXPECT_EQ(Library().closeSession(session), 0);
 }
 
@@ -215,25 +216,25 @@ TEST_F(Sessions, OfTheRunBeforeCanOnlyBeClosed)
     ASSERT_EQ(Library().startTransaction(old), 0);
     Library().finalize();
     Library().initialize(nullptr);
-    EXPECT_EQ(UseEverything(old), AllOf(invalidSession));
+    EXPECT_EQ(UseEverything(old), AllOf(eInvalidSession));
     const CardSession session = Open();
     EXPECT_NE(session, old);
     EXPECT_EQ(Library().startTransaction(session), 0) << "the old transaction is over";
     EXPECT_EQ(FlagsOf(session), cardPresentFlag);
     EXPECT_EQ(Library().closeSession(old), 0);
-    EXPECT_EQ(Library().closeSession(old), invalidSession);
+    EXPECT_EQ(Library().closeSession(old), eInvalidSession);
 }
 
 TEST_F(Sessions, HaveOneTransactionOnACard)
 {
     const CardSession session = InsertAndOpen("ref2");
     const CardSession other = Open();
-    EXPECT_EQ(Library().stopTransaction(session), notTransacted);
+    EXPECT_EQ(Library().stopTransaction(session), eStatusNOT_TRANSACTED);
     EXPECT_EQ(Library().startTransaction(session), 0);
-    EXPECT_EQ(Library().startTransaction(session), sharingViolation);
-    EXPECT_EQ(Library().startTransaction(other), sharingViolation);
+    EXPECT_EQ(Library().startTransaction(session), eStatusSHARING_VIOLATION);
+    EXPECT_EQ(Library().startTransaction(other), eStatusSHARING_VIOLATION);
     EXPECT_EQ(VerifyBok(other, bok).returned, 0) << "it keeps nobody from using the card";
-    EXPECT_EQ(Library().stopTransaction(other), notTransacted);
+    EXPECT_EQ(Library().stopTransaction(other), eStatusNOT_TRANSACTED);
     EXPECT_EQ(Library().stopTransaction(session), 0);
     EXPECT_EQ(Library().startTransaction(other), 0);
     EXPECT_EQ(Library().closeSession(other), 0);

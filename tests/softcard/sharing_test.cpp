@@ -56,13 +56,14 @@ TEST_F(Sharing, KeepsOthersFromCodesAndKeysDuringATransaction)
     };
     {
         const Holder holder(Scratch("holding"));
-        EXPECT_EQ(Library().startTransaction(session), sharingViolation);
-        EXPECT_EQ(VerifyBok(session, wrongCode).returned, sharingViolation);
-        EXPECT_EQ(VerifyPin(session, wrongCode).returned, sharingViolation);
-        EXPECT_EQ(VerifyPin(session, nullptr).returned, sharingViolation) << "before anybody is asked";
-        EXPECT_EQ(sign(Library().esSignData), sharingViolation);
-        EXPECT_EQ(sign(Library().qesSignData), sharingViolation);
-        EXPECT_EQ(Decrypt(session, std::vector<uint8_t>(256, 1)).status, sharingViolation);
+        EXPECT_EQ(Library().startTransaction(session), eStatusSHARING_VIOLATION);
+        EXPECT_EQ(VerifyBok(session, wrongCode).returned, eStatusSHARING_VIOLATION);
+        EXPECT_EQ(VerifyPin(session, wrongCode).returned, eStatusSHARING_VIOLATION);
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, eStatusSHARING_VIOLATION)
+            << "before anybody is asked";
+        EXPECT_EQ(sign(Library().esSignData), eStatusSHARING_VIOLATION);
+        EXPECT_EQ(sign(Library().qesSignData), eStatusSHARING_VIOLATION);
+        EXPECT_EQ(Decrypt(session, std::vector<uint8_t>(256, 1)).status, eStatusSHARING_VIOLATION);
         EXPECT_EQ(FlagsOf(session), cardPresentFlag | secureMessagingFlag);
         CardKeyInfo key{};
         EXPECT_EQ(Library().esGetKeyInfo(session, 0, &key, true), 0) << "what is public stays readable";
@@ -77,10 +78,10 @@ TEST_F(Sharing, AnswersOthersInsteadOfKeepingThemForever)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, sharingViolation);
-    EXPECT_EQ(VerifyBok(session, wrongCode).returned, incorrectCode) << "the holder goes on";
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, eStatusSHARING_VIOLATION);
+    EXPECT_EQ(VerifyBok(session, wrongCode).returned, eIncorrectCode) << "the holder goes on";
     ASSERT_EQ(Library().stopTransaction(session), 0);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, incorrectCode);
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", wrongCode}).exitCode, eIncorrectCode);
 }
 
 TEST_F(Sharing, WaitsForAShortTransaction)
@@ -152,7 +153,7 @@ TEST_F(Sharing, NeverDeadlocks)
     const CardSession first = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(second), 0);
     const Holder holder(Scratch("holding"));
-    EXPECT_EQ(Library().startTransaction(first), sharingViolation);
+    EXPECT_EQ(Library().startTransaction(first), eStatusSHARING_VIOLATION);
     EXPECT_EQ(Library().stopTransaction(second), 0);
 }
 

@@ -145,15 +145,15 @@ TEST_F(Statuses, TellThatACardHasNoKeys)
         EXPECT_EQ(getCertificates(session, certificates.data(), &count, keys.data()), 0);
         EXPECT_EQ(count, 0U);
         const auto getKeyInfo = qualified ? Library().qesGetKeyInfo : Library().esGetKeyInfo;
-        EXPECT_EQ(getKeyInfo(session, 0, keys.data(), true), certificateNotLoaded);
+        EXPECT_EQ(getKeyInfo(session, 0, keys.data(), true), eCertNotLoaded);
         EXPECT_EQ(keys[0].keyReference, 0U);
     }
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
     EXPECT_EQ(FlagsOf(session), cardPresentFlag | secureMessagingFlag) << "the code alone opens the channel";
     EXPECT_EQ(VerifyPin(session, pin).returned, 0);
-    EXPECT_EQ(Operations().at("ES_SignData")(session), unknownPrivateKey);
-    EXPECT_EQ(Operations().at("QES_SignData")(session), unknownPrivateKey);
-    EXPECT_EQ(Operations().at("ES_DecryptData")(session), unknownPrivateKey);
+    EXPECT_EQ(Operations().at("ES_SignData")(session), eUnknownPrivKey);
+    EXPECT_EQ(Operations().at("QES_SignData")(session), eUnknownPrivKey);
+    EXPECT_EQ(Operations().at("ES_DecryptData")(session), eUnknownPrivKey);
 }
 
 TEST_F(Statuses, TellWhatIsWrongWithACertificate)
@@ -166,9 +166,9 @@ TEST_F(Statuses, TellWhatIsWrongWithACertificate)
         return qualified;
     };
     WriteText(CardFolder() / "qes-1.der", std::string(4097, '0'));
-    EXPECT_EQ(ask(), insufficientBuffer);
+    EXPECT_EQ(ask(), eInsuficientBuffer);
     WriteText(CardFolder() / "qes-1.der", "no certificate");
-    EXPECT_EQ(ask(), internalError);
+    EXPECT_EQ(ask(), eInternalError);
 }
 
 TEST_F(Statuses, TellThatTheReadersCannotBeRead)
@@ -176,11 +176,11 @@ TEST_F(Statuses, TellThatTheReadersCannotBeRead)
     Insert("ref2");
     std::filesystem::rename(State() / "readers", State() / "aside");
     WriteText(State() / "readers", "");
-    EXPECT_EQ(Operations().at("GetReaderList")(0), internalError);
+    EXPECT_EQ(Operations().at("GetReaderList")(0), eInternalError);
     CardSession session = 0;
-    EXPECT_EQ(Library().openSession(u"Reader 0", &session), internalError);
+    EXPECT_EQ(Library().openSession(u"Reader 0", &session), eInternalError);
     EXPECT_EQ(session, 0U);
-    EXPECT_EQ(Library().waitForReaderEvent(0, Listen), internalError);
+    EXPECT_EQ(Library().waitForReaderEvent(0, Listen), eInternalError);
 }
 
 TEST(StatusesAlone, TellThatTheLibraryCouldNotBeInitialized)
@@ -196,8 +196,8 @@ TEST(StatusesAlone, TellThatTheLibraryCouldNotBeInitialized)
     EXPECT_TRUE(std::filesystem::path(buffer.c_str()).is_absolute())
         << "never the folder that the host is in";
     Library().initialize(nullptr);
-    EXPECT_EQ(Operations().at("GetReaderList")(0), notInitialized);
-    EXPECT_EQ(Library().waitForReaderEvent(0, Listen), notInitialized);
+    EXPECT_EQ(Operations().at("GetReaderList")(0), eLibraryNotInitialized);
+    EXPECT_EQ(Library().waitForReaderEvent(0, Listen), eLibraryNotInitialized);
     std::filesystem::remove(file);
     Library().initialize(nullptr);
     EXPECT_EQ(Operations().at("GetReaderList")(0), 0);

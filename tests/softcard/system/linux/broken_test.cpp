@@ -23,7 +23,6 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr off_t hugeSize = off_t{20} << 30;
-constexpr int unknownCardType = 8;
 
 // What can lie in the place of a file.
 const std::vector<std::pair<std::string, std::function<void(const fs::path&)>>>& WrongThings()
@@ -188,8 +187,8 @@ TEST_F(BrokenCards, AreThoseWhoseCountersAreOutOfTheirRange)
         Edit("state.json", changes[i]);
         ExpectItIsShownAsBroken();
         const CardSession session = Open();
-        EXPECT_EQ(VerifyBok(session, bok).returned, internalError);
-        EXPECT_EQ(VerifyPin(session, pin).returned, internalError);
+        EXPECT_EQ(VerifyBok(session, bok).returned, eInternalError);
+        EXPECT_EQ(VerifyPin(session, pin).returned, eInternalError);
         WriteText(Card() / "state.json", good);
         EXPECT_EQ(VerifyBok(session, bok).returned, 0);
     }
@@ -212,7 +211,7 @@ TEST_F(BrokenCards, AreThoseWhoseFilesLieElsewhere)
             ExpectItIsShownAsBroken();
             CardSession session = 0;
             const CardStatus opened = Library().openSession(u"Reader 0", &session);
-            EXPECT_TRUE(opened == unknownCardType || VerifyBok(session, bok).returned == internalError);
+            EXPECT_TRUE(opened == eUnknownCardType || VerifyBok(session, bok).returned == eInternalError);
             WriteText(Card() / "card.json", good);
         }
     }

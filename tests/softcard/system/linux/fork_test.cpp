@@ -24,7 +24,7 @@ TEST_F(Forked, ChildEndsNoTransactionOfItsParent)
         _exit(0);
     }
     EXPECT_EQ(AwaitProgram(child), 0);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, sharingViolation) << "it goes on";
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, eStatusSHARING_VIOLATION) << "it goes on";
     EXPECT_EQ(Library().stopTransaction(session), 0);
     EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, 0);
 }

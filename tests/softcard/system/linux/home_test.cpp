@@ -75,7 +75,7 @@ protected:
         EXPECT_EQ(told.at("state"), account + "/.local/state/tavrik");
         EXPECT_EQ(told.at("config"), account + "/.config/tavrik/");
         EXPECT_EQ(told.at("log"), account + "/.local/state/tavrik/");
-        EXPECT_EQ(told.at("opened"), std::to_string(unknownReader)) << "the library has started";
+        EXPECT_EQ(told.at("opened"), std::to_string(eStatusUNKNOWN_READER)) << "the library has started";
         EXPECT_TRUE(NothingIsHere());
     }
 
@@ -119,7 +119,7 @@ TEST_F(Homes, ThatAreAllOfNoUseLeaveAPrivateFolderAndALineInTheLog)
                                Below("missing too").string() +
                                "\", which does not exist. Set TAVRIK_HOME to a folder of your own.";
     EXPECT_EQ(told.at("refused"), reason);
-    EXPECT_EQ(told.at("opened"), std::to_string(notInitialized));
+    EXPECT_EQ(told.at("opened"), std::to_string(eLibraryNotInitialized));
     EXPECT_TRUE(NothingIsHere());
     for (const char* folder : {"config", "log"}) {
         const fs::path path = told.at(folder);
@@ -147,7 +147,7 @@ TEST_F(Homes, ThatNobodyCanMakeAFolderInLeaveAPrivateFolderToo)
     EXPECT_FALSE(told.at("config").starts_with("/proc"));
     EXPECT_FALSE(told.at("log").starts_with("/proc"));
     EXPECT_TRUE(NothingIsHere());
-    EXPECT_EQ(told.at("opened"), std::to_string(notInitialized));
+    EXPECT_EQ(told.at("opened"), std::to_string(eLibraryNotInitialized));
     fs::remove(told.at("log") + "Pkcs11.log");
 }
 

@@ -25,7 +25,7 @@ TEST_F(LinuxKeyboard, ThatSpeaksNoAssuanCountsAsCancelled)
     const CardSession session = InsertAndOpen("ref2");
     for (const char* program : {"true", "false"}) {
         setenv("TAVRIK_PINENTRY", program, 1);
-        EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+        EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
     }
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
 }
@@ -53,7 +53,7 @@ TEST_F(LinuxKeyboard, ThatComesToNoEndIsCutOff)
         WriteText(Scratch("endless"), "#!/bin/sh\necho $$ >'" + Scratch("number").string() + "'\n" + text);
         std::filesystem::permissions(Scratch("endless"), std::filesystem::perms(0755));
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError) << what;
+        EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError) << what;
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)) << what;
         const pid_t process = std::stoi(softcard::ReadFile(Scratch("number")));
         EXPECT_EQ(kill(process, 0), -1) << what << ": it runs on";

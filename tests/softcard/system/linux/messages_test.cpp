@@ -267,7 +267,7 @@ TEST_F(Messages, KnowNoCardWhoseNameIsRefused)
     const std::string listed = RunTool({"list"}).output;
     EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 5) << listed;
     CardSession session = 0;
-    EXPECT_EQ(Library().openSession(u"Reader 0", &session), noCard);
+    EXPECT_EQ(Library().openSession(u"Reader 0", &session), eStatusNO_SMARTCARD);
 }
 
 // The text of the manual, whose making says nothing.

@@ -188,7 +188,7 @@ TEST_F(Races, WithAStoppedProcessEnd)
     EXPECT_EQ(refused.exitCode, exitCardBusy);
     EXPECT_EQ(refused.errors, "tavrik-card: Another program keeps the card locked, with \"" +
                                   lockFile.string() + "\": let it go on, or end it, and try again.\n");
-    EXPECT_EQ(AwaitProgram(trying), sharingViolation);
+    EXPECT_EQ(AwaitProgram(trying), eStatusSHARING_VIOLATION);
     EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "what is public can be read";
 }
 

@@ -117,7 +117,7 @@ TEST_F(Readers, TakeALinkFromAnywhereToACard)
 TEST_F(Readers, WithADanglingLinkAreEmpty)
 {
     MakeLink("../../cards/nobody");
-    EXPECT_EQ(TryToOpen(), noCard);
+    EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD);
     EXPECT_TRUE(EventsNow().empty());
     ASSERT_EQ(RunTool({"insert", "ref2"}).exitCode, 0) << "a link to nothing makes room";
     EXPECT_EQ(TryToOpen(), 0);
@@ -132,7 +132,7 @@ TEST_F(Readers, WithALinkToNoCardAreEmpty)
          {fs::path("/"), Scratch("elsewhere"), State() / "cards", State() / "cards/.hidden",
           State() / "cards/bare", State() / "cards/ref2/card.json", fs::path("card")}) {
         MakeLink(target);
-        EXPECT_EQ(TryToOpen(), noCard) << target;
+        EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD) << target;
         EXPECT_TRUE(EventsNow().empty()) << target;
         fs::remove(Link());
     }
@@ -145,21 +145,21 @@ TEST_F(Readers, AreSeenBesideACardThatCannotBeLookedAt)
     fs::create_symlink("card.json", State() / "cards/broken/card.json"); // leads to itself
     MakeLink("../../cards/broken", "Reader 1");
     EXPECT_EQ(TryToOpen(), 0);
-    EXPECT_EQ(TryToOpen(u"Reader 1"), noCard);
+    EXPECT_EQ(TryToOpen(u"Reader 1"), eStatusNO_SMARTCARD);
     EXPECT_EQ(ReaderOf("ref2"), "Reader 0");
 }
 
 TEST_F(Readers, WithAFileOrAFolderInThePlaceOfTheLinkAreEmpty)
 {
     WriteText(Link(), "ref2");
-    EXPECT_EQ(TryToOpen(), noCard);
+    EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD);
     const Finished file = RunTool({"insert", "ref2"});
     EXPECT_EQ(file.exitCode, exitReaderOccupied);
     EXPECT_EQ(file.errors, "tavrik-card: Something that is no card is in the reader \"Reader 0\".\n");
     EXPECT_EQ(softcard::ReadFile(Link()), "ref2") << "nobody's file is lost";
     fs::remove(Link());
     fs::copy(State() / "cards/ref2", Link(), fs::copy_options::recursive);
-    EXPECT_EQ(TryToOpen(), noCard);
+    EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD);
     EXPECT_EQ(RunTool({"insert", "ref2"}).exitCode, exitReaderOccupied);
     EXPECT_TRUE(EventsNow().empty());
 }
@@ -167,7 +167,7 @@ TEST_F(Readers, WithAFileOrAFolderInThePlaceOfTheLinkAreEmpty)
 TEST_F(Readers, HaveRoomForOneLinkOnly)
 {
     fs::create_symlink("../../cards/ref2", ReaderFolder() / "Reader 0/ref2");
-    EXPECT_EQ(TryToOpen(), noCard) << "the link has another name";
+    EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD) << "the link has another name";
     MakeLink("../../cards/ref3");
     EXPECT_EQ(ReaderOf("ref3"), "Reader 0");
     EXPECT_EQ(ReaderOf("ref2"), "-");
@@ -181,7 +181,7 @@ TEST_F(Readers, AreFoldersAndNothingElse)
     fs::create_directory_symlink(Scratch("folder"), ReaderFolder() / "Linked");
     fs::create_directories(ReaderFolder() / ".hidden");
     for (const char16_t* name : {u"File", u"Linked", u".hidden"}) {
-        EXPECT_EQ(TryToOpen(name), unknownReader);
+        EXPECT_EQ(TryToOpen(name), eStatusUNKNOWN_READER);
     }
     std::u16string buffer(1024, u'\1');
     EXPECT_EQ(Library().getReaderList(buffer.data(), 1023), 9) << "only \"Reader 0\"";
@@ -198,7 +198,7 @@ TEST_F(Readers, HaveACardOnlyWhereItWasFirst)
     MakeLink("../../cards/ref2", "Z first");
     std::this_thread::sleep_for(std::chrono::milliseconds(20)); // longer than the clock of the files ticks
     MakeLink("../../cards/ref2", "A second");
-    EXPECT_EQ(TryToOpen(u"A second"), noCard);
+    EXPECT_EQ(TryToOpen(u"A second"), eStatusNO_SMARTCARD);
     const auto inserted = EventsNow();
     ASSERT_EQ(inserted.size(), 1U);
     EXPECT_EQ(inserted[0].reader, u"Z first");
@@ -247,7 +247,7 @@ TEST_F(Readers, KnowACardThatWentAndCameBackByHand)
             std::chrono::milliseconds(20)); // longer than the clock of the files ticks
         Shell(command);
         uint32_t flags = 0;
-        EXPECT_EQ(Library().getSessionFlags(session, &flags), removedCard) << command;
+        EXPECT_EQ(Library().getSessionFlags(session, &flags), eStatusREMOVED_CARD) << command;
         const auto events = EventsNow();
         ASSERT_EQ(events.size(), 2U) << command;
         EXPECT_EQ(events[0].code, cardRemovedEvent);
@@ -263,7 +263,7 @@ TEST_F(Readers, KnowAnotherCardThatTookTheName)
     fs::rename(State() / "cards/ref2", State() / "cards/before");
     fs::rename(State() / "cards/ref3", State() / "cards/ref2");
     uint32_t flags = 0;
-    EXPECT_EQ(Library().getSessionFlags(session, &flags), removedCard);
+    EXPECT_EQ(Library().getSessionFlags(session, &flags), eStatusREMOVED_CARD);
     EXPECT_EQ(EventsNow().size(), 2U);
 }
 

@@ -97,7 +97,7 @@ TEST_F(SetId, HostsBelieveNothingOfTheEnvironment)
     EXPECT_EQ(told["config"], (Account() / ".config/tavrik/").string());
     EXPECT_EQ(told["log"], (Account() / ".local/state/tavrik/").string());
     EXPECT_EQ(told["opened"], "0");
-    EXPECT_EQ(told["verified"], std::to_string(userInputError));
+    EXPECT_EQ(told["verified"], std::to_string(eUserInputError));
     EXPECT_FALSE(PinentryRan());
     EXPECT_FALSE(fs::exists(Scratch("evil")));
 

@@ -1,5 +1,6 @@
 // The store as Linux has it, and its certificates as OpenSSL sees them.
 #include "softcard/system/files.h"
+#include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/folders.h"
 #include "tests/softcard/operations.h"
@@ -16,8 +17,6 @@ using namespace softcard::test;
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int invalidData = 9;
 
 mode_t ModeOf(const fs::path& path)
 {
@@ -224,7 +223,7 @@ TEST_F(Certificates, OfOtherKeysAreInvalid)
                           "-subj", "/CN=EC"})
                   .exitCode,
               0);
-    EXPECT_EQ(Operations().at("QES_GetCertificates")(InsertAndOpen("ref2")), invalidData);
+    EXPECT_EQ(Operations().at("QES_GetCertificates")(InsertAndOpen("ref2")), eInvalidDataDecoded);
 }
 
 } // namespace

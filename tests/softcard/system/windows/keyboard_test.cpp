@@ -19,7 +19,7 @@ TEST_F(WindowsKeyboard, IsFoundOnThePath)
     std::filesystem::copy(SCRIPTED_PINENTRY, Scratch("some-pinentry.exe"));
     SetVariable("TAVRIK_PINENTRY", "some-pinentry");
     Answer("123456\n123456\n");
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
     SetVariable("PATH", L"C:\\nowhere;" + Home().native() + L";" + std::wstring(_wgetenv(L"PATH")));
     EXPECT_EQ(VerifyBok(session, nullptr).returned, 0);
 }
@@ -28,7 +28,7 @@ TEST_F(WindowsKeyboard, ThatSpeaksNoAssuanCountsAsCancelled)
 {
     const CardSession session = InsertAndOpen("ref2");
     SetVariable("TAVRIK_PINENTRY", CARD_TOOL);
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
     EXPECT_EQ(VerifyBok(session, bok).returned, 0);
 }
 
@@ -38,7 +38,7 @@ TEST_F(WindowsKeyboard, WithoutAProgramAndWithoutAConsoleCountsAsCancelled)
     UnsetVariable("TAVRIK_PINENTRY");
     FreeConsole();
     Answer("123456\n");
-    EXPECT_EQ(VerifyBok(session, nullptr).returned, userInputError);
+    EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
     EXPECT_EQ(AnswersLeft(), "123456\n");
     EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2) << "no try was spent";
 }

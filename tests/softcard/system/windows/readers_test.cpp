@@ -108,7 +108,7 @@ TEST_F(WindowsReaders, WithAFileThatLeadsToNoCardAreEmpty)
           std::string("..\\..\\cards\\ref2\\card.json"), Scratch("elsewhere").string(),
           std::string("..\\..\\cards\\ref2\xFF"), std::string(70000, 'x'), std::string("..\\..\\cards\\*")}) {
         MakeLink(text);
-        EXPECT_EQ(TryToOpen(), noCard) << text.substr(0, 50);
+        EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD) << text.substr(0, 50);
         EXPECT_TRUE(EventsNow().empty()) << text.substr(0, 50);
     }
     ASSERT_EQ(RunTool({"insert", "ref2"}).exitCode, 0) << "such a file makes room";
@@ -118,7 +118,7 @@ TEST_F(WindowsReaders, WithAFileThatLeadsToNoCardAreEmpty)
 TEST_F(WindowsReaders, WithAFolderInThePlaceOfTheFileAreEmpty)
 {
     fs::copy(State() / "cards/ref2", Link(), fs::copy_options::recursive);
-    EXPECT_EQ(TryToOpen(), noCard);
+    EXPECT_EQ(TryToOpen(), eStatusNO_SMARTCARD);
     EXPECT_EQ(RunTool({"insert", "ref2"}).exitCode, 6);
 }
 
@@ -134,7 +134,7 @@ TEST_F(WindowsReaders, HaveACardOnlyWhereItWasFirst)
     MakeLink("..\\..\\cards\\ref2", "Z first");
     std::this_thread::sleep_for(tick);
     MakeLink("..\\..\\cards\\ref2", "A second");
-    EXPECT_EQ(TryToOpen(u"A second"), noCard);
+    EXPECT_EQ(TryToOpen(u"A second"), eStatusNO_SMARTCARD);
     EXPECT_EQ(TryToOpen(u"Z first"), 0);
     fs::remove(Link("Z first"));
     EXPECT_EQ(TryToOpen(u"A second"), 0) << "the second file is the first now";
@@ -166,7 +166,7 @@ TEST_F(WindowsReaders, KnowACardThatWentAndCameBackByHand)
         std::this_thread::sleep_for(tick);
         deed();
         uint32_t flags = 0;
-        EXPECT_EQ(Library().getSessionFlags(session, &flags), removedCard) << name;
+        EXPECT_EQ(Library().getSessionFlags(session, &flags), eStatusREMOVED_CARD) << name;
         EXPECT_EQ(EventsNow().size(), 2U) << name;
     }
 }
