@@ -43,9 +43,9 @@ void RunUnblock(const CodeArguments& arguments)
     UnblockCode(folder, arguments.kind, puk, arguments.replacement);
 }
 
-void AddCode(CLI::App& command, CodeKind& kind, const std::string& description)
+void AddCode(CLI::App& command, CodeKind& kind, const std::vector<std::string>& offered)
 {
-    AddWord(command, "CODE", kind, CodeWords(), description);
+    AddWord(command, "CODE", kind, CodeWords(), offered);
 }
 
 // The PUK cannot do it to itself.
@@ -64,7 +64,7 @@ void AddSetCode(CLI::App& app, const SecretArguments& secrets)
         "Change a code, or set one that is not initialised; what no option gives is read from the "
         "standard input");
     AddCardName(*set, arguments->card);
-    AddCode(*set, arguments->kind, "bok, pin or puk");
+    AddCode(*set, arguments->kind, {"bok", "pin", "puk"});
     auto* old = secrets.AddOption(*set, "--old", arguments->old, "The code as it is");
     secrets.AddOption(*set, "--puk", arguments->puk, "The PUK, in place of the old code")->excludes(old);
     secrets.AddOption(*set, "--new", arguments->replacement, "The code as it shall be, 1 to 64 bytes");
@@ -83,7 +83,7 @@ void AddUnblock(CLI::App& app, const SecretArguments& secrets)
         "unblock", "Give a code its tries back with the PUK, which is read from the standard input without "
                    "--puk");
     AddCardName(*unblock, arguments->card);
-    AddCode(*unblock, arguments->kind, "bok or pin");
+    AddCode(*unblock, arguments->kind, {"bok", "pin"});
     secrets.AddOption(*unblock, "--puk", arguments->puk, "The PUK");
     secrets.AddOption(*unblock, "--new", arguments->replacement, "A new code; without it the code stays");
     unblock->callback([arguments] {
@@ -97,7 +97,7 @@ void AddLock(CLI::App& app)
     auto arguments = std::make_shared<CodeArguments>();
     CLI::App* lock = app.add_subcommand("lock", "Lock a code as if it had been tried in vain too often");
     AddCardName(*lock, arguments->card);
-    AddCode(*lock, arguments->kind, "bok, pin or puk");
+    AddCode(*lock, arguments->kind, {"bok", "pin", "puk"});
     lock->callback([arguments] {
         const std::filesystem::path folder = RequireCardFolder(arguments->card);
         const FileLock entry = KeepTransactionsAway(arguments->card);

@@ -1,5 +1,5 @@
-// The subcommands of tavrik-card. What they do throws StoreError for a request that cannot be met, and
-// std::exception.
+// The subcommands of tavrik-card, by their subjects. What they do throws StoreError for a request that cannot be met,
+// and std::exception.
 #pragma once
 
 #include "tools/tavrik-card/secret_arguments.h"
@@ -8,11 +8,10 @@
 
 namespace softcard {
 
-void AddCardCommands(CLI::App& app,
-                     const SecretArguments& secrets); // new, delete, insert, remove, plug, unplug
-void AddListCommands(CLI::App& app);                  // list, show
-void AddCodeCommands(CLI::App& app, const SecretArguments& secrets); // set-code, unblock, lock, break-channel
-void AddKeyCommands(CLI::App& app, const SecretArguments& secrets);  // import, export-certificate
-void AddFaultCommand(CLI::App& app);                                 // fault
+void AddCardCommands(CLI::App& app, const SecretArguments& secrets);
+void AddListCommands(CLI::App& app);
+void AddCodeCommands(CLI::App& app, const SecretArguments& secrets);
+void AddKeyCommands(CLI::App& app, const SecretArguments& secrets);
+void AddFaultCommand(CLI::App& app);
 
 } // namespace softcard

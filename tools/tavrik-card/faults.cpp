@@ -107,14 +107,17 @@ void RunFault(const FaultArguments& arguments)
     }
 }
 
-std::string OperationNames()
+std::vector<std::string> OperationNames()
 {
-    std::string names = anyOperation;
-    for (const std::string& operation : FaultableOperations()) {
-        names += ", " + operation;
-    }
+    std::vector<std::string> names{anyOperation};
+    names.insert(names.end(), FaultableOperations().begin(), FaultableOperations().end());
     return names;
 }
+
+constexpr const char* statusNames = ""
+#define CARD_STATUS(name, number) #name " "
+#include "src/card/statuses.inc"
+    ;
 
 } // namespace
 
@@ -125,8 +128,10 @@ void AddFaultCommand(CLI::App& app)
         "fault",
         "Order a fault for the next calls of an operation; without an operation, list what is ordered");
     AddCardName(*fault, arguments->card);
-    fault->add_option("OPERATION", arguments->operation, OperationNames());
-    fault->add_option("--status", arguments->status, "What the call answers, a number or a status's name");
+    fault->add_option("OPERATION", arguments->operation, command_line::Join(OperationNames(), ", "))
+        ->check(command_line::Offer(command_line::Join(OperationNames(), " ")));
+    fault->add_option("--status", arguments->status, "What the call answers, a number or a status's name")
+        ->check(command_line::Offer(statusNames));
     AddNumber(*fault, "--code-state", arguments->codeState, {0, std::numeric_limits<uint32_t>::max()},
               "The code's state that a verification tells with the status, 0 by default");
     fault->add_flag("--verified", arguments->verified,

@@ -133,29 +133,31 @@ void RunExport(const ExportArguments& arguments)
 
 void AddFamily(CLI::App& command, KeyFamily& family)
 {
-    AddWord(command, "FAMILY", family, FamilyWords(), "qes or es");
+    AddWord(command, "FAMILY", family, FamilyWords(), {"qes", "es"});
 }
 
 void AddImport(CLI::App& app, const SecretArguments& secrets)
 {
     auto arguments = std::make_shared<ImportArguments>();
-    CLI::App* import = app.add_subcommand(
+    CLI::App* importing = app.add_subcommand(
         "import", "Bring an RSA key and its certificate to a card, as the last ones of a family");
-    AddCardName(*import, arguments->card);
-    AddFamily(*import, arguments->family);
-    import->add_option("FILE", arguments->file, "PKCS#12, or PEM with the certificate")->required();
-    import->add_option("--key", arguments->keyFile, "PEM file with the key, when it is not in FILE");
-    secrets.AddOption(*import, "--password", arguments->password,
+    AddCardName(*importing, arguments->card);
+    AddFamily(*importing, arguments->family);
+    importing->add_option("FILE", arguments->file, "PKCS#12, or PEM with the certificate")
+        ->required()
+        ->check(command_line::Offer("<file>"));
+    importing->add_option("--key", arguments->keyFile, "PEM file with the key, when it is not in FILE")
+        ->check(command_line::Offer("<file>"));
+    secrets.AddOption(*importing, "--password", arguments->password,
                       "Of the file; without it, read from the standard input when one is needed");
     auto* code =
-        secrets.AddOption(*import, "--code", arguments->code,
+        secrets.AddOption(*importing, "--code", arguments->code,
                           "The card's code for the family; without it, read from the standard input");
-    secrets.AddOption(*import, "--puk", arguments->puk, "The card's PUK, in place of the code")
+    secrets.AddOption(*importing, "--puk", arguments->puk, "The card's PUK, in place of the code")
         ->excludes(code);
-    AddNumber(*import, "--reference", arguments->reference, keyReferences, "Key reference, 1 to 4");
-    import->callback([arguments] { RunImport(*arguments);
-});
-} // namespace
+    AddNumber(*importing, "--reference", arguments->reference, keyReferences, "Key reference, 1 to 4");
+    importing->callback([arguments] { RunImport(*arguments); });
+}
 
 void AddExport(CLI::App& app)
 {
@@ -165,11 +167,12 @@ void AddExport(CLI::App& app)
     AddFamily(*output, arguments->family);
     AddNumber(*output, "--index", arguments->index, {1, mostKeys}, "Which one, counted from 1");
     output->add_flag("--der", arguments->der, "DER in place of PEM");
-    output->add_option("--out", arguments->output, "A file in place of the standard output");
+    output->add_option("--out", arguments->output, "A file in place of the standard output")
+        ->check(command_line::Offer("<file>"));
     output->callback([arguments] { RunExport(*arguments); });
 }
 
-} // namespace softcard
+} // namespace
 
 void AddKeyCommands(CLI::App& app, const SecretArguments& secrets)
 {

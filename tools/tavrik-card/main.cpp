@@ -7,6 +7,7 @@
 #include "softcard/base/store_error.h"
 #include "softcard/base/text.h"
 #include "softcard/card/file_trouble.h"
+#include "tools/command_line/description.h"
 #include "tools/tavrik-card/commands.h"
 #include "tools/tavrik-card/messages.h"
 #include "tools/tavrik-card/support.h"
@@ -75,6 +76,9 @@ int Run(std::vector<std::string> arguments)
     softcard::AddKeyCommands(app, secrets);
     softcard::AddFaultCommand(app);
     app.require_subcommand(1);
+    if (command_line::DescribeOnRequest(app, arguments)) {
+        return 0;
+    }
     softcard::RequireKnownCommand(app, arguments);
     try {
         std::reverse(arguments.begin(), arguments.end()); // as the parser wants them

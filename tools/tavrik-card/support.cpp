@@ -74,7 +74,7 @@ std::unique_ptr<CardTransaction> KeepEverybodyAway(const std::string& name)
 
 void AddCardName(CLI::App& command, std::string& name)
 {
-    command.add_option("NAME", name, "The card")->required();
+    command.add_option("NAME", name, "The card")->required()->check(command_line::Offer("<card>"));
 }
 
 std::map<std::string, std::string> ReadersOfCards(const Directories& directories)

@@ -6,15 +6,18 @@
 #include "softcard/card/card_store.h"
 #include "softcard/card/code_record.h"
 #include "softcard/system/files.h"
+#include "tools/command_line/description.h"
 #include "tools/tavrik-card/messages.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace softcard {
 
@@ -67,11 +70,14 @@ CLI::Option* AddNumber(CLI::App& command, const std::string& name, Number& numbe
     return command.add_option_function<std::string>(name, take, description)->type_name("N");
 }
 
-// A required positional argument that is one of some words, refused in words when it is another one.
+// A required positional argument that is one of some words, refused in a sentence when it is another one. The help and
+// the completion name those of them that are `offered`, at least two.
 template <typename Value>
 void AddWord(CLI::App& command, const std::string& name, Value& value,
-             const std::map<std::string, Value>& words, const std::string& description)
+             const std::map<std::string, Value>& words, const std::vector<std::string>& offered)
 {
+    const std::string description =
+        command_line::Join({offered.begin(), std::prev(offered.end())}, ", ") + " or " + offered.back();
     const auto take = [name, description, &words, &value](const std::string& text) {
         const auto found = words.find(text);
         if (found == words.end()) {
@@ -80,7 +86,9 @@ void AddWord(CLI::App& command, const std::string& name, Value& value,
         }
         value = found->second;
     };
-    command.add_option_function<std::string>(name, take, description)->required();
+    command.add_option_function<std::string>(name, take, description)
+        ->required()
+        ->check(command_line::Offer(command_line::Join(offered, " ")));
 }
 
 // The required positional argument that names a card.

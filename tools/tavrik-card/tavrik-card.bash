@@ -1,4 +1,4 @@
-# Completion of tavrik-card for bash.
+# Completion of tavrik-card for bash. The program itself tells what it takes: "tavrik-card --describe".
 
 # Takes those of the lines of its input that begin with the word. Nothing in them is expanded, whatever a folder is called.
 _tavrik_card_take()
@@ -18,63 +18,56 @@ _tavrik_card_names()
     tavrik-card list 2>/dev/null | cut -f1 | LC_ALL=C grep -x '[A-Za-z0-9_-][A-Za-z0-9._-]*'
 }
 
-# The options of a subcommand, from its own help.
-_tavrik_card_options()
+# Completes a value, given what the program offers for it.
+_tavrik_card_value()
 {
-    tavrik-card "$1" --help 2>/dev/null | grep -o -- '--[a-z][a-z-]*' | sort -u
+    case $1 in
+    '<card>') _tavrik_card_take "$2" < <(_tavrik_card_names) ;;
+    '<file>') mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
+    '<text>') ;;
+    *) _tavrik_card_take "$2" < <(tr -s ' ' '\n' <<<"$1") ;;
+    esac
 }
 
 _tavrik_card()
 {
-    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
-    local commands=(new delete insert remove plug unplug list show set-code unblock lock break-channel import
-        export-certificate fault)
-    local operations=(any OpenSession StartTransaction GetTokenInfo GetSessionFlags QES_GetCertificates
-        ES_GetCertificates QES_GetKeyInfo ES_GetKeyInfo QES_SignData ES_SignData ES_DecryptData Passwords_VerifyBOK
-        QES_VerifyPin GetReaderList CloseSession StopTransaction WaitForReaderEvent)
-    local place=0 i
+    local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} name argument values i
+    local commands=() own=() positionals=()
+    local -A options=()
     COMPREPLY=()
+    while IFS=$'\t' read -r name argument values; do
+        if [ "$name" = tavrik-card ]; then
+            own+=("$argument")
+            continue
+        fi
+        [[ " ${commands[*]} " == *" $name "* ]] || commands+=("$name")
+        if [ "$name" != "$command" ]; then
+            continue
+        elif [[ $argument == --* ]]; then
+            options[$argument]=$values
+        else
+            positionals+=("$values")
+        fi
+    done < <(tavrik-card --describe 2>/dev/null)
     if [ "$COMP_CWORD" -eq 1 ]; then
-        _tavrik_card_take "$word" < <(printf '%s\n' "${commands[@]}" --help --version)
+        _tavrik_card_take "$word" < <(printf '%s\n' "${commands[@]}" "${own[@]}")
         return
     fi
-    # The name of a command is taken from the list, and not from the line that is typed.
-    [[ " ${commands[*]} " == *" $command "* ]] || return 0
-    case $previous in
-    --key | --out)
-        mapfile -t COMPREPLY < <(compgen -f -- "$word")
-        return
-        ;;
-    esac
-    if [[ $word == -* ]]; then
-        _tavrik_card_take "$word" < <(_tavrik_card_options "$command")
-        return
-    fi
-    # Which positional argument it is, as long as no option stands before it.
+    # Past the positional arguments, the options and their values that stand before the word.
     for ((i = 2; i < COMP_CWORD; ++i)); do
-        [[ ${COMP_WORDS[i]} == -* ]] || place=$((place + 1))
+        if [[ ${COMP_WORDS[i]} != -* ]]; then
+            positionals=("${positionals[@]:1}")
+        elif [[ ${options[${COMP_WORDS[i]}]:--} != - ]]; then
+            i=$((i + 1))
+        fi
     done
-    case $command:$place in
-    delete:0 | insert:0 | remove:0 | show:0 | set-code:0 | unblock:0 | lock:0 | break-channel:0 | import:0 | \
-        export-certificate:0 | fault:0)
-        _tavrik_card_take "$word" < <(_tavrik_card_names)
-        ;;
-    set-code:1 | lock:1)
-        _tavrik_card_take "$word" < <(printf '%s\n' bok pin puk)
-        ;;
-    unblock:1)
-        _tavrik_card_take "$word" < <(printf '%s\n' bok pin)
-        ;;
-    import:1 | export-certificate:1)
-        _tavrik_card_take "$word" < <(printf '%s\n' qes es)
-        ;;
-    import:2)
-        mapfile -t COMPREPLY < <(compgen -f -- "$word")
-        ;;
-    fault:1)
-        _tavrik_card_take "$word" < <(printf '%s\n' "${operations[@]}")
-        ;;
-    esac
+    if [ "$i" -gt "$COMP_CWORD" ]; then
+        _tavrik_card_value "${options[${COMP_WORDS[COMP_CWORD - 1]}]}" "$word"
+    elif [[ $word == -* ]]; then
+        _tavrik_card_take "$word" < <(printf '%s\n' "${!options[@]}" | sort)
+    elif [ "${#positionals[@]}" -gt 0 ]; then
+        _tavrik_card_value "${positionals[0]}" "$word"
+    fi
 }
 
 complete -o filenames -F _tavrik_card tavrik-card

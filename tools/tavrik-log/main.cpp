@@ -2,6 +2,7 @@
 //
 // Exit codes: 0 done, 1 there is no log or it cannot be read, 2 bad arguments. Every failure is told in one
 // sentence on the standard error.
+#include "tools/command_line/description.h"
 #include "tools/tavrik-log/call_list.h"
 #include "tools/tavrik-log/line_filter.h"
 #include "tools/tavrik-log/log_folder.h"
@@ -11,11 +12,15 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -24,6 +29,7 @@ using namespace logtool;
 constexpr int exitNoLog = 1;
 constexpr int exitBadArguments = 2;
 constexpr int pollMilliseconds = 50;
+constexpr std::array levels{Level::error, Level::warning, Level::info, Level::debug};
 constexpr size_t blockSize = 65536; // what is gathered before it is written
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -48,12 +54,24 @@ struct Arguments
     FilterChoice filter;
 };
 
+std::vector<std::string> LevelNames()
+{
+    std::vector<std::string> names;
+    for (const Level level : levels) {
+        names.emplace_back(LevelName(level));
+    }
+    return names;
+}
+
 void AddOptions(CLI::App& app, Arguments& arguments)
 {
-    app.add_option("PATH", arguments.path, "The folder of the log files, or one file");
+    const std::vector<std::string> colours{"auto", "always", "never"};
+    app.add_option("PATH", arguments.path, "The folder of the log files, or one file")
+        ->check(command_line::Offer("<file>"));
     app.add_option("--name", arguments.stem, "How the files' names begin")->capture_default_str();
     app.add_option("--level", arguments.level,
-                   "Only lines of this level or more severe: error, warning, info or debug");
+                   "Only lines of this level or more severe: error, warning, info or debug")
+        ->check(command_line::Offer(command_line::Join(LevelNames(), " ")));
     app.add_option("--function", arguments.filter.functions, "Only this function; * and ? stand for any text")
         ->allow_extra_args(false);
     app.add_option("--since", arguments.since,
@@ -62,7 +80,7 @@ void AddOptions(CLI::App& app, Arguments& arguments)
     app.add_flag("--follow,-f", arguments.follow, "Go on with what is written from now on");
     app.add_flag("--json", arguments.json, "One JSON object per line");
     app.add_option("--color,--colour", arguments.colour, "auto, always or never")
-        ->check(CLI::IsMember({"auto", "always", "never"}));
+        ->check(CLI::IsMember(colours), command_line::Join(colours, " "));
     app.add_subcommand("calls", "How long each call took")->fallthrough()->callback([&arguments] {
         arguments.calls = true;
     });
@@ -73,12 +91,13 @@ std::optional<Level> LevelArgument(const std::string& text)
     if (text.empty()) {
         return std::nullopt;
     }
-    for (const Level level : {Level::error, Level::warning, Level::info, Level::debug}) {
+    for (const Level level : levels) {
         if (LevelName(level) == text) {
             return level;
         }
     }
-    throw CLI::ValidationError("--level", "\"" + text + "\" is none of error, warning, info, debug");
+    throw CLI::ValidationError("--level",
+                               "\"" + text + "\" is none of " + command_line::Join(LevelNames(), ", "));
 }
 
 std::optional<std::time_t> TimeArgument(const char* option, const std::string& text)
@@ -225,6 +244,9 @@ int ParseAndRun(int count, char** values)
     CLI::App app("Shows the library's log files, the oldest lines first", "tavrik-log");
     Arguments arguments;
     AddOptions(app, arguments);
+    if (command_line::DescribeOnRequest(app, {values + std::min(count, 1), values + count})) {
+        return 0;
+    }
     try {
         Parse(app, arguments, count, values);
     } catch (const CLI::ParseError& error) {
