@@ -1,9 +1,9 @@
 #include "softcard/card/card_access.h"
 
 #include "softcard/card/card_error.h"
+#include "src/platform/mutex.h"
 
 #include <chrono>
-#include <mutex>
 #include <set>
 #include <thread>
 
@@ -25,25 +25,25 @@ public:
 
     bool Contains(const std::filesystem::path& card)
     {
-        const std::lock_guard lock(mutex);
+        const MutexLock lock(mutex);
         return cards.contains(card);
     }
 
     void Add(const std::filesystem::path& card)
     {
-        const std::lock_guard lock(mutex);
+        const MutexLock lock(mutex);
         cards.insert(card);
     }
 
     void Remove(const std::filesystem::path& card)
     {
-        const std::lock_guard lock(mutex);
+        const MutexLock lock(mutex);
         cards.erase(card);
     }
 
 private:
-    std::mutex mutex;
-    std::set<std::filesystem::path> cards;
+    Mutex mutex;
+    std::set<std::filesystem::path> cards GUARDED_BY(mutex);
 };
 
 // Tries until `attempt` returns true. Throws CardError when it does not in time.

@@ -74,7 +74,7 @@ void Runtime::Initialize()
     Directories found = FindDirectories();
     EnsurePrivateFolder(found.Readers());
     EnsurePrivateFolder(found.Cards());
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     PrepareSharedCryptoObjects(); // on one thread, so that no two meet over it later
     directories = std::move(found);
     initialized = true;
@@ -82,7 +82,7 @@ void Runtime::Initialize()
 
 void Runtime::Finalize()
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     initialized = false;
     ++run;
     knownCards.clear();
@@ -97,14 +97,14 @@ void Runtime::Finalize()
 
 Directories Runtime::RequireDirectories() const
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     RequireInitialized();
     return directories;
 }
 
 std::optional<Directories> Runtime::CurrentDirectories() const
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     return initialized ? std::optional(directories) : std::nullopt;
 }
 
@@ -114,9 +114,9 @@ CardSession Runtime::Open(const std::string& reader)
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
         const Reader found = RequireCardIn(current.directories, reader);
         auto loaded = LoadSession(current.directories, found);
-        const std::lock_guard oneAtATime(looking);
+        const MutexLock oneAtATime(looking);
         if (RequireCardIn(current.directories, reader).insertion == found.insertion) {
-            const std::lock_guard lock(mutex);
+            const MutexLock lock(mutex);
             RequireSameRun(current);
             const CardSession session = Register(std::move(loaded));
             knownCards[reader] = {found.card, found.insertion, session};
@@ -143,7 +143,7 @@ std::shared_ptr<Session> Runtime::RequireSession(CardSession session) const
 
 std::shared_ptr<Session> Runtime::RequireOpenSession(CardSession session) const
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = sessions.find(session);
     if (found == sessions.end()) {
         throw CardError(eInvalidSession, "There is no such session.");
@@ -155,7 +155,7 @@ void Runtime::Close(CardSession session)
 {
     const std::shared_ptr<Session> found = RequireOpenSession(session);
     found->End();
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     sessions.erase(session);
 }
 
@@ -164,7 +164,7 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
     const auto deadline = std::chrono::steady_clock::now() + time;
     const std::shared_ptr<ReaderWatch> watch = StartWatch();
     const auto forget = [&](const void* /*unused*/) {
-        const std::lock_guard lock(mutex);
+        const MutexLock lock(mutex);
         watches.erase(watch);
     };
     const std::unique_ptr<const void, decltype(forget)> guard(watch.get(), forget);
@@ -189,7 +189,7 @@ void Runtime::RequireInitialized() const
 
 Runtime::Run Runtime::CurrentRun() const
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     RequireInitialized();
     return {run, directories};
 }
@@ -210,7 +210,7 @@ CardSession Runtime::Register(std::shared_ptr<Session> session)
 
 std::shared_ptr<ReaderWatch> Runtime::StartWatch()
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     RequireInitialized();
     return *watches.insert(std::make_shared<ReaderWatch>(directories)).first;
 }
@@ -235,10 +235,10 @@ std::vector<ReaderEvent> Runtime::CollectEvents(const std::shared_ptr<ReaderWatc
 // Each change is found by one thread only.
 Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& watch)
 {
-    const std::lock_guard oneAtATime(looking);
+    const MutexLock oneAtATime(looking);
     Changes changes{CurrentRun(), {}, {}};
     const std::vector<Reader> readers = ReaderDirectory(changes.run.directories).List();
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     RequireSameRun(changes.run);
     if (!watches.contains(watch)) {
         throw CardError(eLibraryNotInitialized, "The library has been finalised, and initialised again.");
@@ -273,7 +273,7 @@ std::optional<ReaderEvent> Runtime::OpenInserted(const Run& current, const Reade
     } catch (const CardError& error) {
         event.status = error.Status();
     }
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     RequireSameRun(current);
     const auto known = knownCards.find(reader.name);
     if (known == knownCards.end() || known->second.insertion != reader.insertion ||

@@ -8,11 +8,11 @@
 #include "softcard/cardapi/system/reader_watch.h"
 
 #include "src/card/card_api.h"
+#include "src/platform/mutex.h"
 
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -83,27 +83,28 @@ private:
     };
 
     Runtime() = default;
-    void RequireInitialized() const;
-    void RequireSameRun(const Run& earlier) const;
+    void RequireInitialized() const REQUIRES(mutex);
+    void RequireSameRun(const Run& earlier) const REQUIRES(mutex);
     [[nodiscard]] Run CurrentRun() const;
-    CardSession Register(std::shared_ptr<Session> session);
+    CardSession Register(std::shared_ptr<Session> session) REQUIRES(mutex);
     std::shared_ptr<ReaderWatch> StartWatch();
     std::vector<ReaderEvent> CollectEvents(const std::shared_ptr<ReaderWatch>& watch);
-    Changes CollectChanges(const std::shared_ptr<ReaderWatch>& watch);
+    Changes CollectChanges(const std::shared_ptr<ReaderWatch>& watch) EXCLUDES(looking, mutex);
     std::optional<ReaderEvent> OpenInserted(const Run& current, const Reader& reader);
 
-    // Held by who looks into the readers and notes what he found, so that no older view replaces a newer one.
-    // Taken before the other, and never by an operation on an open session.
-    std::mutex looking;
+    // Held while a thread reads the readers and notes what it found, so that no older view replaces a newer one.
+    // No operation on an open session takes it.
+    Mutex looking ACQUIRED_BEFORE(mutex);
 
-    mutable std::mutex mutex; // guards what follows, for moments: no file is read under it
-    bool initialized = false;
-    uint64_t run = 0; // the number of ends so far
-    Directories directories;
-    CardSession lastSession = 0;
-    std::map<CardSession, std::shared_ptr<Session>> sessions;
-    std::map<std::string, KnownCard> knownCards;    // by reader
-    std::set<std::shared_ptr<ReaderWatch>> watches; // of the threads that wait in this run of the library
+    mutable Mutex mutex; // held for moments: no file is read meanwhile
+    bool initialized GUARDED_BY(mutex) = false;
+    uint64_t run GUARDED_BY(mutex) = 0; // the number of ends so far
+    Directories directories GUARDED_BY(mutex);
+    CardSession lastSession GUARDED_BY(mutex) = 0;
+    std::map<CardSession, std::shared_ptr<Session>> sessions GUARDED_BY(mutex);
+    std::map<std::string, KnownCard> knownCards GUARDED_BY(mutex); // by reader
+    // Of the threads that wait in this run of the library.
+    std::set<std::shared_ptr<ReaderWatch>> watches GUARDED_BY(mutex);
 };
 
 } // namespace softcard

@@ -10,7 +10,7 @@ namespace softcard {
 bool Session::Authorize(KeyFamily family, PrivateKeys keys)
 {
     const std::string mark = ReadChannelMark(card.folder);
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     if (ended) {
         return false;
     }
@@ -25,21 +25,21 @@ bool Session::Authorize(KeyFamily family, PrivateKeys keys)
 
 void Session::Withdraw(KeyFamily family)
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     (family == KeyFamily::qualified ? qualifiedKeys : ordinaryKeys).reset();
 }
 
 bool Session::HasSecureMessaging() const
 {
     const std::string mark = ReadChannelMark(card.folder);
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     return ordinaryKeys && channelMark == mark;
 }
 
 std::optional<PrivateKeys> Session::OrdinaryKeys() const
 {
     const std::string mark = ReadChannelMark(card.folder);
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     return channelMark == mark ? ordinaryKeys : std::nullopt;
 }
 
@@ -53,7 +53,7 @@ void Session::StartTransaction()
 {
     // It can take a while, and nobody is to wait for the session meanwhile.
     auto started = std::make_unique<CardTransaction>(card.folder);
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     if (ended) {
         throw CardError(eInvalidSession, "The session has ended.");
     }
@@ -62,7 +62,7 @@ void Session::StartTransaction()
 
 void Session::StopTransaction()
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     if (!transaction) {
         throw CardError(eStatusNOT_TRANSACTED, "No transaction is active on the session.");
     }
@@ -71,7 +71,7 @@ void Session::StopTransaction()
 
 void Session::End()
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     ended = true;
     ordinaryKeys.reset();
     qualifiedKeys.reset();
@@ -81,13 +81,13 @@ void Session::End()
 // Also where the mark cannot be read, a signature uses them up.
 std::pair<std::optional<PrivateKeys>, std::string> Session::ExchangeQualifiedKeys()
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     return {std::exchange(qualifiedKeys, std::nullopt), channelMark};
 }
 
 bool Session::HasEnded() const
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     return ended;
 }
 

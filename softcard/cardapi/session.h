@@ -4,9 +4,9 @@
 #include "softcard/card/card_access.h"
 #include "softcard/card/card_store.h"
 #include "softcard/card/reader_directory.h"
+#include "src/platform/mutex.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -49,12 +49,12 @@ private:
 
     const Card card;
     const Reader reader;
-    mutable std::mutex mutex; // guards what follows, for moments: no file is read under it
-    bool ended = false;
-    std::optional<PrivateKeys> ordinaryKeys;
-    std::optional<PrivateKeys> qualifiedKeys;
-    std::string channelMark; // under which the keys were opened
-    std::unique_ptr<CardTransaction> transaction;
+    mutable Mutex mutex; // held for moments: no file is read meanwhile
+    bool ended GUARDED_BY(mutex) = false;
+    std::optional<PrivateKeys> ordinaryKeys GUARDED_BY(mutex);
+    std::optional<PrivateKeys> qualifiedKeys GUARDED_BY(mutex);
+    std::string channelMark GUARDED_BY(mutex); // under which the keys were opened
+    std::unique_ptr<CardTransaction> transaction GUARDED_BY(mutex);
 };
 
 } // namespace softcard

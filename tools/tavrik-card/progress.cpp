@@ -28,7 +28,7 @@ Progress::~Progress()
         return;
     }
     {
-        const std::lock_guard lock(mutex);
+        const MutexLock lock(mutex);
         ending = true;
     }
     ended.notify_one();
@@ -37,19 +37,25 @@ Progress::~Progress()
 
 void Progress::Tell(const std::string& next)
 {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     step = next;
 }
 
 void Progress::Turn()
 {
-    std::unique_lock lock(mutex);
+    MutexLock lock(mutex);
     for (size_t i = 0; !ending; i = (i + 1) % wheel.size()) {
-        if (!step.empty()) {
-            std::cerr << eraseLine << wheel[i] << ' ' << step << std::flush;
+        const std::string shown = step;
+        lock.Unlock(); // a terminal can be slow
+        if (!shown.empty()) {
+            std::cerr << eraseLine << wheel[i] << ' ' << shown << std::flush;
         }
-        ended.wait_for(lock, turn, [this] { return ending; });
+        lock.Lock();
+        if (!ending) {
+            ended.wait_for(lock.Native(), turn);
+        }
     }
+    lock.Unlock();
     std::cerr << eraseLine << std::flush;
 }
 

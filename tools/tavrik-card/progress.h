@@ -1,8 +1,9 @@
 // Signs of life during long work, for a person at a terminal.
 #pragma once
 
+#include "src/platform/mutex.h"
+
 #include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -26,10 +27,10 @@ public:
 private:
     void Turn();
 
-    std::mutex mutex; // guards what follows
+    Mutex mutex;
     std::condition_variable ended;
-    bool ending = false;
-    std::string step;
+    bool ending GUARDED_BY(mutex) = false;
+    std::string step GUARDED_BY(mutex);
     std::thread thread; // not joinable without a terminal
 };
 
