@@ -1,16 +1,20 @@
-// softcard_use_card SEED: verifies the PIN of the card "ref2" in "Reader 0", rightly and wrongly by chance,
-// and unblocks it when it is locked, until it is killed. Says before each step what it begins, and behind it
-// what came of it (see use_report.h).
+// softcard_use_card STEP MOMENT: does one step with the PIN of the card "ref2" in "Reader 0" and kills itself at a moment
+// of it. STEP is "right" or "wrong" to verify the PIN so, and "unblock" to unblock it. The moments are counted from 0:
+// each system call that changes files has one before it, and a write also one in its middle. Between these calls nothing
+// changes outside the process, so a program that is killed at any other time leaves the same. Exits with 0 when the step
+// has fewer moments.
 #include "softcard/card/code_change.h"
 #include "softcard/card/directories.h"
 #include "tests/softcard/card_library.h"
-#include "tests/softcard/system/linux/use_report.h"
 
+#include <csignal>
 #include <exception>
 #include <iostream>
-#include <random>
+#include <limits>
 #include <string>
 
+#include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace softcard::test;
@@ -18,32 +22,20 @@ using softcard::CodeKind;
 
 namespace {
 
-void Tell(UseStep step, uint32_t triesLeft = 0)
+constexpr int never = std::numeric_limits<int>::max();
+
+int momentsLeft = never;
+
+void PassMoment()
 {
-    const UseReport report{step, triesLeft};
-    if (write(STDOUT_FILENO, &report, sizeof report) != sizeof report) {
-        throw std::runtime_error("Nobody listens.");
+    if (momentsLeft == 0) {
+        kill(getpid(), SIGKILL);
     }
+    momentsLeft -= momentsLeft == never ? 0 : 1;
 }
 
-void Unblock(const std::filesystem::path& cardFolder)
+void DoStep(const std::string& step, int moment)
 {
-    Tell(UseStep::unblocking);
-    softcard::UnblockCode(cardFolder, CodeKind::pin, softcard::MakeSecretText(templatePuk), {});
-    Tell(UseStep::done, softcard::defaultTries);
-}
-
-void Verify(CardSession session, bool rightly)
-{
-    Tell(rightly ? UseStep::rightPin : UseStep::wrongPin);
-    const Verified verified = VerifyPin(session, rightly ? pin : wrongCode);
-    const auto left = static_cast<uint32_t>(verified.result.unread4);
-    Tell(UseStep::done, verified.returned == 0 ? softcard::defaultTries : left);
-}
-
-[[noreturn]] void UseCardForever(unsigned seed)
-{
-    std::minstd_rand random(seed);
     const std::filesystem::path cardFolder = softcard::FindDirectories().Cards() / "ref2";
     Library().initialize(nullptr);
     CardSession session = 0;
@@ -51,21 +43,50 @@ void Verify(CardSession session, bool rightly)
     if (session == 0) {
         throw std::runtime_error("The card does not open.");
     }
-    while (true) {
-        if (softcard::ReadCodeRecords(cardFolder).pin.triesLeft == 0) {
-            Unblock(cardFolder);
-        } else {
-            Verify(session, random() % 3 == 0);
-        }
+    momentsLeft = moment;
+    if (step == "unblock") {
+        softcard::UnblockCode(cardFolder, CodeKind::pin, softcard::MakeSecretText(templatePuk), {});
+    } else {
+        VerifyPin(session, step == "right" ? pin : wrongCode);
     }
+    momentsLeft = never;
 }
 
 } // namespace
 
+// The library and this program call these in place of the system's.
+extern "C" ssize_t write(int file, const void* data, size_t size)
+{
+    PassMoment();
+    if (momentsLeft == 0) {
+        syscall(SYS_write, file, data, size / 2);
+    }
+    PassMoment();
+    return syscall(SYS_write, file, data, size);
+}
+
+extern "C" int fsync(int file)
+{
+    PassMoment();
+    return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept
+{
+    PassMoment();
+    return static_cast<int>(syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+}
+
+extern "C" int unlink(const char* path) noexcept
+{
+    PassMoment();
+    return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
 int main(int argumentCount, char** argumentValues)
 {
     try {
-        UseCardForever(argumentCount == 2 ? static_cast<unsigned>(std::stoul(argumentValues[1])) : 0);
+        DoStep(argumentValues[1], argumentCount == 3 ? std::stoi(argumentValues[2]) : never);
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
