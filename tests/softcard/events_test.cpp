@@ -1,8 +1,8 @@
+#include "softcard/card/fault.h"
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/reader_events.h"
 
-#include <atomic>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -11,10 +11,21 @@ using namespace softcard::test;
 
 namespace {
 
+constexpr std::chrono::seconds longest{30}; // of what returns at once, on a slow machine
+
 class Events : public CardTest
 {
 protected:
     Events() { TakeEvents(); }
+
+    // Returns once the only fault of the card has begun to happen.
+    void AwaitFault(const std::string& card)
+    {
+        const auto deadline = Clock::now() + longest;
+        while (!softcard::ReadFaults(State() / "cards" / card).empty() && Clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
 };
 
 TEST_F(Events, TellOfACardThatIsInserted)
@@ -106,12 +117,9 @@ TEST_F(Events, OutliveTheReadersFolder)
     InsertAndOpen("ref2");
     std::filesystem::remove_all(State() / "readers");
     EXPECT_EQ(EventsNow().size(), 1U);
-    std::thread waiting([] { Library().waitForReaderEvent(5000, Listen); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const Monitor monitor;
     Insert("ref2");
-    const auto done = Clock::now();
-    EXPECT_LT(AwaitEvent().time - done, std::chrono::milliseconds(1000));
-    waiting.join();
+    EXPECT_EQ(AwaitEvent().code, cardInsertedEvent);
 }
 
 TEST_F(Events, TellOfACardThatCannotBeRead)
@@ -177,30 +185,30 @@ TEST_F(Events, OfACardThatGoesWhileItIsOpenedBringNoSession)
     EXPECT_EQ(removed[0].session, 0U) << "there never was one";
 }
 
-TEST_F(Events, ComeLateAndKeepNobodyWaitingWhenThatWasOrdered)
+TEST_F(Events, ThatAreDelayedKeepNoOtherThreadWaiting)
 {
     const CardSession other = InsertAndOpen("ref3");
-    Order("ref2", {"OpenSession", "--delay", "700"});
+    Order("ref2", {"OpenSession", "--delay", "2000"});
     Insert("ref2", "Slow");
     const auto start = Clock::now();
     std::thread waiting([] { Library().waitForReaderEvent(0, Listen); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    AwaitFault("ref2");
     EXPECT_EQ(FlagsOf(other), cardPresentFlag);
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(700));
+    EXPECT_TRUE(TakeEvents().empty()) << "the event is still delayed";
     waiting.join();
     const auto events = TakeEvents();
     ASSERT_EQ(events.size(), 1U);
-    EXPECT_GE(events[0].time - start, std::chrono::milliseconds(700));
+    EXPECT_GE(events[0].time - start, std::chrono::milliseconds(2000));
     EXPECT_EQ(FlagsOf(events[0].session), cardPresentFlag);
 }
 
 // The host would have the card twice otherwise.
 TEST_F(Events, DoNotTellOfACardThatWasOpenedWhileTheEventWasUnderWay)
 {
-    Order("ref2", {"WaitForReaderEvent", "--delay", "500"});
+    Order("ref2", {"WaitForReaderEvent", "--delay", "2000"});
     Insert("ref2");
     std::thread waiting([] { Library().waitForReaderEvent(0, Listen); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    AwaitFault("ref2");
     const CardSession session = Open();
     waiting.join();
     EXPECT_TRUE(TakeEvents().empty());
@@ -247,16 +255,16 @@ TEST_F(Events, WaitAsLongAsAsked)
 {
     const auto start = Clock::now();
     EXPECT_EQ(Library().waitForReaderEvent(0, Listen), 0);
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(100));
+    EXPECT_LT(Clock::now() - start, longest);
     EXPECT_EQ(Library().waitForReaderEvent(200, Listen), 0);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(200));
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
-    EXPECT_EQ(Library().waitForReaderEvent(0, nullptr), 1);
+    EXPECT_LT(Clock::now() - start, longest);
+    EXPECT_EQ(Library().waitForReaderEvent(0, nullptr), eInvalidParam);
 }
 
-TEST_F(Events, OfAnotherProcessComeWithinATenthOfASecond)
+TEST_F(Events, OfAnotherProcessCome)
 {
-    ExpectQuickEvents(
+    ExpectEvents(
         3, [this] { Insert("ref2"); }, [this] { Remove("ref2"); });
 }
 
@@ -288,34 +296,27 @@ TEST_F(Events, LeaveTheLibraryFreeDuringTheCallback)
 TEST_F(Events, StopWithTheLibrary)
 {
     CardStatus status = 0;
-    std::atomic<bool> waiting = false;
-    std::thread thread([&] {
-        waiting = true;
-        status = Library().waitForReaderEvent(60000, Listen);
-    });
-    while (!waiting) {
-        std::this_thread::yield();
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::thread thread([&] { status = Library().waitForReaderEvent(60000, Listen); });
+    AwaitFollowing();
     const auto start = Clock::now();
     Library().finalize();
     thread.join();
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
-    EXPECT_EQ(status, 2);
+    EXPECT_LT(Clock::now() - start, longest);
+    EXPECT_EQ(status, eLibraryNotInitialized);
 }
 
 TEST_F(Events, StopWithTheLibraryAlsoWhenItStartsAgainAtOnce)
 {
     for (int round = 0; round < 20; ++round) {
         CardStatus status = 0;
-        std::thread thread([&] { status = Library().waitForReaderEvent(2000, Listen); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::thread thread([&] { status = Library().waitForReaderEvent(60000, Listen); });
+        AwaitFollowing();
         const auto start = Clock::now();
         Library().finalize();
         Library().initialize(nullptr);
         thread.join();
         ASSERT_EQ(status, eLibraryNotInitialized) << "round " << round;
-        ASSERT_LT(Clock::now() - start, std::chrono::milliseconds(1500));
+        ASSERT_LT(Clock::now() - start, longest);
     }
 }
 

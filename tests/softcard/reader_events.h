@@ -20,7 +20,7 @@ struct Event
     std::u16string reader;
     CardSession session;
     CardStatus status;
-    Clock::time_point time;
+    Clock::time_point time; // when it came
 };
 
 // The callback that collects.
@@ -29,17 +29,21 @@ void Listen(uint32_t code, const char16_t* reader, CardSession session, const Ca
 // What was collected since the last time.
 std::vector<Event> TakeEvents();
 
-// The next event, which must come within five seconds.
+// The next event. The test fails when there is none for long.
 Event AwaitEvent();
 
-// That so many insertions and removals of a card are told of, each within a tenth of a second and the removal
-// with the session that came with the insertion.
-void ExpectQuickEvents(int rounds, const std::function<void()>& insert, const std::function<void()>& remove);
+// That so many insertions and removals of a card are told of, each removal with the session that came with the insertion.
+void ExpectEvents(int rounds, const std::function<void()>& insert, const std::function<void()>& remove);
+
+// Returns once another thread that waits for events follows the readers.
+void AwaitFollowing();
 
 // What a wait without time brings.
 std::vector<Event> EventsNow();
 
-// Another thread that waits for events again and again, as a monitoring thread does.
+// Another thread that waits for events again and again, as a monitoring thread does. Each wait is longer than AwaitEvent
+// has patience, so an event comes only when the library notices the change by itself. The end of the monitor finalizes the
+// library.
 class Monitor
 {
 public:

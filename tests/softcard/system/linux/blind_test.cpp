@@ -42,7 +42,7 @@ namespace {
 
 TEST_F(BlindReaders, AreLookedAtOftenEnough)
 {
-    ExpectQuickEvents(
+    ExpectEvents(
         5, [this] { Insert("ref2"); }, [this] { Remove("ref2"); });
 }
 

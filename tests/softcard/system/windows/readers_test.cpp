@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::chrono::milliseconds promptly{100};
 constexpr std::chrono::milliseconds tick{20}; // longer than the clock of the files ticks
 
 class WindowsReaders : public CardTest
@@ -43,13 +42,11 @@ protected:
         return Library().openSession(reader, &session);
     }
 
-    static void ExpectPromptEvent(uint32_t code, const std::u16string& reader, const std::string& deed)
+    static void ExpectEvent(uint32_t code, const std::u16string& reader, const std::string& deed)
     {
-        const auto done = Clock::now();
         const Event event = AwaitEvent();
         EXPECT_EQ(event.code, code) << deed;
         EXPECT_EQ(event.reader, reader) << deed;
-        EXPECT_LT(event.time - done, promptly) << deed;
     }
 };
 
@@ -58,16 +55,16 @@ TEST_F(WindowsReaders, AreSeenByARunningProgramWhenAPersonHandlesThem)
     const Monitor monitor;
     for (int round = 0; round < 3; ++round) {
         MakeLink("..\\..\\cards\\ref2\r\n");
-        ExpectPromptEvent(cardInsertedEvent, u"Reader 0", "writing the file");
+        ExpectEvent(cardInsertedEvent, u"Reader 0", "writing the file");
         fs::create_directories(Link("New").parent_path());
         fs::rename(Link(), Link("New"));
-        ExpectPromptEvent(cardRemovedEvent, u"Reader 0", "moving the file away");
-        ExpectPromptEvent(cardInsertedEvent, u"New", "moving the file into another reader");
+        ExpectEvent(cardRemovedEvent, u"Reader 0", "moving the file away");
+        ExpectEvent(cardInsertedEvent, u"New", "moving the file into another reader");
         fs::rename(State() / "readers/New", State() / "readers/Renamed");
-        ExpectPromptEvent(cardRemovedEvent, u"New", "renaming the reader");
-        ExpectPromptEvent(cardInsertedEvent, u"Renamed", "renaming the reader");
+        ExpectEvent(cardRemovedEvent, u"New", "renaming the reader");
+        ExpectEvent(cardInsertedEvent, u"Renamed", "renaming the reader");
         fs::remove_all(State() / "readers/Renamed");
-        ExpectPromptEvent(cardRemovedEvent, u"Renamed", "removing the reader");
+        ExpectEvent(cardRemovedEvent, u"Renamed", "removing the reader");
     }
 }
 
@@ -75,11 +72,11 @@ TEST_F(WindowsReaders, LoseACardWhoseFolderGoes)
 {
     const Monitor monitor;
     MakeLink("..\\..\\cards\\ref2");
-    ExpectPromptEvent(cardInsertedEvent, u"Reader 0", "writing the file");
+    ExpectEvent(cardInsertedEvent, u"Reader 0", "writing the file");
     fs::rename(State() / "cards/ref2", State() / "aside");
-    ExpectPromptEvent(cardRemovedEvent, u"Reader 0", "moving the card's folder away");
+    ExpectEvent(cardRemovedEvent, u"Reader 0", "moving the card's folder away");
     fs::rename(State() / "aside", State() / "cards/ref2");
-    ExpectPromptEvent(cardInsertedEvent, u"Reader 0", "moving it back");
+    ExpectEvent(cardInsertedEvent, u"Reader 0", "moving it back");
 }
 
 TEST_F(WindowsReaders, TakeTheFileInAnyCommonForm)
@@ -172,3 +169,8 @@ TEST_F(WindowsReaders, KnowACardThatWentAndCameBackByHand)
 }
 
 } // namespace
+
+void softcard::test::AwaitFollowing()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the system does not tell
+}
