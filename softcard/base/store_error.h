@@ -34,7 +34,7 @@ private:
     StoreFailure failure;
 };
 
-// The store cannot be used. what() is a sentence for a person, in our own words, as that of a StoreError is.
+// The store cannot be used. what() is a sentence for the user, like that of a StoreError.
 class StoreTrouble : public std::runtime_error
 {
 public:

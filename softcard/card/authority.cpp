@@ -16,7 +16,7 @@
 namespace softcard {
 namespace {
 
-// Who waits for another to make the authority waits for two keys, on a slow machine too.
+// A process that waits for another to make the authority waits for two keys, on a slow machine too.
 constexpr std::chrono::minutes longestMaking{5};
 
 constexpr size_t authorityBits = 2048;

@@ -94,7 +94,7 @@ bool IsUnfinished(const std::string& name)
     return name.starts_with(workshopName) || (name.starts_with('.') && name.ends_with(deletedEnding));
 }
 
-// Takes away what those left who were killed at their work. What cannot be looked at or removed stays.
+// Removes what killed programs left behind. What cannot be examined or removed is kept.
 void ClearUnfinishedCards(const std::filesystem::path& cards)
 {
     const auto oldest = std::filesystem::file_time_type::clock::now() - longestWork;

@@ -80,14 +80,14 @@ void TakeVersions(const Json& json, std::array<uint8_t, 4>& versions)
     }
 }
 
-// Gives a key of the old form the one of today, in one step: whoever is killed leaves the one or the other.
+// Gives a key of the old form the one of today, in one step: a program that is killed leaves one or the other.
 // The key can be used all the same when that fails, and the next use tries again.
 void RenewKeyFile(const std::filesystem::path& cardFolder, const std::filesystem::path& file,
                   const SecretBytes& secret)
 {
     try {
         const FileLock lock = LockCard(cardFolder);
-        const StoredKey stored = ReadKeyFile(file, secret); // somebody may have been quicker
+        const StoredKey stored = ReadKeyFile(file, secret); // another process may have replaced it already
         if (stored.isInOldForm) {
             WriteKeyFile(file, *stored.key, secret);
         }
@@ -202,7 +202,7 @@ void AddKey(Card& card, KeyFamily family, const NewKey& key, const SecretBytes& 
 
 namespace {
 
-// Where the card's folder is after that. Throws StoreError when it is gone, by whoever was quicker.
+// Where the card's folder is after that. Throws StoreError when another program has deleted it.
 std::filesystem::path TakeOutOfStore(const CardStore& store, const std::string& name)
 {
     const std::string unknown = "There is no card named \"" + name + "\".";

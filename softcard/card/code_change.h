@@ -1,4 +1,4 @@
-// Setting, changing, unblocking and locking the codes of a card. The keys behind a code stay as they are:
+// Setting, changing, unblocking and locking the codes of a card. The keys behind a code do not change:
 // what changes is how their secret is wrapped.
 #pragma once
 
@@ -37,7 +37,7 @@ void RequireCode(const SecretText& code);
 void ChangeCode(const std::filesystem::path& cardFolder, CodeKind kind, const SecretText& old,
                 const SecretText& replacement);
 
-// With the PUK: sets the BOK or the PIN anew, whatever its state was. Without a replacement the code stays,
+// With the PUK: sets the BOK or the PIN anew, whatever its state was. Without a replacement the code does not change,
 // and gets its tries back.
 void UnblockCode(const std::filesystem::path& cardFolder, CodeKind kind, const SecretText& puk,
                  const std::optional<SecretText>& replacement);

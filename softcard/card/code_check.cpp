@@ -14,7 +14,7 @@
 namespace softcard {
 namespace {
 
-// Scrypt with 16 MiB, some 50 ms on an ordinary machine: a login stays quick, a search through a stolen store
+// Scrypt with 16 MiB, some 50 ms on an ordinary machine: a login is quick, a search through a stolen store
 // does not. A power of two.
 constexpr uint32_t derivationCost = 16384;
 constexpr size_t derivationBlockSize = 8;

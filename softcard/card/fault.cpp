@@ -132,7 +132,7 @@ void TakeCardOut(const Directories& directories, const std::string& card)
     try {
         ReaderDirectory(directories).Remove(card);
     } catch (const StoreError&) {
-        return; // somebody was quicker
+        return; // another process has removed it
     }
 }
 

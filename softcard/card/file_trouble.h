@@ -1,4 +1,4 @@
-// What is wrong with a file, told to a person: in one sentence or two that name the file and say what to do.
+// What is wrong with a file, in one or two sentences for the user that name the file and say what to do.
 #pragma once
 
 #include "softcard/base/store_error.h"
@@ -27,7 +27,7 @@ inline constexpr const char* mendAuthority = "Put a copy of it back, or take the
 // What the system has against using a file. The path is taken out of the error.
 std::string DescribeSystemTrouble(const std::system_error& error);
 
-// The same for a file that a person knows by another path than the one that the error has.
+// The same for a file that the user knows by another path than the one in the error.
 std::string DescribeSystemTrouble(const std::filesystem::path& path, const std::error_code& code);
 
 } // namespace softcard

@@ -1,6 +1,6 @@
 // The readers, each a folder `readers/NAME`. The card in a reader is a link `card` in that folder (see
 // system/card_link.h), which leads to the card's own folder: a person puts a card in by making the link and
-// takes it out by removing it. A reader stays when its card goes.
+// takes it out by removing it. Removing a card does not remove its reader.
 #pragma once
 
 #include "softcard/card/directories.h"
@@ -42,7 +42,7 @@ public:
     void Insert(const std::string& card, const std::string& reader) const;
     void Remove(const std::string& card) const;
 
-    // Lets nobody insert the card while `destroy` destroys it. A card that is in a reader is taken out
+    // No other program can insert the card while `destroy` destroys it. A card that is in a reader is taken out
     // before, where that is allowed. Throws StoreError when it is not, and what `destroy` throws.
     void Destroy(const std::string& card, bool takesOut, const std::function<void()>& destroy) const;
 

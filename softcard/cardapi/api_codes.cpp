@@ -54,7 +54,7 @@ void RequireAccepted(const CodeCheck& check, CodeKind kind, VerifyResult& result
 softcard::SecretText AskUser(const Verification& verification, VerifyResult& result)
 {
     const softcard::Card& card = verification.session->InsertedCard();
-    // Whoever waits for the user keeps nobody from the card.
+    // Waiting for the user must not block other programs.
     softcard::EnterCard(card.folder).reset();
     const CodeCheck look = softcard::LookAtCode(card.folder, verification.kind);
     RequireAccepted(look, verification.kind, result);

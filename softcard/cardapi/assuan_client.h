@@ -27,7 +27,7 @@ public:
     // Without its end. Nothing when no more comes in time, or the line is longer than the protocol allows.
     [[nodiscard]] virtual std::optional<SecretText> Read(Deadline deadline) = 0;
 
-    // The line gets its end. False when nobody reads.
+    // The line gets its end. False when the other side has closed its end.
     [[nodiscard]] virtual bool Write(std::string_view line) = 0;
 };
 

@@ -15,7 +15,7 @@ namespace {
 constexpr int usualAnswerTime = 300; // seconds
 constexpr int longestAnswerTime = 3600;
 
-// Empty when none is chosen. For a program with borrowed rights nobody chooses.
+// Empty when none is chosen. A program with borrowed rights has no choice.
 std::filesystem::path ChosenProgram(const std::filesystem::path& configFolder)
 {
     if (HasBorrowedRights()) {

@@ -259,8 +259,8 @@ Runtime::Changes Runtime::CollectChanges(const std::shared_ptr<ReaderWatch>& wat
     return changes;
 }
 
-// A fault can take its time, so nobody waits for it. Nothing when the card was opened, or had gone again,
-// before there was a session to tell of.
+// A fault can be delayed, so no lock is held meanwhile. Nothing when the card was opened, or had gone again,
+// before there was a session.
 std::optional<ReaderEvent> Runtime::OpenInserted(const Run& current, const Reader& reader)
 {
     ReaderEvent event{cardInsertedEvent, reader.name, 0, eStatusOk};

@@ -74,7 +74,7 @@ private:
         Directories directories;
     };
 
-    // What CollectEvents finds under the locks and tells of without them.
+    // What CollectEvents finds with the locks held, and reports after it released them.
     struct Changes
     {
         Run run;

@@ -51,7 +51,7 @@ std::optional<PrivateKeys> Session::TakeQualifiedKeys()
 
 void Session::StartTransaction()
 {
-    // It can take a while, and nobody is to wait for the session meanwhile.
+    // It can take half a second, in which the session must not be locked.
     auto started = std::make_unique<CardTransaction>(card.folder);
     const MutexLock lock(mutex);
     if (ended) {

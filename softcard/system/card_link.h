@@ -1,5 +1,5 @@
 // What lies in a reader in the place of the card, and leads to the card's own folder: a symbolic link, or
-// where links are not for everybody, a file with the path.
+// where links take a privilege, a file with the path.
 #pragma once
 
 #include <chrono>
@@ -26,7 +26,7 @@ struct Insertion
 // and a card from others that took their names.
 std::optional<Insertion> DescribeInsertion(const std::filesystem::path& link);
 
-// Makes a link to the card's folder, in the place of a link that is there: whoever looks meanwhile sees the
+// Makes a link to the card's folder, in the place of a link that is there: a program that reads it meanwhile sees the
 // old one or the new one, as with WriteFileAtomically. Throws std::system_error.
 void MakeCardLink(const std::filesystem::path& cardFolder, const std::filesystem::path& link);
 

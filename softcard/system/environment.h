@@ -5,8 +5,8 @@
 
 namespace softcard {
 
-// Whether the program has rights that whoever started it has not. Its environment is that person's, who must
-// not choose what is done with those rights.
+// Whether the program has rights that the user who started it has not. That user sets its environment, and must
+// not decide what is done with those rights.
 bool HasBorrowedRights();
 
 // What an environment variable says; empty when it is not set, and for a program with borrowed rights.

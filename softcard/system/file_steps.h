@@ -13,8 +13,8 @@ void MakePrivateFolder(const std::filesystem::path& folder);
 // behind it.
 std::filesystem::path WithDot(const std::filesystem::path& path, const std::string& ending);
 
-// Where the new content of a file is written. Always the same, so that who is killed in the middle leaves no
-// litter that grows.
+// Where the new content of a file is written. Always the same, so that programs that are killed
+// while they write leave one file at most.
 std::filesystem::path TemporaryName(const std::filesystem::path& path);
 
 } // namespace softcard

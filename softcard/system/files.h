@@ -63,21 +63,21 @@ std::string ReadFile(const std::filesystem::path& path, Links links = Links::ref
 // Adds to the end of a regular file, which is made when missing. Throws std::system_error.
 void AppendToFile(const std::filesystem::path& path, std::string_view content);
 
-// Replaces the file: whoever reads it meanwhile sees the old content or the new one, also after a power
+// Replaces the file: a program that reads it meanwhile sees the old content or the new one, also after a power
 // failure. The caller sees to it that one writes at a time. Throws std::system_error.
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content);
 
 // Takes a file or a link away, for good also after a power failure. Throws std::system_error.
 void RemoveFile(const std::filesystem::path& path);
 
-// Where a lock of a folder lies, so that the folder can be moved and removed while somebody holds the lock.
+// Where a lock of a folder lies, so that the folder can be moved and removed while the lock is held.
 std::filesystem::path LockFileOf(const std::filesystem::path& folder, const std::string& name);
 
-// A lock is held for moments, also on a slow machine with many at work. Who holds it longer was stopped.
+// A lock is held for moments, also on a slow machine under load. A process that holds it longer was stopped.
 inline constexpr std::chrono::milliseconds longestLockWait{20000};
 
 // An exclusive lock between processes, and between threads, bound to a lock file that is made when missing.
-// The file is there under its path when the lock is taken: one that was removed meanwhile keeps nobody away.
+// The file is there under its path when the lock is taken: a lock on a file that was removed meanwhile does not count.
 class FileLock
 {
 public:
@@ -91,7 +91,7 @@ public:
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
-    // Nothing when somebody else holds the lock. Throws std::system_error.
+    // Nothing when another process or thread holds the lock. Throws std::system_error.
     static std::optional<FileLock> Try(const std::filesystem::path& path);
 
     // The same, but others may hold the lock in this way too.

@@ -4,7 +4,7 @@
 
 namespace softcard {
 
-// Believed as it stands: who sets it means it.
+// TAVRIK_HOME is used as it is, without the checks of HOME.
 Directories LocateDirectories()
 {
     const std::filesystem::path home = PathFromEnvironment("TAVRIK_HOME");

@@ -13,7 +13,7 @@ Directories LocateDirectories();
 Directories UserDirectories();
 
 // Where configuration and log lie when the others cannot be used: folders that only this user can write to,
-// ready for use, or where there are none, paths at which nobody can make anything. Both are absolute. Cards
+// ready for use, or where there are none, paths at which nothing can be made. Both are absolute. Cards
 // are not looked for there.
 Directories LastResortDirectories();
 

@@ -150,7 +150,7 @@ TEST_F(CardCodes, PukDoesNotServeItself)
                "The PUK serves the other codes, not itself.");
 }
 
-TEST_F(CardCodes, AreThoseOfACard)
+TEST_F(CardCodes, HaveOneToSixtyFourBytes)
 {
     for (const char* command : {"set-code", "unblock", "lock"}) {
         ExpectExit({command, "nobody", "bok"}, exitUnknownCard, "There is no card named \"nobody\".");
@@ -159,7 +159,7 @@ TEST_F(CardCodes, AreThoseOfACard)
     ExpectExit({"break-channel", "nobody"}, exitUnknownCard, "There is no card named \"nobody\".");
 }
 
-TEST_F(CardCodes, LetNoSecretLieInClear)
+TEST_F(CardCodes, AreNotStoredInClear)
 {
     ASSERT_EQ(RunTool({"set-code", "blank", "pin", "--puk", templatePuk, "--new", "2468135"}).exitCode, 0);
     for (const auto& entry : std::filesystem::recursive_directory_iterator(State() / "cards/blank")) {

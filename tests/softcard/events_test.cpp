@@ -72,7 +72,7 @@ TEST_F(Events, TellOfAnOpenedCardThatComesBack)
     EXPECT_EQ(FlagsOf(events[0].session), cardPresentFlag);
 }
 
-TEST_F(Events, SeeACardThatWentAndCameBackBetweenTwoWaits)
+TEST_F(Events, TellOfACardThatWasRemovedAndInsertedBetweenTwoWaits)
 {
     InsertAndOpen("ref2");
     Remove("ref2");

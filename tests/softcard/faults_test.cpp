@@ -47,7 +47,7 @@ TEST_F(Faults, ReachEveryOperation)
 }
 
 // What comes with reader events is tested there.
-TEST_F(Faults, CanBeOrderedForWhateverCanBeCalled)
+TEST_F(Faults, CanBeOrderedForEveryFunction)
 {
     std::vector<std::string> called = {"WaitForReaderEvent"};
     for (const auto& [name, call] : Operations()) {
@@ -69,7 +69,7 @@ TEST_F(Faults, HappenAsOftenAsAskedFor)
     EXPECT_EQ(Flags(session), 0);
 }
 
-TEST_F(Faults, OfAnyOperationTakeTheNextOne)
+TEST_F(Faults, OfAnyOperationHappenToTheNextOne)
 {
     const CardSession session = InsertAndOpen("ref2");
     Order({"any", "--status", "eStatusTIMEOUT", "--count", "2"});
@@ -78,7 +78,7 @@ TEST_F(Faults, OfAnyOperationTakeTheNextOne)
     EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2) << "the failed call spent no try";
 }
 
-TEST_F(Faults, OfAnyOperationSpareThoseThatListEndAndWait)
+TEST_F(Faults, OfAnyOperationExcludeThoseThatListEndAndWait)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);
@@ -93,7 +93,7 @@ TEST_F(Faults, OfAnyOperationSpareThoseThatListEndAndWait)
     EXPECT_EQ(another, 0U);
 }
 
-TEST_F(Faults, LeaveUndoneWhatTheyHappenTo)
+TEST_F(Faults, WithAStatusPreventTheOperation)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);
@@ -153,7 +153,7 @@ TEST_F(Faults, AreListedAndForgotten)
     EXPECT_EQ(Sign(session, false), 27);
 }
 
-TEST_F(Faults, MustMakeSense)
+TEST_F(Faults, AreRefusedWhenInvalid)
 {
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"Frobnicate", "--status", "7"},
                                                       {"ES_SignData"},
@@ -173,7 +173,7 @@ TEST_F(Faults, MustMakeSense)
     EXPECT_EQ(RunTool({"fault", "ref2"}).output, "");
 }
 
-TEST_F(Faults, AreNotForgottenForOnesThatMakeNoSense)
+TEST_F(Faults, AreKeptWhenAnInvalidOneIsRefused)
 {
     Order({"ES_SignData", "--status", "7"});
     EXPECT_EQ(RunTool({"fault", "ref2", "Frobnicate", "--clear", "--status", "7"}).exitCode,
@@ -182,7 +182,7 @@ TEST_F(Faults, AreNotForgottenForOnesThatMakeNoSense)
 }
 
 // It answers a length, or less than zero: the host would take a length for one that was written.
-TEST_F(Faults, OfTheReaderListAreNeverALength)
+TEST_F(Faults, OfTheReaderListReturnANegativeValue)
 {
     Insert("ref2");
     std::u16string buffer(1024, u'\1');

@@ -20,7 +20,7 @@ KeyboardTest::~KeyboardTest()
     UnsetVariable("TAVRIK_PINENTRY_ANSWERS");
     UnsetVariable("TAVRIK_PINENTRY_LOG");
     UnsetVariable("SLOW_PINENTRY_ASKED");
-    UnsetVariable("SLOW_PINENTRY_GATE");
+    UnsetVariable("SLOW_PINENTRY_GO_ON");
 }
 
 void KeyboardTest::Answer(const std::string& lines) const
@@ -47,7 +47,7 @@ Verified KeyboardTest::AskForPinDuring(CardSession session, const std::string& a
     std::thread asking([&] { verified = VerifyPin(session, nullptr); });
     AwaitQuestion();
     meanwhile();
-    OpenGate();
+    LetUserAnswer();
     asking.join();
     return verified;
 }
@@ -55,7 +55,7 @@ Verified KeyboardTest::AskForPinDuring(CardSession session, const std::string& a
 void KeyboardTest::UseSlowUser() const
 {
     SetVariable("SLOW_PINENTRY_ASKED", Scratch("asked"));
-    SetVariable("SLOW_PINENTRY_GATE", Scratch("gate"));
+    SetVariable("SLOW_PINENTRY_GO_ON", Scratch("go on"));
     SetVariable("TAVRIK_PINENTRY", SLOW_PINENTRY);
 }
 
@@ -66,9 +66,9 @@ void KeyboardTest::AwaitQuestion() const
     }
 }
 
-void KeyboardTest::OpenGate() const
+void KeyboardTest::LetUserAnswer() const
 {
-    WriteText(Scratch("gate"), "");
+    WriteText(Scratch("go on"), "");
 }
 
 } // namespace softcard::test

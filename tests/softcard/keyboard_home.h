@@ -26,7 +26,7 @@ protected:
 private:
     void UseSlowUser() const;
     void AwaitQuestion() const;
-    void OpenGate() const;
+    void LetUserAnswer() const;
 };
 
 } // namespace softcard::test

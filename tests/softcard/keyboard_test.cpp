@@ -137,7 +137,7 @@ TEST_F(Keyboard, IsTheConfiguredOneUnlessTheEnvironmentNamesOne)
     EXPECT_EQ(VerifyBok(session, nullptr).returned, eUserInputError);
 }
 
-TEST_F(Keyboard, KeepsNobodyElseWaiting)
+TEST_F(Keyboard, DoesNotBlockOtherUsersOfTheCard)
 {
     const CardSession session = InsertAndOpen("ref2");
     Insert("ref3", "Reader 1");

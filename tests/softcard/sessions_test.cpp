@@ -191,7 +191,7 @@ TEST_F(Sessions, OfAReaderThatVanishedSaySo)
     EXPECT_EQ(UseEverything(session), AllOf(eStatusREMOVED_CARD));
 }
 
-TEST_F(Sessions, ThatNeverWereAreInvalid)
+TEST_F(Sessions, ThatWereNeverOpenedAreInvalid)
 {
     InsertAndOpen("ref2");
     EXPECT_EQ(UseEverything(0), AllOf(eInvalidSession));
@@ -241,7 +241,7 @@ TEST_F(Sessions, HaveOneTransactionOnACard)
     EXPECT_EQ(Library().startTransaction(session), 0) << "closing a session ends its transaction";
 }
 
-TEST_F(Sessions, StopATransactionOnACardThatWent)
+TEST_F(Sessions, StopATransactionOnARemovedCard)
 {
     const CardSession session = InsertAndOpen("ref2");
     EXPECT_EQ(Library().startTransaction(session), 0);

@@ -46,7 +46,7 @@ class Sharing : public CardTest
 {
 };
 
-TEST_F(Sharing, KeepsOthersFromCodesAndKeysDuringATransaction)
+TEST_F(Sharing, RefusesCodesAndKeysDuringATransactionOfAnotherProcess)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
@@ -74,7 +74,7 @@ TEST_F(Sharing, KeepsOthersFromCodesAndKeysDuringATransaction)
     EXPECT_EQ(VerifyPin(session, wrongCode).result.unread4, 2) << "no try was spent either";
 }
 
-TEST_F(Sharing, AnswersOthersInsteadOfKeepingThemForever)
+TEST_F(Sharing, RefusesOthersAfterHalfASecond)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);
@@ -102,7 +102,7 @@ TEST_F(Sharing, LetsTheOwnProcessUseTheCard)
     EXPECT_EQ(VerifyBok(other, bok).returned, 0);
 }
 
-TEST_F(Sharing, KeepsTheToolFromCodesAndKeysDuringATransaction)
+TEST_F(Sharing, RefusesTheToolCodesAndKeysDuringATransaction)
 {
     Insert("ref2");
     const std::string certificate = (State() / "authority/issuing.pem").string();

@@ -1,5 +1,5 @@
 // softcard_slow_pinentry: a pinentry that makes the file SLOW_PINENTRY_ASKED, and when somebody has made the
-// file SLOW_PINENTRY_GATE, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
+// file SLOW_PINENTRY_GO_ON, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
 #include "softcard/cardapi/system/assuan_server.h"
 #include "softcard/system/environment.h"
 
@@ -13,7 +13,7 @@ int main()
 {
     using softcard::PathFromEnvironment;
     std::ofstream(PathFromEnvironment("SLOW_PINENTRY_ASKED")) << "asked\n";
-    while (!std::filesystem::exists(PathFromEnvironment("SLOW_PINENTRY_GATE"))) {
+    while (!std::filesystem::exists(PathFromEnvironment("SLOW_PINENTRY_GO_ON"))) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     std::string answer;

@@ -123,7 +123,7 @@ TEST_F(Statuses, OfVerificationsComeWithEveryStateOfTheCode)
     EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2) << "and no try was spent";
 }
 
-TEST_F(Statuses, OfTheFlagsCanLackTheCard)
+TEST_F(Statuses, FlagsCanSayThatNoCardIsPresent)
 {
     const CardSession session = InsertAndOpen("ref2");
     OrderStatus("GetSessionFlags", 0);

@@ -79,7 +79,7 @@ TEST_F(Tool, RefusesToRemoveACardThatIsInNoReader)
     ExpectFailure({"remove", "ref2"}, exitNotInserted, "The card \"ref2\" is in no reader.");
 }
 
-TEST_F(Tool, MakesWhatItIsAskedFor)
+TEST_F(Tool, MakesTheNumberAndSizeOfKeysThatIsAskedFor)
 {
     ASSERT_EQ(RunTool({"new", "Some_card.1-x", "--bok", "b", "--pin", "a longer code", "--bits", "2048",
                        "--qes-reference", "3", "--es-reference", "1"})
@@ -98,7 +98,7 @@ TEST_F(Tool, MakesWhatItIsAskedFor)
     EXPECT_EQ(VerifyPin(session, "a longer code").returned, 0);
 }
 
-TEST_F(Tool, MakesACardThatTellsWhatItIsToldTo)
+TEST_F(Tool, MakesACardWithTheGivenDescription)
 {
     const std::string manufacturer(32, 'm');
     ASSERT_EQ(RunTool({"new", "told", "--manufacturer", manufacturer, "--model", "Sixteen bytes xx",
@@ -177,7 +177,7 @@ TEST_F(Tool, ConnectsAndDisconnectsReaders)
     Insert("ref2", "Third");
 }
 
-TEST_F(Tool, LeavesNothingOfTwoCardsOfOneName)
+TEST_F(Tool, MakesOneOfTwoCardsOfOneName)
 {
     const Process first = StartProgram({CARD_TOOL, "new", "twin"});
     const Finished second = RunTool({"new", "twin"});

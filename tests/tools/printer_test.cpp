@@ -102,7 +102,7 @@ TEST(Printer, ControlCharactersNeverReachTheTerminal)
     EXPECT_TRUE(text.ends_with("  a?[2Jb?c?d\n")) << text;
 }
 
-TEST(Printer, TerminalGetsNothingThatCommandsIt)
+TEST(Printer, TerminalGetsNoControlCharacters)
 {
     Printer printer({false, false, 0, true});
     const std::string csi = "\u009b"; // in one character what ESC and [ are in two
@@ -115,7 +115,7 @@ TEST(Printer, TerminalGetsNothingThatCommandsIt)
     EXPECT_EQ(printer.Line(ParseLine("x" + csi)), "x?\n");
 }
 
-TEST(Printer, JsonOnATerminalSaysWhatWouldCommandIt)
+TEST(Printer, JsonOnATerminalEscapesControlCharacters)
 {
     Printer printer({true, false, 0, true});
     const std::string description = "\x1b[2J\x7f\u009b\u202e\u017e";

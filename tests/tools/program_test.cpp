@@ -139,7 +139,7 @@ TEST_F(ProgramTest, ColoursCanBeChosen)
     EXPECT_EQ(RunTool("--color sometimes " + Quoted()).exitCode, 2);
 }
 
-TEST_F(ProgramTest, NothingInALogCommandsATerminal)
+TEST_F(ProgramTest, ControlCharactersOfALogDoNotReachATerminal)
 {
     const std::string commands = "\x1b[2J\x7f\u009b2J\u202e";
     log.Append("Pkcs11.log", Header("2026-11-12 12:00:00" + commands) +

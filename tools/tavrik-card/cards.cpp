@@ -104,7 +104,7 @@ void RunDelete(const MoveArguments& arguments)
 {
     const Directories directories = FindDirectories();
     RequireCard(directories, arguments.card);
-    const auto everybodyElse = KeepEverybodyAway(arguments.card);
+    const auto exclusiveUse = LockCardExclusively(arguments.card);
     ReaderDirectory(directories).Destroy(arguments.card, arguments.force, [&] {
         DeleteCard(CardStore(directories), arguments.card);
     });

@@ -25,12 +25,12 @@ void RunSetCode(const CodeArguments& arguments)
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     if (arguments.puk) {
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
-        const FileLock entry = KeepTransactionsAway(arguments.card);
+        const FileLock entry = LockOutTransactions(arguments.card);
         UnblockCode(folder, arguments.kind, *arguments.puk, replacement);
     } else {
         const SecretText old = TakeOrRead(arguments.old, "Old code");
         const SecretText replacement = TakeOrRead(arguments.replacement, "New code");
-        const FileLock entry = KeepTransactionsAway(arguments.card);
+        const FileLock entry = LockOutTransactions(arguments.card);
         ChangeCode(folder, arguments.kind, old, replacement);
     }
 }
@@ -39,7 +39,7 @@ void RunUnblock(const CodeArguments& arguments)
 {
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     const SecretText puk = TakeOrRead(arguments.puk, "PUK");
-    const FileLock entry = KeepTransactionsAway(arguments.card);
+    const FileLock entry = LockOutTransactions(arguments.card);
     UnblockCode(folder, arguments.kind, puk, arguments.replacement);
 }
 
@@ -100,7 +100,7 @@ void AddLock(CLI::App& app)
     AddCode(*lock, arguments->kind, {"bok", "pin", "puk"});
     lock->callback([arguments] {
         const std::filesystem::path folder = RequireCardFolder(arguments->card);
-        const FileLock entry = KeepTransactionsAway(arguments->card);
+        const FileLock entry = LockOutTransactions(arguments->card);
         LockCode(folder, arguments->kind);
     });
 }

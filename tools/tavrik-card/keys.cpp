@@ -79,7 +79,7 @@ void RunImport(const ImportArguments& arguments)
                   PathOf(arguments.keyFile.empty() ? arguments.file : arguments.keyFile), askPassword);
     RequireRoom(store.Load(arguments.card), arguments.family);
     const FamilyOpener opener = TakeOpener(arguments);
-    const FileLock entry = KeepTransactionsAway(arguments.card);
+    const FileLock entry = LockOutTransactions(arguments.card);
     const SecretBytes secret = OpenFamily(folder, arguments.family, opener);
     const FileLock lock = LockCard(folder);
     Card card = store.Load(arguments.card);
@@ -88,7 +88,7 @@ void RunImport(const ImportArguments& arguments)
     WriteCardDescription(card);
 }
 
-// A pipe or a device stays what it is, as with other programs; a file is replaced. What goes wrong is told of
+// A pipe or a device is written to, as by other programs; a file is replaced. What goes wrong is told of
 // the path that was asked for, not of the file that is written on the way.
 void WriteOutput(const std::filesystem::path& asked, const std::string& content)
 {

@@ -1,4 +1,4 @@
-// tavrik-card: makes software cards and does with them what a person does with real ones.
+// tavrik-card: makes software cards and handles them as a person handles real ones.
 //
 // Exit codes: 0 done, 1 the store or the output cannot be read or written, 2 bad arguments, 3 unknown card, 4
 // name taken, 5 card in a reader, 6 reader occupied, 7 card not inserted, 8 wrong code, 9 code locked or not

@@ -1,4 +1,4 @@
-// Signs of life during long work, for a person at a terminal.
+// Shows progress of long work at a terminal.
 #pragma once
 
 #include "src/platform/mutex.h"
@@ -21,7 +21,7 @@ public:
     Progress(Progress&&) = delete;
     Progress& operator=(Progress&&) = delete;
 
-    // What the wheel stands for from now on.
+    // What is shown beside the wheel from now on.
     void Tell(const std::string& next);
 
 private:

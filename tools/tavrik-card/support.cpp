@@ -36,7 +36,7 @@ namespace {
 
 // What `lock` gives, its failures told in the words of the tool.
 template <typename Lock>
-auto LockAgainstOthers(const std::string& name, const Lock& lock)
+auto LockOrRefuse(const std::string& name, const Lock& lock)
 {
     const std::filesystem::path folder = RequireCardFolder(name);
     try {
@@ -52,15 +52,14 @@ auto LockAgainstOthers(const std::string& name, const Lock& lock)
 
 } // namespace
 
-FileLock KeepTransactionsAway(const std::string& name)
+FileLock LockOutTransactions(const std::string& name)
 {
-    return LockAgainstOthers(name,
-                             [](const std::filesystem::path& folder) { return EnterCard(folder).value(); });
+    return LockOrRefuse(name, [](const std::filesystem::path& folder) { return EnterCard(folder).value(); });
 }
 
-std::unique_ptr<CardTransaction> KeepEverybodyAway(const std::string& name)
+std::unique_ptr<CardTransaction> LockCardExclusively(const std::string& name)
 {
-    return LockAgainstOthers(name, [](const std::filesystem::path& folder) {
+    return LockOrRefuse(name, [](const std::filesystem::path& folder) {
         try {
             return std::make_unique<CardTransaction>(folder);
         } catch (const std::system_error& error) {

@@ -52,12 +52,12 @@ std::filesystem::path RequireCardFolder(const std::string& name);
 
 // Lets no other program start a transaction on the card as long as it lives. Waits a moment for one that is
 // active, and throws StoreError when it goes on.
-[[nodiscard]] FileLock KeepTransactionsAway(const std::string& name);
+[[nodiscard]] FileLock LockOutTransactions(const std::string& name);
 
 // Lets no other program use the card's codes and keys as long as it lives. Waits a moment for those that do,
-// and throws StoreError when one goes on. A card whose files are so broken that nobody can use it keeps
-// nobody away.
-[[nodiscard]] std::unique_ptr<CardTransaction> KeepEverybodyAway(const std::string& name);
+// and throws StoreError when one goes on. Returns null for a
+// card whose files are so broken that no program can use it.
+[[nodiscard]] std::unique_ptr<CardTransaction> LockCardExclusively(const std::string& name);
 
 // An option whose value is a number, refused in words when it is none or not in the range.
 template <typename Number>

@@ -46,7 +46,7 @@ LogLine ParseLine(std::string_view text);
 class LineReader
 {
 public:
-    // Stays until the next one.
+    // Valid until the next one.
     const LogLine& Read(std::string_view text);
 
 private:

@@ -6,7 +6,7 @@
 
 namespace logtool {
 
-// The reader of the pipe is gone: nobody wants more.
+// The reader of the pipe is gone.
 class ReaderGone
 {
 };

@@ -23,7 +23,7 @@ struct PrintChoice
     bool terminal = false; // the output is one
 };
 
-// Each text that it gives ends with a line feed and stays until the next one. Bytes that are no UTF-8 become
+// Each text that it gives ends with a line feed and is valid until the next one. Bytes that are no UTF-8 become
 // U+FFFD. Characters of a log that command a terminal never reach one.
 class Printer
 {

@@ -1,4 +1,4 @@
-// Asking a person for a code.
+// Asking the user for a code.
 #pragma once
 
 #include "softcard/base/secret.h"

@@ -194,7 +194,7 @@ void AppendToFile(const std::filesystem::path& path, std::string_view content)
 void WriteFileAtomically(const std::filesystem::path& path, std::string_view content)
 {
     const std::filesystem::path temporary = TemporaryName(path);
-    unlink(temporary.c_str()); // of whoever was killed in the middle
+    unlink(temporary.c_str()); // left by a program that was killed
     try {
         const FileDescriptor file = Open(temporary, O_WRONLY | O_CREAT | O_EXCL);
         WriteAll(file, temporary, content);
@@ -212,7 +212,7 @@ void WriteFileAtomically(const std::filesystem::path& path, std::string_view con
 void LinkAtomically(const std::filesystem::path& target, const std::filesystem::path& path)
 {
     const std::filesystem::path temporary = TemporaryName(path);
-    unlink(temporary.c_str()); // of whoever was killed in the middle
+    unlink(temporary.c_str()); // left by a program that was killed
     if (symlink(target.c_str(), temporary.c_str()) != 0) {
         ThrowSystemError(temporary);
     }
@@ -269,7 +269,7 @@ struct FileLock::Held
         return lstat(path.c_str(), &there) == 0 && own.st_dev == there.st_dev && own.st_ino == there.st_ino;
     }
 
-    // Null when somebody else has the lock.
+    // Null when another process or thread has the lock.
     static std::unique_ptr<Held> Try(const std::filesystem::path& path, int operation)
     {
         while (true) {

@@ -105,7 +105,7 @@ fs::path FindHome()
 }
 
 // A relative path in these variables counts as if it were not there, as their users agree, and so does the
-// folder of another user, who could put there what he likes.
+// folder of another user, who could put anything there.
 fs::path FindBase(const char* variable, std::string_view below)
 {
     fs::path base = PathFromEnvironment(variable);
@@ -124,7 +124,7 @@ bool IsPrivate(const fs::path& folder)
            (facts.st_mode & ofOthers) == 0;
 }
 
-// Whether nobody else can put another folder in the place of one that is in this.
+// Whether other users are unable to replace a folder that is in this one.
 bool KeepsWhatIsInIt(const fs::path& folder)
 {
     bool isThere = false;

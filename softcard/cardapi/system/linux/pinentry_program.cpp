@@ -171,7 +171,7 @@ public:
     }
 
 private:
-    // With borrowed rights, the program is that of whoever started the host, and runs with no more than his.
+    // With borrowed rights, the program belongs to the user who started the host, and runs with that user's rights.
     void Spawn(const std::string& program, const sigset_t& mask, const FileDescriptor& itsInput,
                const FileDescriptor& itsOutput)
     {

@@ -21,7 +21,7 @@ public:
     // not come in time.
     [[nodiscard]] std::optional<SecretText> Read(std::optional<Deadline> deadline = std::nullopt) const;
 
-    // The line gets its end. False when nobody reads.
+    // The line gets its end. False when the other side has closed its end.
     [[nodiscard]] bool Write(std::string_view line) const;
 
 private:

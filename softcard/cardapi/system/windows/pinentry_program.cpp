@@ -71,7 +71,7 @@ std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program
     return AskInAssuan(lines, question, {});
 }
 
-// A host without a console has nobody to ask: the same as a cancel.
+// A host without a console counts as a user who cancels.
 std::optional<SecretText> AskWithoutChoice(const Question& question)
 {
     const Handle input = OpenConsole(L"CONIN$");

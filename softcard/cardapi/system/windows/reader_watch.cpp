@@ -37,7 +37,7 @@ struct ReaderWatch::State
 {
     std::filesystem::path readers;
     std::filesystem::path cards;
-    Handle wakeUp; // stays signalled
+    Handle wakeUp; // signalled once and for all
     Notification inReaders;
     Notification inCards;
 };

@@ -142,7 +142,7 @@ INSTANTIATE_TEST_SUITE_P(All, BrokenFiles,
                          testing::Values("card.json", "state.json", "faults.json", "channel", "es-1.der",
                                          "qes-1.key"));
 
-TEST_F(BrokenCards, AreDeletedWithLocksThatAreNone)
+TEST_F(BrokenCards, AreDeletedAlsoWithoutUsableLockFiles)
 {
     for (const char* file : {"lock", "transaction"}) {
         for (const auto& [what, make] : WrongThings()) {
@@ -168,7 +168,7 @@ TEST_F(BrokenCards, WithoutADescriptionAreListedToo)
     ExpectItCanBeMadeAnew();
 }
 
-TEST_F(BrokenCards, AreThoseWhoseCountersAreOutOfTheirRange)
+TEST_F(BrokenCards, IncludeThoseWithCountersOutOfRange)
 {
     const std::string good = softcard::ReadFile(Card() / "state.json");
     const std::vector<std::function<void(Json&)>> changes = {
@@ -194,7 +194,7 @@ TEST_F(BrokenCards, AreThoseWhoseCountersAreOutOfTheirRange)
     }
 }
 
-TEST_F(BrokenCards, AreThoseWhoseFilesLieElsewhere)
+TEST_F(BrokenCards, IncludeThoseWithFilesOutsideTheirFolder)
 {
     fs::copy_file(Card() / "es-1.der", Home() / "outside");
     fs::copy_file(Card() / "es-1.der", State() / "cards/ref3/inside-another");
@@ -218,7 +218,7 @@ TEST_F(BrokenCards, AreThoseWhoseFilesLieElsewhere)
     EXPECT_EQ(Tool({"list"}).exitCode, 0);
 }
 
-TEST_F(BrokenCards, AreThoseWithNumbersThatNoCardHas)
+TEST_F(BrokenCards, IncludeThoseWithNumbersOutOfRange)
 {
     const std::string good = softcard::ReadFile(Card() / "card.json");
     const std::vector<std::function<void(Json&)>> changes = {

@@ -12,7 +12,7 @@ class Forked : public CardTest
 {
 };
 
-TEST_F(Forked, ChildEndsNoTransactionOfItsParent)
+TEST_F(Forked, ChildDoesNotEndTheTransactionOfItsParent)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);

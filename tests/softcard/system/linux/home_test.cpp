@@ -85,7 +85,7 @@ private:
     fs::path before;
 };
 
-TEST_F(Homes, ThatAreOfNoUseGiveWayToTheAccounts)
+TEST_F(Homes, UnusableHomeIsReplacedByTheAccounts)
 {
     WriteText(Below("file"), "");
     for (const fs::path& useless :
@@ -98,7 +98,7 @@ TEST_F(Homes, ThatAreOfNoUseGiveWayToTheAccounts)
     ExpectTheAccounts(RunAccountHost(ACCOUNT_HOST, Below("account")));
 }
 
-TEST_F(Homes, OfAnotherUserAreNotReachedByXdgEither)
+TEST_F(Homes, XdgFoldersOfAnotherUserAreIgnored)
 {
     SetVariable("XDG_CONFIG_HOME", HomeOfAnother());
     SetVariable("XDG_STATE_HOME", HomeOfAnother());
@@ -110,7 +110,7 @@ TEST_F(Homes, OfAnotherUserAreNotReachedByXdgEither)
 }
 
 // The folder of the last resort is that of the user who runs the test, with what lies there already.
-TEST_F(Homes, ThatAreAllOfNoUseLeaveAPrivateFolderAndALineInTheLog)
+TEST_F(Homes, UnusableOnesAreReplacedByAPrivateFolderAndLogged)
 {
     SetVariable("HOME", Below("missing"));
     const auto told = RunAccountHost(ACCOUNT_HOST, Below("missing too"));
@@ -139,7 +139,7 @@ TEST_F(Homes, ThatAreAllOfNoUseLeaveAPrivateFolderAndALineInTheLog)
     fs::remove(log);
 }
 
-TEST_F(Homes, ThatNobodyCanMakeAFolderInLeaveAPrivateFolderToo)
+TEST_F(Homes, UnwritableOnesAreReplacedByAPrivateFolder)
 {
     SetVariable("HOME", "/proc"); // which is root's, and takes nothing
     const auto told = RunAccountHost(ACCOUNT_HOST, "/proc");
@@ -151,7 +151,7 @@ TEST_F(Homes, ThatNobodyCanMakeAFolderInLeaveAPrivateFolderToo)
     fs::remove(told.at("log") + "Pkcs11.log");
 }
 
-TEST_F(Homes, WhosePathIsTooLongLeaveAPrivateFolderToo)
+TEST_F(Homes, TooLongPathsAreReplacedByAPrivateFolder)
 {
     fs::path deep = Below("deep");
     while (deep.native().size() < 1100) {

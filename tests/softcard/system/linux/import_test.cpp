@@ -99,7 +99,7 @@ TEST_F(Import, TakesOneFileWithKeyAndChain)
               RunProgram({"cat", File("certificate.pem")}).output);
 }
 
-TEST_F(Import, RefusesWhatACardCannotHold)
+TEST_F(Import, RefusesKeysAndCertificatesOfTheWrongSize)
 {
     MakeFiles();
     ExpectRefusal({"import", "ref2", "es", File("both.p12"), "--password", "falsch", "--code", bok},
@@ -158,7 +158,7 @@ TEST_F(Import, RefusesKeysOfOtherKinds)
 }
 
 // Some certificates have no end, which they say with one thousands of years away.
-TEST_F(Import, RefusesACertificateThatItCouldNotShow)
+TEST_F(Import, RefusesAnUnreadableCertificate)
 {
     RunOpenssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", File("key.pem"), "-out",
                 File("certificate.pem"), "-subj", "/CN=Forever", "-days", "2910000"});

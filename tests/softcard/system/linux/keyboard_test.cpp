@@ -31,7 +31,7 @@ TEST_F(LinuxKeyboard, ThatSpeaksNoAssuanCountsAsCancelled)
 }
 
 // Each keeps talking, or its peace, until it is ended.
-TEST_F(LinuxKeyboard, ThatComesToNoEndIsCutOff)
+TEST_F(LinuxKeyboard, ProgramThatGoesOnForeverIsEnded)
 {
     const std::map<std::string, std::string> programs = {
         {"says nothing", "exec sleep 1000\n"},

@@ -163,7 +163,7 @@ TEST_F(Messages, NameTheOutputThatWasAskedFor)
     EXPECT_EQ(complaint.find(".new"), std::string::npos) << complaint;
 }
 
-TEST_F(Messages, CallAnUnknownCommandThatAndTellTheNearest)
+TEST_F(Messages, SuggestTheNearestCommandForAnUnknownOne)
 {
     EXPECT_EQ(Complaint({"instert", "ref2"}, exitBadArguments),
               "There is no command \"instert\"; did you mean \"insert\"? \"tavrik-card --help\" tells what "
@@ -216,7 +216,7 @@ TEST_F(Messages, TellTheVersion)
     EXPECT_EQ(told.output, "tavrik-card " TAVRIK_VERSION "\n");
 }
 
-TEST_F(Messages, HaveNothingThatActsOnATerminal)
+TEST_F(Messages, HaveNoControlCharacters)
 {
     const std::string evil = "\x1B]0;title\x07\xC2\x9B"
                              "31m";
@@ -257,7 +257,7 @@ TEST_F(Messages, HaveNothingThatActsOnATerminal)
 }
 
 // What the tool would refuse is in no list, and in no reader.
-TEST_F(Messages, KnowNoCardWhoseNameIsRefused)
+TEST_F(Messages, DoNotListACardWithAnInvalidName)
 {
     for (const char* name : {"a b", "$(id)", "red\x1B[31m", "-\xC3\xA9"}) {
         fs::copy(State() / "cards/ref1", State() / "cards" / name);

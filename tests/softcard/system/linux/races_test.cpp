@@ -53,7 +53,7 @@ std::vector<int> RunTogether(const std::vector<std::vector<std::string>>& comman
     return exitCodes;
 }
 
-TEST_F(Races, OfTwoDeletionsHaveOneWinner)
+TEST_F(Races, OneOfTwoDeletesSucceeds)
 {
     for (int round = 0; round < 10; ++round) {
         fs::copy(State() / "cards/ref1", State() / "cards/twin", fs::copy_options::recursive);
@@ -66,7 +66,7 @@ TEST_F(Races, OfTwoDeletionsHaveOneWinner)
     ExpectNoLitter();
 }
 
-TEST_F(Races, OfADeletionWithAnInsertionHaveOneWinner)
+TEST_F(Races, OneOfDeleteAndInsertSucceeds)
 {
     for (int round = 0; round < 15; ++round) {
         fs::copy(State() / "cards/ref1", State() / "cards/torn", fs::copy_options::recursive);
@@ -85,7 +85,7 @@ TEST_F(Races, OfADeletionWithAnInsertionHaveOneWinner)
 }
 
 // Whoever has the readers' lock is in the middle of inserting the card.
-TEST_F(Races, OfADeletionWithAnInsertionThatIsUnderWayLeaveTheCard)
+TEST_F(Races, DeleteRefusesACardThatIsBeingInserted)
 {
     Process deletion = 0;
     {
@@ -99,7 +99,7 @@ TEST_F(Races, OfADeletionWithAnInsertionThatIsUnderWayLeaveTheCard)
     EXPECT_NE(List().find("ref1\tReader 0\t"), std::string::npos);
 }
 
-TEST_F(Races, OfADeletionWithAMakingTellTheTruth)
+TEST_F(Races, OfDeleteAndNewReportWhatHappened)
 {
     for (int round = 0; round < 5; ++round) {
         ASSERT_EQ(RunTool({"new", "anew", "--puk", "1"}).exitCode, 0);
@@ -117,7 +117,7 @@ TEST_F(Races, OfADeletionWithAMakingTellTheTruth)
 }
 
 // What is being taken apart elsewhere does not stand in the way.
-TEST_F(Races, OfADeletionWithTheRestOfAnotherAreNone)
+TEST_F(Races, DeleteIgnoresTheRemainsOfAnotherDelete)
 {
     fs::create_directories(State() / "cards/.ref1.deleted");
     WriteText(State() / "cards/.ref1.deleted/es-1.key", "of the other");
@@ -126,14 +126,14 @@ TEST_F(Races, OfADeletionWithTheRestOfAnotherAreNone)
     EXPECT_EQ(softcard::ReadFile(State() / "cards/.ref1.deleted/es-1.key"), "of the other");
 }
 
-TEST_F(Races, OfADeletionWithACodeThatIsBeingTriedWait)
+TEST_F(Races, DeleteWaitsForAVerification)
 {
     const softcard::FileLock use = softcard::FileLock::TryShared(State() / "cards/ref1/transaction").value();
     EXPECT_EQ(RunTool({"delete", "ref1"}).exitCode, exitCardBusy);
     EXPECT_TRUE(CardIsThere("ref1"));
 }
 
-TEST_F(Races, LeaveNoCardWhosePukNobodySaw)
+TEST_F(Races, LeaveNoCardWhosePukWasNotPrinted)
 {
     const Finished lost = RunProgram({"sh", "-c", CARD_TOOL " new unseen >/dev/full"});
     EXPECT_EQ(lost.exitCode, 1);
@@ -177,7 +177,7 @@ private:
     pid_t process = 0;
 };
 
-TEST_F(Races, WithAStoppedProcessEnd)
+TEST_F(Races, StoppedProcessDoesNotBlockOthersForever)
 {
     const CardSession session = InsertAndOpen("ref2");
     const fs::path lockFile = State() / "cards/ref2/lock";
@@ -207,7 +207,7 @@ TEST(Locks, AreWaitedForAsLongAsIsAskedFor)
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
 }
 
-TEST(Locks, OfAFileThatWasRemovedKeepNobodyAway)
+TEST(Locks, OfARemovedFileDoNotBlock)
 {
     const TemporaryHome home;
     const fs::path file = home.Folder() / "lock";

@@ -229,7 +229,7 @@ TEST_F(Readers, LoseEveryLinkToACardThatTheToolRemoves)
     EXPECT_FALSE(fs::is_symlink(Link("A")) || fs::is_symlink(Link("B")));
 }
 
-TEST_F(Readers, KnowACardThatWentAndCameBackByHand)
+TEST_F(Readers, ReportACardThatWasRemovedAndInsertedByHand)
 {
     for (const char* command :
          {"rm 'Reader 0/card'; ln -s ../../cards/ref2 'Reader 0/card'",
@@ -252,7 +252,7 @@ TEST_F(Readers, KnowACardThatWentAndCameBackByHand)
     }
 }
 
-TEST_F(Readers, KnowAnotherCardThatTookTheName)
+TEST_F(Readers, ReportAnotherCardOfTheSameName)
 {
     MakeLink("../../cards/ref2");
     const CardSession session = Open();
@@ -313,7 +313,7 @@ TEST_F(Readers, AreFollowedAsLongAsTheyAreThere)
 }
 
 // A card's folder that is a link itself lies elsewhere, and what leads elsewhere is no card.
-TEST_F(Readers, AreNotSaidToHaveACardThatTheyCannotHave)
+TEST_F(Readers, DoNotTakeACardWhoseFolderIsALink)
 {
     fs::rename(State() / "cards/ref2", Scratch("elsewhere"));
     fs::create_symlink(Scratch("elsewhere"), State() / "cards/ref2");

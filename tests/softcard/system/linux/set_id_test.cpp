@@ -89,7 +89,7 @@ private:
     fs::path folder;
 };
 
-TEST_F(SetId, HostsBelieveNothingOfTheEnvironment)
+TEST_F(SetId, HostsIgnoreTheEnvironment)
 {
     BorrowRights();
     auto told = RunAccountHost(Host(), Account());
@@ -108,7 +108,7 @@ TEST_F(SetId, HostsBelieveNothingOfTheEnvironment)
 }
 
 // Or the test above would show nothing.
-TEST_F(SetId, IsWhatKeepsTheEnvironmentAway)
+TEST_F(SetId, IsWhyTheEnvironmentIsIgnored)
 {
     auto told = RunAccountHost(Host(), Account());
     ASSERT_EQ(told["secure"], "0");

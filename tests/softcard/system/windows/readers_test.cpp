@@ -137,7 +137,7 @@ TEST_F(WindowsReaders, HaveACardOnlyWhereItWasFirst)
     EXPECT_EQ(TryToOpen(u"A second"), 0) << "the second file is the first now";
 }
 
-TEST_F(WindowsReaders, KnowACardThatWentAndCameBackByHand)
+TEST_F(WindowsReaders, ReportACardThatWasRemovedAndInsertedByHand)
 {
     const std::vector<std::pair<std::string, std::function<void()>>> deeds = {
         {"removed and written anew",

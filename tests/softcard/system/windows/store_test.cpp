@@ -52,7 +52,7 @@ class WindowsStore : public CardTest
 {
 };
 
-TEST_F(WindowsStore, TellsNoCardsApartByCase)
+TEST_F(WindowsStore, TreatsNamesThatDifferInCaseAsTaken)
 {
     EXPECT_EQ(RunTool({"new", "REF2", "--puk", "1"}).exitCode, 4) << "the name is taken";
     EXPECT_EQ(RunTool({"insert", "REF2"}).exitCode, 3) << "and still it is not the card's name";
@@ -75,7 +75,7 @@ TEST_F(WindowsStore, HasNoNamesThatWindowsRefuses)
 }
 
 // A folder with an open file in it cannot be moved, so no lock may lie in a card's folder.
-TEST_F(WindowsStore, KeepsItsLocksOutOfTheCards)
+TEST_F(WindowsStore, PutsLockFilesBesideTheCards)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(session), 0);

@@ -108,7 +108,7 @@ private:
     termios before{};
 };
 
-// Byte by byte, past the stream library, whose buffers nobody wipes. `isReady` waits for each; where it says
+// Byte by byte, past the stream library, whose buffers are not wiped. `isReady` waits for each; where it says
 // no, there is no line.
 template <typename IsReady>
 std::optional<SecretText> ReadLine(const IsReady& isReady)
@@ -150,23 +150,18 @@ std::optional<SecretText> ReadSecretInput()
     if (!InputIsTerminal()) {
         return ReadLine([] { return true; });
     }
-    const EndingSignals signals; // whoever is ended by one would leave the terminal silent
+    const EndingSignals signals; // ended by one, the program would leave the terminal without echo
     const SilentTerminal silence;
     return ReadLine([&signals] { return signals.AwaitInput(); });
 }
 
-bool WriteSecretOutput(const SecretText& line)
+std::optional<size_t> WriteUnbuffered(std::span<const char> bytes)
 {
-    SecretText bytes = line;
-    bytes.push_back('\n');
-    size_t done = 0;
-    bool isWritten = static_cast<bool>(std::cout.flush());
-    while (isWritten && done < bytes.size()) {
-        const ssize_t length = write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
-        isWritten = length >= 0 || errno == EINTR;
-        done += length < 0 ? 0 : static_cast<size_t>(length);
+    const ssize_t length = write(STDOUT_FILENO, bytes.data(), bytes.size());
+    if (length < 0) {
+        return errno == EINTR ? std::optional<size_t>(0) : std::nullopt;
     }
-    return isWritten;
+    return static_cast<size_t>(length);
 }
 
 } // namespace softcard

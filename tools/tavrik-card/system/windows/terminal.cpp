@@ -7,7 +7,7 @@
 namespace softcard {
 namespace {
 
-// Byte by byte, past the stream library, whose buffers nobody wipes.
+// Byte by byte, past the stream library, whose buffers are not wiped.
 std::optional<SecretText> ReadLine(HANDLE input)
 {
     SecretText line;
@@ -54,19 +54,12 @@ std::optional<SecretText> ReadSecretInput()
     return line;
 }
 
-bool WriteSecretOutput(const SecretText& line)
+std::optional<size_t> WriteUnbuffered(std::span<const char> bytes)
 {
-    SecretText bytes = line;
-    bytes.push_back('\n');
-    size_t done = 0;
-    bool isWritten = static_cast<bool>(std::cout.flush());
-    while (isWritten && done < bytes.size()) {
-        DWORD length = 0;
-        isWritten = ::WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), bytes.data() + done,
-                                static_cast<DWORD>(bytes.size() - done), &length, nullptr) != FALSE;
-        done += length;
-    }
-    return isWritten;
+    DWORD length = 0;
+    const BOOL isWritten = ::WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), bytes.data(),
+                                       static_cast<DWORD>(bytes.size()), &length, nullptr);
+    return isWritten == FALSE ? std::nullopt : std::optional<size_t>(length);
 }
 
 } // namespace softcard
