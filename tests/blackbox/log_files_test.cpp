@@ -151,7 +151,7 @@ TEST_F(LogFilesTest, ReportsStandBehindTheMarkerWithItsBlank)
     EXPECT_EQ(ReportOf("{\"log\": {" + loud + "}}" + std::string(8192, ' ')), front + "File is too large");
 }
 
-TEST_F(LogFilesTest, ConfigurationFaultBehindTheLogKeysIsLogged)
+TEST_F(LogFilesTest, FaultReadBeforeTheLogKeysIsNotLogged)
 {
     // A fault before them leaves the level at Info, and the report unseen.
     EXPECT_EQ(ReportOf(R"({"log": {"extensive": true, "logFromLevel": "LogLevel_Debug", "fileCount": "5"}})"),
@@ -161,7 +161,7 @@ TEST_F(LogFilesTest, ConfigurationFaultBehindTheLogKeysIsLogged)
         "none");
 }
 
-TEST_F(LogFilesTest, ConfigurationFaultBeforeTheLogKeysIsNotLogged)
+TEST_F(LogFilesTest, ConfigurationThatIsNoJsonLogsNothing)
 {
     Configure("no JSON");
     Initialize();
