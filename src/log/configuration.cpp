@@ -157,7 +157,7 @@ void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_
 std::vector<char> ReadConfigurationFile(const char16_t* directory, std::string& report)
 {
     const auto path = ConfigurationFile(directory);
-    InputFile file(path, Links::Followed, Content::Text);
+    InputFile file(path, Links::followed, Content::text);
     const uint64_t size = file.Size();
     if (!file.IsOpen() || size > std::numeric_limits<int32_t>::max()) {
         report = "Configuration file not found ";

@@ -76,7 +76,7 @@ std::time_t ParseTime(const std::string& text)
 
 InputFile Opened(const std::filesystem::path& path)
 {
-    return {path, Links::Refused, Content::Binary};
+    return {path, Links::refused, Content::binary};
 }
 
 } // namespace

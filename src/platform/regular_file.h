@@ -11,14 +11,14 @@
 // What becomes of a link in the place of a file. Links among the folders of its path are always followed.
 enum class Links
 {
-    Followed,
-    Refused
+    followed,
+    refused
 };
 
 enum class Content
 {
-    Binary,
-    Text // with the system's line ends
+    binary,
+    text // with the system's line ends
 };
 
 // The size in bytes; nothing for what is no regular file, a link to one included.

@@ -10,7 +10,7 @@
 namespace front_test {
 namespace {
 
-Scripted::Answer Throwing()
+scripted::Answer Throwing()
 {
     return {.hook = [] { throw std::runtime_error("no such function"); }};
 }
@@ -28,7 +28,7 @@ protected:
 
 TEST_F(ExceptionsTest, StartThatFailsAtACardIsUndoneAndMayBeTriedAgain)
 {
-    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerA, blackbox::CertifiedCard());
     for (const char* function : {"GetReaderList", "GetTokenInfo"}) {
         script->Next(function, Throwing());
         EXPECT_EQ(f->C_Initialize(nullptr), CKR_FUNCTION_FAILED) << function;
@@ -41,8 +41,8 @@ TEST_F(ExceptionsTest, StartThatFailsAtACardIsUndoneAndMayBeTriedAgain)
 
 TEST_F(ExceptionsTest, SlotsOfACardBelongTogetherAfterAStartThatFailed)
 {
-    script->AddReader(readerA, BlackBox::CertifiedCard());
-    script->AddReader(readerB, BlackBox::CertifiedCard());
+    script->AddReader(readerA, blackbox::CertifiedCard());
+    script->AddReader(readerB, blackbox::CertifiedCard());
     script->Next("GetTokenInfo", Throwing()); // between the ids of a card's two slots
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_FUNCTION_FAILED);
     Start();

@@ -45,7 +45,7 @@ protected:
 TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
-    const int exitCode = BlackBox::ExitOfChild([&] {
+    const int exitCode = blackbox::ExitOfChild([&] {
         CK_SESSION_INFO info{};
         CK_ULONG count = 0;
         const bool refused = f->C_GetSessionInfo(session, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
@@ -64,7 +64,7 @@ TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(ordinary);
-    const int failed = BlackBox::ExitOfChild([&] {
+    const int failed = blackbox::ExitOfChild([&] {
         CK_ULONG count = 0;
         int others = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
         for (const auto& calls : {EveryCallWithASlot(f, ordinary), EveryCallWithASession(f, session)}) {
@@ -83,7 +83,7 @@ TEST_F(DialogTest, ChildOfAForkDuringADialogSignsAndTheDialogGoesOn)
 {
     LetTheReadersRest(script);
     StartWithDialogInFirstCard();
-    const int exitCode = BlackBox::ExitOfChild([&] {
+    const int exitCode = blackbox::ExitOfChild([&] {
         CK_SESSION_INFO info{};
         const bool refused = f->C_GetSessionInfo(second, &info) == CKR_CRYPTOKI_NOT_INITIALIZED;
         const bool started = f->C_Initialize(nullptr) == CKR_OK && Slots().size() == 4;
@@ -116,7 +116,7 @@ protected:
         OpenDialog(function, std::move(call));
         int exitCode = -1;
         OtherThread forking([&] {
-            exitCode = BlackBox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
+            exitCode = blackbox::ExitOfChild([&] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); });
         });
         forking.WaitUntilItSleeps();
         EXPECT_FALSE(forking.IsDone());
@@ -139,7 +139,7 @@ TEST_F(ForkInAnotherThreadTest, ForkWaitsForACallOfTheLibrary)
 
 TEST_F(ForkInAnotherThreadTest, ForkWaitsForInitialize)
 {
-    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerA, blackbox::CertifiedCard());
     ExpectThatForkWaits("GetReaderList", [this] { return f->C_Initialize(nullptr); });
     EXPECT_EQ(Slots().size(), 2U);
 }
@@ -157,7 +157,7 @@ TEST_F(ForkInAnotherThreadTest, ForkDoesNotWaitForADialogThatFinalizeWaitsFor)
     StartWithDialogInFirstCard();
     std::thread finalizing([this] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
     WaitUntilTheEndHasBegun();
-    EXPECT_EQ(BlackBox::ExitOfChild([this] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); }), 0);
+    EXPECT_EQ(blackbox::ExitOfChild([this] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); }), 0);
     EndDialog();
     finalizing.join();
 }
@@ -167,7 +167,7 @@ TEST_F(ForkTest, CallThatForksItselfGoesOn)
     Start();
     InsertCard(readerA);
     int exitCode = -1;
-    script->Next("QES_GetKeyInfo", {.hook = [&] { exitCode = BlackBox::ExitOfChild([] { _exit(0); }); }});
+    script->Next("QES_GetKeyInfo", {.hook = [&] { exitCode = blackbox::ExitOfChild([] { _exit(0); }); }});
     CK_TOKEN_INFO token{};
     EXPECT_EQ(f->C_GetTokenInfo(0, &token), CKR_OK);
     EXPECT_EQ(exitCode, 0);
@@ -175,8 +175,8 @@ TEST_F(ForkTest, CallThatForksItselfGoesOn)
 
 TEST_F(DialogTest, ProcessEndsDuringADialog)
 {
-    script->AddReader(readerA, Scripted::Card{}); // without keys, as below
-    EXPECT_EQ(BlackBox::ExitOfChild([this] {
+    script->AddReader(readerA, scripted::Card{}); // without keys, as below
+    EXPECT_EQ(blackbox::ExitOfChild([this] {
                   Start();
                   first = Open(0);
                   OpenDialog("Passwords_VerifyBOK",
@@ -189,18 +189,18 @@ TEST_F(ForkTest, ChildThatDoesNothingEndsAtOnce)
 {
     // A card without keys: Botan, which the test makes keys with, waits at the end for threads that no child
     // has.
-    script->AddReader(readerA, Scripted::Card{});
+    script->AddReader(readerA, scripted::Card{});
     Start();
-    EXPECT_EQ(BlackBox::ExitOfChild([] {}), 0);
+    EXPECT_EQ(blackbox::ExitOfChild([] {}), 0);
     EXPECT_EQ(Slots().size(), 2U);
 }
 
 TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
 {
     void* handle = nullptr;
-    LoadFront(BlackBox::ScriptedFolder(), &handle);
+    LoadFront(blackbox::ScriptedFolder(), &handle);
     dlclose(handle); // the fixture has another one
-    script->AddReader(readerA, Scripted::Card{});
+    script->AddReader(readerA, scripted::Card{});
     Start(); // once before, because a sanitizer gets a thread of its own with the first
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
     const auto before = ThreadsOfProcess();
@@ -211,7 +211,7 @@ TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
     EXPECT_EQ(ThreadsOfProcess(), before);
     EXPECT_FALSE(IsMapped("tavrik-pkcs11.so"));
     EXPECT_FALSE(IsMapped("libpkcs11_x64.so"));
-    f = LoadFront(BlackBox::ScriptedFolder());
+    f = LoadFront(blackbox::ScriptedFolder());
     Start();
     EXPECT_EQ(Slots().size(), 2U);
 }

@@ -12,12 +12,12 @@
 
 namespace front_test {
 
-using BlackBox::Load;
-using BlackBox::SymbolOf;
+using blackbox::Load;
+using blackbox::SymbolOf;
 
 std::filesystem::path LibraryFolder()
 {
-    return BlackBox::ScriptedFolder().parent_path();
+    return blackbox::ScriptedFolder().parent_path();
 }
 
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle)
@@ -179,12 +179,12 @@ CK_RV Client::Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes da
     return result;
 }
 
-FrontTest::FrontTest() : script(BlackBox::Script())
+FrontTest::FrontTest() : script(blackbox::Script())
 {
     const std::u16string writable = directory.Path().u16string() + u"/";
     script->SetDirectories(writable, writable);
     script->SignWith(SignatureOfCard);
-    f = LoadFront(BlackBox::ScriptedFolder());
+    f = LoadFront(blackbox::ScriptedFolder());
 }
 
 FrontTest::~FrontTest()
@@ -199,14 +199,14 @@ void FrontTest::Start()
 
 void FrontTest::StartWithCard()
 {
-    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerA, blackbox::CertifiedCard());
     Start();
 }
 
 void FrontTest::StartWithTwoCards()
 {
-    script->AddReader(readerA, BlackBox::CertifiedCard());
-    script->AddReader(readerB, BlackBox::CertifiedCard());
+    script->AddReader(readerA, blackbox::CertifiedCard());
+    script->AddReader(readerB, blackbox::CertifiedCard());
     Start();
 }
 
@@ -220,7 +220,7 @@ CK_SESSION_HANDLE FrontTest::StartLoggedIn(CK_SLOT_ID slot, CK_FLAGS flags)
 
 void FrontTest::InsertCard(const char16_t* reader)
 {
-    script->InsertCard(reader, BlackBox::CertifiedCard());
+    script->InsertCard(reader, blackbox::CertifiedCard());
     ProcessEvents();
 }
 
@@ -242,14 +242,14 @@ Bytes Text(const std::string& text)
 
 Bytes SignatureOfCard(const std::string& function, const Bytes& data)
 {
-    return function == "QES_SignData" ? BlackBox::TestSignature(0, DigestInfo(data))
-                                      : BlackBox::TestSignature(1, data);
+    return function == "QES_SignData" ? blackbox::TestSignature(0, DigestInfo(data))
+                                      : blackbox::TestSignature(1, data);
 }
 
 Bytes SignatureOfMessage(const Bytes& message)
 {
     const auto hash = Botan::HashFunction::create_or_throw("SHA-256")->process(message);
-    return BlackBox::TestSignature(1, DigestInfo({hash.begin(), hash.end()}));
+    return blackbox::TestSignature(1, DigestInfo({hash.begin(), hash.end()}));
 }
 
 Bytes DigestInfo(const Bytes& hash)

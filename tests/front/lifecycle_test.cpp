@@ -72,8 +72,8 @@ TEST_F(LifecycleTest, ExportsNothingButTheFunctions)
 {
     const std::string names =
         "nm -D --defined-only '" + (LibraryFolder() / "tavrik-pkcs11.so").string() + "' | grep ";
-    EXPECT_EQ(BlackBox::OutputOf(names + "-c ' [TW] C_'"), "68\n");
-    EXPECT_EQ(BlackBox::OutputOf(names + "-vc ' [TW] C_' || true"), "0\n");
+    EXPECT_EQ(blackbox::OutputOf(names + "-c ' [TW] C_'"), "68\n");
+    EXPECT_EQ(blackbox::OutputOf(names + "-vc ' [TW] C_' || true"), "0\n");
     EXPECT_EQ(f->version.major, 2);
     EXPECT_EQ(f->version.minor, 20);
 }
@@ -87,14 +87,14 @@ TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
 
 TEST_F(LifecycleTest, LibraryThatTheHostHasInitializedIsNotUsed)
 {
-    void* library = BlackBox::Load(BlackBox::ScriptedFolder() / "libpkcs11_x64.so");
+    void* library = blackbox::Load(blackbox::ScriptedFolder() / "libpkcs11_x64.so");
     using Initialize = packed::CK_RV(packed::CK_VOID_PTR);
-    ASSERT_EQ(reinterpret_cast<Initialize*>(BlackBox::SymbolOf(library, "C_Initialize"))(nullptr), CKR_OK);
+    ASSERT_EQ(reinterpret_cast<Initialize*>(blackbox::SymbolOf(library, "C_Initialize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_GENERAL_ERROR);
     EXPECT_EQ(f->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
-    ASSERT_EQ(reinterpret_cast<Initialize*>(BlackBox::SymbolOf(library, "C_Finalize"))(nullptr), CKR_OK);
+    ASSERT_EQ(reinterpret_cast<Initialize*>(blackbox::SymbolOf(library, "C_Finalize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
-    BlackBox::Unload(library);
+    blackbox::Unload(library);
 }
 
 // A front and what it needs in a folder of their own.
@@ -107,7 +107,7 @@ public:
         std::filesystem::create_directories(real);
         std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", real / "tavrik-pkcs11.so");
         for (const char* name : {"libpkcs11_x64.so", "libCardAPI.so"}) {
-            std::filesystem::create_symlink(BlackBox::ScriptedFolder() / name, real / name);
+            std::filesystem::create_symlink(blackbox::ScriptedFolder() / name, real / name);
         }
     }
 

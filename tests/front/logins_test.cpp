@@ -17,7 +17,7 @@ protected:
     bool CardsAreFree() const
     {
         const auto ledger = script->Ledger();
-        return std::all_of(ledger.begin(), ledger.end(), [](const Scripted::LedgerEntry& entry) {
+        return std::all_of(ledger.begin(), ledger.end(), [](const scripted::LedgerEntry& entry) {
             return entry.transactionStarts == entry.transactionStops;
         });
     }
@@ -41,7 +41,7 @@ TEST_F(LoginsTest, RefusedLoginLeavesNoTransaction)
     Open(qualified);
     VerifyResult locked{};
     locked.status = bokLocked;
-    const std::vector<std::pair<Scripted::Answer, CK_RV>> refusals = {
+    const std::vector<std::pair<scripted::Answer, CK_RV>> refusals = {
         {{.status = eIncorrectCode}, CKR_PIN_INCORRECT},
         {{.status = eUserInputError}, CKR_FUNCTION_CANCELED},
         {{.status = eCardCommErr}, CKR_FUNCTION_FAILED},
@@ -101,7 +101,7 @@ protected:
 
     void BreakChannel()
     {
-        script->ChangeCard(readerA, [](Scripted::Card& card) { card.flags &= ~secureMessagingFlag; });
+        script->ChangeCard(readerA, [](scripted::Card& card) { card.flags &= ~secureMessagingFlag; });
         for (const char* function : {"ES_SignData", "ES_DecryptData"}) {
             script->Always(function, {.status = eSmNotInitialized});
         }
@@ -163,7 +163,7 @@ TEST_F(BrokenChannelTest, QualifiedSignatureThatFailsEndsTheLogin)
     ASSERT_NO_FATAL_FAILURE(StartLoggedIn());
     ASSERT_EQ(SignInit(second), CKR_OK);
     BreakChannel();
-    script->Next("QES_VerifyPin", {.status = eSmNotInitialized, .outputs = Scripted::Outputs::Never});
+    script->Next("QES_VerifyPin", {.status = eSmNotInitialized, .outputs = scripted::Outputs::Never});
     Bytes signature;
     EXPECT_EQ(Sign(second, Text("m"), signature), CKR_FUNCTION_FAILED);
     ExpectLoggedOut();

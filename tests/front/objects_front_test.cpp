@@ -131,7 +131,7 @@ TEST_F(ObjectsFrontTest, PublicKeyIsMadeVisibleBeforeLoginAndDestroyed)
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(ordinary);
     CK_OBJECT_HANDLE key = 0;
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), key), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)), key), CKR_OK);
     EXPECT_EQ(Find(session), Handles{key});
     EXPECT_EQ(f->C_DestroyObject(session, key), CKR_OK);
     EXPECT_TRUE(Find(session).empty());
@@ -144,7 +144,7 @@ TEST_F(ObjectsFrontTest, MadeKeyEndsWithItsSessionAndHidesNoCardObjects)
     const CK_SESSION_HANDLE first = Open(ordinary);
     const CK_SESSION_HANDLE second = Open(ordinary);
     CK_OBJECT_HANDLE key = 0;
-    ASSERT_EQ(Create(first, PublicKey(BlackBox::TestKey(2)), key), CKR_OK);
+    ASSERT_EQ(Create(first, PublicKey(blackbox::TestKey(2)), key), CKR_OK);
     ASSERT_EQ(Login(second), CKR_OK);
     EXPECT_EQ(Find(second).size(), 4U);
     ASSERT_EQ(f->C_CloseSession(first), CKR_OK);
@@ -156,13 +156,13 @@ TEST_F(ObjectsFrontTest, TemplateOfNoPublicKeyIsRefused)
     const CK_SESSION_HANDLE session = StartWriting();
     CK_OBJECT_HANDLE key = 0;
     EXPECT_EQ(Create(session, Records().Number(CKA_CLASS, CKO_PUBLIC_KEY), key), CKR_TEMPLATE_INCOMPLETE);
-    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_SIGN, 1), key),
+    EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_SIGN, 1), key),
               CKR_ATTRIBUTE_TYPE_INVALID);
-    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_TOKEN, 1), key),
+    EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_TOKEN, 1), key),
               CKR_TOKEN_WRITE_PROTECTED);
-    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Number(CKA_MODULUS_BITS, 1024), key),
+    EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Number(CKA_MODULUS_BITS, 1024), key),
               CKR_ATTRIBUTE_READ_ONLY);
-    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Number(CKA_CLASS, CKO_PUBLIC_KEY), key),
+    EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Number(CKA_CLASS, CKO_PUBLIC_KEY), key),
               CKR_TEMPLATE_INCONSISTENT);
     EXPECT_EQ(f->C_DestroyObject(session, FindOne(session, CKO_CERTIFICATE)), CKR_TOKEN_WRITE_PROTECTED);
 }
@@ -241,7 +241,7 @@ TEST_F(ObjectsFrontTest, ObjectIsSeenInItsSlotAlone)
     const CK_SESSION_HANDLE other = Open(ordinary);
     ASSERT_EQ(Login(other), CKR_OK);
     CK_OBJECT_HANDLE made = 0;
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), made), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)), made), CKR_OK);
     EXPECT_EQ(Find(session).size(), 4U);
     EXPECT_EQ(Find(other).size(), 3U);
     CK_ULONG size = 0;
@@ -276,7 +276,7 @@ TEST_F(ObjectsFrontTest, OperationWithAMadePrivateObjectIsOverWithTheLogin)
 {
     const CK_SESSION_HANDLE session = StartWriting();
     CK_OBJECT_HANDLE key = 0;
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
     ASSERT_EQ(f->C_VerifyInit(session, &mechanism, key), CKR_OK);
     ASSERT_EQ(f->C_EncryptInit(session, &mechanism, key), CKR_OK);
@@ -284,7 +284,7 @@ TEST_F(ObjectsFrontTest, OperationWithAMadePrivateObjectIsOverWithTheLogin)
     key = FindOne(session, CKO_PUBLIC_KEY);
     EXPECT_EQ(f->C_VerifyInit(session, &mechanism, key), CKR_OK);
     key = 0;
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), key), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)), key), CKR_OK);
     EXPECT_EQ(f->C_EncryptInit(session, &mechanism, key), CKR_OK);
 }
 
@@ -294,8 +294,8 @@ TEST_F(ObjectsFrontTest, SizeIsThatOfAllValues)
     const CK_SESSION_HANDLE session = Open(ordinary);
     CK_OBJECT_HANDLE first = 0;
     CK_OBJECT_HANDLE second = 0;
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)), first), CKR_OK);
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Add(CKA_LABEL, Text("mine")), second), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)), first), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Add(CKA_LABEL, Text("mine")), second), CKR_OK);
     CK_ULONG size = 0;
     CK_ULONG sizeWithLabel = 0;
     ASSERT_EQ(f->C_GetObjectSize(session, first, &size), CKR_OK);
@@ -309,11 +309,11 @@ TEST_F(ObjectsFrontTest, MadePrivateObjectEndsWithTheLogin)
 {
     const CK_SESSION_HANDLE session = StartWriting();
     CK_OBJECT_HANDLE key = 0;
-    ASSERT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
+    ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
     EXPECT_EQ(Find(session).size(), 4U);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
     EXPECT_EQ(Find(session).size(), 1U);
-    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_PRIVATE, 1), key),
+    EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_PRIVATE, 1), key),
               CKR_USER_NOT_LOGGED_IN);
     ASSERT_EQ(Login(session), CKR_OK);
     EXPECT_EQ(Find(session).size(), 3U);
@@ -323,7 +323,7 @@ TEST_F(ObjectsFrontTest, ReadOnlySessionHasItsOwnRefusalOfTokenObjects)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(qualified);
     CK_OBJECT_HANDLE key = 0;
-    EXPECT_EQ(Create(session, PublicKey(BlackBox::TestKey(2)).Flag(CKA_TOKEN, 1), key),
+    EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_TOKEN, 1), key),
               CKR_SESSION_READ_ONLY);
     EXPECT_EQ(f->C_DestroyObject(session, FindOne(session, CKO_CERTIFICATE)), CKR_SESSION_READ_ONLY);
 }
@@ -410,7 +410,7 @@ TEST_F(ObjectsFrontTest, OtherValuesOfAMadeKeyAreTested)
     const CK_SESSION_HANDLE session = StartWriting();
     CK_OBJECT_HANDLE key = 0;
     const auto create = [&](CK_ATTRIBUTE_TYPE type, const Bytes& value) {
-        return Create(session, PublicKey(BlackBox::TestKey(2)).Add(type, value), key);
+        return Create(session, PublicKey(blackbox::TestKey(2)).Add(type, value), key);
     };
     for (const CK_ATTRIBUTE_TYPE date : {CKA_START_DATE, CKA_END_DATE}) {
         EXPECT_EQ(create(date, Text("20260131")), CKR_OK);

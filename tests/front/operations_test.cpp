@@ -15,7 +15,7 @@ protected:
     static Bytes SignWith(const Bytes& message, const std::string& padding)
     {
         Botan::AutoSeeded_RNG random;
-        Botan::PK_Signer signer(BlackBox::TestKey(1), random, padding);
+        Botan::PK_Signer signer(blackbox::TestKey(1), random, padding);
         return signer.sign_message(message, random);
     }
 };
@@ -99,7 +99,7 @@ TEST_F(OperationsTest, SigningHandsTheCardTheDigestInfo)
     ASSERT_EQ(handed.size(), 51U);
     const auto hash = Botan::HashFunction::create("SHA-256")->process(message.data(), message.size());
     EXPECT_EQ(Bytes(handed.begin() + 19, handed.end()), Bytes(hash.begin(), hash.end()));
-    EXPECT_EQ(signature, BlackBox::TestSignature(1, handed));
+    EXPECT_EQ(signature, blackbox::TestSignature(1, handed));
     EXPECT_EQ(Sign(session, message, signature), CKR_OPERATION_NOT_INITIALIZED);
 }
 
@@ -239,7 +239,7 @@ TEST_F(OperationsTest, SignatureAnswersDeviceRemovedWhenItsCardGoesDuringTheDial
 
 TEST_F(OperationsTest, KeyWithMoreBitsThanItsModulusSignsNothing)
 {
-    auto card = BlackBox::CertifiedCard();
+    auto card = blackbox::CertifiedCard();
     card.es.front().key.modulusBits = 2048; // a signature of 256 bytes, where the modulus promises 128
     script->AddReader(readerA, card);
     Start();
@@ -293,7 +293,7 @@ TEST_F(OperationsTest, EncryptionIsPaddedAtRandomAndTheKeyReadsIt)
     }
     EXPECT_NE(blocks[0], blocks[1]);
     Botan::AutoSeeded_RNG random;
-    const Botan::PK_Decryptor_EME decryptor(BlackBox::TestKey(1), random, "EME-PKCS1-v1_5");
+    const Botan::PK_Decryptor_EME decryptor(blackbox::TestKey(1), random, "EME-PKCS1-v1_5");
     const auto plain = decryptor.decrypt(blocks[0]);
     EXPECT_EQ(Bytes(plain.begin(), plain.end()), message);
 }

@@ -7,8 +7,8 @@
 namespace front_test {
 namespace {
 
-using BlackBox::TestCertifiedKey;
-using BlackBox::TestSignature;
+using blackbox::TestCertifiedKey;
+using blackbox::TestSignature;
 
 constexpr CK_MECHANISM_TYPE everySignature[] = {CKM_RSA_PKCS,        CKM_SHA1_RSA_PKCS,
                                                 CKM_SHA224_RSA_PKCS, CKM_SHA256_RSA_PKCS,
@@ -17,7 +17,7 @@ constexpr CK_MECHANISM_TYPE everySignature[] = {CKM_RSA_PKCS,        CKM_SHA1_RS
 class SeveralKeysTest : public FrontTest
 {
 protected:
-    CK_SESSION_HANDLE StartWith(const Scripted::Card& card, CK_SLOT_ID slot = ordinary)
+    CK_SESSION_HANDLE StartWith(const scripted::Card& card, CK_SLOT_ID slot = ordinary)
     {
         script->AddReader(readerA, card);
         Start();
@@ -27,9 +27,9 @@ protected:
     }
 
     // With two keys in each family.
-    static Scripted::Card FullCard()
+    static scripted::Card FullCard()
     {
-        Scripted::Card card = BlackBox::CertifiedCard();
+        scripted::Card card = blackbox::CertifiedCard();
         card.qes.push_back(TestCertifiedKey(3, 2, "Qualified 2"));
         card.es.push_back(TestCertifiedKey(2, 1, "Ordinary 2"));
         return card;
@@ -43,7 +43,7 @@ protected:
 
 TEST_F(SeveralKeysTest, SignatureOfAnotherKeyIsNotHandedOut)
 {
-    const CK_SESSION_HANDLE session = StartWith(BlackBox::CertifiedCard());
+    const CK_SESSION_HANDLE session = StartWith(blackbox::CertifiedCard());
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     script->SignWith([](const std::string&, const Bytes& data) { return TestSignature(2, data); });
     for (const CK_MECHANISM_TYPE type : everySignature) {
@@ -69,7 +69,7 @@ TEST_F(SeveralKeysTest, SignatureOfAnotherKeyIsNotHandedOut)
 
 TEST_F(SeveralKeysTest, SignatureInPartsOfAnotherKeyIsNotHandedOut)
 {
-    const CK_SESSION_HANDLE session = StartWith(BlackBox::CertifiedCard());
+    const CK_SESSION_HANDLE session = StartWith(blackbox::CertifiedCard());
     script->SignWith([](const std::string&, const Bytes& data) { return TestSignature(2, data); });
     ASSERT_EQ(SignInit(session), CKR_OK);
     Bytes part = Text("m");
@@ -83,7 +83,7 @@ TEST_F(SeveralKeysTest, SignatureInPartsOfAnotherKeyIsNotHandedOut)
 
 TEST_F(SeveralKeysTest, SignatureOfAnotherLengthIsNotHandedOut)
 {
-    const CK_SESSION_HANDLE session = StartWith(BlackBox::CertifiedCard());
+    const CK_SESSION_HANDLE session = StartWith(blackbox::CertifiedCard());
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     for (const std::size_t length : {0U, 1U, 100U, 127U}) {
         script->Next("ES_SignData", {.output = Bytes(length, 7)});
@@ -95,7 +95,7 @@ TEST_F(SeveralKeysTest, SignatureOfAnotherLengthIsNotHandedOut)
 
 TEST_F(SeveralKeysTest, SignatureOfOtherDataThanThoseGivenIsNotHandedOut)
 {
-    const CK_SESSION_HANDLE session = StartWith(BlackBox::CertifiedCard(), qualified);
+    const CK_SESSION_HANDLE session = StartWith(blackbox::CertifiedCard(), qualified);
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     const auto hash = Botan::HashFunction::create("SHA-256")->process("m");
     const Bytes digestInfo = DigestInfo({hash.begin(), hash.end()});
@@ -143,7 +143,7 @@ TEST_F(SeveralKeysTest, PublicKeyOfAKeyThatDoesNotSignVerifies)
 
 TEST_F(SeveralKeysTest, SecondCertificateOfTheFirstKeySigns)
 {
-    Scripted::Card card = BlackBox::CertifiedCard();
+    scripted::Card card = blackbox::CertifiedCard();
     card.es.push_back(TestCertifiedKey(1, 1, "Renewed"));
     const CK_SESSION_HANDLE session = StartWith(card);
     const Handles keys = PrivateKeys(session);
@@ -158,7 +158,7 @@ TEST_F(SeveralKeysTest, SecondCertificateOfTheFirstKeySigns)
 
 TEST_F(SeveralKeysTest, KeyAfterAnUnreadableFirstOneSignsNothing)
 {
-    Scripted::Card card = FullCard();
+    scripted::Card card = FullCard();
     card.es.front().certificate = Text("no certificate");
     const CK_SESSION_HANDLE session = StartWith(card); // whose key 1 signs
     Bytes signature;

@@ -135,8 +135,8 @@ TEST_F(SlotsTest, SlotKeepsItsPlaceWhenItsCardGoesAndComes)
 TEST_F(SlotsTest, ReadersWithTheSameFirst64CharactersHaveSlotsOfTheirOwn)
 {
     const std::u16string longName(70, u'R');
-    script->AddReader(longName + u"1", BlackBox::CertifiedCard());
-    script->AddReader(longName + u"2", BlackBox::CertifiedCard());
+    script->AddReader(longName + u"1", blackbox::CertifiedCard());
+    script->AddReader(longName + u"2", blackbox::CertifiedCard());
     Start();
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
 }
@@ -253,7 +253,7 @@ TEST_F(SlotsTest, MechanismListNeedsRoomForAll)
 
 TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
 {
-    auto card = BlackBox::CertifiedCard();
+    auto card = blackbox::CertifiedCard();
     card.qesKeyInfo.keyReference = 5;
     script->AddReader(readerA, card);
     Start();
@@ -268,7 +268,7 @@ TEST_F(SlotsTest, EllipticKeyHasNoRsaMechanism)
 
 TEST_F(SlotsTest, KeyWhoseRecordFailedAtTheStartIsStillAnRsaKey)
 {
-    script->AddReader(readerA, BlackBox::CertifiedCard());
+    script->AddReader(readerA, blackbox::CertifiedCard());
     script->Next("ES_GetKeyInfo", {.status = eCardCommErr});
     Start();
     CK_MECHANISM_INFO info{};
@@ -291,8 +291,8 @@ TEST_F(SlotsTest, KeyWhoseRecordFailedAtTheStartIsStillAnRsaKey)
 
 TEST_F(SlotsTest, SizesOfAKeyWhoseRecordFailedAreThoseOfTheSlotsKeys)
 {
-    auto card = BlackBox::CertifiedCard();
-    card.es.push_back(BlackBox::TestCertifiedKey(3, 1, "Long"));
+    auto card = blackbox::CertifiedCard();
+    card.es.push_back(blackbox::TestCertifiedKey(3, 1, "Long"));
     script->AddReader(readerA, card);
     script->Next("ES_GetKeyInfo", {.status = eCardCommErr});
     Start();
@@ -337,7 +337,7 @@ TEST_F(SlotsTest, WaitBlocksUntilACardComes)
     OtherThread waiting([&] { answer = f->C_WaitForSlotEvent(0, &slot, nullptr); });
     waiting.WaitUntilItSleeps();
     EXPECT_FALSE(waiting.IsDone());
-    script->InsertCard(readerA, BlackBox::CertifiedCard());
+    script->InsertCard(readerA, blackbox::CertifiedCard());
     waiting.Join();
     EXPECT_EQ(answer, CKR_OK);
     EXPECT_EQ(slot, 0U);

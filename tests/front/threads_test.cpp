@@ -260,7 +260,7 @@ protected:
     // second slot is logged in to the other card.
     void StartWithSlowCard(const char* function)
     {
-        script->AddReader(readerA, BlackBox::CertifiedCard());
+        script->AddReader(readerA, blackbox::CertifiedCard());
         Start();
         second = Open(1);
         ASSERT_EQ(Login(second), CKR_OK);

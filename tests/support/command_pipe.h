@@ -1,8 +1,6 @@
 // The output of a command, behind a pipe that the system made to it.
 #pragma once
 
-#include "tests/support/former_names.h"
-
 #include <array>
 #include <cstdio>
 #include <stdexcept>

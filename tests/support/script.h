@@ -1,7 +1,6 @@
 // The scripted card-access library of the build.
 #pragma once
 
-#include "tests/support/former_names.h"
 #include "tests/support/scripted_card/scripted_card.h"
 
 #include <cstddef>

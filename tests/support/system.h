@@ -1,8 +1,6 @@
 // What the tests need of the operating system, each in a way of its own.
 #pragma once
 
-#include "tests/support/former_names.h"
-
 #include <cstdint>
 #include <filesystem>
 #include <set>

@@ -45,7 +45,7 @@ ToolRun RunTool(const std::string& arguments, const std::string& before, const s
     const std::string command = Command(arguments, before, behind) + " 2>&1";
     FILE* pipe = popen(command.c_str(), "r"); // NOLINT(cert-env33-c): the commands are constants of the tests
     ToolRun run;
-    run.output = BlackBox::ReadPipe(pipe, command);
+    run.output = blackbox::ReadPipe(pipe, command);
     run.exitCode = ExitCode(pclose(pipe));
     return run;
 }

@@ -55,7 +55,7 @@ std::optional<uint64_t> SizeOfRegularFile(const std::filesystem::path& file)
 
 InputFile::InputFile(const std::filesystem::path& file, Links links, Content /*content*/)
 {
-    descriptor = OpenRegular(file, O_RDONLY | (links == Links::Refused ? O_NOFOLLOW : 0), size);
+    descriptor = OpenRegular(file, O_RDONLY | (links == Links::refused ? O_NOFOLLOW : 0), size);
 }
 
 InputFile::~InputFile()

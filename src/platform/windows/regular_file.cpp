@@ -21,7 +21,7 @@ uint64_t Number(DWORD high, DWORD low)
 bool IsRegular(DWORD attributes, Links links)
 {
     const DWORD refused =
-        FILE_ATTRIBUTE_DIRECTORY | (links == Links::Refused ? FILE_ATTRIBUTE_REPARSE_POINT : 0UL);
+        FILE_ATTRIBUTE_DIRECTORY | (links == Links::refused ? FILE_ATTRIBUTE_REPARSE_POINT : 0UL);
     return (attributes & refused) == 0;
 }
 
@@ -30,7 +30,7 @@ int OpenRegular(const std::filesystem::path& file, DWORD access, DWORD dispositi
                 int descriptorFlags, uint64_t& size)
 {
     const DWORD flags =
-        FILE_ATTRIBUTE_NORMAL | (links == Links::Refused ? FILE_FLAG_OPEN_REPARSE_POINT : 0UL);
+        FILE_ATTRIBUTE_NORMAL | (links == Links::refused ? FILE_FLAG_OPEN_REPARSE_POINT : 0UL);
     HANDLE handle =
         CreateFileW(file.c_str(), access, othersReadAndWrite, nullptr, disposition, flags, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
@@ -62,7 +62,7 @@ std::optional<uint64_t> SizeOfRegularFile(const std::filesystem::path& file)
 {
     WIN32_FILE_ATTRIBUTE_DATA facts{};
     if (GetFileAttributesExW(file.c_str(), GetFileExInfoStandard, &facts) == FALSE ||
-        !IsRegular(facts.dwFileAttributes, Links::Refused)) {
+        !IsRegular(facts.dwFileAttributes, Links::refused)) {
         return std::nullopt;
     }
     return Number(facts.nFileSizeHigh, facts.nFileSizeLow);
@@ -71,7 +71,7 @@ std::optional<uint64_t> SizeOfRegularFile(const std::filesystem::path& file)
 InputFile::InputFile(const std::filesystem::path& file, Links links, Content content)
 {
     descriptor = OpenRegular(file, GENERIC_READ, OPEN_EXISTING, links,
-                             _O_RDONLY | (content == Content::Text ? _O_TEXT : _O_BINARY), size);
+                             _O_RDONLY | (content == Content::text ? _O_TEXT : _O_BINARY), size);
 }
 
 InputFile::~InputFile()
@@ -103,7 +103,7 @@ void AppendedFile::Open(const std::filesystem::path& file)
     }
     uint64_t size = 0;
     descriptor = OpenRegular(file, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, OPEN_ALWAYS,
-                             Links::Refused, _O_WRONLY | _O_BINARY, size);
+                             Links::refused, _O_WRONLY | _O_BINARY, size);
     failed = descriptor < 0;
 }
 

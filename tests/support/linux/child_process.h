@@ -1,8 +1,6 @@
 // Child processes of a test, each waited for within a limit.
 #pragma once
 
-#include "tests/support/former_names.h"
-
 #include <chrono>
 #include <functional>
 

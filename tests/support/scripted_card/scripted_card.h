@@ -16,7 +16,6 @@
 #pragma once
 
 #include "src/card/card_api.h"
-#include "tests/support/former_names.h"
 
 #include <chrono>
 #include <cstdint>

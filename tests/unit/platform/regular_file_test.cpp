@@ -42,7 +42,7 @@ protected:
 
 TEST_F(RegularFileTest, IsReadInPiecesUpToItsEnd)
 {
-    InputFile file(Made("file", "abcdef"), Links::Refused, Content::Binary);
+    InputFile file(Made("file", "abcdef"), Links::refused, Content::binary);
     ASSERT_TRUE(file.IsOpen());
     EXPECT_EQ(file.Size(), 6U);
     std::string text(4, '\0');
@@ -56,7 +56,7 @@ TEST_F(RegularFileTest, IsReadInPiecesUpToItsEnd)
 TEST_F(RegularFileTest, NothingElseIsOpened)
 {
     for (const auto& path : OtherThings()) {
-        InputFile file(path, Links::Followed, Content::Binary);
+        InputFile file(path, Links::followed, Content::binary);
         EXPECT_FALSE(file.IsOpen()) << path;
         EXPECT_EQ(file.Size(), 0U) << path;
         char byte = 0;
@@ -68,8 +68,8 @@ TEST_F(RegularFileTest, NothingElseIsOpened)
 TEST_F(RegularFileTest, LinkIsFollowedOrRefusedAsAsked)
 {
     std::filesystem::create_symlink(Made("file", "abc"), Path("link"));
-    EXPECT_TRUE(InputFile(Path("link"), Links::Followed, Content::Binary).IsOpen());
-    EXPECT_FALSE(InputFile(Path("link"), Links::Refused, Content::Binary).IsOpen());
+    EXPECT_TRUE(InputFile(Path("link"), Links::followed, Content::binary).IsOpen());
+    EXPECT_FALSE(InputFile(Path("link"), Links::refused, Content::binary).IsOpen());
     EXPECT_EQ(SizeOfRegularFile(Path("link")), std::nullopt);
     EXPECT_EQ(SizeOfRegularFile(Path("file")), 3U);
 }
