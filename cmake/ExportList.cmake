@@ -1,20 +1,22 @@
-# tavrik_read_function_names(variable): the Cryptoki function names, in order, out of the one list.
-function(tavrik_read_function_names variable)
-    set(list_file "${PROJECT_SOURCE_DIR}/include/tavrik/functions.inc")
+# tavrik_read_list(variable file macro name): the names of the entries of a list, in its order. The entries begin with
+# `macro`, a regular expression, and its first group is in `name`.
+function(tavrik_read_list variable file macro name)
+    set(list_file "${PROJECT_SOURCE_DIR}/${file}")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list_file}")
-    file(STRINGS "${list_file}" entries REGEX "^CRYPTOKI_(WORKS|REFUSES)\\(")
-    list(TRANSFORM entries REPLACE "^CRYPTOKI_[A-Z]+\\((C_[A-Za-z]+),.*$" "\\1")
+    file(STRINGS "${list_file}" entries REGEX "^${macro}")
+    list(TRANSFORM entries REPLACE "^${macro}.*$" "${name}")
     set(${variable} "${entries}" PARENT_SCOPE)
 endfunction()
 
-# tavrik_read_card_functions(variable): the names of the functions of the card-access library out of the one list.
-function(tavrik_read_card_functions variable)
-    set(list_file "${PROJECT_SOURCE_DIR}/src/card/functions.inc")
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list_file}")
-    file(STRINGS "${list_file}" entries REGEX "^CARD_FUNCTION\\(")
-    list(TRANSFORM entries REPLACE "^CARD_FUNCTION\\([A-Za-z0-9_]+, ([A-Za-z_]+),.*$" "CardAPI_\\1")
-    set(${variable} "${entries}" PARENT_SCOPE)
-endfunction()
+# tavrik_read_function_names(variable): the Cryptoki functions.
+macro(tavrik_read_function_names variable)
+    tavrik_read_list(${variable} include/tavrik/functions.inc "CRYPTOKI_[A-Z]+\\((C_[A-Za-z]+)," "\\1")
+endmacro()
+
+# tavrik_read_card_functions(variable): the functions of the card-access library.
+macro(tavrik_read_card_functions variable)
+    tavrik_read_list(${variable} src/card/functions.inc "CARD_FUNCTION\\([A-Za-z0-9_]+, ([A-Za-z_]+)," "CardAPI_\\1")
+endmacro()
 
 # The symbol of HashFunction::Hash, whose length, uint64_t, is one type or another.
 if(WIN32)
