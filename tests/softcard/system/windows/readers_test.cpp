@@ -1,9 +1,10 @@
-// Readers and cards that a person handles with files and folders alone.
+// Readers and cards that are handled with files and folders alone.
 #include "softcard/system/files.h"
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/reader_events.h"
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <thread>
@@ -16,6 +17,35 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::chrono::milliseconds tick{20}; // longer than the clock of the files ticks
+constexpr std::chrono::seconds longestAttempts{30};
+
+// Does what the system refuses while somebody, such as the library, looks at the file or the folder at that moment.
+template <typename Deed>
+void DoWhenAllowed(Deed deed)
+{
+    const auto end = std::chrono::steady_clock::now() + longestAttempts;
+    while (true) {
+        try {
+            deed();
+            return;
+        } catch (const fs::filesystem_error&) {
+            if (std::chrono::steady_clock::now() >= end) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(tick);
+    }
+}
+
+void Rename(const fs::path& from, const fs::path& to)
+{
+    DoWhenAllowed([&] { fs::rename(from, to); });
+}
+
+void RemoveAll(const fs::path& path)
+{
+    DoWhenAllowed([&] { fs::remove_all(path); });
+}
 
 class WindowsReaders : public CardTest
 {
@@ -50,20 +80,20 @@ protected:
     }
 };
 
-TEST_F(WindowsReaders, AreSeenByARunningProgramWhenAPersonHandlesThem)
+TEST_F(WindowsReaders, AreSeenByARunningProgramWhenFilesAndFoldersChange)
 {
     const Monitor monitor;
     for (int round = 0; round < 3; ++round) {
         MakeLink("..\\..\\cards\\ref2\r\n");
         ExpectEvent(cardInsertedEvent, u"Reader 0", "writing the file");
         fs::create_directories(Link("New").parent_path());
-        fs::rename(Link(), Link("New"));
+        Rename(Link(), Link("New"));
         ExpectEvent(cardRemovedEvent, u"Reader 0", "moving the file away");
         ExpectEvent(cardInsertedEvent, u"New", "moving the file into another reader");
-        fs::rename(State() / "readers/New", State() / "readers/Renamed");
+        Rename(State() / "readers/New", State() / "readers/Renamed");
         ExpectEvent(cardRemovedEvent, u"New", "renaming the reader");
         ExpectEvent(cardInsertedEvent, u"Renamed", "renaming the reader");
-        fs::remove_all(State() / "readers/Renamed");
+        RemoveAll(State() / "readers/Renamed");
         ExpectEvent(cardRemovedEvent, u"Renamed", "removing the reader");
     }
 }
@@ -73,9 +103,9 @@ TEST_F(WindowsReaders, LoseACardWhoseFolderGoes)
     const Monitor monitor;
     MakeLink("..\\..\\cards\\ref2");
     ExpectEvent(cardInsertedEvent, u"Reader 0", "writing the file");
-    fs::rename(State() / "cards/ref2", State() / "aside");
+    Rename(State() / "cards/ref2", State() / "aside");
     ExpectEvent(cardRemovedEvent, u"Reader 0", "moving the card's folder away");
-    fs::rename(State() / "aside", State() / "cards/ref2");
+    Rename(State() / "aside", State() / "cards/ref2");
     ExpectEvent(cardInsertedEvent, u"Reader 0", "moving it back");
 }
 
@@ -91,7 +121,7 @@ TEST_F(WindowsReaders, TakeTheFileInAnyCommonForm)
         MakeLink(text);
         EXPECT_EQ(TryToOpen(), 0) << text;
         EXPECT_NE(RunTool({"list"}).output.find("ref2\tReader 0\t"), std::string::npos) << text;
-        fs::remove(Link());
+        RemoveAll(Link());
     }
 }
 
@@ -133,7 +163,7 @@ TEST_F(WindowsReaders, HaveACardOnlyWhereItWasFirst)
     MakeLink("..\\..\\cards\\ref2", "A second");
     EXPECT_EQ(TryToOpen(u"A second"), eStatusNO_SMARTCARD);
     EXPECT_EQ(TryToOpen(u"Z first"), 0);
-    fs::remove(Link("Z first"));
+    RemoveAll(Link("Z first"));
     EXPECT_EQ(TryToOpen(u"A second"), 0) << "the second file is the first now";
 }
 
@@ -142,21 +172,21 @@ TEST_F(WindowsReaders, ReportACardThatWasRemovedAndInsertedByHand)
     const std::vector<std::pair<std::string, std::function<void()>>> deeds = {
         {"removed and written anew",
          [this] {
-             fs::remove(Link());
+             RemoveAll(Link());
              MakeLink("..\\..\\cards\\ref2");
          }},
         {"written again", [this] { MakeLink("..\\..\\cards\\ref2"); }},
         {"moved away and back",
          [this] {
-             fs::rename(Link(), Scratch("card"));
-             fs::rename(Scratch("card"), Link());
+             Rename(Link(), Scratch("card"));
+             Rename(Scratch("card"), Link());
          }},
         {"the card replaced by another of its name", [this] {
-             fs::rename(State() / "cards/ref2", State() / "cards/before");
-             fs::rename(State() / "cards/ref3", State() / "cards/ref2");
+             Rename(State() / "cards/ref2", State() / "cards/before");
+             Rename(State() / "cards/ref3", State() / "cards/ref2");
          }}};
     for (const auto& [name, deed] : deeds) {
-        fs::remove(Link());
+        RemoveAll(Link());
         MakeLink("..\\..\\cards\\ref2");
         EventsNow();
         const CardSession session = Open();
