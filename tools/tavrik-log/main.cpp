@@ -57,6 +57,7 @@ struct Arguments
 std::vector<std::string> LevelNames()
 {
     std::vector<std::string> names;
+    names.reserve(levels.size());
     for (const Level level : levels) {
         names.emplace_back(LevelName(level));
     }
