@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -52,9 +51,9 @@ void ParseCertificate(const CardCertificate& certificate, const CardKeyInfo& key
     LOG_LINE(LogLevel_Debug, logFunction, "Certificate data going to parse");
     try {
         const std::size_t length = std::min<std::size_t>(certificate.length, sizeof(certificate.data));
-        Botan::X509_Certificate x509(certificate.data, length);
+        const Botan::X509_Certificate x509(certificate.data, length);
         LOG_LINE(LogLevel_Debug, logFunction, "X509 certificate parsed");
-        parsed.push_back({std::move(x509), keyInfo});
+        parsed.push_back({x509, keyInfo});
     } catch (...) {
         LOG_LINE(LogLevel_Error, logFunction, "Parsing certificate number: %u for %s slot failed", index,
                  label.c_str());

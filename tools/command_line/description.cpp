@@ -25,7 +25,7 @@ std::string DescribeOption(const std::string& command, CLI::Option& option)
     }
     std::string lines;
     for (const std::string& name : option.get_lnames()) {
-        lines += command + "\t--" + name + values;
+        lines.append(command).append("\t--").append(name).append(values);
     }
     return lines;
 }

@@ -55,7 +55,14 @@ void DoStep(const std::string& step, int moment)
 } // namespace
 
 // The library and this program call these in place of the system's.
-extern "C" ssize_t write(int file, const void* data, size_t size)
+extern "C" {
+ssize_t WriteAtAMoment(int file, const void* data, size_t size) __asm__("write");
+int SyncAtAMoment(int file) __asm__("fsync");
+int RenameAtAMoment(const char* from, const char* to) __asm__("rename");
+int UnlinkAtAMoment(const char* path) __asm__("unlink");
+}
+
+ssize_t WriteAtAMoment(int file, const void* data, size_t size)
 {
     PassMoment();
     if (momentsLeft == 0) {
@@ -65,19 +72,19 @@ extern "C" ssize_t write(int file, const void* data, size_t size)
     return syscall(SYS_write, file, data, size);
 }
 
-extern "C" int fsync(int file)
+int SyncAtAMoment(int file)
 {
     PassMoment();
     return static_cast<int>(syscall(SYS_fsync, file));
 }
 
-extern "C" int rename(const char* from, const char* to) noexcept
+int RenameAtAMoment(const char* from, const char* to)
 {
     PassMoment();
     return static_cast<int>(syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
 }
 
-extern "C" int unlink(const char* path) noexcept
+int UnlinkAtAMoment(const char* path)
 {
     PassMoment();
     return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
