@@ -259,7 +259,7 @@ struct FileLock::Held
     }
 
     // False when another process or thread has it. Closing the file gives it up, and so does the end of the process.
-    bool Lock(const std::filesystem::path& path, DWORD flags) const
+    [[nodiscard]] bool Lock(const std::filesystem::path& path, DWORD flags) const
     {
         OVERLAPPED from{}; // the first byte, whether the file has one or not
         if (LockFileEx(file.get(), flags, 0, 1, 0, &from) != FALSE) {
