@@ -9,3 +9,7 @@ endif()
 if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(tavrik_warnings INTERFACE -Wno-subobject-linkage)
 endif()
+# Clang takes what one file of a unity build has in its anonymous namespace for shadowed by the names of the next one.
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(tavrik_warnings INTERFACE -Wno-shadow)
+endif()

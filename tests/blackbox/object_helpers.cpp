@@ -235,8 +235,8 @@ Handles ObjectsTest::Find(CK_SESSION_HANDLE session, Template& filter)
 
 Handles ObjectsTest::FindNext(CK_SESSION_HANDLE session, CK_ULONG most)
 {
-    constexpr CK_OBJECT_HANDLE untouchedHandle = 0xEEEEEEEE;
-    Handles places(most + size_t{1}, untouchedHandle);
+    constexpr CK_OBJECT_HANDLE notWritten = 0xEEEEEEEE;
+    Handles places(most + size_t{1}, notWritten);
     CK_ULONG count = untouchedLength;
     EXPECT_EQ(f->C_FindObjects(session, places.data(), most, &count), CKR_OK);
     if (count > most) {
@@ -245,7 +245,7 @@ Handles ObjectsTest::FindNext(CK_SESSION_HANDLE session, CK_ULONG most)
     }
     const auto end = places.begin() + static_cast<std::ptrdiff_t>(count);
     EXPECT_TRUE(
-        std::all_of(end, places.end(), [](CK_OBJECT_HANDLE handle) { return handle == untouchedHandle; }));
+        std::all_of(end, places.end(), [](CK_OBJECT_HANDLE handle) { return handle == notWritten; }));
     return {places.begin(), end};
 }
 
