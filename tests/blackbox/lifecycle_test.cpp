@@ -45,7 +45,7 @@ CK_C_INITIALIZE_ARGS ArgumentsWithOneMutex()
 }
 
 // Lets the waits for reader events come in and holds them there until it is opened.
-class WaitGate
+class HeldWaits
 {
 public:
     // For the hook of a wait; the one that the library's start makes is let through.
@@ -224,7 +224,7 @@ TEST_F(LifecycleTest, ASecondInitializeThatWaitedStartsAgain)
 TEST_F(LifecycleTest, FinalizeWaitsForEveryWatchThatWasStarted)
 {
     CK_C_INITIALIZE_ARGS arguments = ArgumentsWithOneMutex();
-    WaitGate gate;
+    HeldWaits waits;
     std::thread second;
     script->Next("GetAppDataDir", {.hook = [&] {
                      second = std::thread([&] { f->C_Initialize(&arguments); });
@@ -232,14 +232,14 @@ TEST_F(LifecycleTest, FinalizeWaitsForEveryWatchThatWasStarted)
                  }});
     ASSERT_EQ(f->C_Initialize(&arguments), CKR_OK);
     second.join();
-    script->Always("WaitForReaderEvent", {.hook = [&] { gate.Pass(); }});
-    ASSERT_TRUE(gate.Holds(2)) << "two starts, two watches";
+    script->Always("WaitForReaderEvent", {.hook = [&] { waits.Pass(); }});
+    ASSERT_TRUE(waits.Holds(2)) << "two starts, two watches";
 
     size_t insideAtTheEnd = 99;
-    script->Next("Finalize", {.hook = [&] { insideAtTheEnd = gate.Inside(); }});
+    script->Next("Finalize", {.hook = [&] { insideAtTheEnd = waits.Inside(); }});
     std::thread end([&] { EXPECT_EQ(f->C_Finalize(nullptr), CKR_OK); });
     EXPECT_TRUE(Eventually([] { return comersToTheMutex == 3; }));
-    gate.Open();
+    waits.Open();
     end.join();
     script->Always("WaitForReaderEvent", {});
     EXPECT_EQ(insideAtTheEnd, 0U);

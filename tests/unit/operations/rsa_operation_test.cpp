@@ -132,7 +132,7 @@ TEST_F(RsaOperationTest, ModulusLengthIsZeroWithEachFailure)
     EXPECT_EQ(Length(length), CKR_FUNCTION_FAILED) << "no key";
     EXPECT_EQ(length, 0U);
     ASSERT_EQ(Begin(key), 0U);
-    operation.mechanism = 112;
+    operation.mechanism = CKR_MECHANISM_INVALID; // stands for none
     length = 77;
     EXPECT_EQ(Length(length), CKR_MECHANISM_INVALID);
     EXPECT_EQ(length, 0U);

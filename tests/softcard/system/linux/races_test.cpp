@@ -4,6 +4,7 @@
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/environment.h"
+#include "tests/support/eventually.h"
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,18 @@ using namespace softcard::test;
 namespace {
 
 namespace fs = std::filesystem;
+
+// Whether a file is open in the process.
+bool HasOpen(Process process, const fs::path& file)
+{
+    std::error_code ignored; // descriptors come and go
+    for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(process) + "/fd", ignored)) {
+        if (fs::read_symlink(entry.path(), ignored) == file) {
+            return true;
+        }
+    }
+    return false;
+}
 
 class Races : public CardTest
 {
@@ -92,7 +105,7 @@ TEST_F(Races, DeleteRefusesACardThatIsBeingInserted)
         fs::create_directories(State() / "readers/Reader 0");
         const softcard::FileLock insertion(State() / "readers/.lock");
         deletion = StartProgram({CARD_TOOL, "delete", "ref1"});
-        std::this_thread::sleep_for(std::chrono::milliseconds(300)); // it may come as far as it can
+        ASSERT_TRUE(blackbox::Eventually([&] { return HasOpen(deletion, State() / "readers/.lock"); }));
         fs::create_symlink("../../cards/ref1", State() / "readers/Reader 0/card");
     }
     EXPECT_EQ(AwaitProgram(deletion), exitAlreadyInserted);
