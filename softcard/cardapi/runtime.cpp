@@ -2,11 +2,13 @@
 
 #include "softcard/card/card_error.h"
 #include "softcard/card/fault.h"
+#include "softcard/cardapi/system/process_end.h"
 #include "softcard/system/files.h"
 
 #include "src/crypto/shared_objects.h"
 
 #include <algorithm>
+#include <new>
 
 namespace softcard {
 namespace {
@@ -65,8 +67,31 @@ std::shared_ptr<Session> LoadSession(const Directories& directories, const Reade
 
 Runtime& Runtime::Instance()
 {
-    static auto* const instance = new Runtime();
-    return *instance;
+    return *Current();
+}
+
+Runtime*& Runtime::Current()
+{
+    static auto* instance = [] {
+        CallInForkedChildren(BeginInChild);
+        return new Runtime();
+    }();
+    return instance;
+}
+
+// A thread that the child has not may have held the locks: for long the one for looking at the readers, which guards
+// no data, and for moments the other, behind which nothing is to be relied on then. Waits of the parent's threads are
+// not woken, whose files both processes share.
+void Runtime::BeginInChild()
+{
+    Runtime& runtime = Instance();
+    if (!runtime.mutex.TryLock()) {
+        Current() = new Runtime();
+        return;
+    }
+    new (&runtime.looking) Mutex;
+    runtime.watches.clear();
+    runtime.mutex.Unlock();
 }
 
 void Runtime::Initialize()

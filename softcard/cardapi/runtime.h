@@ -32,7 +32,8 @@ struct ReaderEvent
 class Runtime
 {
 public:
-    // Made on first use and never destroyed: a thread of the host can outlast its static objects.
+    // Made on first use and never destroyed: a thread of the host can outlast its static objects. A forked child goes
+    // on with what its parent has, but for the waits of threads that it has not.
     static Runtime& Instance();
 
     void Initialize();
@@ -83,6 +84,8 @@ private:
     };
 
     Runtime() = default;
+    static Runtime*& Current();
+    static void BeginInChild();
     void RequireInitialized() const REQUIRES(mutex);
     void RequireSameRun(const Run& earlier) const REQUIRES(mutex);
     [[nodiscard]] Run CurrentRun() const;

@@ -34,6 +34,7 @@ class CAPABILITY("mutex") Mutex
 public:
     void Lock() ACQUIRE() { mutex.lock(); }
     void Unlock() RELEASE() { mutex.unlock(); }
+    [[nodiscard]] bool TryLock() TRY_ACQUIRE(true) { return mutex.try_lock(); }
 
 private:
     friend class MutexLock;

@@ -24,4 +24,6 @@ bool ThreadsAreGone()
     return RtlDllShutdownInProgress() != FALSE;
 }
 
+void CallInForkedChildren(void (* /*renew*/)()) {}
+
 } // namespace softcard
