@@ -244,8 +244,7 @@ Handles ObjectsTest::FindNext(CK_SESSION_HANDLE session, CK_ULONG most)
         return {};
     }
     const auto end = places.begin() + static_cast<std::ptrdiff_t>(count);
-    EXPECT_TRUE(
-        std::all_of(end, places.end(), [](CK_OBJECT_HANDLE handle) { return handle == notWritten; }));
+    EXPECT_TRUE(std::all_of(end, places.end(), [](CK_OBJECT_HANDLE handle) { return handle == notWritten; }));
     return {places.begin(), end};
 }
 
