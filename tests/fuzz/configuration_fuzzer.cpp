@@ -1,4 +1,4 @@
-// config.json of any content: nothing is thrown, and what is set stays within its range.
+// config.json of any content: nothing is thrown, and nothing that a sanitizer sees is done.
 #include "src/log/configuration.h"
 #include "tests/support/temporary_folder.h"
 
