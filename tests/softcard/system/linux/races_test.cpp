@@ -4,16 +4,19 @@
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/environment.h"
-#include "tests/support/eventually.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
+#include <poll.h>
+#include <sys/inotify.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,17 +26,28 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Whether a file is open in the process.
-bool HasOpen(Process process, const fs::path& file)
+// Tells of each time at which any process opens the file, from its making on.
+class Openings
 {
-    std::error_code ignored; // descriptors come and go
-    for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(process) + "/fd", ignored)) {
-        if (fs::read_symlink(entry.path(), ignored) == file) {
-            return true;
+public:
+    explicit Openings(const fs::path& file)
+    {
+        if (inotify_add_watch(events.Get(), file.c_str(), IN_OPEN) < 0) {
+            throw std::system_error(errno, std::generic_category(), file.string());
         }
     }
-    return false;
-}
+
+    // False when nothing has opened the file for so long that nothing will.
+    bool AwaitOne()
+    {
+        constexpr int longestWait = 120'000; // milliseconds
+        pollfd waiting{events.Get(), POLLIN, 0};
+        return poll(&waiting, 1, longestWait) == 1;
+    }
+
+private:
+    softcard::FileDescriptor events{inotify_init1(IN_CLOEXEC)};
+};
 
 class Races : public CardTest
 {
@@ -104,8 +118,9 @@ TEST_F(Races, DeleteRefusesACardThatIsBeingInserted)
     {
         fs::create_directories(State() / "readers/Reader 0");
         const softcard::FileLock insertion(State() / "readers/.lock");
+        Openings ofTheLock(State() / "readers/.lock");
         deletion = StartProgram({CARD_TOOL, "delete", "ref1"});
-        ASSERT_TRUE(blackbox::Eventually([&] { return HasOpen(deletion, State() / "readers/.lock"); }));
+        ASSERT_TRUE(ofTheLock.AwaitOne()) << "the tool never came to the lock";
         fs::create_symlink("../../cards/ref1", State() / "readers/Reader 0/card");
     }
     EXPECT_EQ(AwaitProgram(deletion), exitAlreadyInserted);
