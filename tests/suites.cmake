@@ -1,15 +1,17 @@
 # Read by ctest, which finds out the cases of a test program when it starts.
 #
 # Adds the tests of a program suite by suite: each suite is one test, "PROGRAM: SUITE, cases: N", which `check` counts as
-# N. Each case of a suite that `alone` names is a test of its own, with the prefix before its name. What is behind `alone`
-# are properties of the tests and their values.
-function(tavrik_add_suites program option prefix alone)
+# N. Each case of a suite that `alone` names is a test of its own, with the prefix before its name. The program is started
+# by the command `emulator` when that is not empty. What is behind `alone` are properties of the tests and their values.
+function(tavrik_add_suites program emulator option prefix alone)
     get_filename_component(name "${program}" NAME_WE)
     if(NOT EXISTS "${program}")
         add_test("${name}_NOT_BUILT" "${name}_NOT_BUILT") # fails when it is run, and keeps no other program from its tests
         return()
     endif()
-    execute_process(COMMAND "${program}" --gtest_list_tests OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND ${emulator} "${program}" --gtest_list_tests
+        OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
+    string(REPLACE "\r\n" "\n" listing "${listing}")
     string(REGEX REPLACE " *#[^\n]*" "" listing "${listing}") # what the parameters are, in any characters
     string(REPLACE "\n" ";" lines "${listing}")
     set(suites "")
@@ -27,13 +29,13 @@ function(tavrik_add_suites program option prefix alone)
         list(FIND alone "${suite}" place)
         if(NOT place EQUAL -1)
             foreach(case IN LISTS cases)
-                add_test("${prefix}${suite}.${case}" "${program}" "--gtest_filter=${suite}.${case}")
+                add_test("${prefix}${suite}.${case}" ${emulator} "${program}" "--gtest_filter=${suite}.${case}")
                 list(APPEND names "${prefix}${suite}.${case}")
             endforeach()
         else()
             list(LENGTH cases count)
             string(REPLACE "@" "${suite}" suite_option "${option}")
-            add_test("${name}: ${suite}, cases: ${count}" "${program}" "${suite_option}")
+            add_test("${name}: ${suite}, cases: ${count}" ${emulator} "${program}" "${suite_option}")
             list(APPEND names "${name}: ${suite}, cases: ${count}")
         endif()
     endforeach()

@@ -16,7 +16,7 @@ protected:
     static Function* CardFunction(const char* name)
     {
         static_cast<void>(Script());
-        static void* const cardLibrary = LoadedFrom(ScriptedFolder() / LibraryFileName("CardAPI"));
+        void* const cardLibrary = LoadedFrom(ScriptedFolder() / LibraryFileName("CardAPI"));
         return reinterpret_cast<Function*>(SymbolOf(cardLibrary, name));
     }
 

@@ -26,6 +26,7 @@ std::atomic<int> comersToTheMutex{0};
 
 CK_C_INITIALIZE_ARGS ArgumentsWithOneMutex()
 {
+    comersToTheMutex = 0;
     return {[](CK_VOID_PTR_PTR place) -> CK_RV {
                 *place = &applicationsOnlyMutex;
                 return CKR_OK;

@@ -382,7 +382,7 @@ protected:
             throw std::runtime_error("no start");
         }
         log.Forget();
-        LinesAtCallbacks::Instance().log = &log;
+        LinesAtCallbacks::Instance() = {&log, {}};
     }
 
     ~LogOrderTest() override { LinesAtCallbacks::Instance().log = nullptr; }

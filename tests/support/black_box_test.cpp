@@ -1,16 +1,34 @@
 #include "tests/support/black_box_test.h"
 
+#include "tests/support/mutex_callbacks.h"
 #include "tests/support/system.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace blackbox {
 namespace {
 
+// Null until it is loaded.
+void*& LoadedHandle()
+{
+    static void* handle = nullptr;
+    return handle;
+}
+
+std::filesystem::path LibraryFile()
+{
+    return ScriptedFolder() / LibraryFileName("pkcs11_x64");
+}
+
+// A name is used once in a process: where files that are open cannot be removed, the log of a library that was
+// unloaded keeps its folder until the process ends.
 std::filesystem::path MakeDirectory()
 {
-    auto path = std::filesystem::temp_directory_path() / ("tavrik_blackbox_" + std::to_string(ProcessId()));
-    // Left by another process of that number, where files that are open until the end can't be removed.
+    static int made = 0;
+    auto path = std::filesystem::temp_directory_path() /
+                ("tavrik_blackbox_" + std::to_string(ProcessId()) + "_" + std::to_string(++made));
+    // Left by another process of that number.
     std::filesystem::remove_all(path);
     std::filesystem::create_directories(path);
     return path;
@@ -20,13 +38,25 @@ std::filesystem::path MakeDirectory()
 
 void* Library()
 {
-    static void* const library = Load(ScriptedFolder() / LibraryFileName("pkcs11_x64"));
-    return library;
+    void*& handle = LoadedHandle();
+    if (handle == nullptr) {
+        handle = Load(LibraryFile());
+    }
+    return handle;
 }
 
 void* LibrarySymbol(const char* name)
 {
     return SymbolOf(Library(), name);
+}
+
+bool UnloadLibraries()
+{
+    if (void* const handle = std::exchange(LoadedHandle(), nullptr); handle != nullptr) {
+        Unload(handle);
+    }
+    const bool scriptIsGone = UnloadScript();
+    return scriptIsGone && LoadedFrom(LibraryFile()) == nullptr;
 }
 
 std::string Padded(std::string text, size_t width)
@@ -37,6 +67,7 @@ std::string Padded(std::string text, size_t width)
 
 BlackBoxTest::BlackBoxTest() : script(Script()), directory(MakeDirectory())
 {
+    ForgetMutexes();
     if (LibraryFunction<decltype(C_GetFunctionList)>("C_GetFunctionList")(&f) != CKR_OK) {
         throw std::runtime_error("no function list");
     }
@@ -57,6 +88,8 @@ void BlackBoxTest::TearDown()
         return;
     }
     script->SetLogSwitches(std::nullopt);
+    // There is no log then, whose header takes the start of a program.
+    script->SetDirectories(u"/nowhere/", u"/nowhere/");
     script->ForceReaderList(u"", -1);
     ASSERT_EQ(f->C_Initialize(nullptr), CKR_OK);
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);

@@ -9,8 +9,9 @@
 //         EXPECT_EQ(f->C_CloseSession(session), CKR_OK);
 //     }
 //
-// Every test runs in a process of its own (see CMakeLists.txt), so the first card session is 101 and the
-// first slot id, session handle and so on are the first that the library issues.
+// Every test has a library of its own, which no other has used: in a process of its own, or loaded anew (see
+// CMakeLists.txt). So the first card session is 101 and the first slot id, session handle and so on are the
+// first that the library issues.
 #pragma once
 
 #include "tavrik/cryptoki.h"
@@ -40,8 +41,11 @@ inline constexpr CardStatus invalidCodeState = 17;
 inline constexpr CardStatus userInputError = 18;
 inline constexpr CardStatus anyOtherStatus = 10;
 
-// The library under test, loaded once per process and never unloaded. Throws when it is missing.
+// The library under test, loaded by the first call. Throws when it is missing.
 void* Library();
+// Unloads it and the scripted card-access library, whatever state they are in; what they have handed out is
+// void then. False when one of them stays in memory.
+[[nodiscard]] bool UnloadLibraries();
 // An exported function or object of the library, never null.
 void* LibrarySymbol(const char* name);
 

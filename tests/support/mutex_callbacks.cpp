@@ -74,6 +74,15 @@ CK_C_INITIALIZE_ARGS MutexArguments()
     return {CreateNumbered, DestroyNumbered, LockNumbered, UnlockNumbered, 0, nullptr};
 }
 
+void ForgetMutexes()
+{
+    mutexesMade = 0;
+    mutexesLocked = 0;
+    threadsAtMutexes = 0;
+    mutexAnswer = CKR_OK;
+    makesNothing = false;
+}
+
 void SetMutexAnswer(CK_RV answer)
 {
     mutexAnswer = answer;

@@ -11,6 +11,9 @@ namespace blackbox {
 
 CK_C_INITIALIZE_ARGS MutexArguments();
 
+// What is set below is as at first again, and the next mutex is the first.
+void ForgetMutexes();
+
 // What the callbacks answer, CKR_OK at first; CreateMutex still makes its mutex.
 void SetMutexAnswer(CK_RV answer);
 // CreateMutex leaves the handle alone and only answers.

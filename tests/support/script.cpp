@@ -10,6 +10,19 @@ namespace blackbox {
 namespace {
 
 constexpr uint32_t waitOfTheThread = 500; // milliseconds
+constexpr int mostTimesLoaded = 1000;
+
+// Null until it is loaded.
+ScriptedCard*& LoadedScript()
+{
+    static ScriptedCard* script = nullptr;
+    return script;
+}
+
+std::filesystem::path ScriptFile()
+{
+    return ScriptedFolder() / LibraryFileName("CardAPI");
+}
 
 } // namespace
 
@@ -21,12 +34,24 @@ std::filesystem::path ScriptedFolder()
 
 ScriptedCard* Script()
 {
-    static ScriptedCard* const script = [] {
-        void* cardLibrary = Load(ScriptedFolder() / LibraryFileName("CardAPI"));
+    ScriptedCard*& script = LoadedScript();
+    if (script == nullptr) {
         using Accessor = ScriptedCard*();
-        return reinterpret_cast<Accessor*>(SymbolOf(cardLibrary, "ScriptedCard_Instance"))();
-    }();
+        script = reinterpret_cast<Accessor*>(SymbolOf(Load(ScriptFile()), "ScriptedCard_Instance"))();
+    }
     return script;
+}
+
+bool UnloadScript()
+{
+    LoadedScript() = nullptr;
+    // The library under test has loaded it too, and leaves it loaded.
+    void* loaded = LoadedFrom(ScriptFile());
+    for (int times = 0; loaded != nullptr && times < mostTimesLoaded; ++times) {
+        Unload(loaded);
+        loaded = LoadedFrom(ScriptFile());
+    }
+    return loaded == nullptr;
 }
 
 bool HasBegunWaits(size_t count)

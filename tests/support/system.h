@@ -17,7 +17,8 @@ void* Load(const std::filesystem::path& file);
 void* SymbolOf(void* library, const char* name);
 void Unload(void* library);
 
-// The library that this process has loaded from the file; null when it has none. Must not be unloaded.
+// The library that this process has loaded from the file; null when it has none. Asking is no loading: who
+// unloads it does so for somebody who has loaded it.
 void* LoadedFrom(const std::filesystem::path& file);
 
 std::filesystem::path RunningProgram();
