@@ -168,7 +168,9 @@ std::vector<std::shared_ptr<CardToken>> InternalCache::RemoveCardToken(const std
     std::vector<std::shared_ptr<CardToken>> tokens;
     Removed removed;
     const MutexLock guard(lock);
-    for (const auto& token : cardTokens.All()) {
+    const auto all = cardTokens.All();
+    tokens.reserve(all.size()); // a token that is out must not end here, with the lock held
+    for (const auto& token : all) {
         if (token->readerName == readerName) {
             TakeSlotsOfToken(token->tokenId, removed);
             tokens.push_back(cardTokens.Take(token->tokenId));

@@ -16,13 +16,18 @@ class RecordList
 public:
     using Pointer = std::shared_ptr<Record>;
 
-    // Puts a record at the end. Ids are never used twice.
+    // Puts a record at the end. Ids are never used twice. When memory is short, nothing has changed.
     void Append(uint32_t id, uint32_t group, Pointer record)
     {
         const uint64_t position = nextPosition++;
-        positions.emplace(id, position);
-        groups[group].insert(position);
         records.emplace(position, Entry{id, group, std::move(record)});
+        try {
+            groups[group].insert(position);
+            positions.emplace(id, position);
+        } catch (...) {
+            Forget(id, group, position);
+            throw;
+        }
     }
 
     // The record with this id, or null.
@@ -47,6 +52,7 @@ public:
         const auto found = groups.find(group);
         if (found != groups.end()) {
             const auto members = found->second;
+            taken.reserve(members.size()); // nothing may fail once the first is out
             for (const uint64_t position : members) {
                 taken.push_back(TakeAt(position));
             }
@@ -112,16 +118,24 @@ private:
 
     Pointer TakeAt(uint64_t position)
     {
-        const auto found = records.find(position);
-        Entry entry = std::move(found->second);
-        records.erase(found);
-        positions.erase(entry.id);
-        const auto group = groups.find(entry.group);
-        group->second.erase(position);
-        if (group->second.empty()) {
-            groups.erase(group);
-        }
+        Entry entry = std::move(records.at(position));
+        Forget(entry.id, entry.group, position);
         return std::move(entry.record);
+    }
+
+    // Whatever there is of the record at this position.
+    void Forget(uint32_t id, uint32_t group, uint64_t position)
+    {
+        records.erase(position);
+        positions.erase(id);
+        const auto found = groups.find(group);
+        if (found == groups.end()) {
+            return;
+        }
+        found->second.erase(position);
+        if (found->second.empty()) {
+            groups.erase(found);
+        }
     }
 
     uint64_t nextPosition = 0;
