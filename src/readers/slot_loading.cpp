@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <utility>
 
 namespace {
 
@@ -46,24 +47,59 @@ std::shared_ptr<Slot> MakeSlot(CK_SLOT_ID slotId, uint32_t tokenId, std::string_
     return slot;
 }
 
-// The transaction around the reads is not one of CardConnection: the token counts as holding none.
+// For what follows a failure that the caller is told of.
+template <typename Step>
+void Try(Step&& step) noexcept
+{
+    try {
+        std::forward<Step>(step)();
+    } catch (...) { // NOLINT(bugprone-empty-catch): the first failure counts
+    }
+}
+
+// Reads the card that is being added in a transaction. It is not one of CardConnection: the token counts as holding
+// none.
+template <typename Read>
+void InTransaction(CardSession cardSession, Read&& read)
+{
+    CardAPI_StartTransaction(cardSession);
+    try {
+        std::forward<Read>(read)();
+    } catch (...) {
+        Try([cardSession] { CardAPI_StopTransaction(cardSession); });
+        throw;
+    }
+    CardAPI_StopTransaction(cardSession);
+}
+
+// The card session becomes the token's, or is closed when there is no token for it.
 void AddCard(CardSession cardSession, const std::string& readerName)
 {
     auto& cache = InternalCache::GetInstance();
-    CardAPI_StartTransaction(cardSession);
-    const auto token = std::make_shared<CardToken>(cache.tokenIdCounter++, cardSession, readerName);
-    cache.AddCardToken(token);
-    cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, qualifiedLabel));
-    cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, ordinaryLabel));
-    CardAPI_StopTransaction(cardSession);
+    std::shared_ptr<CardToken> token;
+    try {
+        InTransaction(cardSession, [&] {
+            token = std::make_shared<CardToken>(cache.tokenIdCounter++, cardSession, readerName);
+            cache.AddCardToken(token);
+            cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, qualifiedLabel));
+            cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, ordinaryLabel));
+        });
+    } catch (...) {
+        if (token == nullptr) {
+            Try([cardSession] { CardAPI_CloseSession(cardSession); });
+        }
+        throw;
+    }
 }
 
 void AddCardInReader(const char16_t* readerName)
 {
+    const std::string narrowName =
+        NarrowReaderName(readerName); // nothing may fail between the two calls below
     CardSession cardSession = 0;
     CardAPI_OpenSession(readerName, &cardSession);
     if (cardSession != 0) {
-        AddCard(cardSession, NarrowReaderName(readerName));
+        AddCard(cardSession, narrowName);
     }
 }
 
