@@ -30,15 +30,25 @@ CK_RV AuthoriseSignature(SignManager& manager, const Slot& slot, CardSession car
     return accepted;
 }
 
+void EndAttempt(SignManager& manager)
+{
+    manager.isLogged = false;
+    LOG_LINE(LogLevel_Debug, signFunction, "signManager.isLogged set to false");
+    manager.Reset();
+}
+
 // Has the card sign; the operation and its authorisation end with the attempt, however it turns out.
 CK_RV SignOnce(SignManager& manager, std::unique_ptr<HexBinary>& signature)
 {
     LOG_LINE(LogLevel_Debug, signFunction, "SignManager going to sign data");
-    const CK_RV result = manager.Sign(signature);
-    manager.isLogged = false;
-    LOG_LINE(LogLevel_Debug, signFunction, "signManager.isLogged set to false");
-    manager.Reset();
-    return result;
+    try {
+        const CK_RV result = manager.Sign(signature);
+        EndAttempt(manager);
+        return result;
+    } catch (...) { // thrown on: what was authorised for this signature must not serve the next one
+        EndAttempt(manager);
+        throw;
+    }
 }
 
 } // namespace
