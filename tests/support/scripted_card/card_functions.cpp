@@ -67,7 +67,9 @@ int32_t Core::ReaderList(char16_t* buffer, uint32_t capacity)
     CardCall call;
     call.function = "GetReaderList";
     call.capacity = capacity;
-    static_cast<void>(Enter(std::move(call)));
+    if (Enter(std::move(call)).status != 0) {
+        return -1;
+    }
     const std::lock_guard lock(mutex);
     std::u16string content;
     for (const Reader& reader : readers) {

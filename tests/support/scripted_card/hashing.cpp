@@ -9,6 +9,7 @@ namespace Zelmo::Crypto {
 // NOLINTNEXTLINE(readability-make-member-function-const)
 std::vector<unsigned char> HashFunction::Hash(const unsigned char* data, uint64_t length)
 {
+    const scripted::Core::Passage inside;
     return scripted::Core::Instance().Hash(name, scripted::Bytes(data, data + length));
 }
 

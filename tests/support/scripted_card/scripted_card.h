@@ -151,7 +151,8 @@ public:
     virtual void DeliverOnOwnThread(bool enabled) = 0;
 
     // Answers. `Next` queues one answer for one call; `Always` holds whenever the queue is empty. Of an
-    // answer to WaitForReaderEvent the hook alone counts; it runs before the wait begins.
+    // answer to WaitForReaderEvent the hook, which runs before the wait begins, and the status count. With a
+    // status other than 0, GetReaderList writes no name and returns -1.
     virtual void Next(const std::string& function, Answer answer) = 0;
     virtual void Always(const std::string& function, Answer answer) = 0;
     // Makes the signatures that no answer has an output for, out of the function's name and the data given.
@@ -180,6 +181,17 @@ public:
     // How many calls, waits left out, are inside the card layer now, and the most there have been at once.
     virtual int CallsInside() const = 0;
     virtual int MostCallsInside() const = 0;
+
+    // Takes back the answers and the events that were not delivered, with the sessions that only these events
+    // would have handed over.
+    virtual void ForgetAnswersAndEvents() = 0;
+    // The readers go, without an event.
+    virtual void ForgetReaders() = 0;
+    // All of that, and the records of calls and of closed card sessions. The numbers of card sessions go on.
+    virtual void Reset() = 0;
+    // Is called with 1 as a thread enters the card layer and with -1 as it leaves it, and the other way around
+    // for what an event calls back; none for null. On the entering thread, and without a lock.
+    virtual void OnPassage(void (*passed)(int change)) = 0;
 };
 
 extern "C" ScriptedCard* ScriptedCard_Instance();

@@ -258,6 +258,52 @@ int Core::MostCallsInside() const
     return mostInside;
 }
 
+void Core::ForgetAnswersAndEvents()
+{
+    const std::lock_guard lock(mutex);
+    for (const Event& event : events) {
+        if (event.event == cardInsertedEvent) {
+            sessions.erase(event.session);
+        }
+    }
+    events.clear();
+    eventsProcessed = eventsPushed;
+    queued.clear();
+    standing.clear();
+}
+
+void Core::ForgetReaders()
+{
+    const std::lock_guard lock(mutex);
+    readers.clear();
+    forcedReaderList.reset();
+}
+
+void Core::Reset()
+{
+    ForgetAnswersAndEvents();
+    ForgetReaders();
+    const std::lock_guard lock(mutex);
+    std::erase_if(sessions, [](const auto& session) { return session.second.entry.closes > 0; });
+    signing = nullptr;
+    logSwitches.reset();
+    calls.clear();
+    violations.clear();
+    mostInside = 0;
+}
+
+void Core::OnPassage(void (*passed)(int change))
+{
+    passageTold = passed;
+}
+
+void Core::Passage::Tell(int change)
+{
+    if (void (*const told)(int) = Instance().passageTold; told != nullptr) {
+        told(change);
+    }
+}
+
 Core::Departure::~Departure()
 {
     const std::lock_guard lock(core.mutex);
@@ -358,22 +404,24 @@ void Core::Push(Event event)
 void Core::Deliver(const Event& event, ReaderCallback callback)
 {
     const CardStatus status = event.status;
-    callback(event.event, event.reader.c_str(), event.session, &status);
+    {
+        const Passage outside(-1);
+        callback(event.event, event.reader.c_str(), event.session, &status);
+    }
     const std::lock_guard lock(mutex);
     ++eventsProcessed;
     changed.notify_all();
 }
 
-std::function<void()> Core::TakeHookOfWait()
-{
-    const std::lock_guard lock(mutex);
-    return TakeAnswer("WaitForReaderEvent").hook;
-}
-
 CardStatus Core::Wait(uint32_t milliseconds, ReaderCallback callback)
 {
-    if (const auto hook = TakeHookOfWait(); hook) {
-        hook();
+    Answer answer;
+    {
+        const std::lock_guard lock(mutex);
+        answer = TakeAnswer("WaitForReaderEvent");
+    }
+    if (answer.hook) {
+        answer.hook();
     }
     std::deque<Event> due;
     bool elsewhere = false;
@@ -399,7 +447,7 @@ CardStatus Core::Wait(uint32_t milliseconds, ReaderCallback callback)
             Deliver(event, callback);
         }
     }
-    return 0;
+    return answer.status;
 }
 
 void Core::InitializeLogger(const void* logger)

@@ -3,6 +3,7 @@
 
 #include "tests/support/scripted_card/scripted_card.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -46,6 +47,24 @@ public:
     std::vector<std::string> Violations() const override;
     int CallsInside() const override;
     int MostCallsInside() const override;
+    void ForgetAnswersAndEvents() override;
+    void ForgetReaders() override;
+    void Reset() override;
+    void OnPassage(void (*passed)(int change)) override;
+
+    // A thread is inside the card layer as long as this lives; with the change -1, outside again.
+    class Passage
+    {
+    public:
+        explicit Passage(int entered = 1) : change(entered) { Tell(change); }
+        ~Passage() { Tell(-change); }
+        Passage(const Passage&) = delete;
+        Passage& operator=(const Passage&) = delete;
+
+    private:
+        static void Tell(int change);
+        int change;
+    };
 
     // The card functions below share this beginning: record the call, take its answer, wait and run the hook.
     Answer Enter(CardCall call);
@@ -105,7 +124,6 @@ private:
     };
 
     Answer TakeAnswer(const std::string& function);
-    std::function<void()> TakeHookOfWait();
     Reader& ReaderNamed(const std::u16string& name);
     CardSession OpenOn(Reader& reader, bool byEvent);
     std::shared_ptr<Card> CardOf(CardSession session) const;
@@ -113,6 +131,7 @@ private:
     void Push(Event event);
     void Deliver(const Event& event, ReaderCallback callback);
 
+    std::atomic<void (*)(int change)> passageTold{nullptr};
     mutable std::mutex mutex;
     std::condition_variable changed;
     std::vector<Reader> readers;
