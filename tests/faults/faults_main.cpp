@@ -214,13 +214,13 @@ private:
 const std::vector<Kind> kinds{Kind::status,     Kind::exception, Kind::delay,      Kind::cardOut,
                               Kind::allocation, Kind::thread,    Kind::descriptors};
 
-constexpr std::size_t fewSurroundings = 3;
-constexpr std::size_t fewFirstAllocations = 4;
+constexpr std::size_t fewSurroundings = 2;
+constexpr std::size_t fewFirstAllocations = 2;
 
 // How many points of a kind, in one scenario and one module, are tried without --all.
 std::size_t Few(Kind kind)
 {
-    return kind == Kind::status || kind == Kind::allocation ? 4 : 1;
+    return kind == Kind::status || kind == Kind::allocation ? 3 : 1;
 }
 
 // The faults of these kinds in one scenario; without --all, a few of each.
