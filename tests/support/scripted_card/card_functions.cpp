@@ -155,7 +155,7 @@ CardStatus Core::Certificates(bool qes, CardSession session, CardCertificate* ce
     for (size_t index = 0; index < filled; ++index) {
         const Bytes& bytes = list[index].certificate;
         const size_t length = std::min(bytes.size(), sizeof certificates[index].data);
-        certificates[index].length = static_cast<uint32_t>(length);
+        certificates[index].length = list[index].reportedLength.value_or(static_cast<uint32_t>(length));
         std::copy_n(bytes.data(), length, certificates[index].data);
         keys[index] = list[index].key;
     }
@@ -195,7 +195,7 @@ CardStatus Core::Sign(const char* function, CardSession session, const uint8_t* 
         return insufficientBuffer;
     }
     std::copy(result.begin(), result.end(), output);
-    *outputLength = static_cast<uint32_t>(result.size());
+    *outputLength = answer.length.value_or(static_cast<uint32_t>(result.size()));
     return answer.status;
 }
 

@@ -67,6 +67,7 @@ struct Answer
     std::optional<VerifyResult> verify{}; // the verifications: stored whatever the status is
     std::optional<Bytes> output{};        // sign, decrypt, hash: the bytes that come back
     std::optional<uint32_t> count{};      // the two GetCertificates: the count that is reported
+    std::optional<uint32_t> length{};     // sign, decrypt: the length that is reported, with what was written
     Outputs outputs = Outputs::OnSuccess;
 };
 
@@ -74,6 +75,7 @@ struct CertifiedKey
 {
     Bytes certificate; // at most 4096 bytes, copied as they are
     CardKeyInfo key{};
+    std::optional<uint32_t> reportedLength{}; // of the certificate, where it is not that of the bytes
 };
 
 struct Card
@@ -155,6 +157,8 @@ public:
     // status other than 0, GetReaderList writes no name and returns -1.
     virtual void Next(const std::string& function, Answer answer) = 0;
     virtual void Always(const std::string& function, Answer answer) = 0;
+    // Neither holds any more.
+    virtual void ForgetAnswers() = 0;
     // Makes the signatures that no answer has an output for, out of the function's name and the data given.
     virtual void SignWith(std::function<Bytes(const std::string&, const Bytes&)> sign) = 0;
     virtual void SetDirectories(std::u16string appData, std::u16string userData) = 0;
@@ -176,6 +180,8 @@ public:
 
     // The ledger of card sessions, in the order of their opening.
     virtual std::vector<scripted::LedgerEntry> Ledger() const = 0;
+    // A call on a session that is forgotten is a violation.
+    virtual void ForgetLedger() = 0;
     // Calls that no card session allows: on an unknown one, on one already closed.
     virtual std::vector<std::string> Violations() const = 0;
     // How many calls, waits left out, are inside the card layer now, and the most there have been at once.

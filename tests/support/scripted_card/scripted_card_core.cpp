@@ -149,6 +149,13 @@ void Core::Always(const std::string& function, Answer answer)
     standing[function] = std::move(answer);
 }
 
+void Core::ForgetAnswers()
+{
+    const std::lock_guard lock(mutex);
+    queued.clear();
+    standing.clear();
+}
+
 void Core::SignWith(std::function<Bytes(const std::string&, const Bytes&)> sign)
 {
     const std::lock_guard lock(mutex);
@@ -238,6 +245,12 @@ std::vector<LedgerEntry> Core::Ledger() const
         ledger.push_back(open.entry);
     }
     return ledger;
+}
+
+void Core::ForgetLedger()
+{
+    const std::lock_guard lock(mutex);
+    sessions.clear();
 }
 
 std::vector<std::string> Core::Violations() const

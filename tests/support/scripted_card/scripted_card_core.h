@@ -33,6 +33,7 @@ public:
     void DeliverOnOwnThread(bool enabled) override;
     void Next(const std::string& function, Answer answer) override;
     void Always(const std::string& function, Answer answer) override;
+    void ForgetAnswers() override;
     void SignWith(std::function<Bytes(const std::string&, const Bytes&)> sign) override;
     void SetDirectories(std::u16string appData, std::u16string userData) override;
     void SetLogSwitches(std::optional<LogSwitches> switches) override;
@@ -44,6 +45,7 @@ public:
     void Note(const std::string& text) override;
     void SetRecording(bool enabled) override;
     std::vector<LedgerEntry> Ledger() const override;
+    void ForgetLedger() override;
     std::vector<std::string> Violations() const override;
     int CallsInside() const override;
     int MostCallsInside() const override;

@@ -1,0 +1,115 @@
+// Makes the calls that a text tells of, on the library or on the front. seeds/CALLS.md explains the text.
+#pragma once
+
+#include "tests/fuzz/calls/call_pool.h"
+#include "tests/fuzz/calls/call_record.h"
+#include "tests/fuzz/calls/call_types.h"
+#include "tests/fuzz/calls/card_world.h"
+#include "tests/fuzz/calls/check.h"
+#include "tests/fuzz/calls/guarded_buffer.h"
+
+#include <array>
+#include <functional>
+#include <string_view>
+
+namespace fuzz {
+
+// What a text may do.
+struct Powers
+{
+    bool cards = false;    // insert and remove
+    bool answers = false;  // say what the card layer answers
+    bool restarts = false; // end the library and start it again
+    std::size_t room =
+        0; // of every buffer at least, for calls whose length another thread can change meanwhile
+    std::string_view operations{}; // these alone, when there are any
+};
+
+template <typename Types>
+class CallDecoder
+{
+public:
+    using Ulong = typename Types::Ulong;
+    using FunctionList = typename Types::FunctionList;
+
+    CallDecoder(FunctionList* itsFunctions, CallPool& itsPool, CardWorld& itsWorld, Judge& itsJudge,
+                Powers itsPowers)
+        : f(itsFunctions), pool(itsPool), world(itsWorld), judge(itsJudge), powers(itsPowers)
+    {
+    }
+
+    void Play(CallText& text);
+    void LookAtSlots();
+
+private:
+    using Bytes = fuzz::Bytes;
+
+    struct Template
+    {
+        std::vector<std::optional<Bytes>> values;
+        std::vector<typename Types::Attribute> records;
+        typename Types::Attribute* data = nullptr;
+        Ulong count = 0;
+    };
+
+    // A call that ends in the judge's hands.
+    void Make(CallRecord& record, const std::function<Ulong()>& call);
+
+    void PlayOperation(char operation, CallText& text);
+    bool PlayCardOperation(char operation, CallText& text);
+    bool PlayGeneralOperation(char operation, CallText& text);
+    bool PlayObjectOperation(char operation, CallText& text);
+    bool PlayCryptoOperation(char operation, CallText& text);
+
+    template <typename Info>
+    void AskForInfo(CallRecord record, CallText& text, const std::function<Ulong(Info*)>& call);
+    void AskForList(CallRecord record, CallText& text, const std::function<Ulong(Ulong*, Ulong*)>& call);
+    void OpenSession(CallText& text);
+    void Login(CallText& text);
+    void CreateObject(CallText& text);
+    void ReadAttributes(CallText& text);
+    void BeginSearch(CallText& text);
+    void ContinueSearch(CallText& text);
+    void GenerateRandom(CallText& text);
+    void Refuse(CallText& text);
+    void Restart();
+
+    struct Begin
+    {
+        Function function;
+        Operation operation;
+        Ulong (*call)(Ulong, typename Types::Mechanism*, Ulong);
+    };
+    void BeginOperation(const Begin& begin, CallText& text);
+    struct Work
+    {
+        Function function;
+        Operation operation;
+        Step step;
+    };
+    // Calls that give back bytes. The data are there when the call has any.
+    using WorkCall =
+        std::function<Ulong(Ulong session, uint8_t* data, Ulong length, uint8_t* out, Ulong* outLength)>;
+    void DoWork(const Work& work, CallText& text, const WorkCall& call);
+    void Feed(const Work& work, CallText& text, Ulong (*call)(Ulong, uint8_t*, Ulong));
+
+    Ulong Session(CallText& text) { return static_cast<Ulong>(pool.sessions.Take(text)); }
+    Ulong Slot(CallText& text) { return static_cast<Ulong>(pool.slots.Take(text)); }
+    Ulong Object(CallText& text) { return static_cast<Ulong>(pool.objects.Take(text)); }
+    // Null, in the front, when the text says so.
+    typename Types::Mechanism* TakeMechanism(CallText& text);
+    Template TakeTemplate(CallText& text);
+    std::optional<Bytes> TakeInput(CallText& text);
+
+    FunctionList* f;
+    CallPool& pool;
+    CardWorld& world;
+    Judge& judge;
+    Powers powers;
+
+    typename Types::Mechanism mechanism{};
+    std::optional<Bytes> parameter;
+    bool restarted = false;
+};
+
+} // namespace fuzz

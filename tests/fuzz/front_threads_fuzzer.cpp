@@ -1,0 +1,19 @@
+// Calls on the front from up to four threads at once.
+#include "tests/fuzz/calls/run_input.h"
+
+extern "C" {
+int LLVMFuzzerInitialize(int* count, char*** arguments);
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+}
+
+int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/)
+{
+    fuzz::StartFront(false);
+    return 0;
+}
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    fuzz::RunThreadsOnFront({reinterpret_cast<const char*>(data), size});
+    return 0;
+}
