@@ -355,6 +355,17 @@ TEST_F(ReaderMonitoringTest, ExceptionWhileClosingARemovedCardDoesNotStopMonitor
     }
 }
 
+TEST_F(ReaderMonitoringTest, CardSessionOfAnInsertionIsClosedWhenTheTransactionThrows)
+{
+    Initialize();
+    LeaveLedgerAlone(); // a transaction whose start threw has no end
+    script->Next("StartTransaction", {.hook = [] { throw std::runtime_error("scripted"); }});
+    script->InsertCard(readerA, {});
+    ProcessEvents();
+    EXPECT_EQ(script->Ledger().back().closes, 1);
+    EXPECT_EQ(Slots(), std::vector<CK_SLOT_ID>{});
+}
+
 TEST_F(ReaderMonitoringTest, ExceptionWhileReadingAnInsertedCardDoesNotStopMonitoring)
 {
     Initialize();
