@@ -98,6 +98,10 @@ template <typename Types>
 void CallDecoder<Types>::Play(CallText& text)
 {
     constexpr int mostCalls = 200;
+    // A restart takes as long as a hundred calls. So most of the texts that an earlier one with a restart is changed to do
+    // without.
+    constexpr std::size_t restartingLengths = 8;
+    mayRestart = powers.restarts && text.Rest().size() % restartingLengths == 0;
     for (int calls = 0; calls < mostCalls; ++calls) {
         char operation = text.Operation();
         if (operation == 0) {
@@ -146,7 +150,7 @@ bool CallDecoder<Types>::PlayCardOperation(char operation, CallText& text)
         }
         return true;
     case '^':
-        if (powers.restarts && text.Take('r') && text.Take('e') && !restarted) {
+        if (text.Take('r') && text.Take('e') && mayRestart) {
             Restart();
         }
         return true;
@@ -739,7 +743,7 @@ void CallDecoder<Types>::Refuse(CallText& text)
 template <typename Types>
 void CallDecoder<Types>::Restart()
 {
-    restarted = true;
+    mayRestart = false; // one is enough
     CallRecord end{.function = Function::C_Finalize};
     Make(end, [&] { return f->C_Finalize(nullptr); });
     judge.Called(end);

@@ -17,11 +17,12 @@ namespace fuzz {
 // What a text may do.
 struct Powers
 {
-    bool cards = false;    // insert and remove
-    bool answers = false;  // say what the card layer answers
-    bool restarts = false; // end the library and start it again
-    std::size_t room =
-        0; // of every buffer at least, for calls whose length another thread can change meanwhile
+    bool cards = false;   // insert and remove
+    bool answers = false; // say what the card layer answers
+    // End the library and start it again. Only a text whose length is a multiple of 8 does so.
+    bool restarts = false;
+    // Of every buffer at least, in bytes, for calls whose length another thread can change meanwhile.
+    std::size_t room = 0;
     std::string_view operations{}; // these alone, when there are any
 };
 
@@ -109,7 +110,7 @@ private:
 
     typename Types::Mechanism mechanism{};
     std::optional<Bytes> parameter;
-    bool restarted = false;
+    bool mayRestart = false;
 };
 
 } // namespace fuzz

@@ -92,22 +92,25 @@ CardWorld::CardWorld(bool logs) : script(blackbox::Script()), certified(blackbox
     std::ofstream(folder.Path() / "config.json") << R"({"log": {"logToFile": false}})";
     const std::u16string path = folder.Path().u16string() + u"/";
     script->SetDirectories(path, path);
-    script->AddReader(firstReader, certified);
-    filled.insert(firstReader);
+    script->AddReader(firstReader);
 }
 
-void CardWorld::Reset()
+void CardWorld::Begin()
+{
+    lastOutput.clear(); // of this thread; the others of an input have ended
+    script->ForceReaderList(u"", -1);
+    script->InsertCard(firstReader, certified);
+    filled.insert(firstReader);
+    Settle();
+}
+
+void CardWorld::End()
 {
     RemoveAll();
     CheckLedger();
     throws = false;
     tellsWildEvents = false;
     hasStray = false;
-    lastOutput.clear(); // of this thread; the others of an input have ended
-    script->ForceReaderList(u"", -1);
-    script->InsertCard(firstReader, certified);
-    filled.insert(firstReader);
-    Settle();
 }
 
 void CardWorld::RemoveAll()

@@ -17,14 +17,14 @@ public:
     // One reader has a card. With `logs`, every line of the log is made, and goes to standard output; else none is.
     explicit CardWorld(bool logs);
 
-    // Takes out every card and forgets every answer, checks that each card session was ended as it must be, and puts the
-    // first card in again.
-    void Reset();
+    // Puts the first card in.
+    void Begin();
+    // Takes out every card and forgets every answer, and checks that each card session was ended as it must be.
+    void End();
 
     // Both return when the library has seen it.
     void Insert(CallText& text);
     void Remove(CallText& text);
-    void RemoveAll();
 
     // What the card layer answers to a call to come: which function, status, outputs, lengths, or an exception.
     void TakeAnswer(CallText& text);
@@ -49,6 +49,7 @@ public:
 private:
     static std::u16string ReaderName(CallText& text);
     void ReadKey(CallText& text, CardKeyInfo& key) const;
+    void RemoveAll();
     void Settle();
     void CheckLedger();
 

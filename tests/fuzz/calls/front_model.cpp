@@ -286,16 +286,23 @@ void FrontModel::Worked(const CallRecord& call, Activity& activity)
         Rule(call.bufferGiven && call.lengthGiven && call.told > call.room, call,
              "finds a buffer too small that is smaller than what it tells");
         Rule(call.untouched, call, "writes nothing into a buffer that is too small");
+        // Another block may be decrypted to more.
+        Rule(call.operation == Operation::decrypt || activity.needed == 0 || call.told == activity.needed,
+             call, "tells the same length again");
+        activity.needed = call.told;
         activity.state = State::on;
         return;
     }
     const bool gives = call.operation != Operation::verify;
     if (call.result == CKR_OK && gives && !call.bufferGiven) {
+        activity.needed = call.told;
         activity.state = State::on; // a question of length
         return;
     }
     Rule(call.untouched, call, "writes what it tells and no more, and nothing when it fails");
     if (call.result == CKR_OK && activity.state == State::on) {
+        Rule(call.operation == Operation::decrypt || activity.needed == 0 || call.told <= activity.needed,
+             call, "gives no more than it told before");
         CheckResult(call, activity);
     }
     activity.state = State::off;

@@ -39,7 +39,8 @@ private:
         State multiPart = State::off;
         uint64_t mechanism = 0;
         Bytes message;
-        Bytes modulus; // of the key that signs
+        uint64_t needed = 0; // the length that was told, 0 before
+        Bytes modulus;       // of the key that signs
         Bytes exponent;
     };
 

@@ -97,6 +97,10 @@ std::vector<BrokenRule> BrokenRules()
                               .step = Step::begin,
                               .session = session + 1,
                               .result = CKR_OK};
+    CallRecord otherLength = tooSmall;
+    otherLength.told = 21;
+    CallRecord longer = Digested(CKR_OK);
+    longer.told = 21;
     CallRecord elsewhere = Opened(session);
     elsewhere.session = 5;
     return {
@@ -115,6 +119,8 @@ std::vector<BrokenRule> BrokenRules()
         {"works for an operation that was begun",
          {Opened(session), DigestBegun(), Digested(CKR_ARGUMENTS_BAD), Digested(CKR_ARGUMENTS_BAD)}},
         {"smaller than what it tells", {Opened(session), DigestBegun(), Digested(CKR_BUFFER_TOO_SMALL)}},
+        {"tells the same length again", {Opened(session), DigestBegun(), tooSmall, otherLength}},
+        {"no more than it told before", {Opened(session), DigestBegun(), tooSmall, longer}},
         {"nothing into a buffer that is too small", {Opened(session), DigestBegun(), written}},
         {"knows an operation that is active",
          {Opened(session), DigestBegun(), tooSmall, Digested(CKR_OPERATION_NOT_INITIALIZED)}},

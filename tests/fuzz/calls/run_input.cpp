@@ -115,9 +115,9 @@ public:
         pool.slots.Forget();
         pool.sessions.Forget();
         pool.objects.Forget();
-        world.Reset();
+        world.Begin();
     }
-    void End() { world.RemoveAll(); }
+    void End() { world.End(); }
 
     CallDecoder<Types> Decoder(Judge& judge, const Powers& powers) { return {f, pool, world, judge, powers}; }
 
