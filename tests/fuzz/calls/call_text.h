@@ -1,6 +1,6 @@
 // The text that the call fuzzers read their calls from. Every input is a text, also one that makes no sense: an
 // operation is one character, and so is most of what follows it. Blanks, line ends and what stands behind a '#' up to
-// the end of the line are passed over in front of an operation. docs: seeds/CALLS.md
+// the end of the line are passed over in front of an operation. seeds/CALLS.md explains the text.
 #pragma once
 
 #include <cstddef>
