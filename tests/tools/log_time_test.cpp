@@ -32,6 +32,14 @@ TEST(LogTime, ShorterDateIsNoTime)
     EXPECT_FALSE(ParseTimeField("Thu Nov 1 12:10:2 2026"));
 }
 
+TEST(LogTime, DateThatGoesOnBehindAZeroIsNoTime)
+{
+    using namespace std::string_literals;
+    EXPECT_FALSE(ParseTimeField("Thu Nov 12 12:10:02 2\00026"s));
+    EXPECT_FALSE(ParseTimeField("Thu Nov 1 1:1:1 2026\000\x1b[2"s));
+    EXPECT_FALSE(ParseHeaderTime("DateTime: 2026-11-12 12:10:02\0x"s));
+}
+
 TEST(LogTime, DatesReadOneAfterAnotherAreThoseReadAlone)
 {
     TimeReader reader;

@@ -102,6 +102,12 @@ TEST(Printer, ControlCharactersNeverReachTheTerminal)
     EXPECT_TRUE(text.ends_with("  a?[2Jb?c?d\n")) << text;
 }
 
+TEST(Printer, ControlCharactersOfTheTimeAreShownAsOthersAre)
+{
+    EXPECT_EQ(Printer({}).Line(Parsed(PlainLine("INFO", "Thu Nov\r12 12:10:02\v2026", "d"))),
+              "INFO  Thu Nov?12 12:10:02?2026  pkcs11_x64  d\n");
+}
+
 TEST(Printer, TerminalGetsNoControlCharacters)
 {
     Printer printer({false, false, 0, true});

@@ -25,7 +25,7 @@ std::optional<uint64_t> ParseNumber(std::string_view text)
 std::optional<std::time_t> ParseDate(const std::string& text, const char* form, std::tm record)
 {
     const char* end = strptime(text.c_str(), form, &record);
-    if (end == nullptr || *end != '\0') {
+    if (end != text.c_str() + text.size()) { // a text of a log can have zeros in it
         return std::nullopt;
     }
     record.tm_isdst = -1;

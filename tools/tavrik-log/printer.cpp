@@ -98,18 +98,6 @@ void Printer::PutColumn(size_t column, std::string_view text)
     EndColumn(column, begin);
 }
 
-// The field has the form of a time, with any blanks; among those are some that only a terminal must not get.
-void Printer::PutTime(const LineTime& time)
-{
-    const size_t begin = output.size();
-    if (choice.terminal) {
-        Put(time.text);
-    } else {
-        output += time.text;
-    }
-    EndColumn(1, begin);
-}
-
 void Printer::Break(size_t begin, size_t indent)
 {
     if (choice.width < indent + narrowestText) {
@@ -146,7 +134,7 @@ void Printer::PutFramed(const LogLine& line)
     output += colour;
     const size_t begin = output.size();
     PutColumn(0, LevelText(line.level));
-    PutTime(line.time);
+    PutColumn(1, line.time.text);
     PutColumn(2, line.module);
     PutColumn(3, line.thread);
     PutColumn(4, line.function);
@@ -243,7 +231,7 @@ void Printer::PutCall(const Call& call)
     output.append(std::max(durationWidth, duration.size()) - duration.size(), ' ')
         .append(duration)
         .append("  ");
-    PutTime(call.entering.time);
+    PutColumn(1, call.entering.time.text);
     PutColumn(3, call.entering.thread);
     PutColumn(4, call.entering.function);
     Put(call.result.empty() ? "no leaving line" : call.result);

@@ -43,7 +43,6 @@ private:
 
     void Put(std::string_view text);
     void PutColumn(size_t column, std::string_view text);
-    void PutTime(const LineTime& time);
 
     // Blanks behind what stands in the column since `begin`. A column is as wide as the widest text that has
     // stood in it; a text longer than any line of the library does not count. One that never had a text takes
