@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <ctime>
 #include <string_view>
 #include <thread>
@@ -151,12 +152,15 @@ public:
     {
         while (true) {
             const auto end = std::find(said.begin(), said.end(), '\n');
+            if (end - said.begin() > static_cast<std::ptrdiff_t>(longestAssuanLine)) {
+                return std::nullopt;
+            }
             if (end != said.end()) {
                 SecretText line(said.begin(), end);
                 said = SecretText(end + 1, said.end());
                 return line;
             }
-            if (said.size() > longestAssuanLine || !ReadMore(deadline)) {
+            if (!ReadMore(deadline)) {
                 return std::nullopt;
             }
         }

@@ -62,6 +62,20 @@ TEST_F(LinuxKeyboard, ProgramThatGoesOnForeverIsEnded)
     EXPECT_EQ(VerifyBok(session, wrongCode).result.unread4, 2) << "and no try was spent";
 }
 
+// A line of the protocol has 1000 bytes.
+TEST_F(LinuxKeyboard, ThatSaysALongerLineThanTheProtocolHasCountsAsCancelled)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    setenv("TAVRIK_PINENTRY", Scratch("talkative").c_str(), 1);
+    for (const auto& [length, status] : {std::pair(1000, eStatusOk), std::pair(1001, eUserInputError)}) {
+        WriteText(Scratch("talkative"),
+                  "#!/bin/sh\necho 'OK " + std::string(static_cast<size_t>(length) - 3, 'x') +
+                      "'\nwhile read line; do case $line in GETPIN) echo 'D 123456';; esac; echo OK; done\n");
+        std::filesystem::permissions(Scratch("talkative"), std::filesystem::perms(0755));
+        EXPECT_EQ(VerifyBok(session, nullptr).returned, status) << length;
+    }
+}
+
 TEST_F(LinuxKeyboard, IsFoundOnThePath)
 {
     const CardSession session = InsertAndOpen("ref2");
