@@ -1,13 +1,13 @@
 // The boundary: certificates, public keys and the operations with the private ones.
 #include "softcard/card/card_access.h"
+#include "softcard/card/card_certificate.h"
 #include "softcard/card/card_error.h"
 #include "softcard/cardapi/boundary.h"
 #include "softcard/cardapi/key_operations.h"
 
 #include "src/platform/process_end.h"
 
-#include <botan/pk_keys.h>
-#include <botan/x509cert.h>
+#include <botan/rsa.h>
 
 #include <algorithm>
 #include <span>
@@ -30,29 +30,21 @@ std::string Prefix(KeyFamily family)
 
 CardKeyInfo DescribeKey(const CardKey& key)
 {
-    const Botan::X509_Certificate certificate(key.certificate.data(), key.certificate.size());
-    const auto publicKey = certificate.load_subject_public_key();
-    const auto* rsaKey = dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get());
+    const Botan::RSA_PublicKey publicKey = softcard::PublicKeyOf(key);
     CardKeyInfo info{};
-    if (rsaKey == nullptr || rsaKey->get_n().bytes() > sizeof info.modulus ||
-        rsaKey->get_e().bytes() > sizeof info.publicExponent) {
-        throw CardError(eInvalidDataDecoded, "The certificate has no key that can be told of.");
-    }
     info.keyReference = key.reference;
-    info.modulusBits = static_cast<uint32_t>(rsaKey->get_n().bits());
-    info.modulusLength = rsaKey->get_n().bytes();
-    rsaKey->get_n().binary_encode(info.modulus);
+    info.modulusBits = static_cast<uint32_t>(publicKey.get_n().bits());
+    info.modulusLength = publicKey.get_n().bytes();
+    publicKey.get_n().binary_encode(info.modulus);
     std::reverse(info.modulus, info.modulus + info.modulusLength);
-    info.publicExponentLength = rsaKey->get_e().bytes();
-    rsaKey->get_e().binary_encode(info.publicExponent);
+    info.publicExponentLength = publicKey.get_e().bytes();
+    publicKey.get_e().binary_encode(info.publicExponent);
     return info;
 }
 
 void CopyCertificate(const CardKey& key, CardCertificate& certificate)
 {
-    if (key.certificate.size() > sizeof certificate.data) {
-        throw CardError(eInsuficientBuffer, "The certificate is too long.");
-    }
+    softcard::RequireRoomFor(key);
     certificate.length = static_cast<uint32_t>(key.certificate.size());
     std::copy(key.certificate.begin(), key.certificate.end(), certificate.data);
 }

@@ -1,7 +1,9 @@
 // The subcommands that tell about the cards.
 #include "softcard/base/store_error.h"
 #include "softcard/base/text.h"
+#include "softcard/card/card_certificate.h"
 #include "softcard/card/card_channel.h"
+#include "softcard/card/card_error.h"
 #include "softcard/card/fault.h"
 #include "softcard/card/file_trouble.h"
 #include "softcard/card/reader_directory.h"
@@ -9,7 +11,6 @@
 #include "tools/tavrik-card/support.h"
 
 #include <botan/exceptn.h>
-#include <botan/pk_keys.h>
 #include <botan/x509_dn.h>
 #include <botan/x509cert.h>
 #include <nlohmann/json.hpp>
@@ -95,19 +96,22 @@ KeyFacts ReadFacts(const Card& card, const CardKey& key)
     const Botan::X509_Certificate certificate(key.certificate.data(), key.certificate.size());
     std::string end = certificate.not_after().readable_string().substr(0, dateLength);
     std::replace(end.begin(), end.end(), '/', '-');
-    return {key.reference, certificate.load_subject_public_key()->key_length(),
+    return {key.reference, PublicKeyOf(key).key_length(),
             certificate.subject_dn().get_first_attribute("X520.CommonName"), end,
             Utf8Of(card.folder / PathOf(key.certificateFile))};
 }
 
-// Throws FileTrouble for a certificate that cannot be read.
+// Throws FileTrouble for a certificate that cannot be read, or that programs cannot be told of.
 KeyFacts FactsOf(const Card& card, const CardKey& key)
 {
+    const std::filesystem::path file = card.folder / PathOf(key.certificateFile);
     try {
+        RequireRoomFor(key);
         return ReadFacts(card, key);
     } catch (const Botan::Exception&) {
-        throw FileTrouble(card.folder / PathOf(key.certificateFile), "holds no certificate that can be read",
-                          mendCard);
+        throw FileTrouble(file, "holds no certificate that can be read", mendCard);
+    } catch (const CardError&) {
+        throw FileTrouble(file, "holds no certificate for an RSA key, or one that is too long", mendCard);
     }
 }
 

@@ -218,6 +218,28 @@ TEST_F(BrokenCards, IncludeThoseWithFilesOutsideTheirFolder)
     EXPECT_EQ(Tool({"list"}).exitCode, 0);
 }
 
+// What is no certificate for an RSA key, or longer than the room for one, programs are not told of.
+TEST_F(BrokenCards, IncludeThoseWithCertificatesThatProgramsCannotGet)
+{
+    const std::vector<std::vector<std::string>> kinds = {
+        {"ec", "-pkeyopt", "ec_paramgen_curve:P-256"},
+        {"rsa:2048", "-addext", "nsComment=" + std::string(softcard::longestFile / 256, 'x')}};
+    for (const auto& kind : kinds) {
+        SCOPED_TRACE(kind.front());
+        std::vector<std::string> command{"openssl",  "req",
+                                         "-x509",    "-nodes",
+                                         "-keyout",  Scratch("other.key").string(),
+                                         "-outform", "DER",
+                                         "-out",     (Card() / "es-1.der").string(),
+                                         "-subj",    "/CN=Other",
+                                         "-newkey"};
+        command.insert(command.end(), kind.begin(), kind.end());
+        ASSERT_EQ(RunProgram(command).exitCode, 0);
+        ExpectItIsShownAsBroken();
+        ExpectTheOtherCardWorks();
+    }
+}
+
 TEST_F(BrokenCards, IncludeThoseWithNumbersOutOfRange)
 {
     const std::string good = softcard::ReadFile(Card() / "card.json");
