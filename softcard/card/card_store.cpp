@@ -39,7 +39,7 @@ Json KeysToJson(const std::vector<CardKey>& keys)
 }
 
 // The name of a file that lies in the card's folder itself.
-std::string FileNameIn(const Json& json, const char* name)
+std::string FileNameIn(const nlohmann::json& json, const char* name)
 {
     auto file = json.at(name).get<std::string>();
     if (file.empty() || file.front() == '.' || file.find_first_of("/\\") != std::string::npos ||
@@ -49,13 +49,13 @@ std::string FileNameIn(const Json& json, const char* name)
     return file;
 }
 
-std::vector<CardKey> KeysFromJson(const Json& json, const std::filesystem::path& folder)
+std::vector<CardKey> KeysFromJson(const nlohmann::json& json, const std::filesystem::path& folder)
 {
     std::vector<CardKey> keys;
     if (!json.is_array() || json.size() > mostKeys) {
         throw std::out_of_range("keys");
     }
-    for (const Json& entry : json) {
+    for (const nlohmann::json& entry : json) {
         CardKey key;
         key.reference = NumberIn(entry, "reference", 1, mostReference);
         key.certificateFile = FileNameIn(entry, "certificate");
@@ -67,7 +67,7 @@ std::vector<CardKey> KeysFromJson(const Json& json, const std::filesystem::path&
     return keys;
 }
 
-void TakeVersions(const Json& json, std::array<uint8_t, 4>& versions)
+void TakeVersions(const nlohmann::json& json, std::array<uint8_t, 4>& versions)
 {
     if (!json.is_array() || json.size() != versions.size()) {
         throw std::out_of_range("versions");
@@ -137,7 +137,7 @@ Card CardStore::Load(const std::string& name) const
     Card card;
     card.name = name;
     card.folder = FolderOf(name);
-    return ReadJsonFile(card.folder / descriptionFile, mendCard, [&card](const Json& json) {
+    return ReadJsonFile(card.folder / descriptionFile, mendCard, [&card](const nlohmann::json& json) {
         json.at("serialNumber").get_to(card.serialNumber);
         json.at("subject").get_to(card.subject);
         json.at("manufacturer").get_to(card.manufacturer);

@@ -40,7 +40,7 @@ void RequireDerivation(const CodeRecord& record)
     }
 }
 
-CodeRecord CodeFromJson(const Json& json)
+CodeRecord CodeFromJson(const nlohmann::json& json)
 {
     CodeRecord record;
     json.at("initialized").get_to(record.initialized);
@@ -59,7 +59,7 @@ CodeRecord CodeFromJson(const Json& json)
 
 CodeRecords ReadCodeRecords(const std::filesystem::path& cardFolder)
 {
-    return ReadJsonFile(cardFolder / stateFile, mendCard, [](const Json& json) {
+    return ReadJsonFile(cardFolder / stateFile, mendCard, [](const nlohmann::json& json) {
         return CodeRecords{CodeFromJson(json.at("bok")), CodeFromJson(json.at("pin")),
                            CodeFromJson(json.at("puk"))};
     });

@@ -41,7 +41,7 @@ Json FaultToJson(const Fault& fault)
     return json;
 }
 
-Fault FaultFromJson(const Json& json)
+Fault FaultFromJson(const nlohmann::json& json)
 {
     Fault fault;
     json.at("operation").get_to(fault.operation);
@@ -165,7 +165,7 @@ std::vector<Fault> ReadFaults(const std::filesystem::path& cardFolder)
     if (!std::filesystem::exists(FileOf(cardFolder))) {
         return {};
     }
-    return ReadJsonFile(FileOf(cardFolder), mendFaults, [](const Json& json) {
+    return ReadJsonFile(FileOf(cardFolder), mendFaults, [](const nlohmann::json& json) {
         std::vector<Fault> faults;
         std::transform(json.begin(), json.end(), std::back_inserter(faults), FaultFromJson);
         return faults;

@@ -4,9 +4,9 @@
 
 namespace softcard {
 
-uint32_t NumberIn(const nlohmann::ordered_json& json, const char* name, uint32_t least, uint32_t most)
+uint32_t NumberIn(const nlohmann::json& json, const char* name, uint32_t least, uint32_t most)
 {
-    const nlohmann::ordered_json& number = json.at(name);
+    const nlohmann::json& number = json.at(name);
     if (!number.is_number_unsigned() || number.get<uint64_t>() < least || number.get<uint64_t>() > most) {
         throw std::out_of_range(name);
     }

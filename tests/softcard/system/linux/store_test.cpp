@@ -125,6 +125,21 @@ TEST_F(OwnedStore, VerifiesACodeQuickly)
     EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC * 3 / 10 * INSTRUMENTED_SLOWDOWN);
 }
 
+// As large as a file may be, with as many keys as go into it.
+TEST_F(OwnedStore, ReadsAFileOfManyKeysInATimeThatGrowsWithItsLength)
+{
+    std::string state = softcard::ReadFile(State() / "cards/ref2/state.json");
+    state.erase(state.rfind('}'));
+    for (int number = 100000; state.size() < softcard::longestFile - 20; ++number) {
+        state += ",\"" + std::to_string(number) + "\":0";
+    }
+    WriteText(State() / "cards/ref2/state.json", state + "}");
+    const CardSession session = InsertAndOpen("ref2");
+    const std::clock_t start = std::clock();
+    EXPECT_EQ(VerifyBok(session, bok).returned, 0);
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC * 2 * INSTRUMENTED_SLOWDOWN);
+}
+
 class Certificates : public CardTest
 {
 protected:
