@@ -46,7 +46,9 @@ std::filesystem::path Platform::PathOf(std::u16string_view path)
 std::u16string Platform::WideText(const std::string& text)
 {
     try {
-        return std::filesystem::path(text).u16string();
+        std::u16string wide = std::filesystem::path(text).u16string();
+        return PathOf(wide).native() == text ? wide
+                                             : std::u16string(); // half a surrogate pair does not come back
     } catch (const std::exception&) {
         return {}; // not UTF-8
     }

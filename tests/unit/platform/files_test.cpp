@@ -31,6 +31,7 @@ TEST(WideText, IsUtf16OfTheSystemsText)
 {
     EXPECT_EQ(Platform::WideText("Zložka 🗝"), u"Zložka 🗝");
     EXPECT_EQ(Platform::WideText("\xFF"), u"");
+    EXPECT_EQ(Platform::WideText("a\xED\xA0\x80"), u"") << "half a surrogate pair";
 }
 
 TEST(NarrowPath, IsCutAtTheLimit)
