@@ -105,7 +105,9 @@ struct Pipe
 Pipe MakePipe()
 {
     std::array<int, 2> ends{-1, -1};
-    (void)pipe2(ends.data(), O_CLOEXEC);
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return {};
+    }
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
