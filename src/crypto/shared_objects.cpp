@@ -1,5 +1,6 @@
 #include "src/crypto/shared_objects.h"
 
+#include "src/platform/closed_streams.h"
 #include "src/platform/process_end.h"
 
 #include <botan/asn1_oid.h>
@@ -9,10 +10,12 @@
 
 namespace {
 
-// Botan refuses a generator whose device has got the descriptor 0, as in a host that has closed its standard
-// input. An operation that needs the generator reports that; the start of the library does not need it.
+// Botan keeps the device of its generator open, and refuses one that has got the descriptor 0, as it would in a
+// host that has closed its standard input. What keeps the generator from being made, the operation that needs it
+// reports; the start of the library does not need it.
 void PrepareGenerator()
 {
+    const ClosedStreamsFilled filled;
     try {
         static_cast<void>(Botan::AutoSeeded_RNG().next_byte());
     } catch (const Botan::Exception&) {

@@ -4,8 +4,8 @@
 #include <functional>
 #include <memory>
 
-// Like std::thread, but for one thing: `Join` also works inside the unload notification, where some systems
-// let no thread come to its end.
+// Like std::thread, but for two things: `Join` also works inside the unload notification, where some systems
+// let no thread come to its end; and the thread takes none of the host's signals, where a system has signals.
 class OwnThread
 {
 public:

@@ -1,10 +1,14 @@
 #include "softcard/system/linux/file_descriptor.h"
 
+#include "src/platform/linux/descriptor_place.h"
+
 #include <utility>
 
 #include <unistd.h>
 
 namespace softcard {
+
+FileDescriptor::FileDescriptor(int open) : descriptor(OutOfTheWay(open)) {}
 
 FileDescriptor::~FileDescriptor()
 {

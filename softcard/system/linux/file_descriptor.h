@@ -2,12 +2,13 @@
 
 namespace softcard {
 
-// An open file, closed at the end of its scope.
+// An open file, closed at the end of its scope. It never stands in the place of a standard stream, also in a host that
+// has closed them: what the host writes there would go into the file, and a program that is started would get it.
 class FileDescriptor
 {
 public:
     FileDescriptor() = default;
-    explicit FileDescriptor(int open) : descriptor(open) {}
+    explicit FileDescriptor(int open);
     ~FileDescriptor();
     FileDescriptor(FileDescriptor&& other) noexcept;
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;

@@ -7,6 +7,8 @@
 // Between clone and exec there are system calls only, since other threads of the host may have held any lock
 // at that moment. What the command has not written within its second is lost, and a command that is still
 // running then is ended.
+#include "src/platform/linux/descriptor_place.h"
+#include "src/platform/linux/signals_held_back.h"
 #include "src/platform/platform.h"
 
 #include <fcntl.h>
@@ -26,13 +28,12 @@ namespace {
 constexpr std::size_t mostOutput = 1023; // bytes
 constexpr timespec longestRun{1, 0};
 constexpr std::size_t kernelSignalSetSize = 8; // bytes
-constexpr int firstOwnDescriptor = 3;          // behind the three standard ones
 constexpr int noSuchCommand = 127;
 
 class Descriptor
 {
 public:
-    explicit Descriptor(int opened) : number(opened) {}
+    explicit Descriptor(int opened) : number(OutOfTheWay(opened)) {}
     ~Descriptor() { Close(); }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -48,24 +49,6 @@ public:
 
 private:
     int number;
-};
-
-// All of the calling thread's signals wait as long as this lives.
-class SignalsHeldBack
-{
-public:
-    SignalsHeldBack()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before);
-    }
-    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
-    SignalsHeldBack(const SignalsHeldBack&) = delete;
-    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
-
-private:
-    sigset_t before{};
 };
 
 // A copy of this process with the calling thread alone, which signals its end in this way, or with 0 not at
@@ -164,6 +147,9 @@ void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& out
     }
     const Descriptor readEnd(ends[0]);
     Descriptor writeEnd(ends[1]);
+    if (readEnd.Number() < 0 || writeEnd.Number() < 0) {
+        return;
+    }
     fcntl(writeEnd.Number(), F_SETFL, 0); // only the reading must not wait
 
     // Nothing of the host's but the name of its language, so that neither its search paths nor its preloads
@@ -174,7 +160,7 @@ void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& out
 
     long helper = 0;
     {
-        const SignalsHeldBack heldBack;
+        const SignalsHeldBack heldBack(AllSignals());
         helper = CloneProcess(0);
         if (helper == 0) {
             RunInHelper(writeEnd.Number(), arguments.data(), environment.data());

@@ -1,5 +1,7 @@
 #include "src/platform/regular_file.h"
 
+#include "src/platform/linux/descriptor_place.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,18 +12,6 @@
 namespace {
 
 constexpr mode_t ownerAlone = 0600;
-constexpr int firstOwnDescriptor = 3; // behind the three standard ones
-
-// A host without standard streams must not find our file in the place of one.
-int OutOfTheWay(int descriptor)
-{
-    if (descriptor < 0 || descriptor >= firstOwnDescriptor) {
-        return descriptor;
-    }
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, firstOwnDescriptor);
-    close(descriptor);
-    return moved;
-}
 
 // -1 when there is no such file, or another thing under its name.
 int OpenRegular(const std::filesystem::path& file, int flags, uint64_t& size)
