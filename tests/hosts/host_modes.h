@@ -1,0 +1,351 @@
+// What the hostile host does. Each function takes the file of the module, the name of the mode and its arguments, and
+// throws std::exception when something fails.
+#pragma once
+
+#include "tests/hosts/card_client.h"
+#include "tests/hosts/host_process.h"
+#include "tests/hosts/seccomp_filter.h"
+
+#include "softcard/base/secret.h"
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <csignal>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace hosts {
+
+using Arguments = std::vector<std::string>;
+
+inline std::string loginCode = "123456"; // of both cards
+
+inline void* Load(const std::string& file)
+{
+    void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    Require(module != nullptr, file + " is not loaded");
+    return module;
+}
+
+template <typename Layout>
+void UsePlainly(const Arguments& arguments)
+{
+    CardClient<Layout>(Load(arguments[0])).UseCard(loginCode.data());
+}
+
+template <typename Layout>
+void UseWithoutStreams(const Arguments& arguments)
+{
+    KeepErrorOutput();
+    for (const int stream : standardStreams) {
+        close(stream);
+    }
+    CardClient<Layout> client(Load(arguments[0]));
+    client.afterCall = [](const char* call) { RequireFreePlacesOfStreams(call); };
+    client.UseCard(loginCode.data());
+}
+
+template <typename Layout>
+void UseOnSmallStack(const Arguments& arguments)
+{
+    CardClient<Layout> client(Load(arguments[0]));
+    RunOnStack(std::stoul(arguments[2]), [&client] { client.UseCard(loginCode.data()); });
+}
+
+template <typename Layout>
+void UseUnderSignals(const Arguments& arguments)
+{
+    const SignalCount signals(SIGALRM);
+    const itimerval often{{0, 200}, {0, 200}};
+    const itimerval never{};
+    CardClient<Layout> client(Load(arguments[0]));
+    setitimer(ITIMER_REAL, &often, nullptr);
+    client.UseCard(loginCode.data());
+    setitimer(ITIMER_REAL, &never, nullptr);
+    Require(SignalCount::taken > 500, "there were few signals");
+    Require(SignalCount::byOthers == 0, "a thread of the module takes signals");
+}
+
+template <typename Layout>
+void WaitForSignals(const Arguments& arguments)
+{
+    const SignalCount signals(SIGUSR1);
+    sigset_t waited;
+    sigemptyset(&waited);
+    sigaddset(&waited, SIGUSR1);
+    CardClient<Layout> client(Load(arguments[0]));
+    client.Start();
+    pthread_sigmask(SIG_BLOCK, &waited,
+                    nullptr); // behind the start, whose thread is not to have it from here
+    RequireSignalsHeldBackByOthers();
+    for (int turn = 0; turn < 20; ++turn) {
+        kill(getpid(), SIGUSR1);
+        const timespec limit{30, 0};
+        Require(sigtimedwait(&waited, nullptr, &limit) == SIGUSR1, "a signal is lost");
+    }
+    Require(SignalCount::taken == 0, "a handler has run");
+    client.End();
+}
+
+template <typename Layout>
+[[noreturn]] void BeChild(CardClient<Layout>& client, const std::string& end)
+{
+    alarm(60);
+    try {
+        if (end == "again") {
+            client.afterCall = nullptr;
+            if (!Layout::isFront) { // the front ends by itself what a child inherits
+                static_cast<void>(client.f->C_Finalize(nullptr));
+            }
+            client.Start();
+            client.LogIn(loginCode.data(), 1);
+            client.FindKey();
+            client.Sign();
+            client.LogOut();
+            client.End();
+        }
+    } catch (const std::exception& error) {
+        static_cast<void>(dprintf(STDERR_FILENO, "the child: %s\n", error.what()));
+        _exit(4);
+    }
+    if (end == "_exit") {
+        _exit(0);
+    }
+    std::exit(0); // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
+}
+
+template <typename Layout>
+void ForkBehindEveryCall(const Arguments& arguments)
+{
+    CardClient<Layout> client(Load(arguments[0]));
+    int forks = 0;
+    client.afterCall = [&](const char* call) {
+        if (arguments.size() > 3 && arguments[3] != call) {
+            return;
+        }
+        const pid_t child = fork();
+        if (child == 0) {
+            BeChild(client, arguments[2]);
+        }
+        int status = 0;
+        while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
+        Require(status == 0,
+                std::string("the child behind ") + call + " ends with " + std::to_string(status));
+        ++forks;
+    };
+    client.UseCard(loginCode.data());
+    std::printf("forks: %d\n", forks);
+}
+
+// The thread that is at work when the process ends. What it does fails once the end has begun.
+template <typename Layout>
+class Worker
+{
+public:
+    Worker(CardClient<Layout>& usedClient, const std::string& moment)
+        : client(usedClient), thread([this, moment] { Run(moment); })
+    {
+        while (!begun) {
+            std::this_thread::yield();
+        }
+        if (moment == "dialog") {
+            AwaitFile(std::getenv("SLOW_PINENTRY_ASKED"));
+        }
+        if (moment == "card") {
+            AwaitSleep(number);
+        }
+        thread.detach();
+    }
+
+private:
+    void Run(const std::string& moment)
+    {
+        number = gettid();
+        try {
+            client.Start();
+            if (moment != "start") {
+                client.OpenSession(1);
+                begun = moment == "dialog";
+                static_cast<void>(client.Login(moment == "dialog" ? nullptr : loginCode.data()));
+                client.FindKeys();
+            }
+            begun = true;
+            while (true) {
+                if (moment == "start") {
+                    client.End();
+                    client.Start();
+                } else {
+                    client.Sign();
+                }
+            }
+        } catch (const std::exception&) {
+            begun = true;
+            pause();
+        }
+    }
+
+    CardClient<Layout>& client;
+    std::atomic<bool> begun{false};
+    std::atomic<pid_t> number{0};
+    std::thread thread;
+};
+
+template <typename Layout>
+void EndAtTheMoment(const Arguments& arguments)
+{
+    // Neither is destroyed: the thread uses them until the process has ended.
+    auto& client = *new CardClient<Layout>(Load(arguments[0]));
+    new Worker<Layout>(client, arguments[3]);
+    const auto end = [quickly = arguments[2] == "quick_exit"] {
+        if (quickly) {
+            std::quick_exit(0);
+        }
+        std::exit(0); // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
+    };
+    if (arguments[4] == "thread") {
+        std::thread(end).join();
+    }
+    end();
+}
+
+// One order of unloading, in a process of its own. `finalizedBefore` is the place in the order that C_Finalize comes
+// before; that of no place leaves it out.
+template <typename Layout>
+void UnloadInOrder(const Arguments& files, const std::array<unsigned, 3>& order, unsigned finalizedBefore)
+{
+    std::array<void*, 3> modules{};
+    for (unsigned i = 0; i < modules.size(); ++i) {
+        modules[i] = Load(files[i]);
+    }
+    CardClient<Layout> client(modules[0]);
+    client.Start();
+    client.LogIn(loginCode.data());
+    client.FindKeys();
+    client.Sign();
+    bool isLoaded = true;
+    for (unsigned place = 0; place < order.size(); ++place) {
+        if (place == finalizedBefore && isLoaded) {
+            client.End();
+        }
+        isLoaded = isLoaded && order[place] != 0;
+        dlclose(modules[order[place]]);
+    }
+    Require(ThreadsOfProcess() == 1, "a thread is left");
+    for (const std::string& file : {files[0], files[1]}) {
+        Require(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD) == nullptr, file + " is still loaded");
+    }
+    CardClient<Layout> next(Load(files[0]));
+    next.Start();
+    next.End();
+}
+
+template <typename Layout>
+void UnloadInEveryOrder(const Arguments& arguments)
+{
+    const Arguments files{arguments[0], arguments[2], arguments[3]};
+    std::array<unsigned, 3> order{0, 1, 2};
+    int orders = 0;
+    do {
+        for (unsigned finalizedBefore = 0; finalizedBefore <= order.size(); ++finalizedBefore) {
+            const pid_t child = fork();
+            if (child == 0) {
+                alarm(60);
+                try {
+                    UnloadInOrder<Layout>(files, order, finalizedBefore);
+                } catch (const std::exception& error) {
+                    static_cast<void>(dprintf(STDERR_FILENO, "%u %u %u, C_Finalize before %u: %s\n", order[0],
+                                              order[1], order[2], finalizedBefore, error.what()));
+                    _exit(4);
+                }
+                std::exit(0); // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
+            }
+            int status = 0;
+            waitpid(child, &status, 0);
+            Require(status == 0, "an order ends with " + std::to_string(status));
+            ++orders;
+        }
+    } while (std::next_permutation(order.begin(), order.end()));
+    std::printf("orders: %d\n", orders);
+}
+
+template <typename Layout>
+void UseWithRefusedCalls(const Arguments& arguments)
+{
+    const auto error = static_cast<unsigned>(std::stoul(arguments[2]));
+    std::vector<unsigned> calls{SYS_inotify_init, SYS_inotify_init1, SYS_inotify_add_watch, SYS_memfd_create,
+                                SYS_eventfd2,     SYS_close_range,   SYS_pidfd_open,        SYS_renameat2,
+                                SYS_statx,        SYS_membarrier};
+    if (error == ENOSYS) {
+        calls.push_back(SYS_clone3); // any other error is one to the C library, which starts no thread then
+    }
+    RefuseCalls(calls, error);
+    CardClient<Layout> client(Load(arguments[0]));
+    client.UseCard(loginCode.data());
+    client.Start();
+    Require(client.Slots().size() == 2, "there is another card");
+    RunToItsEnd({arguments[3], "insert", "boris", "Reader 1"});
+    AwaitCondition([&client] { return client.Slots().size() == 4; }, "the inserted card is not seen");
+    client.End();
+}
+
+// What each scenario does until it ends; every code is read where it is used.
+template <typename Layout>
+void LeaveSecrets(const Arguments& arguments)
+{
+    const std::string& scenario = arguments[2];
+    CardClient<Layout> client(Load(arguments[0]));
+    client.Start();
+    client.OpenSession(scenario == "qualified" || scenario == "authorised" || scenario == "wrong-pin" ? 0
+                                                                                                      : 1);
+    unsigned long login = 0;
+    if (scenario == "asked" || scenario == "cancelled") {
+        login = client.Login(nullptr);
+    } else {
+        softcard::SecretText code = ReadCode();
+        login = client.Login(code.data());
+    }
+    const std::map<std::string, unsigned long> refusals{{"wrong", CKR_PIN_INCORRECT},
+                                                        {"cancelled", CKR_FUNCTION_CANCELED}};
+    const auto expected = refusals.find(scenario);
+    Require(login == (expected == refusals.end() ? CKR_OK : expected->second),
+            "C_Login answers " + std::to_string(login));
+    if (login == CKR_OK && scenario != "login") {
+        client.FindKey();
+        if (scenario == "authorised") {
+            client.SignAuthorised([&client] {
+                softcard::SecretText pin = ReadCode();
+                return client.Login(pin.data(), CKU_CONTEXT_SPECIFIC);
+            });
+        } else if (scenario == "wrong-pin") {
+            Require(client.SignAnyhow() == CKR_FUNCTION_CANCELED, "C_Sign with a cancelled PIN");
+        } else {
+            client.Sign();
+        }
+        if (scenario == "decrypted") {
+            client.FindKeys();
+            client.Encrypt();
+            client.Decrypt();
+        }
+        if (scenario != "signed-in") {
+            client.LogOut();
+        }
+    }
+    if (scenario == "finalized") {
+        client.End();
+    }
+    _exit(0);
+}
+
+} // namespace hosts

@@ -1,0 +1,40 @@
+// System calls that the kernel refuses to this process and to all that it starts.
+#pragma once
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <system_error>
+#include <vector>
+
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+
+namespace hosts {
+
+// From now on each of these calls fails with `error`. On x86-64 alone, whose numbers they are.
+inline void RefuseCalls(const std::vector<unsigned>& calls, unsigned error)
+{
+    const auto count = static_cast<unsigned char>(calls.size());
+    std::vector<sock_filter> program{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AUDIT_ARCH_X86_64, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+    };
+    for (unsigned char i = 0; i < count; ++i) {
+        const auto toTheRefusal = static_cast<unsigned char>(count - i);
+        program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, calls[i], toTheRefusal, 0));
+    }
+    program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+    program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | (error & SECCOMP_RET_DATA)));
+    const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+        throw std::system_error(errno, std::generic_category(), "the filter of system calls");
+    }
+}
+
+} // namespace hosts
