@@ -2,6 +2,7 @@
 
 #include "src/platform/platform.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -85,6 +86,16 @@ const char* SplitOffVerboseText(char* message)
         marker[-1] = '\0';
     }
     return marker + std::strlen(verboseMarker);
+}
+
+// What cards, files and applications are called may be in a message, and makes no second line of it.
+void KeepOnOneLine(char (&message)[logMessageSize])
+{
+    constexpr unsigned char firstPrintable = ' ';
+    constexpr unsigned char deleteCharacter = 0x7F;
+    std::replace_if(
+        message, message + std::strlen(message),
+        [](unsigned char byte) { return byte < firstPrintable || byte == deleteCharacter; }, '?');
 }
 
 void AppendVerboseTail(char (&line)[lineSize], const char* function, const char* verbose)
@@ -207,6 +218,7 @@ void WriteLogLine(LogLevel level, const char* function, const char* format, ...)
     va_start(arguments, format);
     static_cast<void>(std::vsnprintf(message, sizeof(message), format, arguments));
     va_end(arguments);
+    KeepOnOneLine(message);
 
     Logger::Instance().Emit(level, message, functionName);
 }

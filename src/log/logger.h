@@ -102,7 +102,7 @@ private:
 // `destination`, which is left with at most `maxLength` characters.
 void FormatThreadId(char* destination, std::size_t maxLength);
 
-// Composes and writes one statement. Call it through LOG_LINE, which tests first.
+// Composes and writes one statement, with "?" for each control character. Call it through LOG_LINE, which tests first.
 [[gnu::format(printf, 3, 4)]] void WriteLogLine(LogLevel level, const char* function, const char* format,
                                                 ...);
 
