@@ -300,49 +300,54 @@ void UseWithRefusedCalls(const Arguments& arguments)
     client.End();
 }
 
-// What each scenario does until it ends; every code is read where it is used.
+// Signs with the key of the slot. With "authorised" the PIN is given; else the qualified key has the keyboard ask.
+template <typename Layout>
+void SignAsTold(CardClient<Layout>& client, const std::string& scenario)
+{
+    client.FindKey();
+    if (scenario == "authorised") {
+        client.SignAuthorised([&client] {
+            softcard::SecretText code = ReadCode();
+            return client.Login(code.data(), CKU_CONTEXT_SPECIFIC);
+        });
+    } else if (scenario == "wrong-pin") {
+        Require(client.SignAnyhow() == CKR_FUNCTION_CANCELED, "C_Sign with a cancelled PIN");
+    } else {
+        client.Sign();
+    }
+    if (scenario == "decrypted") {
+        client.FindKeys();
+        client.Encrypt();
+        client.Decrypt();
+    }
+}
+
+// Every code is read where it is used, and the process ends where the scenario does.
 template <typename Layout>
 void LeaveSecrets(const Arguments& arguments)
 {
     const std::string& scenario = arguments[2];
-    CardClient<Layout> client(Load(arguments[0]));
-    client.Start();
-    client.OpenSession(scenario == "qualified" || scenario == "authorised" || scenario == "wrong-pin" ? 0
-                                                                                                      : 1);
-    unsigned long login = 0;
-    if (scenario == "asked" || scenario == "cancelled") {
-        login = client.Login(nullptr);
-    } else {
-        softcard::SecretText code = ReadCode();
-        login = client.Login(code.data());
-    }
+    const bool isQualified = scenario == "qualified" || scenario == "authorised" || scenario == "wrong-pin";
     const std::map<std::string, unsigned long> refusals{{"wrong", CKR_PIN_INCORRECT},
                                                         {"cancelled", CKR_FUNCTION_CANCELED}};
-    const auto expected = refusals.find(scenario);
-    Require(login == (expected == refusals.end() ? CKR_OK : expected->second),
-            "C_Login answers " + std::to_string(login));
-    if (login == CKR_OK && scenario != "login") {
-        client.FindKey();
-        if (scenario == "authorised") {
-            client.SignAuthorised([&client] {
-                softcard::SecretText pin = ReadCode();
-                return client.Login(pin.data(), CKU_CONTEXT_SPECIFIC);
-            });
-        } else if (scenario == "wrong-pin") {
-            Require(client.SignAnyhow() == CKR_FUNCTION_CANCELED, "C_Sign with a cancelled PIN");
-        } else {
-            client.Sign();
-        }
-        if (scenario == "decrypted") {
-            client.FindKeys();
-            client.Encrypt();
-            client.Decrypt();
-        }
-        if (scenario != "signed-in") {
-            client.LogOut();
-        }
+    CardClient<Layout> client(Load(arguments[0]));
+    client.Start();
+    client.OpenSession(isQualified ? 0 : 1);
+    softcard::SecretText code;
+    if (scenario != "asked" && scenario != "cancelled") {
+        code = ReadCode();
     }
-    if (scenario == "finalized") {
+    const unsigned long login = client.Login(code.empty() ? nullptr : code.data());
+    code = softcard::SecretText();
+    const auto refusal = refusals.find(scenario);
+    Require(login == (refusal == refusals.end() ? CKR_OK : refusal->second), "another answer of C_Login");
+    if (login == CKR_OK) {
+        SignAsTold(client, scenario);
+    }
+    if (login == CKR_OK && scenario != "logged-in") {
+        client.LogOut();
+    }
+    if (arguments[3] == "finalized") {
         client.End();
     }
     _exit(0);

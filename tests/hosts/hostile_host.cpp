@@ -15,7 +15,10 @@
 //                                or "card", a call that waits in the card-access library
 //     unload OTHER CARD_LIBRARY  loads three modules and unloads them in every order, with and without C_Finalize
 //     refused ERROR CARD_TOOL    is refused system calls with this errno, and has a second card inserted
-//     secrets SCENARIO           reads codes from the standard input and ends with _exit behind the scenario
+//     secrets SCENARIO started|finalized
+//                                reads codes from the standard input and ends at once behind the scenario, or behind
+//                                C_Finalize: "logged-in", "signed", "decrypted", "qualified", "authorised", "asked", "wrong",
+//                                "cancelled" or "wrong-pin"
 //
 // TAVRIK_HOME has a card "anna" in "Reader 0" and, for "fork", a card "boris" in "Reader 1"; TAVRIK_PINENTRY is the keyboard.
 // Ends with 0; 3 when something fails, which it tells on the standard error; by SIGALRM when it hangs.
