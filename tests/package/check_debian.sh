@@ -33,6 +33,8 @@ for package in tavrik-pkcs11 tavrik-softcard tavrik-pkcs11-dev; do
         fail "$package is not installed"
 done
 
+"$(dirname "$0")/hardening_test.sh" "$root/usr" || fail "a file is not hardened"
+
 library=$(find "$root/usr/lib" -name libpkcs11_x64.so)
 [ -n "$library" ] || fail "the library is not there"
 [ -e "$root/usr/share/man/man1/tavrik-card.1.gz" ] || fail "the manual is not there"

@@ -41,6 +41,10 @@ done <<<"$expected"
 while read -r file; do
     [ -f "$programs/$file" ] || fail "$file is not installed"
 done <<<"$expected"
+while read -r file; do
+    "$(dirname "$0")/../windows/hardening_test.sh" x86_64-w64-mingw32-objdump "$programs/$file" ||
+        fail "$file is not hardened"
+done < <(grep -E '\.(dll|exe)$' <<<"$expected")
 "$run" reg query "$uninstall_key" >/dev/null || fail "Windows does not know that it is installed"
 
 folder=$(mktemp -d)
