@@ -82,11 +82,13 @@ TEST_F(LogLinesTest, NameOfAReaderMakesNoLineOfItsOwn)
     script->AddReader(u"Reader\r\n ERR; forged; one\u010A ERR; forged; two\x7F\x1B[2J", CertifiedCard());
     Initialize();
     const std::string all = log.Raw();
-    EXPECT_NE(all.find("added in reader: Reader?? ERR; forged; one? ERR; forged; two??[2J;"), std::string::npos);
+    EXPECT_NE(all.find("added in reader: Reader?? ERR; forged; one? ERR; forged; two??[2J;"),
+              std::string::npos);
     std::size_t begin = 0;
     for (auto end = all.find("\r\n"); end != std::string::npos; end = all.find("\r\n", begin)) {
         const std::string line = all.substr(begin, end - begin);
-        EXPECT_TRUE(Matches(line, "( ERR|WARN|INFO| DBG); [^[:cntrl:]]*; +pkcs11_x64; [^[:cntrl:]]*")) << line;
+        EXPECT_TRUE(Matches(line, "( ERR|WARN|INFO| DBG); [^[:cntrl:]]*; +pkcs11_x64; [^[:cntrl:]]*"))
+            << line;
         begin = end + 2;
     }
     EXPECT_EQ(begin, all.size());
