@@ -51,20 +51,20 @@ struct CallRecord
     uint64_t result = 0;  // CK_RV
     bool thrown = false;  // an exception left the call, and there is no result
 
-    std::optional<uint64_t> mechanism; // none for a null pointer
-    uint64_t key = 0;                  // or the object
-    Bytes data;
+    std::optional<uint64_t> mechanism{}; // none for a null pointer
+    uint64_t key = 0;                    // or the object
+    Bytes data{};
 
     // Of functions that give back bytes or a list.
     bool lengthGiven = false; // the pointer to the length is not null
     bool bufferGiven = false;
     uint64_t room = 0;     // as told in the length on the way in
     uint64_t told = 0;     // the length on the way out
-    Bytes output;          // what came back in the buffer, `told` elements at most
+    Bytes output{};        // what came back in the buffer, `told` elements at most
     bool untouched = true; // the buffer behind what was told, or all of it when the call failed
 
-    uint64_t handle = 0;           // a new session or object
-    std::vector<uint64_t> handles; // that a search found
+    uint64_t handle = 0;             // a new session or object
+    std::vector<uint64_t> handles{}; // that a search found
 };
 
 // Looks at each call.
