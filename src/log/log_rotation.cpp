@@ -5,6 +5,7 @@
 #include "src/platform/platform.h"
 #include "src/platform/regular_file.h"
 
+#include <exception>
 #include <iomanip>
 #include <locale>
 #include <optional>
@@ -74,6 +75,19 @@ std::time_t ParseTime(const std::string& text)
     return std::mktime(&parsed);
 }
 
+// True as long as this lives.
+class Marked
+{
+public:
+    explicit Marked(bool& itsMark) : mark(itsMark) { mark = true; }
+    ~Marked() { mark = false; }
+    Marked(const Marked&) = delete;
+    Marked& operator=(const Marked&) = delete;
+
+private:
+    bool& mark;
+};
+
 InputFile Opened(const std::filesystem::path& path)
 {
     return {path, Links::refused, Content::binary};
@@ -127,10 +141,14 @@ void Logger::CheckRotation()
     if (rotating) {
         return; // a file that can't be moved is over its limit in its own header again, without an end
     }
-    if (settings.rotationMode == rotateBySize) {
-        RotateBySize();
-    } else if (settings.rotationMode == rotateByAge) {
-        RotateByAge();
+    try {
+        if (settings.rotationMode == rotateBySize) {
+            RotateBySize();
+        } else if (settings.rotationMode == rotateByAge) {
+            RotateByAge();
+        }
+    } catch (
+        const std::exception&) { // NOLINT(bugprone-empty-catch): such as no memory; the next line tries again
     }
 }
 
@@ -223,12 +241,14 @@ void Logger::RotateLogFiles(const std::u16string& searchMask, const std::u16stri
 
 void Logger::Rotate()
 {
-    rotating = true;
+    const Marked mark(rotating);
     currentFile.Close();
-    RetireFiles();
+    try {
+        RetireFiles();
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): as when they can't be moved
+    }
     OpenCurrentFile();
     WriteSessionHeader(system, [this](const char* text) REQUIRES(lineLock) { Send(text); });
-    rotating = false;
 }
 
 void Logger::RetireFiles() const

@@ -14,7 +14,9 @@
 #include <ctime>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -591,6 +593,29 @@ TEST_F(LogRotationTest, FileThatCannotBeMovedTakesItsLinesWithAHeaderBehindEach)
     ASSERT_NE(two, std::string::npos);
     EXPECT_EQ(CountOf(text.substr(one, two - one), "CardAPI, version"), 1U);
     EXPECT_EQ(CountOf(text.substr(two), "CardAPI, version"), 1U);
+}
+
+TEST_F(LogRotationTest, RotationThatFailsIsToldToNobodyAndIsNotTheLast)
+{
+    bool fails = false;
+    LogSystem system = System();
+    system.runCommand = [&fails](const char*, std::string&) {
+        if (std::exchange(fails, false)) {
+            throw std::bad_alloc();
+        }
+    };
+    logger = std::make_unique<Logger>(system);
+    Start();
+    fails = true;
+    folder.Append("Pkcs11.log", std::string(sizeLimit, 'x'));
+    EXPECT_NO_THROW(Emit("one"));
+    EXPECT_FALSE(fails);
+    EXPECT_TRUE(BeginsWithHeader(Current()));
+    EXPECT_NO_THROW(Emit("two"));
+    EXPECT_TRUE(Current().ends_with("; two\r\n"));
+    folder.Append("Pkcs11.log", std::string(sizeLimit, 'x'));
+    EXPECT_NO_THROW(Emit("three"));
+    EXPECT_EQ(folder.Names(), (Names{"Pkcs11.log", "Pkcs11_1.log", "Pkcs11_2.log"}));
 }
 
 TEST_F(LogRotationTest, TwoLoggersWriteIntoOneFile)
