@@ -88,14 +88,16 @@ const char* SplitOffVerboseText(char* message)
     return marker + std::strlen(verboseMarker);
 }
 
-// What cards, files and applications are called may be in a message, and makes no second line of it.
+// What cards, files and applications are called may be in a message, and makes no second line of it, nor does it
+// command a terminal. A tab does neither and stands.
 void KeepOnOneLine(char (&message)[logMessageSize])
 {
     constexpr unsigned char firstPrintable = ' ';
     constexpr unsigned char deleteCharacter = 0x7F;
     std::replace_if(
         message, message + std::strlen(message),
-        [](unsigned char byte) { return byte < firstPrintable || byte == deleteCharacter; }, '?');
+        [](unsigned char byte) { return (byte < firstPrintable && byte != '\t') || byte == deleteCharacter; },
+        '?');
 }
 
 void AppendVerboseTail(char (&line)[lineSize], const char* function, const char* verbose)

@@ -40,7 +40,7 @@ public:
     void Initialize(const LogSettings* chosen) EXCLUDES(lineLock);
 
     // Writes one line, without a test of level or sink. `message` may hold a verbose text behind "VERB:"; on
-    // return it holds only the description before it.
+    // return it holds only the description before it. What goes wrong with the files is not told of.
     void Emit(LogLevel level, char* message, const char* function) EXCLUDES(lineLock);
 
     // Sends a text to the sinks as it stands.
@@ -102,7 +102,8 @@ private:
 // `destination`, which is left with at most `maxLength` characters.
 void FormatThreadId(char* destination, std::size_t maxLength);
 
-// Composes and writes one statement, with "?" for each control character. Call it through LOG_LINE, which tests first.
+// Composes and writes one statement, with "?" for each control character but tabs. Call it through LOG_LINE, which tests
+// first.
 [[gnu::format(printf, 3, 4)]] void WriteLogLine(LogLevel level, const char* function, const char* format,
                                                 ...);
 

@@ -79,15 +79,16 @@ TEST_F(LogLinesTest, NameOfAReaderMakesNoLineOfItsOwn)
 {
     LogCapture log(script, {.extensive = true});
     // The library keeps the low byte of each character.
-    script->AddReader(u"Reader\r\n ERR; forged; one\u010A ERR; forged; two\x7F\x1B[2J", CertifiedCard());
+    script->AddReader(u"Reader\r\n ERR; forged; one\u010A ERR; forged; two\x7F\x1B[2J\there",
+                      CertifiedCard());
     Initialize();
     const std::string all = log.Raw();
-    EXPECT_NE(all.find("added in reader: Reader?? ERR; forged; one? ERR; forged; two??[2J;"),
+    EXPECT_NE(all.find("added in reader: Reader?? ERR; forged; one? ERR; forged; two??[2J\there;"),
               std::string::npos);
     std::size_t begin = 0;
     for (auto end = all.find("\r\n"); end != std::string::npos; end = all.find("\r\n", begin)) {
         const std::string line = all.substr(begin, end - begin);
-        EXPECT_TRUE(Matches(line, "( ERR|WARN|INFO| DBG); [^[:cntrl:]]*; +pkcs11_x64; [^[:cntrl:]]*"))
+        EXPECT_TRUE(Matches(line, "( ERR|WARN|INFO| DBG); [^[:cntrl:]]*; +pkcs11_x64; ([^[:cntrl:]]|\t)*"))
             << line;
         begin = end + 2;
     }
