@@ -1,5 +1,6 @@
 #include "src/log/configuration.h"
 
+#include "src/log/configuration_text.h"
 #include "src/platform/platform.h"
 #include "src/platform/regular_file.h"
 
@@ -9,6 +10,7 @@
 #include <exception>
 #include <filesystem>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -23,14 +25,14 @@ std::filesystem::path ConfigurationFile(const char16_t* directory)
     return Platform::PathOf(std::u16string(directory) + u"config.json");
 }
 
-void ReadBoolean(const json& section, const char* key, bool& value)
+void ReadBoolean(const ConfigurationValues& section, const char* key, bool& value)
 {
     if (section.contains(key)) {
-        value = section.at(key).get<bool>();
+        value = section.find(key)->second.get<bool>();
     }
 }
 
-void ReadBoolean(const json& section, const char* key, SharedByte<bool>& value)
+void ReadBoolean(const ConfigurationValues& section, const char* key, SharedByte<bool>& value)
 {
     bool read = value;
     ReadBoolean(section, key, read);
@@ -84,13 +86,13 @@ LogTimeFormat TimeFormatNamed(const json& name)
 
 // Adds the key, with a blank before it, to `invalid` when its value is no name of the map.
 template <typename Value>
-void ReadName(const json& section, const char* key, Value (*valueNamed)(const json&),
+void ReadName(const ConfigurationValues& section, const char* key, Value (*valueNamed)(const json&),
               SharedByte<Value>& value, std::string& invalid)
 {
     if (!section.contains(key)) {
         return;
     }
-    const Value read = valueNamed(section.at(key));
+    const Value read = valueNamed(section.find(key)->second);
     if (read == static_cast<Value>(invalidName)) {
         invalid.append(" ").append(key);
     } else {
@@ -100,14 +102,14 @@ void ReadName(const json& section, const char* key, Value (*valueNamed)(const js
 
 // The keys are applied one at a time, so those before one that throws stay applied. Returns the list of keys
 // with invalid names.
-std::string ApplyLogSection(const json& section, LogSettings& settings)
+std::string ApplyLogSection(const ConfigurationValues& section, LogSettings& settings)
 {
     ReadBoolean(section, "logToConsole", settings.logToConsole);
     ReadBoolean(section, "logToDebugger", settings.logToDebugger);
     ReadBoolean(section, "logToFile", settings.logToFile);
     ReadBoolean(section, "extensive", settings.extensive);
     if (section.contains("fileCount")) {
-        settings.fileCount = CountOf(section.at("fileCount"));
+        settings.fileCount = CountOf(section.find("fileCount")->second);
     }
     std::string invalid;
     ReadName(section, "logFromLevel", LevelNamed, settings.logFromLevel, invalid);
@@ -118,27 +120,24 @@ std::string ApplyLogSection(const json& section, LogSettings& settings)
 void Apply(const char* text, const std::string& path, LogSettings* settings, bool* pinPadEnabled,
            std::string& report)
 {
-    const json root = json::parse(text);
+    const ConfigurationText values = ParseConfiguration(text);
     if (pinPadEnabled != nullptr) {
-        ReadBoolean(root, "pinPadEnabled", *pinPadEnabled);
+        ReadBoolean(values.root, "pinPadEnabled", *pinPadEnabled);
     }
     if (settings == nullptr) {
         return;
     }
-    if (!root.contains("log")) {
+    if (!values.root.contains("log")) {
         report = "Missing section \"log\" in " + path + " . Applying default values";
         return;
     }
-    const std::string invalid = ApplyLogSection(root.at("log"), *settings);
+    const std::string invalid = ApplyLogSection(values.log, *settings);
     if (!invalid.empty()) {
         report = "Invalid enum values in " + path + ": " + invalid;
     }
 }
 
-} // namespace
-
-void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory,
-                       std::string& report)
+void Load(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory, std::string& report)
 {
     const std::string path = Platform::NarrowPath(ConfigurationFile(directory), longestPath);
     const std::vector<char> text = ReadConfigurationFile(directory, report);
@@ -151,6 +150,17 @@ void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_
         report = "Exception in parsing " + path + ": " + exception.what();
     } catch (...) {
         report = "Unknown exception in parsing " + path;
+    }
+}
+
+} // namespace
+
+void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory,
+                       std::string& report)
+{
+    try {
+        Load(settings, pinPadEnabled, directory, report);
+    } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): there is no memory to tell of it
     }
 }
 

@@ -17,6 +17,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -382,9 +383,12 @@ void Nothing(Run& /*run*/) {}
 
 void WriteALog(Run& run)
 {
+    const std::u16string folder = LogFolder().u16string() + u"/";
     std::filesystem::remove(LogFolder() / "Pkcs11.log");
-    run.script.SetDirectories(u"/nowhere/", LogFolder().u16string() + u"/");
-    // Not by a config.json: the JSON library ends the process when it has no memory to release what it has read.
+    std::ofstream(LogFolder() / "config.json")
+        << R"({"pinPadEnabled": false, "log": {"fileCount": 5, "other": [{"a": [1, 2]}, []]}, "c": {"log": {}}})";
+    run.script.SetDirectories(folder, folder);
+    // Not in the file: a fault in reading it would leave its switches as they were.
     run.script.SetLogSwitches(scripted::LogSwitches{.toConsole = false, .toFile = true});
 }
 

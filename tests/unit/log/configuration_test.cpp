@@ -187,6 +187,27 @@ TEST_F(ConfigurationTest, SectionThatIsNoObjectChangesAndReportsNothing)
     }
 }
 
+TEST_F(ConfigurationTest, OfAKeyThatStandsTwiceTheLastCounts)
+{
+    Load(R"({"log": {"logToConsole": true, "fileCount": 3}, "log": {"fileCount": 1, "fileCount": 2}})");
+    EXPECT_EQ(report, "");
+    EXPECT_EQ(settings.fileCount, 2);
+    EXPECT_FALSE(settings.logToConsole);
+    Load(R"({"log": {"fileCount": 4}, "log": 5})");
+    EXPECT_EQ(report, "");
+    EXPECT_EQ(settings.fileCount, 2);
+}
+
+TEST_F(ConfigurationTest, KeysOfOtherObjectsAndListsDoNotCount)
+{
+    Load(
+        R"({"a": {"log": {"fileCount": 3}, "pinPadEnabled": true}, "b": [{"log": {"fileCount": 3}}],)"
+        R"( "log": {"c": {"fileCount": 3}, "d": [[{"fileCount": 3}]], "log": {"fileCount": 3}}, "fileCount": 3})");
+    EXPECT_EQ(report, "");
+    EXPECT_FALSE(pinPadEnabled);
+    EXPECT_EQ(Values(), defaultValues);
+}
+
 TEST_F(ConfigurationTest, EmptyFileReachesTheParser)
 {
     Load("");
