@@ -73,11 +73,12 @@ void ApplyReaderEvent(uint32_t event, const char16_t* readerName, CardSession ca
         LogFailedEvent(*status);
         return;
     }
-    const std::string narrowName = NarrowReaderName(readerName);
     if (event == cardInsertedEvent) {
-        LoadSlotList(cardSession, narrowName);
+        UnownedCardSession inserted(cardSession);
+        const std::string narrowName = NarrowReaderName(readerName);
+        LoadSlotList(inserted.Release(), narrowName);
     } else if (event == cardRemovedEvent) {
-        UnloadSlotList(narrowName, cardSession);
+        UnloadSlotList(NarrowReaderName(readerName), cardSession);
     }
 }
 
@@ -93,22 +94,26 @@ void HandleReaderEvent(uint32_t event, const char16_t* readerName, CardSession c
     }
 }
 
+void LogFailedWatch(const char* reason)
+{
+    LOG_LINE(LogLevel_Error, "MonitoringThread::DoMonitoring", "Watching the readers failed: %s", reason);
+}
+
 // False when the step failed, which is logged with the reason when `logged` is true.
 template <typename Step>
 bool Succeeds(bool logged, Step&& step)
 {
-    std::string reason;
     try {
         std::forward<Step>(step)();
         return true;
     } catch (const std::exception& failure) {
-        reason = failure.what();
+        if (logged) {
+            LogFailedWatch(failure.what());
+        }
     } catch (...) {
-        reason = "unknown exception";
-    }
-    if (logged) {
-        LOG_LINE(LogLevel_Error, "MonitoringThread::DoMonitoring", "Watching the readers failed: %s",
-                 reason.c_str());
+        if (logged) {
+            LogFailedWatch("unknown exception");
+        }
     }
     return false;
 }

@@ -72,24 +72,19 @@ void InTransaction(CardSession cardSession, Read&& read)
     CardAPI_StopTransaction(cardSession);
 }
 
-// The card session becomes the token's, or is closed when there is no token for it.
+// The card session becomes the token's.
 void AddCard(CardSession cardSession, const std::string& readerName)
 {
     auto& cache = InternalCache::GetInstance();
-    std::shared_ptr<CardToken> token;
-    try {
-        InTransaction(cardSession, [&] {
-            token = std::make_shared<CardToken>(cache.tokenIdCounter++, cardSession, readerName);
-            cache.AddCardToken(token);
-            cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, qualifiedLabel));
-            cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, ordinaryLabel));
-        });
-    } catch (...) {
-        if (token == nullptr) {
-            Try([cardSession] { CardAPI_CloseSession(cardSession); });
-        }
-        throw;
-    }
+    UnownedCardSession unowned(cardSession);
+    std::shared_ptr<CardToken> token; // ends behind the transaction, when the store does not take it
+    InTransaction(cardSession, [&] {
+        token = std::make_shared<CardToken>(cache.tokenIdCounter++, cardSession, readerName);
+        unowned.Release();
+        cache.AddCardToken(token);
+        cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, qualifiedLabel));
+        cache.AddSlot(MakeSlot(cache.slotIdCounter++, token->tokenId, ordinaryLabel));
+    });
 }
 
 void AddCardInReader(const char16_t* readerName)
@@ -129,6 +124,20 @@ void AddCardsInAllReaders()
 }
 
 } // namespace
+
+UnownedCardSession::UnownedCardSession(CardSession open) : session(open) {}
+
+UnownedCardSession::~UnownedCardSession()
+{
+    if (session != 0) {
+        Try([this] { CardAPI_CloseSession(session); });
+    }
+}
+
+CardSession UnownedCardSession::Release()
+{
+    return std::exchange(session, 0);
+}
 
 void LoadSlotList(CardSession cardSession, const std::string& readerName)
 {

@@ -8,6 +8,22 @@
 #include <string>
 #include <vector>
 
+// A card session that no token owns yet. It is closed with this, unless it has been released; what the card side throws
+// then is lost.
+class UnownedCardSession
+{
+public:
+    explicit UnownedCardSession(CardSession open);
+    ~UnownedCardSession();
+    UnownedCardSession(const UnownedCardSession&) = delete;
+    UnownedCardSession& operator=(const UnownedCardSession&) = delete;
+
+    CardSession Release();
+
+private:
+    CardSession session; // 0 when there is none
+};
+
 // Makes the token and the two slots of a card. With a card session, of the card on that session, which the
 // token then owns; with 0, of the card in every reader, on sessions opened here. Reports nothing: a reader
 // that cannot be opened is passed over.

@@ -11,7 +11,8 @@
 
 namespace faults {
 
-inline constexpr const char16_t* reader = u"Reader A";
+// Too long a name for a text that takes no memory.
+inline constexpr const char16_t* reader = u"Reader A of the scenarios";
 
 // One call of the application, or another event in its life, and what came of it.
 struct Step
