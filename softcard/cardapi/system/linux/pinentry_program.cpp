@@ -136,7 +136,8 @@ public:
         while (IsRunning() && !HasEnded()) {
             if (std::chrono::steady_clock::now() >= deadline) {
                 kill(process, SIGKILL);
-                waitpid(process, nullptr, 0);
+                while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+                }
                 return;
             }
             std::this_thread::sleep_for(endPause);

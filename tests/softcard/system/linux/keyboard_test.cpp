@@ -3,6 +3,7 @@
 #include "tests/softcard/answers.h"
 #include "tests/softcard/keyboard_home.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -10,9 +11,28 @@
 #include <map>
 #include <string>
 
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using namespace softcard::test;
+
+namespace {
+
+std::atomic<int> interruptions = 0; // to come, of waits for the end of a program
+
+} // namespace
+
+// The library calls this one in place of the system's.
+extern "C" pid_t waitpid(pid_t process, int* status, int options)
+{
+    if ((options & WNOHANG) == 0 && interruptions > 0) {
+        --interruptions;
+        errno = EINTR;
+        return -1;
+    }
+    return static_cast<pid_t>(syscall(SYS_wait4, process, status, options, nullptr));
+}
 
 namespace {
 
@@ -87,6 +107,21 @@ TEST_F(LinuxKeyboard, IsFoundOnThePath)
     const Verified verified = VerifyBok(session, nullptr);
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(verified.returned, 0);
+}
+
+TEST_F(LinuxKeyboard, LeavesNoZombieWhenSignalsInterruptTheWaitForItsEnd)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    WriteText(Scratch("endless"),
+              "#!/bin/sh\ntrap '' PIPE\necho OK\nwhile read line; do echo OK; done\nexec sleep 1000\n");
+    std::filesystem::permissions(Scratch("endless"), std::filesystem::perms(0755));
+    setenv("TAVRIK_PINENTRY", Scratch("endless").c_str(), 1);
+    interruptions = 2;
+    VerifyBok(session, nullptr);
+    EXPECT_EQ(interruptions.exchange(0), 0) << "the program was waited for";
+    errno = 0;
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
 }
 
 TEST_F(LinuxKeyboard, LeavesNoZombieAndNoSignalHandling)
