@@ -6,11 +6,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -52,47 +54,40 @@ uint8_t CountOf(const json& value)
     return fits ? static_cast<uint8_t>(static_cast<int32_t>(number)) : uint8_t{0};
 }
 
-// The value of the first row that has the JSON value, that of the leading row when there is none.
-template <typename Value>
-Value Lookup(const std::vector<std::pair<Value, json>>& rows, const json& name)
+// The names and what they stand for. Without a destructor: the process can end while a thread starts the library.
+template <typename Value, std::size_t count>
+using NameTable = std::array<std::pair<const char*, Value>, count>;
+
+constexpr NameTable<LogLevel, 4> levels{{{"LogLevel_Error", LogLevel_Error},
+                                         {"LogLevel_Warning", LogLevel_Warning},
+                                         {"LogLevel_Info", LogLevel_Info},
+                                         {"LogLevel_Debug", LogLevel_Debug}}};
+constexpr NameTable<LogTimeFormat, 3> timeFormats{
+    {{"LogTimeFormat_DateTime", LogTimeFormat_DateTime},
+     {"LogTimeFormat_DateTimeMillisec", LogTimeFormat_DateTimeMillisec},
+     {"LogTimeFormat_Millisec", LogTimeFormat_Millisec}}};
+
+// What the name stands for; `invalidName` when it is none of the table, or no text.
+template <typename Value, std::size_t count>
+Value Lookup(const NameTable<Value, count>& table, const json& name)
 {
-    for (const auto& [value, rowName] : rows) {
-        if (rowName == name) {
+    for (const auto& [text, value] : table) {
+        if (name == text) {
             return value;
         }
     }
-    return rows.front().first;
+    return static_cast<Value>(invalidName);
 }
 
-LogLevel LevelNamed(const json& name)
-{
-    static const std::vector<std::pair<LogLevel, json>> rows{{static_cast<LogLevel>(invalidName), nullptr},
-                                                             {LogLevel_Error, "LogLevel_Error"},
-                                                             {LogLevel_Warning, "LogLevel_Warning"},
-                                                             {LogLevel_Info, "LogLevel_Info"},
-                                                             {LogLevel_Debug, "LogLevel_Debug"}};
-    return Lookup(rows, name);
-}
-
-LogTimeFormat TimeFormatNamed(const json& name)
-{
-    static const std::vector<std::pair<LogTimeFormat, json>> rows{
-        {static_cast<LogTimeFormat>(invalidName), nullptr},
-        {LogTimeFormat_DateTime, "LogTimeFormat_DateTime"},
-        {LogTimeFormat_DateTimeMillisec, "LogTimeFormat_DateTimeMillisec"},
-        {LogTimeFormat_Millisec, "LogTimeFormat_Millisec"}};
-    return Lookup(rows, name);
-}
-
-// Adds the key, with a blank before it, to `invalid` when its value is no name of the map.
-template <typename Value>
-void ReadName(const ConfigurationValues& section, const char* key, Value (*valueNamed)(const json&),
+// Adds the key, with a blank before it, to `invalid` when its value is no name of the table.
+template <typename Value, std::size_t count>
+void ReadName(const ConfigurationValues& section, const char* key, const NameTable<Value, count>& table,
               SharedByte<Value>& value, std::string& invalid)
 {
     if (!section.contains(key)) {
         return;
     }
-    const Value read = valueNamed(section.find(key)->second);
+    const Value read = Lookup(table, section.find(key)->second);
     if (read == static_cast<Value>(invalidName)) {
         invalid.append(" ").append(key);
     } else {
@@ -112,8 +107,8 @@ std::string ApplyLogSection(const ConfigurationValues& section, LogSettings& set
         settings.fileCount = CountOf(section.find("fileCount")->second);
     }
     std::string invalid;
-    ReadName(section, "logFromLevel", LevelNamed, settings.logFromLevel, invalid);
-    ReadName(section, "timeFormat", TimeFormatNamed, settings.timeFormat, invalid);
+    ReadName(section, "logFromLevel", levels, settings.logFromLevel, invalid);
+    ReadName(section, "timeFormat", timeFormats, settings.timeFormat, invalid);
     return invalid;
 }
 
