@@ -135,6 +135,8 @@ void EndCall()
 
 CK_RV StartFront()
 {
+    Require(!ProcessIsEnding(), CKR_GENERAL_ERROR);
+    const WorkBeforeEnd work;
     Process& process = ThisProcess();
     const MutexLock starting(process.lifecycle);
     {
@@ -162,6 +164,8 @@ CK_RV StartFront()
 
 CK_RV EndFront()
 {
+    Require(!ProcessIsEnding(), CKR_CRYPTOKI_NOT_INITIALIZED);
+    const WorkBeforeEnd work;
     Process& process = ThisProcess();
     const MutexLock ending(process.lifecycle);
     std::unique_ptr<Front> front;

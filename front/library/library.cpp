@@ -11,7 +11,10 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstdlib>
 #include <limits>
+#include <utility>
 
 namespace front {
 namespace {
@@ -20,6 +23,15 @@ constexpr char fileName[] = "libpkcs11_x64.so";
 
 // The card has keys of up to 1024 bytes, and the library writes no more than a modulus; it is told no size.
 constexpr std::size_t outputCapacity = 2048;
+
+// The process ends, and the library with it: on another thread it may be at work in its last steps, and must not be let go
+// of.
+std::atomic<bool> endOfProcess{false};
+
+void NoteEndOfProcess()
+{
+    endOfProcess = true;
+}
 
 // What the library answers when an object is asked for an attribute.
 enum class Answer
@@ -111,6 +123,9 @@ CK_RV Library::Start()
     auto arguments = LibraryMutexArguments();
     const CK_RV started = functions->C_Initialize(&arguments);
     running = started == CKR_OK;
+    if (running && !toldOfEnd) {
+        toldOfEnd = std::atexit(NoteEndOfProcess) == 0; // comes before what the library has for the end
+    }
     return started == CKR_CRYPTOKI_ALREADY_INITIALIZED ? CKR_GENERAL_ERROR : started;
 }
 
@@ -119,7 +134,7 @@ CK_RV Library::End()
     running = false;
     inherited = false;
     const CK_RV ended = functions->C_Finalize(nullptr);
-    if (ended != CKR_OK) {
+    if (ended != CKR_OK && !endOfProcess) {
         Unload();
     }
     return ended;
@@ -129,6 +144,7 @@ void Library::Unload()
 {
     if (handle != nullptr) {
         functions = nullptr;
+        toldOfEnd = false;
         dlclose(std::exchange(handle, nullptr));
     }
 }

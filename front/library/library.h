@@ -42,7 +42,7 @@ public:
     // Loads the library if need be and starts it. In a forked child what was inherited running is ended
     // first. Answers CKR_GENERAL_ERROR when it can't be loaded or is already in use by the host itself.
     CK_RV Start();
-    // A library whose end fails is let go of, so that the next start has a fresh one.
+    // A library whose end fails is let go of, so that the next start has a fresh one, unless the process ends.
     CK_RV End();
     // Lets go of the loaded library, which ends it if it runs.
     void Unload();
@@ -87,6 +87,7 @@ private:
     void* handle = nullptr;
     packed::CK_FUNCTION_LIST* functions = nullptr;
     bool running = false;
+    bool toldOfEnd = false; // is to be told of the end of the process, since it was loaded
     bool inherited = false; // runs, but was started by the parent of this process
 };
 
