@@ -34,7 +34,7 @@ inline std::string loginCode = "123456"; // of both cards
 inline void* Load(const std::string& file)
 {
     void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    Require(module != nullptr, file + " is not loaded");
+    Require(module != nullptr, file + " is not loaded: " + (module == nullptr ? dlerror() : ""));
     return module;
 }
 

@@ -45,35 +45,6 @@ TEST_P(HostileHosts, SignalsAreTakenByTheHostAlone)
     ExpectHostSucceeds({"sigwait"});
 }
 
-TEST_P(HostileHosts, UnloadingInAnyOrderLeavesNothing)
-{
-    ExpectHostSucceeds({"unload", OtherModule(GetParam()), CARD_LIBRARY});
-}
-
-class Forks : public HostTest
-{
-protected:
-    Forks() { Tool({"insert", "boris", "Reader 1"}); }
-};
-
-INSTANTIATE_TEST_SUITE_P(Each, Forks, testing::Values("library", "front"),
-                         [](const auto& instance) { return instance.param; });
-
-TEST_P(Forks, ChildOfAnyMomentMayLeaveAtOnce)
-{
-    ExpectHostSucceeds({"fork", "_exit"});
-}
-
-TEST_P(Forks, ChildOfAnyMomentMayExit)
-{
-    ExpectHostSucceeds({"fork", "exit"});
-}
-
-TEST_P(Forks, ChildOfAnyMomentMayUseAnotherCard)
-{
-    ExpectHostSucceeds({"fork", "again"});
-}
-
 class RefusedCalls : public HostTest
 {
 };
