@@ -306,7 +306,10 @@ void Decrypt(Run& run)
                [&] { return run.m.DecryptInit(run.ordinary, CKM_RSA_PKCS, run.ordinaryKey); });
         if (run.Do("C_Decrypt", [&] { return run.m.Decrypt(run.ordinary, Bytes(128, 7), plain); }) ==
             CKR_OK) {
-            run.Expect(plain == CardMaterial().message, "the plain text is another");
+            // The library answers that it has decrypted nothing when the card has gone meanwhile.
+            const bool isNothing = plain.empty() && run.m.LetsExceptionsOut() &&
+                                   run.m.SessionInfo(run.ordinary) == CKR_SESSION_HANDLE_INVALID;
+            run.Expect(isNothing || plain == CardMaterial().message, "the plain text is another");
         }
     }
 }
