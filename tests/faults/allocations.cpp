@@ -212,7 +212,7 @@ void operator delete[](void* memory, std::size_t /*size*/, std::align_val_t /*al
 namespace Botan {
 
 // In the place of Botan's own, which its memory for secrets goes through.
-void* allocate_memory(size_t elements, size_t elementSize)
+void* allocate_memory(size_t elems, size_t size)
 {
     using Function = void*(size_t, size_t);
     static auto* const original =
@@ -220,18 +220,18 @@ void* allocate_memory(size_t elements, size_t elementSize)
     if (faults::AllocationFails()) {
         throw std::bad_alloc();
     }
-    return original(elements, elementSize);
+    return original(elems, size);
 }
 
 // The same. As Botan takes memory for secrets back, it may allocate some, and ends the process when there is none. No module
 // could help that, so these allocations never fail.
-void deallocate_memory(void* memory, size_t elements, size_t elementSize)
+void deallocate_memory(void* p, size_t elems, size_t size)
 {
     using Function = void(void*, size_t, size_t);
     static auto* const original =
         reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "_ZN5Botan17deallocate_memoryEPvmm"));
     faults::LeaveModule(1);
-    original(memory, elements, elementSize);
+    original(p, elems, size);
     faults::LeaveModule(-1);
 }
 
@@ -242,7 +242,7 @@ extern "C" {
 __attribute__((weak)) int __interceptor_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*),
                                                        void*);
 
-int pipe2(int* ends, int flags) noexcept
+int pipe2(int* pipedes, int flags) noexcept
 {
     using Function = int(int*, int);
     if (faults::withoutCommands) {
@@ -250,20 +250,19 @@ int pipe2(int* ends, int flags) noexcept
         return -1;
     }
     static auto* const original = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "pipe2"));
-    return original(ends, flags);
+    return original(pipedes, flags);
 }
 
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
-                   void* argument) noexcept
+int pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*routine)(void*), void* arg) noexcept
 {
     using Function = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     if (faults::Countdown::OfThreads().Hits()) {
         return EAGAIN;
     }
     if (__interceptor_pthread_create != nullptr) {
-        return __interceptor_pthread_create(thread, attributes, start, argument);
+        return __interceptor_pthread_create(thread, attr, routine, arg);
     }
     static auto* const original = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "pthread_create"));
-    return original(thread, attributes, start, argument);
+    return original(thread, attr, routine, arg);
 }
 }

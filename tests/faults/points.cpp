@@ -106,7 +106,7 @@ void Progress::BeginPoint(std::size_t index, const std::string& what)
 {
     point = index;
     ++seconds;
-    std::snprintf(text, sizeof(text), "%s", what.c_str());
+    static_cast<void>(std::snprintf(text, sizeof(text), "%s", what.c_str()));
 }
 
 void Progress::Tell(const std::string& what)
@@ -125,8 +125,8 @@ Tally TryPoints(const Points& points, const Choice& choice)
     progress.finished = false;
     while (!progress.finished) {
         const std::size_t first = progress.point;
-        std::snprintf(progress.text, sizeof(progress.text), "%s: before the first point",
-                      points.name.c_str());
+        static_cast<void>(std::snprintf(progress.text, sizeof(progress.text), "%s: before the first point",
+                                        points.name.c_str()));
         std::cout << std::flush;
         const pid_t child = fork();
         if (child == 0) {

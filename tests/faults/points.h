@@ -16,7 +16,7 @@ class Progress
 public:
     static Progress& Shared();
 
-    void BeginPoint(std::size_t index, const std::string& text);
+    void BeginPoint(std::size_t index, const std::string& what);
     void Tell(const std::string& what); // a finding at the point at work; printed too
 
     std::atomic<uint64_t> point; // its index

@@ -50,7 +50,7 @@ public:
     [[nodiscard]] fs::path CardLibrary() const { return Path() / blackbox::LibraryFileName("CardAPI"); }
 
     // Puts the scripted card-access library there, without a symbol unless that is empty, and a card in its reader.
-    ScriptedCard& AddCardLibrary(const std::string& without)
+    ScriptedCard& AddCardLibrary(const std::string& without) const
     {
         std::string content =
             blackbox::ReadFile(blackbox::ScriptedFolder() / blackbox::LibraryFileName("CardAPI"));
@@ -102,7 +102,7 @@ void ExpectThatItSigns(Module& module, ScriptedCard& script, const std::string& 
     SignWithBothKeys(run);
     const Number ended = module.Finalize();
     for (const auto& wrong : run.wrong) {
-        Tell(when + ": " + wrong);
+        Tell(std::string(when).append(": ").append(wrong));
     }
     if (started != CKR_OK || ended != CKR_OK) {
         Tell(when + ": start " + AnswerName(started) + ", end " + AnswerName(ended));

@@ -42,31 +42,30 @@ Program present;
 } // namespace
 
 // In the place of the system's functions.
-extern "C" int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, int file, int wanted)
+extern "C" int posix_spawn_file_actions_adddup2(posix_spawn_file_actions_t* /*actions*/, int fd, int newfd)
 {
-    (wanted == STDIN_FILENO ? present.itsInput : present.itsOutput) = file;
+    (newfd == STDIN_FILENO ? present.itsInput : present.itsOutput) = fd;
     return 0;
 }
 
-extern "C" int posix_spawn(pid_t* started, const char* /*path*/,
-                           const posix_spawn_file_actions_t* /*actions*/,
+extern "C" int posix_spawn(pid_t* pid, const char* /*path*/, const posix_spawn_file_actions_t* /*actions*/,
                            const posix_spawnattr_t* /*attributes*/, char* const* /*arguments*/,
                            char* const* /*environment*/)
 {
     if (!present.starts) {
         return ENOENT;
     }
-    *started = process;
+    *pid = process;
     present.input = present.hears ? fcntl(present.itsInput, F_DUPFD_CLOEXEC, 3) : -1;
     const auto said = write(present.itsOutput, present.says.data(), present.says.size());
     Require(said == static_cast<ssize_t>(present.says.size()), "A pipe has room for what is said.");
     return 0;
 }
 
-extern "C" pid_t waitpid(pid_t which, int* /*status*/, int /*options*/)
+extern "C" pid_t waitpid(pid_t pid, int* /*status*/, int /*options*/)
 {
-    Require(which == process, "The own program alone is waited for.");
-    return which;
+    Require(pid == process, "The own program alone is waited for.");
+    return pid;
 }
 
 namespace {
@@ -87,7 +86,7 @@ public:
     bool Next(std::string_view& line)
     {
         const size_t end = rest.find('\n');
-        if (end == std::string_view::npos || end > longestAssuanLine) {
+        if (end > longestAssuanLine) { // or there is none
             return false;
         }
         line = rest.substr(0, end);

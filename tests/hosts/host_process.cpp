@@ -182,6 +182,7 @@ void AwaitSleep(pid_t thread)
 void RunToItsEnd(std::vector<std::string> arguments)
 {
     std::vector<char*> values;
+    values.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         values.push_back(argument.data());
     }

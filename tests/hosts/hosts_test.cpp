@@ -101,8 +101,9 @@ TEST_P(EndOfTheProcess, MayComeDuringADialog)
     std::vector<std::filesystem::path> goOn;
     for (const std::string end : {"exit", "quick_exit"}) {
         for (const std::string thread : {"main", "thread"}) {
-            goOn.push_back(Home() / ("go on " + end + thread));
-            setenv("SLOW_PINENTRY_ASKED", (Home() / ("asked " + end + thread)).c_str(), 1);
+            const std::string way = std::string(end).append(thread);
+            goOn.push_back(Home() / ("go on " + way));
+            setenv("SLOW_PINENTRY_ASKED", (Home() / ("asked " + way)).c_str(), 1);
             setenv("SLOW_PINENTRY_GO_ON", goOn.back().c_str(), 1);
             ExpectHostSucceeds({"end", end, "dialog", thread});
         }

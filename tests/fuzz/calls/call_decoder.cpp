@@ -820,7 +820,7 @@ void CallDecoder<Types>::DoWork(const Work& work, CallText& text, const WorkCall
     record.untouched = output.IsUntouchedFrom(filled ? length : 0);
     if (filled) {
         record.output = output.First(length);
-        world.SetLastOutput(record.output);
+        CardWorld::SetLastOutput(record.output);
     }
     judge.Called(record);
 }

@@ -9,7 +9,7 @@ namespace fuzz {
 inline void Check(bool holds, const char* call, const char* rule, unsigned long result = 0)
 {
     if (!holds) {
-        std::fprintf(stderr, "RULE BROKEN: %s: %s (0x%lx)\n", call, rule, result);
+        static_cast<void>(std::fprintf(stderr, "RULE BROKEN: %s: %s (0x%lx)\n", call, rule, result));
         std::abort();
     }
 }

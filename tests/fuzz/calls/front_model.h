@@ -56,7 +56,7 @@ private:
 
     void CheckHandle(const CallRecord& call);
     void Opened(const CallRecord& call);
-    void Closed(uint64_t session);
+    void Closed(uint64_t handle);
     void CheckOperation(const CallRecord& call, Session& session);
     void Began(const CallRecord& call, Activity& activity);
     void Worked(const CallRecord& call, Activity& activity);

@@ -24,14 +24,14 @@ std::atomic<int> interruptions = 0; // to come, of waits for the end of a progra
 } // namespace
 
 // The library calls this one in place of the system's.
-extern "C" pid_t waitpid(pid_t process, int* status, int options)
+extern "C" pid_t waitpid(pid_t pid, int* loc, int options)
 {
     if ((options & WNOHANG) == 0 && interruptions > 0) {
         --interruptions;
         errno = EINTR;
         return -1;
     }
-    return static_cast<pid_t>(syscall(SYS_wait4, process, status, options, nullptr));
+    return static_cast<pid_t>(syscall(SYS_wait4, pid, loc, options, nullptr));
 }
 
 namespace {
