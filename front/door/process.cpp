@@ -5,6 +5,7 @@
 
 #include "src/crypto/shared_objects.h"
 #include "src/platform/mutex.h"
+#include "src/platform/never_destroyed.h"
 
 #include <condition_variable>
 #include <new>
@@ -33,9 +34,8 @@ struct Process
 
 Process& ThisProcess()
 {
-    alignas(Process) static unsigned char place[sizeof(Process)];
-    static auto* process = new (place) Process;
-    return *process;
+    static NeverDestroyed<Process> process;
+    return process.Get();
 }
 
 // A start or an end of the library, for as long as it takes.

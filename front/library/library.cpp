@@ -5,6 +5,7 @@
 #include "front/library/library_mutex.h"
 #include "front/library/own_folder.h"
 
+#include "src/platform/never_destroyed.h"
 #include "src/platform/process_end.h"
 
 #include <dlfcn.h>
@@ -13,6 +14,7 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <utility>
 
@@ -93,15 +95,15 @@ CK_RV RunOperation(Begin* begin, Finish* finish, const OperationInput& input, By
 
 Library& Library::Instance()
 {
-    static auto& library = *new Library;
-    return library;
+    static NeverDestroyed<Library> library;
+    return library.Get();
 }
 
 bool Library::Load()
 {
     for (const auto& folder : OwnFolders()) {
         if (handle == nullptr) {
-            handle = dlopen((folder / fileName).c_str(), RTLD_NOW | RTLD_LOCAL);
+            handle = dlopen((std::filesystem::path(folder) / fileName).c_str(), RTLD_NOW | RTLD_LOCAL);
         }
     }
     if (handle == nullptr) {

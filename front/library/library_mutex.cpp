@@ -1,6 +1,7 @@
 #include "front/library/library_mutex.h"
 
 #include "src/platform/mutex.h"
+#include "src/platform/never_destroyed.h"
 
 namespace front {
 namespace {
@@ -8,7 +9,8 @@ namespace {
 // Never destroyed: the library calls back with its mutex until the end of the process.
 Mutex*& Current()
 {
-    static auto* mutex = new Mutex;
+    static NeverDestroyed<Mutex> atLoad;
+    static Mutex* mutex = &atLoad.Get();
     return mutex;
 }
 

@@ -1,11 +1,15 @@
 #include "front/library/own_folder.h"
 
+#include "src/platform/never_destroyed.h"
+
 #include <dlfcn.h>
+
+#include <filesystem>
 
 namespace front {
 namespace {
 
-std::vector<std::filesystem::path> FindOwnFolders()
+std::vector<std::string> FindOwnFolders()
 {
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void*>(&OwnFolders), &info) == 0 || info.dli_fname == nullptr) {
@@ -16,20 +20,19 @@ std::vector<std::filesystem::path> FindOwnFolders()
     if (error) {
         return {}; // a bare name would be looked for elsewhere
     }
-    std::vector<std::filesystem::path> folders{loaded.parent_path()};
     const auto real = std::filesystem::canonical(loaded, error);
-    if (!error && real.parent_path() != folders.front()) {
-        folders.push_back(real.parent_path());
+    if (error || real.parent_path() == loaded.parent_path()) {
+        return {loaded.parent_path().string()};
     }
-    return folders;
+    return {loaded.parent_path().string(), real.parent_path().string()};
 }
 
 } // namespace
 
-const std::vector<std::filesystem::path>& OwnFolders()
+const std::vector<std::string>& OwnFolders()
 {
-    static const auto& folders = *new std::vector<std::filesystem::path>(FindOwnFolders()); // never destroyed
-    return folders;
+    static NeverDestroyed<const std::vector<std::string>> folders(FindOwnFolders());
+    return folders.Get();
 }
 
 } // namespace front

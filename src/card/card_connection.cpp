@@ -23,7 +23,7 @@ CardConnection::~CardConnection()
 
 void CardConnection::End()
 {
-    if (std::exchange(ended, true)) {
+    if (ended.exchange(true)) {
         return;
     }
     std::exception_ptr failure;

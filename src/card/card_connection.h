@@ -3,6 +3,8 @@
 
 #include "src/card/card_api.h"
 
+#include <atomic>
+
 // Owns a card session, which ends with it at the latest.
 class CardConnection
 {
@@ -23,6 +25,10 @@ public:
     // Throws what the card side throws, once both have been tried: the first of the two when both do.
     void End();
 
+    // The session and its transaction stay as they are for good, and nothing more is told to the card: for the unload of
+    // the library. End then does nothing.
+    void Abandon() { ended = true; }
+
     // Whether the card itself says that its secure-messaging channel is alive.
     [[nodiscard]] bool IsSecureMessagingActive() const;
 
@@ -33,5 +39,5 @@ public:
 
 private:
     bool inTransaction = false; // held by StartTransaction
-    bool ended = false;
+    std::atomic<bool> ended{false};
 };

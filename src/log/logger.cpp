@@ -1,5 +1,6 @@
 #include "src/log/logger.h"
 
+#include "src/platform/never_destroyed.h"
 #include "src/platform/platform.h"
 
 #include <algorithm>
@@ -121,19 +122,8 @@ void AppendVerboseTail(char (&line)[lineSize], const char* function, const char*
 
 Logger& Logger::Instance()
 {
-    static std::atomic<Logger*> instance{nullptr};
-    static Mutex making;
-
-    Logger* logger = instance.load(std::memory_order_acquire);
-    if (logger == nullptr) {
-        const MutexLock guard(making);
-        logger = instance.load(std::memory_order_relaxed);
-        if (logger == nullptr) {
-            logger = new Logger;
-            instance.store(logger, std::memory_order_release);
-        }
-    }
-    return *logger;
+    static NeverDestroyed<Logger> instance;
+    return instance.Get();
 }
 
 Logger::Logger(LogSystem chosenSystem)

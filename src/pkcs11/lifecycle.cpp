@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -100,6 +101,17 @@ void StartMonitoring(const char* logFunction)
     }
 }
 
+// Gives back the memory of the store, as far as that takes no more. An unload makes no call to the card.
+void AbandonRecords()
+{
+    try {
+        for (const auto& token : InternalCache::GetInstance().Clear()) {
+            token->card.Abandon();
+        }
+    } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): the host goes on without that memory
+    }
+}
+
 } // namespace
 
 char* g_unitTestHlp = nullptr;
@@ -160,14 +172,17 @@ void OnLibraryLoad()
     Platform::SearchLibrariesIn(facts.moduleDirectory);
 }
 
-void OnLibraryUnload()
+void OnLibraryUnload(OtherThreads otherThreads)
 {
-    if (!initialised) {
-        return;
+    if (initialised) {
+        try {
+            FinalizeLibrary(true);
+        } catch (...) {
+            initialised = false; // there is no caller that could get an error
+        }
     }
-    try {
-        FinalizeLibrary(true);
-    } catch (...) {
-        initialised = false; // there is no caller that could get an error
+    // A thread that was killed may have held the store's lock.
+    if (otherThreads == OtherThreads::goOn) {
+        AbandonRecords();
     }
 }

@@ -9,12 +9,20 @@
 #include <string_view>
 #include <vector>
 
-// Called by the platform once, when the library has been loaded into a process. Defined by the front end.
+// Called by the platform once, when the library has been loaded into a process. Defined by the room of the exported
+// functions.
 void OnLibraryLoad();
 
+// What has become of the process's other threads when the library is unloaded.
+enum class OtherThreads
+{
+    goOn,
+    wereKilled // by the end of the process, wherever they were
+};
+
 // Called by the platform when the library is unloaded or the process ends, once
-// Platform::ArmUnloadNotification has been called. Defined by the front end.
-void OnLibraryUnload();
+// Platform::ArmUnloadNotification has been called. Defined by the room of the exported functions.
+void OnLibraryUnload(OtherThreads otherThreads);
 
 struct OsVersion
 {

@@ -48,8 +48,8 @@ private:
 // Never destroyed: the card side may call back until the process ends.
 FailedEvent& LastFailedEvent()
 {
-    static auto* const event = new FailedEvent;
-    return *event;
+    static NeverDestroyed<FailedEvent> event;
+    return event.Get();
 }
 
 void UnloadSlotList(const std::string& readerName, CardSession cardSession)
@@ -122,8 +122,8 @@ bool Succeeds(bool logged, Step&& step)
 
 MonitoringThread& MonitoringThread::GetInstance()
 {
-    static MonitoringThread* const instance = new MonitoringThread;
-    return *instance;
+    static NeverDestroyed<MonitoringThread> instance;
+    return instance.Get();
 }
 
 void MonitoringThread::Start()

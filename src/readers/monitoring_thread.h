@@ -2,6 +2,7 @@
 #pragma once
 
 #include "src/platform/mutex.h"
+#include "src/platform/never_destroyed.h"
 #include "src/platform/own_thread.h"
 
 #include <atomic>
@@ -30,6 +31,7 @@ public:
     void Join() EXCLUDES(watchLock);
 
 private:
+    friend class NeverDestroyed<MonitoringThread>;
     MonitoringThread() = default;
 
     using Watches = std::list<std::unique_ptr<OwnThread>>;

@@ -23,8 +23,8 @@ void MoveTo(std::vector<std::shared_ptr<Record>>& all, std::vector<std::shared_p
 
 InternalCache& InternalCache::GetInstance()
 {
-    static InternalCache* const instance = new InternalCache;
-    return *instance;
+    static NeverDestroyed<InternalCache> instance;
+    return instance.Get();
 }
 
 InternalCache::InternalCache()

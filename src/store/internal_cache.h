@@ -4,6 +4,7 @@
 #include "src/card/card_api.h"
 #include "src/objects/pkcs_object.h"
 #include "src/platform/mutex.h"
+#include "src/platform/never_destroyed.h"
 #include "src/store/card_token.h"
 #include "src/store/record_list.h"
 #include "src/store/session.h"
@@ -85,6 +86,7 @@ private:
         std::vector<std::shared_ptr<PkcsObject>> objects;
     };
 
+    friend class NeverDestroyed<InternalCache>;
     InternalCache();
 
     void TakeSlotsOfToken(uint32_t tokenId, Removed& removed) REQUIRES(lock);

@@ -65,7 +65,7 @@ public:
     {
         std::vector<Pointer> taken = All();
         records.clear();
-        positions.clear();
+        positions = decltype(positions)(); // without the buckets that clear() keeps
         groups.clear();
         return taken;
     }

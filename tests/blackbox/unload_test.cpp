@@ -54,6 +54,7 @@ TEST_F(UnloadTest, UnloadingWaitsForTheRunningWait)
 
 TEST_F(UnloadTest, UnloadingAfterFinalizeMakesNoFurtherCardCall)
 {
+    script->AddReader(readerA, Card{});
     LoadedLibrary library(LibraryFile());
     ASSERT_EQ(library.f->C_Initialize(nullptr), CKR_OK);
     ASSERT_EQ(library.f->C_Finalize(nullptr), CKR_OK);

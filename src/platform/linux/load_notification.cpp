@@ -15,7 +15,7 @@ void Platform::ArmUnloadNotification()
     // after those of libraries that were loaded later, while our thread may still be inside them.
     struct UnloadNotifier
     {
-        ~UnloadNotifier() { OnLibraryUnload(); }
+        ~UnloadNotifier() { OnLibraryUnload(OtherThreads::goOn); }
     };
     static const UnloadNotifier notifier;
 }

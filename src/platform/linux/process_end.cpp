@@ -1,6 +1,7 @@
 #include "src/platform/process_end.h"
 
 #include "src/platform/mutex.h"
+#include "src/platform/never_destroyed.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -28,7 +29,8 @@ struct Works
 
 Works*& Current()
 {
-    static auto* works = new Works(0);
+    static NeverDestroyed<Works> atLoad(0);
+    static Works* works = &atLoad.Get();
     return works;
 }
 

@@ -6,13 +6,13 @@
 std::atomic<bool> libraryIsUnloading{false};
 
 // NOLINTNEXTLINE(readability-identifier-naming): the name that the loader knows
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID processEnds)
 {
     if (reason == DLL_PROCESS_ATTACH) {
         OnLibraryLoad();
     } else if (reason == DLL_PROCESS_DETACH) {
         libraryIsUnloading = true;
-        OnLibraryUnload();
+        OnLibraryUnload(processEnds != nullptr ? OtherThreads::wereKilled : OtherThreads::goOn);
     }
     return TRUE;
 }
