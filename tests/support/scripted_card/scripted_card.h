@@ -188,6 +188,9 @@ public:
     virtual int CallsInside() const = 0;
     virtual int MostCallsInside() const = 0;
 
+    // The sessions that were closed are forgotten; their numbers are not used again.
+    virtual void ForgetClosedSessions() = 0;
+
     // Takes back the answers and the events that were not delivered, with the sessions that only these events
     // would have handed over.
     virtual void ForgetAnswersAndEvents() = 0;

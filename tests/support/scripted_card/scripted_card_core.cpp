@@ -253,6 +253,12 @@ void Core::ForgetLedger()
     sessions.clear();
 }
 
+void Core::ForgetClosedSessions()
+{
+    const std::lock_guard lock(mutex);
+    std::erase_if(sessions, [](const auto& session) { return session.second.entry.closes > 0; });
+}
+
 std::vector<std::string> Core::Violations() const
 {
     const std::lock_guard lock(mutex);
@@ -296,8 +302,8 @@ void Core::Reset()
 {
     ForgetAnswersAndEvents();
     ForgetReaders();
+    ForgetClosedSessions();
     const std::lock_guard lock(mutex);
-    std::erase_if(sessions, [](const auto& session) { return session.second.entry.closes > 0; });
     signing = nullptr;
     logSwitches.reset();
     calls.clear();

@@ -46,6 +46,7 @@ public:
     void SetRecording(bool enabled) override;
     std::vector<LedgerEntry> Ledger() const override;
     void ForgetLedger() override;
+    void ForgetClosedSessions() override;
     std::vector<std::string> Violations() const override;
     int CallsInside() const override;
     int MostCallsInside() const override;

@@ -1,0 +1,71 @@
+#include "tests/load/resources.h"
+
+#include <dirent.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+namespace load {
+namespace {
+
+std::size_t EntriesOf(const char* folder)
+{
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(folder), closedir);
+    if (!open) {
+        throw std::runtime_error(std::string("no ") + folder);
+    }
+    std::size_t count = 0;
+    while (const dirent* entry = readdir(open.get())) { // NOLINT(concurrency-mt-unsafe): a folder of its own
+        count += entry->d_name[0] == '.' ? 0 : 1;
+    }
+    return count;
+}
+
+std::size_t MappedFiles()
+{
+    std::ifstream maps("/proc/self/maps");
+    std::size_t count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        count += line.find(" /") != std::string::npos ? 1 : 0;
+    }
+    return count;
+}
+
+std::size_t ResidentMemory()
+{
+    std::ifstream statistics("/proc/self/statm");
+    std::size_t all = 0;
+    std::size_t resident = 0;
+    statistics >> all >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+} // namespace
+
+Resources ResourcesInUse()
+{
+    const struct mallinfo2 allocated = mallinfo2();
+    const std::size_t memory = allocated.uordblks + allocated.hblkhd;
+    return {.memory = memory != 0 ? memory : ResidentMemory(),
+            .descriptors = EntriesOf("/proc/self/fd"),
+            .threads = EntriesOf("/proc/self/task"),
+            .mappings = MappedFiles()};
+}
+
+bool HasNotGrown(const Resources& before, const Resources& after, std::size_t memoryAllowed)
+{
+    return after.memory <= before.memory + memoryAllowed && after.descriptors <= before.descriptors &&
+           after.threads <= before.threads && after.mappings <= before.mappings;
+}
+
+std::string Text(const Resources& resources)
+{
+    return std::to_string(resources.memory / 1024) + " KiB, " + std::to_string(resources.descriptors) +
+           " descriptors, " + std::to_string(resources.threads) + " threads, " +
+           std::to_string(resources.mappings) + " mappings of files";
+}
+
+} // namespace load
