@@ -2,6 +2,6 @@
 # its own; the counters are shared among threads.
 option(TAVRIK_COVERAGE "Count which lines and branches run" OFF)
 if(TAVRIK_COVERAGE)
-    add_compile_options(--coverage -fprofile-update=atomic -O0 -g0)
+    add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
