@@ -1,5 +1,5 @@
 // The library and the front, with the software card, in hosts that are hard on them. tests/symbols has hosts with other
-// modules in the global scope, blackbox.in_host_locale those with a locale of their own, softcard.SetId those with borrowed
+// modules in the global scope, the suites of tests/blackbox those with a locale of their own, softcard.SetId those with borrowed
 // rights, and tests/process_end those that end with a thread at work.
 #include "tests/hosts/card_for_hosts.h"
 

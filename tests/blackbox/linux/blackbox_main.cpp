@@ -1,6 +1,5 @@
-// Runs the tests as any program of GoogleTest does, or each in a forked child process, which loads the library anew at a
-// fraction of the cost of a new program: with --each-in-a-child=SUITE those of one suite, one after the other, and with
-// --in-host-locale all of them, several at once, in a host that has set locales of its own.
+// Runs the tests as any program of GoogleTest does, or with --each-in-a-child=SUITE those of one suite, each in a forked
+// child process, which loads the library anew at a fraction of the cost of a new program.
 #include "tests/support/system.h"
 
 #include <gtest/gtest.h>
@@ -8,14 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <map>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -24,18 +19,14 @@ constexpr unsigned longestTest = 300; // seconds
 
 constexpr std::string_view suiteOption = "--each-in-a-child=";
 
-// The names of all tests, or of those of one suite.
-std::vector<std::string> TestNames(const std::optional<std::string>& onlySuite = std::nullopt)
+std::vector<std::string> TestNames(const std::string& suiteName)
 {
     std::vector<std::string> names;
     const auto& tests = *testing::UnitTest::GetInstance();
     for (int suite = 0; suite < tests.total_test_suite_count(); ++suite) {
         const auto& ofSuite = *tests.GetTestSuite(suite);
-        if (onlySuite.has_value() && ofSuite.name() != *onlySuite) {
-            continue;
-        }
-        for (int test = 0; test < ofSuite.total_test_count(); ++test) {
-            names.push_back(std::string(ofSuite.name()) + "." + ofSuite.GetTestInfo(test)->name());
+        for (int test = 0; ofSuite.name() == suiteName && test < ofSuite.total_test_count(); ++test) {
+            names.push_back(suiteName + "." + ofSuite.GetTestInfo(test)->name());
         }
     }
     return names;
@@ -54,26 +45,14 @@ pid_t StartTest(const std::string& name)
     return child;
 }
 
-int RunEachInAChild(const std::vector<std::string>& names, std::size_t atOnce)
+int RunEachInAChild(const std::vector<std::string>& names)
 {
-    std::map<pid_t, std::string> running;
     std::vector<std::string> failed;
-    auto next = names.begin();
-    while (next != names.end() || !running.empty()) {
-        if (next != names.end() && running.size() < atOnce) {
-            running.emplace(StartTest(*next), *next);
-            ++next;
-            continue;
-        }
+    for (const auto& name : names) {
         int status = 0;
-        const auto ended = running.find(wait(&status));
-        if (ended == running.end()) {
-            return 1;
+        if (waitpid(StartTest(name), &status, 0) < 0 || status != 0) {
+            failed.push_back(name);
         }
-        if (status != 0) {
-            failed.push_back(ended->second);
-        }
-        running.erase(ended);
     }
     for (const auto& name : failed) {
         std::cout << "FAILED in a child process: " << name << '\n';
@@ -88,13 +67,8 @@ int main(int count, char** arguments)
 {
     testing::InitGoogleTest(&count, arguments);
     const std::string option = count == 2 ? arguments[1] : "";
-    if (option == "--in-host-locale") {
-        setenv(blackbox::hostLocaleVariable, "1", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
-        testing::GTEST_FLAG(brief) = true;
-        return RunEachInAChild(TestNames(), std::max(1U, std::thread::hardware_concurrency()));
-    }
     if (option.starts_with(suiteOption)) {
-        return RunEachInAChild(TestNames(option.substr(suiteOption.size())), 1);
+        return RunEachInAChild(TestNames(option.substr(suiteOption.size())));
     }
     return RUN_ALL_TESTS();
 }
