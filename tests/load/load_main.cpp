@@ -1,5 +1,5 @@
 // --seconds=N: threads, sessions and changing cards, for that long. --cycles=N: so many starts of the library and of the
-// front. With --seed=N the threads and cards do something else.
+// front. With --seed=N the threads and cards do something else; --rounds=N divides the seconds.
 #include "tests/load/cycles.h"
 #include "tests/load/load.h"
 
@@ -36,8 +36,10 @@ int Run(int count, char** arguments)
             cycles = starts;
         } else if (const auto seed = Value(argument, "--seed=")) {
             size.seed = *seed;
+        } else if (const auto rounds = Value(argument, "--rounds="); rounds && *rounds > 0) {
+            size.rounds = *rounds;
         } else {
-            std::cerr << "Usage: load_test [--seconds=N] [--cycles=N] [--seed=N]\n";
+            std::cerr << "Usage: load_test [--seconds=N] [--cycles=N] [--seed=N] [--rounds=N]\n";
             return 2;
         }
     }
