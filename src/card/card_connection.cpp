@@ -3,7 +3,6 @@
 #include "src/card/card_status.h"
 
 #include <exception>
-#include <utility>
 
 namespace {
 
@@ -27,7 +26,7 @@ void CardConnection::End()
         return;
     }
     std::exception_ptr failure;
-    if (std::exchange(inTransaction, false)) {
+    if (inTransaction.exchange(false)) {
         try {
             CardAPI_StopTransaction(session);
         } catch (...) {

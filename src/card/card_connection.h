@@ -38,6 +38,7 @@ public:
     const CardSession session; // stays the same when the session has ended
 
 private:
-    bool inTransaction = false; // held by StartTransaction
+    // A reader's event can end the session while a call begins or ends its transaction.
+    std::atomic<bool> inTransaction{false}; // held by StartTransaction
     std::atomic<bool> ended{false};
 };
