@@ -242,7 +242,8 @@ void UnloadInOrder(const Arguments& files, const std::array<unsigned, 3>& order,
         isLoaded = isLoaded && order[place] != 0;
         dlclose(modules[order[place]]);
     }
-    Require(ThreadsOfProcess() == 1, "a thread is left");
+    // The system takes a moment to clear away a thread that has been joined.
+    AwaitCondition([] { return ThreadsOfProcess() == 1; }, "a thread is left");
     for (const std::string& file : {files[0], files[1]}) {
         Require(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD) == nullptr, file + " is still loaded");
     }

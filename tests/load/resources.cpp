@@ -4,9 +4,11 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 
 namespace load {
 namespace {
@@ -43,6 +45,20 @@ std::size_t ResidentMemory()
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
+// The system takes a moment to clear away a thread that has been joined.
+std::size_t ThreadsAtRest()
+{
+    constexpr std::chrono::milliseconds pause{5};
+    std::size_t before = 0;
+    std::size_t threads = EntriesOf("/proc/self/task");
+    for (int same = 0; same < 4; same = threads == before ? same + 1 : 0) {
+        before = threads;
+        std::this_thread::sleep_for(pause);
+        threads = EntriesOf("/proc/self/task");
+    }
+    return threads;
+}
+
 } // namespace
 
 Resources ResourcesInUse()
@@ -51,7 +67,7 @@ Resources ResourcesInUse()
     const std::size_t memory = allocated.uordblks + allocated.hblkhd;
     return {.memory = memory != 0 ? memory : ResidentMemory(),
             .descriptors = EntriesOf("/proc/self/fd"),
-            .threads = EntriesOf("/proc/self/task"),
+            .threads = ThreadsAtRest(),
             .mappings = MappedFiles()};
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 #include <stdexcept>
 
 namespace scripted {
@@ -309,6 +310,22 @@ void Core::Reset()
     calls.clear();
     violations.clear();
     mostInside = 0;
+}
+
+void Core::HoldForFork()
+{
+    mutex.lock();
+}
+
+void Core::ReleaseAfterFork()
+{
+    mutex.unlock();
+}
+
+void Core::ReleaseInChild()
+{
+    new (&changed) std::condition_variable; // whose waiting threads the child does not have
+    mutex.unlock();
 }
 
 void Core::OnPassage(void (*passed)(int change))

@@ -18,6 +18,11 @@ public:
     // Made at first use and never destroyed.
     static Core& Instance();
 
+    // Around a fork, on the forking thread: no other thread is inside the script then.
+    void HoldForFork();
+    void ReleaseAfterFork();
+    void ReleaseInChild();
+
     void AddReader(const std::u16string& name, std::optional<Card> card) override;
     void PutCard(const std::u16string& reader, Card card) override;
     void TakeCard(const std::u16string& reader) override;
