@@ -1,9 +1,8 @@
 #include "tests/faults/module.h"
 
 #include "tests/faults/allocations.h"
+#include "tests/support/module_types.h"
 #include "tests/support/system.h"
-
-#include "front/abi/cryptoki.h"
 
 #include <array>
 #include <cstring>
@@ -16,34 +15,6 @@ namespace {
 
 constexpr std::size_t outputRoom = 2048; // more than any key or digest gives
 constexpr uint8_t untouched = 0xEE;
-
-struct LibraryTypes
-{
-    using FunctionList = packed::CK_FUNCTION_LIST;
-    using Ulong = packed::CK_ULONG;
-    using Mechanism = packed::CK_MECHANISM;
-    using AttributeRecord = packed::CK_ATTRIBUTE;
-    using SlotRecord = packed::CK_SLOT_INFO;
-    using TokenRecord = packed::CK_TOKEN_INFO;
-    using SessionRecord = packed::CK_SESSION_INFO;
-    using GetFunctionList = packed::CK_RV(packed::CK_FUNCTION_LIST_PTR_PTR);
-    static constexpr char name[] = "library";
-    static constexpr bool letsExceptionsOut = true;
-};
-
-struct FrontTypes
-{
-    using FunctionList = front::CK_FUNCTION_LIST;
-    using Ulong = front::CK_ULONG;
-    using Mechanism = front::CK_MECHANISM;
-    using AttributeRecord = front::CK_ATTRIBUTE;
-    using SlotRecord = front::CK_SLOT_INFO;
-    using TokenRecord = front::CK_TOKEN_INFO;
-    using SessionRecord = front::CK_SESSION_INFO;
-    using GetFunctionList = front::CK_RV(front::CK_FUNCTION_LIST_PTR_PTR);
-    static constexpr char name[] = "front";
-    static constexpr bool letsExceptionsOut = false;
-};
 
 // Makes the call, whose allocations count as the module's.
 template <typename Call>
@@ -65,18 +36,13 @@ template <typename Types>
 class CryptokiModule : public Module
 {
 public:
-    explicit CryptokiModule(const std::filesystem::path& file)
+    explicit CryptokiModule(const std::filesystem::path& folder)
+        : f(blackbox::FunctionListOf<Types>(blackbox::Load(folder / Types::fileName)))
     {
-        void* const loaded = blackbox::Load(file);
-        auto* const getList = reinterpret_cast<typename Types::GetFunctionList*>(
-            blackbox::SymbolOf(loaded, "C_GetFunctionList"));
-        if (getList(&f) != CKR_OK) {
-            throw std::runtime_error("no function list in " + file.string());
-        }
     }
 
     [[nodiscard]] std::string Name() const override { return Types::name; }
-    [[nodiscard]] bool LetsExceptionsOut() const override { return Types::letsExceptionsOut; }
+    [[nodiscard]] bool LetsExceptionsOut() const override { return !Types::isFront; }
     [[nodiscard]] std::size_t NumberWidth() const override { return sizeof(Ulong); }
 
     Number Initialize() override
@@ -94,7 +60,7 @@ public:
     }
     Number SlotInfo(Number slot, std::string& description) override
     {
-        typename Types::SlotRecord record{};
+        typename Types::SlotInfo record{};
         const Number answer = Answer([&] { return f->C_GetSlotInfo(Narrow(slot), &record); });
         description.assign(reinterpret_cast<const char*>(record.slotDescription),
                            sizeof(record.slotDescription));
@@ -102,7 +68,7 @@ public:
     }
     Number TokenInfo(Number slot) override
     {
-        typename Types::TokenRecord record{};
+        typename Types::TokenInfo record{};
         return Answer([&] { return f->C_GetTokenInfo(Narrow(slot), &record); });
     }
     Number MechanismList(Number slot, Numbers& mechanisms) override
@@ -129,7 +95,7 @@ public:
     }
     Number SessionInfo(Number session) override
     {
-        typename Types::SessionRecord record{};
+        typename Types::SessionInfo record{};
         return Answer([&] { return f->C_GetSessionInfo(Narrow(session), &record); });
     }
     Number Login(Number session, Number user) override
@@ -145,7 +111,7 @@ public:
     Number CreateObject(Number session, const Template& content, Number& object) override
     {
         auto values = content;
-        std::vector<typename Types::AttributeRecord> records;
+        std::vector<typename Types::Attribute> records;
         for (auto& [type, value] : values) {
             records.push_back({Narrow(type), value.data(), Narrow(value.size())});
         }
@@ -159,7 +125,7 @@ public:
     Number Attribute(Number session, Number object, Number type, Bytes& value) override
     {
         value.assign(8192, untouched);
-        typename Types::AttributeRecord record{Narrow(type), value.data(), Narrow(value.size())};
+        typename Types::Attribute record{Narrow(type), value.data(), Narrow(value.size())};
         const Number answer =
             Answer([&] { return f->C_GetAttributeValue(Narrow(session), Narrow(object), &record, 1); });
         value.resize(answer == CKR_OK ? record.ulValueLen : 0);
@@ -168,7 +134,7 @@ public:
     Number FindInit(Number session, Number objectClass) override
     {
         Bytes value = NumberValue(objectClass, sizeof(Ulong));
-        typename Types::AttributeRecord record{CKA_CLASS, value.data(), Narrow(value.size())};
+        typename Types::Attribute record{CKA_CLASS, value.data(), Narrow(value.size())};
         return Answer([&] { return f->C_FindObjectsInit(Narrow(session), &record, 1); });
     }
     Number Find(Number session, Numbers& objects) override
@@ -304,12 +270,12 @@ Bytes NumberValue(Number value, std::size_t width)
 
 std::unique_ptr<Module> LoadLibrary(const std::filesystem::path& folder)
 {
-    return std::make_unique<CryptokiModule<LibraryTypes>>(folder / blackbox::LibraryFileName("pkcs11_x64"));
+    return std::make_unique<CryptokiModule<blackbox::LibraryTypes>>(folder);
 }
 
 std::unique_ptr<Module> LoadFront(const std::filesystem::path& folder)
 {
-    return std::make_unique<CryptokiModule<FrontTypes>>(folder / "tavrik-pkcs11.so");
+    return std::make_unique<CryptokiModule<blackbox::FrontTypes>>(folder);
 }
 
 } // namespace faults

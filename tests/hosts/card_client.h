@@ -1,7 +1,7 @@
 // What a client does with the software card, in the layout of the library or of the front.
 #pragma once
 
-#include "front/abi/cryptoki.h"
+#include "tests/support/module_types.h"
 
 #include <algorithm>
 #include <functional>
@@ -21,39 +21,17 @@ inline void Require(bool condition, const std::string& text)
     }
 }
 
-struct LibraryLayout
-{
-    using List = packed::CK_FUNCTION_LIST;
-    using Number = packed::CK_ULONG;
-    using Mechanism = packed::CK_MECHANISM;
-    using Attribute = packed::CK_ATTRIBUTE;
-    using Info = packed::CK_INFO;
-    using TokenInfo = packed::CK_TOKEN_INFO;
-    static constexpr bool isFront = false;
-};
-
-struct FrontLayout
-{
-    using List = front::CK_FUNCTION_LIST;
-    using Number = front::CK_ULONG;
-    using Mechanism = front::CK_MECHANISM;
-    using Attribute = front::CK_ATTRIBUTE;
-    using Info = front::CK_INFO;
-    using TokenInfo = front::CK_TOKEN_INFO;
-    static constexpr bool isFront = true;
-};
-
 // Each member throws std::runtime_error when a call of the module fails.
 template <typename Layout>
 class CardClient
 {
 public:
-    using Number = typename Layout::Number;
+    using Number = typename Layout::Ulong;
 
     explicit CardClient(void* module)
     {
-        using GetFunctionList = unsigned long(typename Layout::List**);
-        auto* const getFunctionList = reinterpret_cast<GetFunctionList*>(dlsym(module, "C_GetFunctionList"));
+        auto* const getFunctionList =
+            reinterpret_cast<typename Layout::GetFunctionList*>(dlsym(module, "C_GetFunctionList"));
         Require(getFunctionList != nullptr, "no C_GetFunctionList");
         static_cast<void>(getFunctionList(&f));
     }
@@ -216,7 +194,7 @@ public:
         End();
     }
 
-    typename Layout::List* f = nullptr;
+    typename Layout::FunctionList* f = nullptr;
 
 private:
     static constexpr Number shortData = 16;

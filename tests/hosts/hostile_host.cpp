@@ -68,9 +68,9 @@ int main(int argc, char** argv)
         const std::vector<std::string> arguments(argv + 2,
                                                  argv + argc); // the file, the mode and its arguments
         if (std::string(argv[1]) == "front") {
-            Run<hosts::FrontLayout>(arguments[1], arguments);
+            Run<blackbox::FrontTypes>(arguments[1], arguments);
         } else {
-            Run<hosts::LibraryLayout>(arguments[1], arguments);
+            Run<blackbox::LibraryTypes>(arguments[1], arguments);
         }
     } catch (const std::exception& error) {
         static_cast<void>(dprintf(hosts::ErrorOutput(), "%s: %s\n", argv[3], error.what()));

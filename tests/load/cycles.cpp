@@ -2,10 +2,9 @@
 
 #include "tests/load/card_box.h"
 #include "tests/load/resources.h"
+#include "tests/support/module_types.h"
 #include "tests/support/script.h"
 #include "tests/support/system.h"
-
-#include "front/abi/cryptoki.h"
 
 #include <algorithm>
 #include <array>
@@ -19,26 +18,6 @@ namespace {
 // The names of the log's folder and of the library's own, in bytes: they stay in memory that nobody frees, since threads
 // may still use them while a process ends.
 constexpr std::size_t growthOfCycle = 512;
-
-struct LibraryTypes
-{
-    using FunctionList = packed::CK_FUNCTION_LIST;
-    using Ulong = packed::CK_ULONG;
-    using Mechanism = packed::CK_MECHANISM;
-    using Attribute = packed::CK_ATTRIBUTE;
-    using GetFunctionList = packed::CK_RV(FunctionList**);
-    static std::string FileName() { return blackbox::LibraryFileName("pkcs11_x64"); }
-};
-
-struct FrontTypes
-{
-    using FunctionList = front::CK_FUNCTION_LIST;
-    using Ulong = front::CK_ULONG;
-    using Mechanism = front::CK_MECHANISM;
-    using Attribute = front::CK_ATTRIBUTE;
-    using GetFunctionList = front::CK_RV(FunctionList**);
-    static std::string FileName() { return "tavrik-pkcs11.so"; }
-};
 
 template <typename Answer>
 void Expect(Answer answer, const char* function)
@@ -84,13 +63,9 @@ void UseOnce(typename Types::FunctionList* f, uint64_t number)
 template <typename Types>
 void Cycle(uint64_t number)
 {
-    const auto file = blackbox::ScriptedFolder() / Types::FileName();
+    const auto file = blackbox::ScriptedFolder() / Types::fileName;
     void* const library = blackbox::Load(file);
-    auto* const getList =
-        reinterpret_cast<typename Types::GetFunctionList*>(blackbox::SymbolOf(library, "C_GetFunctionList"));
-    typename Types::FunctionList* list = nullptr;
-    Expect(getList(&list), "C_GetFunctionList");
-    UseOnce<Types>(list, number);
+    UseOnce<Types>(blackbox::FunctionListOf<Types>(library), number);
     blackbox::Unload(library);
     blackbox::Script()->ForgetLedger(); // the card's session stays open: an unload makes no call to the card
 }
@@ -108,7 +83,7 @@ bool Repeat(unsigned count)
     }
     const Resources held = ResourcesInUse();
     const bool right = HasNotGrown(atFirst, held, (count - warm) * growthOfCycle);
-    std::cout << "cycles of " << Types::FileName() << ": " << count << "; after " << warm << ": "
+    std::cout << "cycles of " << Types::fileName << ": " << count << "; after " << warm << ": "
               << Text(atFirst) << "; at the end: " << Text(held) << (right ? "" : "  WRONG: has grown")
               << '\n';
     return right;
@@ -122,8 +97,8 @@ bool RunCycles(unsigned count)
     ScriptedCard& script = *blackbox::Script();
     CardBox cards(script, readers);
     script.SetLongestWait(std::chrono::milliseconds(1));
-    bool right = Repeat<LibraryTypes>(count);
-    right = Repeat<FrontTypes>(count) && right;
+    bool right = Repeat<blackbox::LibraryTypes>(count);
+    right = Repeat<blackbox::FrontTypes>(count) && right;
     return right && script.Violations().empty();
 }
 

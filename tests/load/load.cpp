@@ -2,10 +2,9 @@
 
 #include "tests/load/card_box.h"
 #include "tests/load/resources.h"
+#include "tests/support/module_types.h"
 #include "tests/support/script.h"
 #include "tests/support/system.h"
-
-#include "front/abi/cryptoki.h"
 
 #include <algorithm>
 #include <array>
@@ -276,18 +275,6 @@ Sum Compare(const std::vector<Tally>& tallies, std::map<uint64_t, unsigned> made
     return sum;
 }
 
-CK_FUNCTION_LIST* LoadFront()
-{
-    void* const library = blackbox::Load(blackbox::ScriptedFolder() / "tavrik-pkcs11.so");
-    auto* const getList =
-        reinterpret_cast<CK_RV (*)(CK_FUNCTION_LIST**)>(blackbox::SymbolOf(library, "C_GetFunctionList"));
-    CK_FUNCTION_LIST* list = nullptr;
-    if (getList(&list) != CKR_OK) {
-        throw std::runtime_error("no function list");
-    }
-    return list;
-}
-
 void CloseAll(CK_FUNCTION_LIST* f, unsigned readers)
 {
     for (CK_SLOT_ID slot = 0; slot < readers * slotsOfReader; ++slot) {
@@ -321,7 +308,8 @@ bool RunLoad(const Size& size)
 {
     ScriptedCard& script = *blackbox::Script();
     CardBox cards(script, size.readers);
-    CK_FUNCTION_LIST* const f = LoadFront();
+    CK_FUNCTION_LIST* const f = blackbox::FunctionListOf<blackbox::FrontTypes>(
+        blackbox::Load(blackbox::ScriptedFolder() / blackbox::FrontTypes::fileName));
     CK_C_INITIALIZE_ARGS arguments{};
     arguments.flags = CKF_OS_LOCKING_OK;
     if (f->C_Initialize(&arguments) != CKR_OK) {

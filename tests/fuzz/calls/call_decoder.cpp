@@ -88,7 +88,7 @@ void CallDecoder<Types>::Make(CallRecord& record, const std::function<Ulong()>& 
     try {
         record.result = call();
     } catch (const std::exception&) {
-        Check(!Types::isStrict && world.Throws(), NameOf(record.function),
+        Check(!Types::isFront && world.Throws(), NameOf(record.function),
               "throws only what the card layer throws");
         record.thrown = true;
     }
@@ -370,7 +370,7 @@ bool CallDecoder<Types>::PlayCryptoOperation(char operation, CallText& text)
                           .session = Session(text)};
         auto data = TakeInput(text);
         auto signature = TakeInput(text);
-        if (!Types::isStrict && signature && signature->empty()) {
+        if (!Types::isFront && signature && signature->empty()) {
             signature->push_back(0); // the library looks at the first byte, whatever the length
         }
         record.data = data.value_or(Bytes());
@@ -469,7 +469,7 @@ void CallDecoder<Types>::Login(CallText& text)
     std::optional<Bytes> code = TakeInput(text);
     auto length = static_cast<Ulong>(code ? code->size() : 0);
     if (text.Take('?')) { // a length that no code has; the front refuses it before it reads
-        length = Types::isStrict && code ? 256 + static_cast<Ulong>(text.Number()) : length;
+        length = Types::isFront && code ? 256 + static_cast<Ulong>(text.Number()) : length;
     }
     Make(record, [&] {
         return f->C_Login(static_cast<Ulong>(record.session), static_cast<Ulong>(record.key), PointerTo(code),
@@ -495,7 +495,7 @@ typename Types::Mechanism* CallDecoder<Types>::TakeMechanism(CallText& text)
     const char letter = text.Letter();
     mechanism = {};
     parameter.reset();
-    if (letter == 'n' && Types::isStrict) {
+    if (letter == 'n' && Types::isFront) {
         return nullptr;
     }
     if (letter == '*') {
@@ -548,7 +548,7 @@ typename CallDecoder<Types>::Template CallDecoder<Types>::TakeTemplate(CallText&
     read.records.shrink_to_fit();
     read.data = text.Take('0') ? nullptr : read.records.data();
     read.count = static_cast<Ulong>(read.records.size());
-    if (text.Take('?') && Types::isStrict) { // so many that they are not read
+    if (text.Take('?') && Types::isFront) { // so many that they are not read
         read.count = static_cast<Ulong>(4097 + text.Number());
     }
     return read;
@@ -560,7 +560,7 @@ void CallDecoder<Types>::CreateObject(CallText& text)
     CallRecord record{.function = Function::C_CreateObject, .session = Session(text)};
     const Template wanted = TakeTemplate(text);
     GuardedBuffer handle(sizeof(Ulong));
-    record.bufferGiven = !Types::isStrict || !text.Take('n');
+    record.bufferGiven = !Types::isFront || !text.Take('n');
     Make(record, [&] {
         return f->C_CreateObject(static_cast<Ulong>(record.session), wanted.data, wanted.count,
                                  record.bufferGiven ? reinterpret_cast<Ulong*>(handle.Data()) : nullptr);
@@ -589,7 +589,7 @@ void CallDecoder<Types>::ReadAttributes(CallText& text)
         const bool given = !text.Take('n');
         rooms.push_back(text.Number() % roomOfLibrary);
         one.ulValueLen = static_cast<Ulong>(rooms.back());
-        buffers.emplace_back(Types::isStrict ? rooms.back() : roomOfLibrary);
+        buffers.emplace_back(Types::isFront ? rooms.back() : roomOfLibrary);
         one.pValue = given ? buffers.back().Data() : nullptr;
         records.push_back(one);
     }
@@ -599,7 +599,7 @@ void CallDecoder<Types>::ReadAttributes(CallText& text)
     records.shrink_to_fit();
     record.bufferGiven = !text.Take('0');
     auto count = static_cast<Ulong>(records.size());
-    if (text.Take('?') && Types::isStrict) {
+    if (text.Take('?') && Types::isFront) {
         count = static_cast<Ulong>(4097 + text.Number());
     }
     Make(record, [&] {
@@ -614,10 +614,10 @@ void CallDecoder<Types>::ReadAttributes(CallText& text)
         const std::size_t used = told && records[i].pValue != nullptr ? records[i].ulValueLen : 0;
         Check(record.thrown || record.result != CKR_OK || buffers[i].IsUntouchedFrom(used),
               NameOf(record.function), "writes no more than it tells");
-        Check(!Types::isStrict || !told || records[i].pValue == nullptr || records[i].ulValueLen <= rooms[i],
+        Check(!Types::isFront || !told || records[i].pValue == nullptr || records[i].ulValueLen <= rooms[i],
               NameOf(record.function), "tells no more than there is room for");
     }
-    Check(!Types::isStrict || record.result != CKR_OK || allTold, NameOf(record.function),
+    Check(!Types::isFront || record.result != CKR_OK || allTold, NameOf(record.function),
           "has all values when it says so");
     judge.Called(record);
 }
@@ -643,11 +643,11 @@ void CallDecoder<Types>::ContinueSearch(CallText& text)
                       .operation = Operation::search,
                       .step = Step::whole,
                       .session = Session(text)};
-    record.bufferGiven = !Types::isStrict || !text.Take('n');
+    record.bufferGiven = !Types::isFront || !text.Take('n');
     record.lengthGiven = !text.Take('L');
     record.room = text.Number();
-    const std::size_t size = Types::isStrict ? std::min<uint64_t>(record.room, mostObjects) : mostObjects;
-    record.room = Types::isStrict ? size : record.room;
+    const std::size_t size = Types::isFront ? std::min<uint64_t>(record.room, mostObjects) : mostObjects;
+    record.room = Types::isFront ? size : record.room;
     GuardedBuffer found(size * sizeof(Ulong));
     Ulong count = 0x5555;
     Make(record, [&] {
@@ -793,11 +793,11 @@ void CallDecoder<Types>::DoWork(const Work& work, CallText& text, const WorkCall
         record.data = data.value_or(Bytes());
     }
     record.bufferGiven = !text.Take('n');
-    record.lengthGiven = !Types::isStrict || !text.Take('L');
+    record.lengthGiven = !Types::isFront || !text.Take('L');
     record.room = text.Number() % mostRoom;
     const auto session = static_cast<Ulong>(record.session);
     const auto dataLength = static_cast<Ulong>(record.data.size());
-    if (!Types::isStrict && record.bufferGiven) {
+    if (!Types::isFront && record.bufferGiven) {
         // As the library wants it: the length is asked for first.
         Ulong told = 0;
         CallRecord question = record;
@@ -832,7 +832,7 @@ void CallDecoder<Types>::Feed(const Work& work, CallText& text, Ulong (*call)(Ul
         .function = work.function, .operation = work.operation, .step = work.step, .session = Session(text)};
     auto data = TakeInput(text);
     record.data = data.value_or(Bytes());
-    const bool isLie = Types::isStrict && !data && text.Take('?'); // a length without an address
+    const bool isLie = Types::isFront && !data && text.Take('?'); // a length without an address
     Make(record, [&] {
         return call(static_cast<Ulong>(record.session), PointerTo(data),
                     isLie ? 5 : static_cast<Ulong>(record.data.size()));

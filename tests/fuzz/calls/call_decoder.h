@@ -3,16 +3,19 @@
 
 #include "tests/fuzz/calls/call_pool.h"
 #include "tests/fuzz/calls/call_record.h"
-#include "tests/fuzz/calls/call_types.h"
 #include "tests/fuzz/calls/card_world.h"
 #include "tests/fuzz/calls/check.h"
 #include "tests/fuzz/calls/guarded_buffer.h"
+#include "tests/support/module_types.h"
 
 #include <array>
 #include <functional>
 #include <string_view>
 
 namespace fuzz {
+
+using blackbox::FrontTypes;
+using blackbox::LibraryTypes;
 
 // What a text may do.
 struct Powers

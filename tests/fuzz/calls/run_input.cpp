@@ -77,28 +77,11 @@ private:
 };
 
 template <typename Types>
-typename Types::FunctionList* LoadFunctions(const std::filesystem::path& file)
-{
-    void* library = blackbox::Load(blackbox::ScriptedFolder() / file);
-    using GetFunctionList = typename Types::Ulong(typename Types::FunctionList**);
-    typename Types::FunctionList* functions = nullptr;
-    auto* getFunctionList =
-        reinterpret_cast<GetFunctionList*>(blackbox::SymbolOf(library, "C_GetFunctionList"));
-    Check(getFunctionList(&functions) == CKR_OK, "C_GetFunctionList", "gives the list");
-    return functions;
-}
-
-template <typename Types>
 typename Types::FunctionList* Load()
 {
-    if constexpr (Types::isStrict) {
-        return LoadFunctions<Types>("tavrik-pkcs11.so");
-    } else {
-        return LoadFunctions<Types>(blackbox::LibraryFileName("pkcs11_x64"));
-    }
+    return blackbox::FunctionListOf<Types>(blackbox::Load(blackbox::ScriptedFolder() / Types::fileName));
 }
 
-// The library or the front of this process, started once.
 template <typename Types>
 class Target
 {
