@@ -356,9 +356,8 @@ bool RunLoad(const Size& size)
     std::cout << "load: " << size.threads << " threads, " << size.sessions << " sessions at once, "
               << size.readers << " readers, " << cards.Changes() << " cards put in or taken out, "
               << all.opened << " sessions opened, " << all.calls << " calls, " << all.signatures
-              << " signatures verified, each made once, " << all.refused << " refused without a card ("
-              << all.madeAndRefused << " of them made by a card that was taken out), " << all.wrong.size()
-              << " findings\n";
+              << " signatures verified, " << all.refused << " refused without a card (" << all.madeAndRefused
+              << " of them made by a card that was taken out), " << all.wrong.size() << " findings\n";
     return all.wrong.empty();
 }
 

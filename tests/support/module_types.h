@@ -6,6 +6,7 @@
 #include "tests/support/system.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace blackbox {
 
