@@ -22,16 +22,16 @@ inline void Require(bool condition, const std::string& text)
 }
 
 // Each member throws std::runtime_error when a call of the module fails.
-template <typename Layout>
+template <typename Types>
 class CardClient
 {
 public:
-    using Number = typename Layout::Ulong;
+    using Number = typename Types::Ulong;
 
     explicit CardClient(void* module)
     {
         auto* const getFunctionList =
-            reinterpret_cast<typename Layout::GetFunctionList*>(dlsym(module, "C_GetFunctionList"));
+            reinterpret_cast<typename Types::GetFunctionList*>(dlsym(module, "C_GetFunctionList"));
         Require(getFunctionList != nullptr, "no C_GetFunctionList");
         static_cast<void>(getFunctionList(&f));
     }
@@ -85,7 +85,7 @@ public:
     {
         privateKey = Find(CKO_PRIVATE_KEY);
         // The library makes no public keys of its own.
-        publicKey = Layout::isFront ? Find(CKO_PUBLIC_KEY) : MakePublicKey();
+        publicKey = Types::isFront ? Find(CKO_PUBLIC_KEY) : MakePublicKey();
     }
 
     void FindKey() { privateKey = Find(CKO_PRIVATE_KEY); }
@@ -126,7 +126,7 @@ public:
 
     void Encrypt()
     {
-        typename Layout::Mechanism mechanism{CKM_RSA_PKCS, nullptr, 0};
+        typename Types::Mechanism mechanism{CKM_RSA_PKCS, nullptr, 0};
         auto length = static_cast<Number>(output.size());
         Begin(f->C_EncryptInit(session, &mechanism, publicKey), "C_EncryptInit");
         Check(f->C_Encrypt(session, Data(), shortData, output.data(), &length), "C_Encrypt");
@@ -135,7 +135,7 @@ public:
 
     void Decrypt()
     {
-        typename Layout::Mechanism mechanism{CKM_RSA_PKCS, nullptr, 0};
+        typename Types::Mechanism mechanism{CKM_RSA_PKCS, nullptr, 0};
         auto length = static_cast<Number>(output.size());
         Begin(f->C_DecryptInit(session, &mechanism, privateKey), "C_DecryptInit");
         Check(f->C_Decrypt(session, encrypted.data(), static_cast<Number>(encrypted.size()), output.data(),
@@ -147,7 +147,7 @@ public:
 
     void Digest()
     {
-        typename Layout::Mechanism mechanism{CKM_SHA256, nullptr, 0};
+        typename Types::Mechanism mechanism{CKM_SHA256, nullptr, 0};
         auto length = static_cast<Number>(output.size());
         Check(f->C_DigestInit(session, &mechanism), "C_DigestInit");
         Check(f->C_Digest(session, Data(), DataLength(), output.data(), &length), "C_Digest");
@@ -185,16 +185,16 @@ public:
     void UseCard(char* code, unsigned card = 0)
     {
         Start();
-        typename Layout::Info info{};
+        typename Types::Info info{};
         Check(f->C_GetInfo(&info), "C_GetInfo");
-        typename Layout::TokenInfo token{};
+        typename Types::TokenInfo token{};
         Check(f->C_GetTokenInfo(Slots().at(2 * card), &token), "C_GetTokenInfo");
         UseOrdinaryKey(code, card);
         UseQualifiedKey(code, card);
         End();
     }
 
-    typename Layout::FunctionList* f = nullptr;
+    typename Types::FunctionList* f = nullptr;
 
 private:
     static constexpr Number shortData = 16;
@@ -216,15 +216,15 @@ private:
     }
 
     // The library signs a DigestInfo.
-    static typename Layout::Mechanism Hashing()
+    static typename Types::Mechanism Hashing()
     {
-        return {static_cast<Number>(Layout::isFront ? CKM_SHA256_RSA_PKCS : CKM_RSA_PKCS), nullptr, 0};
+        return {static_cast<Number>(Types::isFront ? CKM_SHA256_RSA_PKCS : CKM_RSA_PKCS), nullptr, 0};
     }
 
     Number Find(unsigned objectClass)
     {
         Number wanted = objectClass;
-        typename Layout::Attribute record{CKA_CLASS, &wanted, sizeof wanted};
+        typename Types::Attribute record{CKA_CLASS, &wanted, sizeof wanted};
         Number object = 0;
         Number count = 0;
         Check(f->C_FindObjectsInit(session, &record, 1), "C_FindObjectsInit");
@@ -237,8 +237,8 @@ private:
     std::vector<unsigned char> Read(unsigned type)
     {
         std::vector<unsigned char> value(1024);
-        typename Layout::Attribute record{static_cast<Number>(type), value.data(),
-                                          static_cast<Number>(value.size())};
+        typename Types::Attribute record{static_cast<Number>(type), value.data(),
+                                         static_cast<Number>(value.size())};
         Check(f->C_GetAttributeValue(session, privateKey, &record, 1), "C_GetAttributeValue");
         value.resize(record.ulValueLen);
         return value;
@@ -246,7 +246,7 @@ private:
 
     Number MakePublicKey()
     {
-        using Attribute = typename Layout::Attribute;
+        using Attribute = typename Types::Attribute;
         Number objectClass = CKO_PUBLIC_KEY;
         Number type = CKK_RSA;
         unsigned char yes = 1;

@@ -38,38 +38,38 @@ inline void* Load(const std::string& file)
     return module;
 }
 
-template <typename Layout>
+template <typename Types>
 void UsePlainly(const Arguments& arguments)
 {
-    CardClient<Layout>(Load(arguments[0])).UseCard(loginCode.data());
+    CardClient<Types>(Load(arguments[0])).UseCard(loginCode.data());
 }
 
-template <typename Layout>
+template <typename Types>
 void UseWithoutStreams(const Arguments& arguments)
 {
     KeepErrorOutput();
     for (const int stream : standardStreams) {
         close(stream);
     }
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     client.afterCall = [](const char* call) { RequireFreePlacesOfStreams(call); };
     client.UseCard(loginCode.data());
 }
 
-template <typename Layout>
+template <typename Types>
 void UseOnSmallStack(const Arguments& arguments)
 {
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     RunOnStack(std::stoul(arguments[2]), [&client] { client.UseCard(loginCode.data()); });
 }
 
-template <typename Layout>
+template <typename Types>
 void UseUnderSignals(const Arguments& arguments)
 {
     const SignalCount signals(SIGALRM);
     const itimerval often{{0, 200}, {0, 200}};
     const itimerval never{};
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     setitimer(ITIMER_REAL, &often, nullptr);
     client.UseCard(loginCode.data());
     setitimer(ITIMER_REAL, &never, nullptr);
@@ -77,14 +77,14 @@ void UseUnderSignals(const Arguments& arguments)
     Require(SignalCount::byOthers == 0, "a thread of the module takes signals");
 }
 
-template <typename Layout>
+template <typename Types>
 void WaitForSignals(const Arguments& arguments)
 {
     const SignalCount signals(SIGUSR1);
     sigset_t waited;
     sigemptyset(&waited);
     sigaddset(&waited, SIGUSR1);
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     client.Start();
     pthread_sigmask(SIG_BLOCK, &waited,
                     nullptr); // behind the start, whose thread is not to have it from here
@@ -98,14 +98,14 @@ void WaitForSignals(const Arguments& arguments)
     client.End();
 }
 
-template <typename Layout>
-[[noreturn]] void BeChild(CardClient<Layout>& client, const std::string& end)
+template <typename Types>
+[[noreturn]] void BeChild(CardClient<Types>& client, const std::string& end)
 {
     alarm(60);
     try {
         if (end == "again") {
             client.afterCall = nullptr;
-            if (!Layout::isFront) { // the front ends by itself what a child inherits
+            if (!Types::isFront) { // the front ends by itself what a child inherits
                 static_cast<void>(client.f->C_Finalize(nullptr));
             }
             client.Start();
@@ -125,10 +125,10 @@ template <typename Layout>
     std::exit(0); // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
 }
 
-template <typename Layout>
+template <typename Types>
 void ForkBehindEveryCall(const Arguments& arguments)
 {
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     int forks = 0;
     client.afterCall = [&](const char* call) {
         if (arguments.size() > 3 && arguments[3] != call) {
@@ -150,11 +150,11 @@ void ForkBehindEveryCall(const Arguments& arguments)
 }
 
 // The thread that is at work when the process ends. What it does fails once the end has begun.
-template <typename Layout>
+template <typename Types>
 class Worker
 {
 public:
-    Worker(CardClient<Layout>& usedClient, const std::string& moment)
+    Worker(CardClient<Types>& usedClient, const std::string& moment)
         : client(usedClient), thread([this, moment] { Run(moment); })
     {
         while (!begun) {
@@ -196,18 +196,18 @@ private:
         }
     }
 
-    CardClient<Layout>& client;
+    CardClient<Types>& client;
     std::atomic<bool> begun{false};
     std::atomic<pid_t> number{0};
     std::thread thread;
 };
 
-template <typename Layout>
+template <typename Types>
 void EndAtTheMoment(const Arguments& arguments)
 {
     // Neither is destroyed: the thread uses them until the process has ended.
-    auto& client = *new CardClient<Layout>(Load(arguments[0]));
-    new Worker<Layout>(client, arguments[3]);
+    auto& client = *new CardClient<Types>(Load(arguments[0]));
+    new Worker<Types>(client, arguments[3]);
     const auto end = [quickly = arguments[2] == "quick_exit"] {
         if (quickly) {
             std::quick_exit(0);
@@ -222,14 +222,14 @@ void EndAtTheMoment(const Arguments& arguments)
 
 // One order of unloading, in a process of its own. `finalizedBefore` is the place in the order that C_Finalize comes
 // before; that of no place leaves it out.
-template <typename Layout>
+template <typename Types>
 void UnloadInOrder(const Arguments& files, const std::array<unsigned, 3>& order, unsigned finalizedBefore)
 {
     std::array<void*, 3> modules{};
     for (unsigned i = 0; i < modules.size(); ++i) {
         modules[i] = Load(files[i]);
     }
-    CardClient<Layout> client(modules[0]);
+    CardClient<Types> client(modules[0]);
     client.Start();
     client.LogIn(loginCode.data());
     client.FindKeys();
@@ -247,12 +247,12 @@ void UnloadInOrder(const Arguments& files, const std::array<unsigned, 3>& order,
     for (const std::string& file : {files[0], files[1]}) {
         Require(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD) == nullptr, file + " is still loaded");
     }
-    CardClient<Layout> next(Load(files[0]));
+    CardClient<Types> next(Load(files[0]));
     next.Start();
     next.End();
 }
 
-template <typename Layout>
+template <typename Types>
 void UnloadInEveryOrder(const Arguments& arguments)
 {
     const Arguments files{arguments[0], arguments[2], arguments[3]};
@@ -264,7 +264,7 @@ void UnloadInEveryOrder(const Arguments& arguments)
             if (child == 0) {
                 alarm(60);
                 try {
-                    UnloadInOrder<Layout>(files, order, finalizedBefore);
+                    UnloadInOrder<Types>(files, order, finalizedBefore);
                 } catch (const std::exception& error) {
                     static_cast<void>(dprintf(STDERR_FILENO, "%u %u %u, C_Finalize before %u: %s\n", order[0],
                                               order[1], order[2], finalizedBefore, error.what()));
@@ -281,7 +281,7 @@ void UnloadInEveryOrder(const Arguments& arguments)
     std::printf("orders: %d\n", orders);
 }
 
-template <typename Layout>
+template <typename Types>
 void UseWithRefusedCalls(const Arguments& arguments)
 {
     const auto error = static_cast<unsigned>(std::stoul(arguments[2]));
@@ -292,7 +292,7 @@ void UseWithRefusedCalls(const Arguments& arguments)
         calls.push_back(SYS_clone3); // any other error is one to the C library, which starts no thread then
     }
     RefuseCalls(calls, error);
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     client.UseCard(loginCode.data());
     client.Start();
     Require(client.Slots().size() == 2, "there is another card");
@@ -302,8 +302,8 @@ void UseWithRefusedCalls(const Arguments& arguments)
 }
 
 // Signs with the key of the slot. With "authorised" the PIN is given; else the qualified key has the keyboard ask.
-template <typename Layout>
-void SignAsTold(CardClient<Layout>& client, const std::string& scenario)
+template <typename Types>
+void SignAsTold(CardClient<Types>& client, const std::string& scenario)
 {
     client.FindKey();
     if (scenario == "authorised") {
@@ -324,14 +324,14 @@ void SignAsTold(CardClient<Layout>& client, const std::string& scenario)
 }
 
 // Every code is read where it is used, and the process ends where the scenario does.
-template <typename Layout>
+template <typename Types>
 void LeaveSecrets(const Arguments& arguments)
 {
     const std::string& scenario = arguments[2];
     const bool isQualified = scenario == "qualified" || scenario == "authorised" || scenario == "wrong-pin";
     const std::map<std::string, unsigned long> refusals{{"wrong", CKR_PIN_INCORRECT},
                                                         {"cancelled", CKR_FUNCTION_CANCELED}};
-    CardClient<Layout> client(Load(arguments[0]));
+    CardClient<Types> client(Load(arguments[0]));
     client.Start();
     client.OpenSession(isQualified ? 0 : 1);
     softcard::SecretText code;

@@ -36,21 +36,21 @@ namespace {
 constexpr int failed = 3;
 constexpr unsigned longestRun = 240; // seconds
 
-template <typename Layout>
+template <typename Types>
 void Run(const std::string& mode, const std::vector<std::string>& arguments)
 {
     using namespace hosts;
     const std::map<std::string, void (*)(const std::vector<std::string>&)> modes = {
-        {"plain", UsePlainly<Layout>},
-        {"closed-streams", UseWithoutStreams<Layout>},
-        {"stack", UseOnSmallStack<Layout>},
-        {"signals", UseUnderSignals<Layout>},
-        {"sigwait", WaitForSignals<Layout>},
-        {"fork", ForkBehindEveryCall<Layout>},
-        {"end", EndAtTheMoment<Layout>},
-        {"unload", UnloadInEveryOrder<Layout>},
-        {"refused", UseWithRefusedCalls<Layout>},
-        {"secrets", LeaveSecrets<Layout>},
+        {"plain", UsePlainly<Types>},
+        {"closed-streams", UseWithoutStreams<Types>},
+        {"stack", UseOnSmallStack<Types>},
+        {"signals", UseUnderSignals<Types>},
+        {"sigwait", WaitForSignals<Types>},
+        {"fork", ForkBehindEveryCall<Types>},
+        {"end", EndAtTheMoment<Types>},
+        {"unload", UnloadInEveryOrder<Types>},
+        {"refused", UseWithRefusedCalls<Types>},
+        {"secrets", LeaveSecrets<Types>},
     };
     Require(modes.contains(mode), "no such mode");
     modes.at(mode)(arguments);

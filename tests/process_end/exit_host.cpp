@@ -104,8 +104,9 @@ int main(int argc, char** argv) // NOLINT(bugprone-exception-escape)
     }
     void* const module = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
     Require(module != nullptr, "the module is not loaded");
-    const auto work = std::string(argv[1]) == "front" ? WorkOf<CardClient<FrontLayout>>(module, argv[3])
-                                                      : WorkOf<CardClient<LibraryLayout>>(module, argv[3]);
+    const auto work = std::string(argv[1]) == "front"
+                          ? WorkOf<CardClient<blackbox::FrontTypes>>(module, argv[3])
+                          : WorkOf<CardClient<blackbox::LibraryTypes>>(module, argv[3]);
     if (end == "fork") {
         return ForkAfter(work);
     }
