@@ -12,7 +12,7 @@ void CopyField(const packed::CK_BYTE (&from)[width], CK_BYTE (&to)[width])
     std::copy_n(from, width, to);
 }
 
-CK_VERSION Widen(const packed::CK_VERSION& version)
+CK_VERSION WidenVersion(const packed::CK_VERSION& version)
 {
     return {version.major, version.minor};
 }
@@ -27,11 +27,11 @@ CK_ULONG Widen(packed::CK_ULONG number)
 CK_INFO Widen(const packed::CK_INFO& info)
 {
     CK_INFO wide{};
-    wide.cryptokiVersion = Widen(info.cryptokiVersion);
+    wide.cryptokiVersion = WidenVersion(info.cryptokiVersion);
     CopyField(info.manufacturerID, wide.manufacturerID);
     wide.flags = info.flags;
     CopyField(info.libraryDescription, wide.libraryDescription);
-    wide.libraryVersion = Widen(info.libraryVersion);
+    wide.libraryVersion = WidenVersion(info.libraryVersion);
     return wide;
 }
 
@@ -41,8 +41,8 @@ CK_SLOT_INFO Widen(const packed::CK_SLOT_INFO& info)
     CopyField(info.slotDescription, wide.slotDescription);
     CopyField(info.manufacturerID, wide.manufacturerID);
     wide.flags = info.flags;
-    wide.hardwareVersion = Widen(info.hardwareVersion);
-    wide.firmwareVersion = Widen(info.firmwareVersion);
+    wide.hardwareVersion = WidenVersion(info.hardwareVersion);
+    wide.firmwareVersion = WidenVersion(info.firmwareVersion);
     return wide;
 }
 
@@ -64,8 +64,8 @@ CK_TOKEN_INFO Widen(const packed::CK_TOKEN_INFO& info)
     wide.ulFreePublicMemory = Widen(packed::CK_ULONG{info.ulFreePublicMemory});
     wide.ulTotalPrivateMemory = Widen(packed::CK_ULONG{info.ulTotalPrivateMemory});
     wide.ulFreePrivateMemory = Widen(packed::CK_ULONG{info.ulFreePrivateMemory});
-    wide.hardwareVersion = Widen(info.hardwareVersion);
-    wide.firmwareVersion = Widen(info.firmwareVersion);
+    wide.hardwareVersion = WidenVersion(info.hardwareVersion);
+    wide.firmwareVersion = WidenVersion(info.firmwareVersion);
     CopyField(info.utcTime, wide.utcTime);
     return wide;
 }

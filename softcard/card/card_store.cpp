@@ -19,7 +19,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* descriptionFile = "card.json";
-constexpr size_t longestName = 64;
+constexpr size_t longestCardName = 64;
 constexpr uint32_t mostReference = 4;
 
 bool IsNameCharacter(char character)
@@ -151,7 +151,7 @@ Card CardStore::Load(const std::string& name) const
 
 bool IsCardName(std::string_view name)
 {
-    return !name.empty() && name.size() <= longestName && name.front() != '.' &&
+    return !name.empty() && name.size() <= longestCardName && name.front() != '.' &&
            std::all_of(name.begin(), name.end(), IsNameCharacter) && CanBeAName(name);
 }
 

@@ -18,12 +18,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t longestName = 100;
+constexpr size_t longestReaderName = 100;
 constexpr const char* linkName = "card"; // one name, so that a reader has room for one card
 
 bool IsReaderName(std::string_view name)
 {
-    if (name.empty() || name.size() > longestName || name.front() == '.' || !CanBeAName(name)) {
+    if (name.empty() || name.size() > longestReaderName || name.front() == '.' || !CanBeAName(name)) {
         return false;
     }
     const auto characters = DecodeUtf8(name);

@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr char loginFunction[] = "C_Login";
-constexpr char signFunction[] = "C_Sign";
+constexpr char loginCall[] = "C_Login";
+constexpr char signCall[] = "C_Sign";
 constexpr uint8_t codeAccepted = 1;
 
 // The constant that the card side wants with the signature PIN.
@@ -29,13 +29,12 @@ CK_RV CommonCodeState(uint32_t status)
 
 CK_RV JudgeCodeStateAtLogin(uint32_t status)
 {
-    LOG_LINE(LogLevel_Debug, loginFunction, "C_Login: CA Verify end with status: %i",
-             static_cast<int>(status));
+    LOG_LINE(LogLevel_Debug, loginCall, "C_Login: CA Verify end with status: %i", static_cast<int>(status));
     const CK_RV known = CommonCodeState(status);
     if (known != CKR_OK) {
         return known;
     }
-    LOG_LINE(LogLevel_Debug, loginFunction, "C_Login: Code status is unknown");
+    LOG_LINE(LogLevel_Debug, loginCall, "C_Login: Code status is unknown");
     return CKR_FUNCTION_FAILED;
 }
 
@@ -87,9 +86,9 @@ CK_RV AskForSignaturePin(CardSession session)
     VerifyResult result = MakeVerifyResult(); // made once: each try is given the result of the one before
     CardStatus status = eIncorrectCode;
     while (status == eIncorrectCode) {
-        LOG_LINE(LogLevel_Debug, signFunction, "Virtualkeyboard for Signature PIN opened...");
+        LOG_LINE(LogLevel_Debug, signCall, "Virtualkeyboard for Signature PIN opened...");
         status = VerifySignaturePin(session, nullptr, result);
-        LOG_LINE(LogLevel_Debug, signFunction, "Virtualkeyboard for Signature PIN closed");
+        LOG_LINE(LogLevel_Debug, signCall, "Virtualkeyboard for Signature PIN closed");
     }
     if (status == eUserInputError) {
         return CKR_FUNCTION_CANCELED;

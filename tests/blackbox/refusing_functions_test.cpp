@@ -58,7 +58,7 @@ const std::vector<Refusal> withArgumentTest{
     {"C_GenerateRandom", CKR_RANDOM_NO_RNG, "121 CKR_RANDOM_NO_RNG"},
     {"C_GetObjectSize", CKR_SESSION_HANDLE_INVALID, "b3 CKR_SESSION_HANDLE_INVALID"}};
 
-std::string NameOf(const ::testing::TestParamInfo<Refusal>& information)
+std::string NameOfRefusal(const ::testing::TestParamInfo<Refusal>& information)
 {
     return information.param.function;
 }
@@ -124,10 +124,10 @@ TEST_P(RefusingFunctionTest, LogsItsFrameAndNothingElse)
 }
 
 INSTANTIATE_TEST_SUITE_P(NotSupported, RefusingFunctionTest,
-                         ::testing::ValuesIn(NotSupported(unsupportedFunctions)), NameOf);
-INSTANTIATE_TEST_SUITE_P(NotParallel, RefusingFunctionTest, ::testing::ValuesIn(notParallel), NameOf);
+                         ::testing::ValuesIn(NotSupported(unsupportedFunctions)), NameOfRefusal);
+INSTANTIATE_TEST_SUITE_P(NotParallel, RefusingFunctionTest, ::testing::ValuesIn(notParallel), NameOfRefusal);
 INSTANTIATE_TEST_SUITE_P(WithArgumentTest, RefusingFunctionTest, ::testing::ValuesIn(withArgumentTest),
-                         NameOf);
+                         NameOfRefusal);
 
 // Those without any test answer the same with nulls.
 class RefusingWithNullsTest : public RefusingFunctionTest
@@ -142,8 +142,8 @@ TEST_P(RefusingWithNullsTest, AnswersItsCodeForNullArgumentsToo)
 }
 
 INSTANTIATE_TEST_SUITE_P(NotSupported, RefusingWithNullsTest,
-                         ::testing::ValuesIn(NotSupported(unsupportedFunctions)), NameOf);
-INSTANTIATE_TEST_SUITE_P(NotParallel, RefusingWithNullsTest, ::testing::ValuesIn(notParallel), NameOf);
+                         ::testing::ValuesIn(NotSupported(unsupportedFunctions)), NameOfRefusal);
+INSTANTIATE_TEST_SUITE_P(NotParallel, RefusingWithNullsTest, ::testing::ValuesIn(notParallel), NameOfRefusal);
 
 class RefusingWithArgumentTestTest : public RefusingFunctionTest
 {
@@ -162,7 +162,8 @@ TEST_P(RefusingWithArgumentTestTest, AnswersArgumentsBadForANullPointerWithoutTh
     EXPECT_EQ(script->Calls(), Texts{});
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, RefusingWithArgumentTestTest, ::testing::ValuesIn(withArgumentTest), NameOf);
+INSTANTIATE_TEST_SUITE_P(Each, RefusingWithArgumentTestTest, ::testing::ValuesIn(withArgumentTest),
+                         NameOfRefusal);
 
 class RandomFunctionTest : public BlackBoxTest
 {

@@ -7,9 +7,6 @@ using namespace logtool;
 
 namespace {
 
-constexpr const char* entering = "PKCS11_FUNCTION_ENTERING";
-constexpr const char* leaving = "PKCS11_FUNCTION_LEAVING, result 0 CKR_OK";
-
 class CallListTest : public testing::Test
 {
 protected:

@@ -13,9 +13,6 @@
 
 namespace {
 
-constexpr const char* entering = "PKCS11_FUNCTION_ENTERING";
-constexpr const char* leaving = "PKCS11_FUNCTION_LEAVING, result 0 CKR_OK";
-
 class ProgramTest : public testing::Test
 {
 protected:

@@ -24,6 +24,10 @@ private:
 
 inline const std::string testTime = "Thu Nov 12 12:10:02 2026";
 
+// What the library writes at the start and at the end of a call.
+inline constexpr const char* entering = "PKCS11_FUNCTION_ENTERING";
+inline constexpr const char* leaving = "PKCS11_FUNCTION_LEAVING, result 0 CKR_OK";
+
 // A line in the library's form, with its ending.
 std::string PlainLine(const std::string& level, const std::string& time, const std::string& description);
 std::string ExtensiveLine(const std::string& level, const std::string& time, const std::string& description,

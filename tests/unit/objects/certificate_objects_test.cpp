@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr CK_OBJECT_HANDLE handle = 0x12345678;
+constexpr CK_OBJECT_HANDLE objectHandle = 0x12345678;
 const ObjectPlace qualifiedPlace = {7, "Sig_ZEP_0", false};
 const ObjectPlace ordinaryPlace = {8, "Sig_EP_0", true};
-const KeyDescription key = {5, 1024, Bytes(128, 0xA5), {1, 0, 3}};
+const KeyDescription cardKey = {5, 1024, Bytes(128, 0xA5), {1, 0, 3}};
 const Bytes yes = {1};
 const Bytes no = {0};
 
@@ -48,8 +48,8 @@ Attributes PrivateKeyAttributes(const ObjectPlace& place, const Bytes& subject)
             {CKA_EXTRACTABLE, no},
             {CKA_SENSITIVE, yes},
             {CKA_PRIVATE, yes},
-            {CKA_PUBLIC_EXPONENT, key.publicExponent},
-            {CKA_MODULUS, key.modulus},
+            {CKA_PUBLIC_EXPONENT, cardKey.publicExponent},
+            {CKA_MODULUS, cardKey.modulus},
             {CKA_MODULUS_BITS, Number(1024)},
             {CKA_SIGN, yes},
             {CKA_ALWAYS_AUTHENTICATE, place.ordinary ? no : yes},
@@ -68,8 +68,8 @@ Attributes PublicKeyAttributes(const ObjectPlace& place, const Bytes& verify)
             {CKA_EXTRACTABLE, no},
             {CKA_SENSITIVE, no},
             {CKA_PRIVATE, no},
-            {CKA_PUBLIC_EXPONENT, key.publicExponent},
-            {CKA_MODULUS, key.modulus},
+            {CKA_PUBLIC_EXPONENT, cardKey.publicExponent},
+            {CKA_MODULUS, cardKey.modulus},
             {CKA_MODULUS_BITS, Number(1024)},
             {CKA_SIGN, no},
             {CKA_ALWAYS_AUTHENTICATE, no},
@@ -87,9 +87,9 @@ TEST(CertificateObjectsTest, CertificateHasThirteenAttributes)
     contents.subject =
         FromHex("3023 3121 3012 0603550403 140B 54617672696B2054657374 300B 060355040A 1404 5A5A5A5A");
     const Bytes encoded = EncodeCertificate(contents);
-    const auto object = MakeCertificateObject(handle, qualifiedPlace, Botan::X509_Certificate(encoded));
+    const auto object = MakeCertificateObject(objectHandle, qualifiedPlace, Botan::X509_Certificate(encoded));
     EXPECT_EQ(object->kind, certificateKind);
-    EXPECT_EQ(object->objectHandle, handle);
+    EXPECT_EQ(object->objectHandle, objectHandle);
     EXPECT_EQ(object->slotId, qualifiedPlace.slotId);
     EXPECT_EQ(object->keyReference, 0U);
     EXPECT_EQ(object->certificateIndex, 0U);
@@ -112,9 +112,9 @@ TEST(CertificateObjectsTest, PrivateKeyHasSeventeenAttributes)
 {
     for (const auto& place : {qualifiedPlace, ordinaryPlace}) {
         const Bytes subject = FromHex("300F 310D 300B 0603550403 0C04 4C617374");
-        const auto object = MakePrivateKeyObject(handle, place, key, subject);
+        const auto object = MakePrivateKeyObject(objectHandle, place, cardKey, subject);
         EXPECT_EQ(object->kind, privateKeyKind);
-        EXPECT_EQ(object->objectHandle, handle);
+        EXPECT_EQ(object->objectHandle, objectHandle);
         EXPECT_EQ(object->slotId, place.slotId);
         EXPECT_EQ(object->keyReference, 5U);
         EXPECT_EQ(AttributesOf(*object), PrivateKeyAttributes(place, subject));
@@ -125,9 +125,9 @@ TEST(CertificateObjectsTest, PublicKeyHasSeventeenAttributes)
 {
     for (const auto& place : {qualifiedPlace, ordinaryPlace}) {
         for (const uint8_t verify : Bytes{0, 1, 0x5A}) {
-            const auto object = MakePublicKeyObject(handle, place, key, verify);
+            const auto object = MakePublicKeyObject(objectHandle, place, cardKey, verify);
             EXPECT_EQ(object->kind, publicKeyKind);
-            EXPECT_EQ(object->objectHandle, handle);
+            EXPECT_EQ(object->objectHandle, objectHandle);
             EXPECT_EQ(object->slotId, place.slotId);
             EXPECT_EQ(object->keyReference, 5U);
             EXPECT_EQ(AttributesOf(*object), PublicKeyAttributes(place, {verify}));
@@ -137,7 +137,7 @@ TEST(CertificateObjectsTest, PublicKeyHasSeventeenAttributes)
 
 TEST(CertificateObjectsTest, KeyWithoutModulusHasAnEmptyOne)
 {
-    const auto object = MakePublicKeyObject(handle, ordinaryPlace, {0, 0, {}, {1, 0, 3}}, CK_TRUE);
+    const auto object = MakePublicKeyObject(objectHandle, ordinaryPlace, {0, 0, {}, {1, 0, 3}}, CK_TRUE);
     PkcsAttribute modulus(CKA_MODULUS);
     EXPECT_EQ(object->GetAttribute(CKA_MODULUS, modulus), CKR_OK);
     EXPECT_EQ(modulus.value->length, 0);
