@@ -71,21 +71,21 @@ private:
     int descriptor;
 };
 
-// A store with a card whose keys have so many bits. Keys take seconds to make, so a card is made once and
-// copied, until the tool or the tests change.
-std::filesystem::path MadeCard(unsigned bits)
+// Copies a file or folder of this name, which the command makes in the place that it finds in $MADE. Keys take seconds
+// to make, so it is made once, until the tool or the tests change.
+void CopyMade(const std::string& name, const std::string& command, const std::filesystem::path& to)
 {
     namespace fs = std::filesystem;
-    fs::path store = fs::path(MADE_CARDS) / std::to_string(bits);
-    const fs::path stamp = store.string() + ".made";
+    const FileLock lock(fs::path(MADE_KEYS) / "lock");
+    const fs::path made = fs::path(MADE_KEYS) / name;
+    const fs::path stamp = made.string() + ".made";
     const auto changed = std::max(fs::last_write_time(CARD_TOOL), fs::last_write_time("/proc/self/exe"));
     if (!fs::exists(stamp) || fs::last_write_time(stamp) < changed) {
-        fs::remove_all(store);
-        blackbox::OutputOf("TAVRIK_HOME='" + store.string() + "' " + tool +
-                           "new card --es-reference 1 --bits " + std::to_string(bits));
+        fs::remove_all(made);
+        blackbox::OutputOf("MADE='" + made.string() + "'; " + command);
         std::ofstream(stamp) << "made\n";
     }
-    return store;
+    fs::copy(made, to, fs::copy_options::recursive);
 }
 
 } // namespace
@@ -139,10 +139,9 @@ void CardFixture::LoadLibrary()
 
 void CardFixture::StartWithCard(unsigned bits)
 {
-    {
-        const FileLock lock(MADE_CARDS "/lock");
-        std::filesystem::copy(MadeCard(bits), File("home"), std::filesystem::copy_options::recursive);
-    }
+    CopyMade(std::to_string(bits),
+             "TAVRIK_HOME=\"$MADE\" " + tool + "new card --es-reference 1 --bits " + std::to_string(bits),
+             File("home"));
     blackbox::OutputOf(tool + "insert card");
     LoadLibrary();
     session = OpenSession(ordinarySlot);
@@ -150,6 +149,15 @@ void CardFixture::StartWithCard(unsigned bits)
     ASSERT_EQ(f->C_Login(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR_PTR>(code.data()),
                          static_cast<CK_ULONG>(code.size())),
               CKR_OK);
+}
+
+void CardFixture::MakeOpenSslKey(const std::string& name, unsigned bits, unsigned exponent) const
+{
+    CopyMade(
+        std::to_string(bits) + "e" + std::to_string(exponent) + ".pem",
+        "openssl genpkey -algorithm RSA -out \"$MADE\" -pkeyopt rsa_keygen_bits:" + std::to_string(bits) +
+            " -pkeyopt rsa_keygen_pubexp:" + std::to_string(exponent) + " 2>/dev/null",
+        File(name));
 }
 
 void CardFixture::Write(const std::string& name, const Bytes& bytes) const

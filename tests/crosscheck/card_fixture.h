@@ -48,6 +48,9 @@ protected:
     // ordinary slot, logged in. The cards of all tests with as many bits are copies of one.
     void StartWithCard(unsigned bits = 2048);
 
+    // An RSA key of openssl's making, as a PEM file of this name in the temporary folder. All tests get the same one.
+    void MakeOpenSslKey(const std::string& name, unsigned bits, unsigned exponent) const;
+
     std::string File(const std::string& name) const { return (folder.Path() / name).string(); }
     void Write(const std::string& name, const Bytes& bytes) const;
     Bytes ReadFile(const std::string& name) const;

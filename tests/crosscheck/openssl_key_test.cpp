@@ -24,9 +24,7 @@ protected:
     void MakeKey()
     {
         StartWithCard();
-        OpenSsl("genpkey -algorithm RSA -out key.pem -pkeyopt rsa_keygen_bits:" +
-                std::to_string(GetParam().bits) +
-                " -pkeyopt rsa_keygen_pubexp:" + std::to_string(GetParam().exponent));
+        MakeOpenSslKey("key.pem", GetParam().bits, GetParam().exponent);
         key = ReadPublicKey("-in key.pem");
         ASSERT_EQ(key.modulus.size(), GetParam().bits / 8);
         ASSERT_EQ(key.exponent, GetParam().exponent == 3 ? Bytes{3} : (Bytes{1, 0, 1}));
