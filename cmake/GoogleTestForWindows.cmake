@@ -9,6 +9,7 @@ set(BUILD_GMOCK ON)
 set(INSTALL_GTEST OFF)
 add_subdirectory("${TAVRIK_GOOGLETEST_SOURCES}" "${PROJECT_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
 foreach(part IN ITEMS gtest gtest_main gmock gmock_main)
+    target_compile_options(${part} PRIVATE -O0) # as test code is
     if(NOT TARGET GTest::${part})
         add_library(GTest::${part} ALIAS ${part})
     endif()
