@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <iostream>
+#include <latch>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -52,7 +53,7 @@ class Round
 {
 public:
     Round(CK_FUNCTION_LIST* functions, const Size& itsSize, unsigned itsNumber)
-        : f(functions), size(itsSize), number(itsNumber)
+        : f(functions), size(itsSize), number(itsNumber), allOpen(itsSize.threads), counted(itsSize.threads)
     {
     }
 
@@ -65,9 +66,7 @@ public:
             threads.emplace_back([&, thread] { Work(tallies[thread], thread); });
         }
         // Cards stay where they are until there are as many sessions as there are to be.
-        while (allOpen < size.threads) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        counted.wait();
         std::mt19937 random(size.seed + number);
         const auto end = std::chrono::steady_clock::now() + time;
         while (std::chrono::steady_clock::now() < end) {
@@ -93,8 +92,9 @@ private:
         while (sessions.size() < wanted) {
             OpenOne(tally, sessions, random);
         }
+        allOpen.arrive_and_wait(); // or one thread closes a session before another one has all of its own
         CountSessions();
-        ++allOpen;
+        counted.arrive_and_wait();
         while (!stop) {
             Act(tally, sessions, wanted, random, thread);
         }
@@ -229,7 +229,8 @@ private:
     const Size& size;
     unsigned number;
     std::atomic<bool> stop{false};
-    std::atomic<unsigned> allOpen{0};
+    std::latch allOpen;
+    std::latch counted;
     std::atomic<CK_ULONG> mostSessions{0};
 };
 

@@ -1,5 +1,6 @@
 // softcard_slow_pinentry: a pinentry that makes the file SLOW_PINENTRY_ASKED, and when somebody has made the
-// file SLOW_PINENTRY_GO_ON, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS.
+// file SLOW_PINENTRY_GO_ON, answers with the first line of the file TAVRIK_PINENTRY_ANSWERS. It ends when the first of these
+// files is taken away, as a test's folder is.
 #include "softcard/cardapi/system/assuan_server.h"
 #include "softcard/system/environment.h"
 
@@ -12,8 +13,12 @@
 int main()
 {
     using softcard::PathFromEnvironment;
-    std::ofstream(PathFromEnvironment("SLOW_PINENTRY_ASKED")) << "asked\n";
+    const auto asked = PathFromEnvironment("SLOW_PINENTRY_ASKED");
+    std::ofstream(asked) << "asked\n";
     while (!std::filesystem::exists(PathFromEnvironment("SLOW_PINENTRY_GO_ON"))) {
+        if (!std::filesystem::exists(asked)) {
+            return EXIT_FAILURE;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     std::string answer;
