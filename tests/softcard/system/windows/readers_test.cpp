@@ -202,5 +202,5 @@ TEST_F(WindowsReaders, ReportACardThatWasRemovedAndInsertedByHand)
 
 void softcard::test::AwaitFollowing()
 {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the system does not tell
+    std::this_thread::sleep_for(std::chrono::milliseconds(500)); // the system does not tell
 }
