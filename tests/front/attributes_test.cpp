@@ -52,20 +52,121 @@ TEST(AttributesTest, AnyTrueBooleanBecomesOne)
 
 TEST(AttributesTest, EveryAttributeOfACardHasItsKind)
 {
-    for (const CK_ATTRIBUTE_TYPE type :
-         {CKA_TOKEN, CKA_PRIVATE, CKA_TRUSTED, CKA_SENSITIVE, CKA_ENCRYPT, CKA_DECRYPT, CKA_WRAP, CKA_UNWRAP,
-          CKA_SIGN, CKA_SIGN_RECOVER, CKA_VERIFY, CKA_VERIFY_RECOVER, CKA_DERIVE, CKA_EXTRACTABLE, CKA_LOCAL,
-          CKA_NEVER_EXTRACTABLE, CKA_ALWAYS_SENSITIVE, CKA_MODIFIABLE, CKA_ALWAYS_AUTHENTICATE}) {
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_TOKEN,
+                                         CKA_PRIVATE,
+                                         CKA_TRUSTED,
+                                         CKA_SENSITIVE,
+                                         CKA_ENCRYPT,
+                                         CKA_DECRYPT,
+                                         CKA_WRAP,
+                                         CKA_UNWRAP,
+                                         CKA_SIGN,
+                                         CKA_SIGN_RECOVER,
+                                         CKA_VERIFY,
+                                         CKA_VERIFY_RECOVER,
+                                         CKA_DERIVE,
+                                         CKA_EXTRACTABLE,
+                                         CKA_LOCAL,
+                                         CKA_NEVER_EXTRACTABLE,
+                                         CKA_ALWAYS_SENSITIVE,
+                                         CKA_MODIFIABLE,
+                                         CKA_ALWAYS_AUTHENTICATE,
+                                         CKA_SECONDARY_AUTH,
+                                         CKA_WRAP_WITH_TRUSTED}) {
         EXPECT_EQ(KindOf(type), AttributeKind::boolean) << std::hex << type;
     }
-    for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_CERTIFICATE_TYPE, CKA_CERTIFICATE_CATEGORY,
-                                         CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_KEY_GEN_MECHANISM}) {
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_CLASS, CKA_CERTIFICATE_TYPE, CKA_CERTIFICATE_CATEGORY, CKA_JAVA_MIDP_SECURITY_DOMAIN,
+          CKA_KEY_TYPE, CKA_MODULUS_BITS, CKA_KEY_GEN_MECHANISM}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::number) << std::hex << type;
+    }
+    EXPECT_EQ(KindOf(CKA_ALLOWED_MECHANISMS), AttributeKind::numbers);
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_LABEL, CKA_VALUE, CKA_ISSUER, CKA_SUBJECT, CKA_ID, CKA_MODULUS, CKA_PUBLIC_EXPONENT,
+          CKA_START_DATE, CKA_END_DATE, CKA_CHECK_VALUE, CKA_SERIAL_NUMBER, CKA_URL,
+          CKA_HASH_OF_SUBJECT_PUBLIC_KEY, CKA_HASH_OF_ISSUER_PUBLIC_KEY, CKA_EC_PARAMS, CKA_EC_POINT,
+          CKA_UNWRAP_TEMPLATE}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::bytes) << std::hex << type;
+    }
+}
+
+TEST(AttributesTest, EveryAttributeOfNoCardHasItsKind)
+{
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_RESET_ON_INIT, CKA_HAS_RESET, CKA_COLOR}) {
+        EXPECT_EQ(KindOf(type), AttributeKind::boolean) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type :
+         {CKA_PRIME_BITS, CKA_SUBPRIME_BITS, CKA_VALUE_BITS, CKA_VALUE_LEN, CKA_AUTH_PIN_FLAGS,
+          CKA_HW_FEATURE_TYPE, CKA_PIXEL_X, CKA_PIXEL_Y, CKA_RESOLUTION, CKA_CHAR_ROWS, CKA_CHAR_COLUMNS,
+          CKA_BITS_PER_PIXEL, CKA_MECHANISM_TYPE}) {
         EXPECT_EQ(KindOf(type), AttributeKind::number) << std::hex << type;
     }
     for (const CK_ATTRIBUTE_TYPE type :
-         {CKA_LABEL, CKA_VALUE, CKA_ISSUER, CKA_SUBJECT, CKA_ID, CKA_MODULUS, CKA_PUBLIC_EXPONENT,
-          CKA_START_DATE, CKA_END_DATE, CKA_CHECK_VALUE}) {
+         {CKA_OBJECT_ID, CKA_AC_ISSUER, CKA_OWNER, CKA_ATTR_TYPES, CKA_WRAP_TEMPLATE, CKA_CHAR_SETS,
+          CKA_ENCODING_METHODS, CKA_MIME_TYPES, CKA_VENDOR_DEFINED}) {
         EXPECT_EQ(KindOf(type), AttributeKind::bytes) << std::hex << type;
+    }
+}
+
+// The answer to a template of a public key with this attribute more.
+CK_RV AnswerToTemplateWith(CK_ATTRIBUTE_TYPE type, const Bytes& value)
+{
+    Template wanted{{CKA_CLASS, NumberValue(CKO_PUBLIC_KEY)},
+                    {CKA_KEY_TYPE, NumberValue(CKK_RSA)},
+                    {CKA_MODULUS, Bytes(128, 0xFF)},
+                    {CKA_PUBLIC_EXPONENT, {1, 0, 1}}};
+    wanted.emplace_back(type, value);
+    try {
+        static_cast<void>(PublicKeyOf(wanted));
+    } catch (const Refusal& refusal) {
+        return refusal.answer;
+    }
+    return CKR_OK;
+}
+
+TEST(AttributesTest, TemplateOfAPublicKeyHasWhatAnApplicationMayGive)
+{
+    EXPECT_EQ(AnswerToTemplateWith(CKA_CLASS, NumberValue(CKO_PUBLIC_KEY)), CKR_TEMPLATE_INCONSISTENT)
+        << "given twice";
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_TOKEN, CKA_PRIVATE, CKA_TRUSTED, CKA_ENCRYPT, CKA_WRAP,
+                                         CKA_VERIFY, CKA_VERIFY_RECOVER, CKA_DERIVE, CKA_MODIFIABLE}) {
+        EXPECT_EQ(AnswerToTemplateWith(type, {0}), CKR_OK) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_LABEL, CKA_SUBJECT, CKA_ID, CKA_START_DATE, CKA_END_DATE}) {
+        EXPECT_EQ(AnswerToTemplateWith(type, {}), CKR_OK) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_MODULUS_BITS, CKA_LOCAL, CKA_KEY_GEN_MECHANISM}) {
+        EXPECT_EQ(AnswerToTemplateWith(type, {0}), CKR_ATTRIBUTE_READ_ONLY) << std::hex << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_VALUE,
+                                         CKA_CERTIFICATE_TYPE,
+                                         CKA_ISSUER,
+                                         CKA_SERIAL_NUMBER,
+                                         CKA_CERTIFICATE_CATEGORY,
+                                         CKA_JAVA_MIDP_SECURITY_DOMAIN,
+                                         CKA_URL,
+                                         CKA_HASH_OF_SUBJECT_PUBLIC_KEY,
+                                         CKA_HASH_OF_ISSUER_PUBLIC_KEY,
+                                         CKA_CHECK_VALUE,
+                                         CKA_SENSITIVE,
+                                         CKA_DECRYPT,
+                                         CKA_UNWRAP,
+                                         CKA_SIGN,
+                                         CKA_SIGN_RECOVER,
+                                         CKA_EXTRACTABLE,
+                                         CKA_NEVER_EXTRACTABLE,
+                                         CKA_ALWAYS_SENSITIVE,
+                                         CKA_EC_PARAMS,
+                                         CKA_EC_POINT,
+                                         CKA_SECONDARY_AUTH,
+                                         CKA_ALWAYS_AUTHENTICATE,
+                                         CKA_WRAP_WITH_TRUSTED,
+                                         CKA_UNWRAP_TEMPLATE,
+                                         CKA_ALLOWED_MECHANISMS,
+                                         CKA_PRIVATE_EXPONENT,
+                                         CKA_COLOR,
+                                         CKA_VENDOR_DEFINED}) {
+        EXPECT_EQ(AnswerToTemplateWith(type, {0}), CKR_ATTRIBUTE_TYPE_INVALID) << std::hex << type;
     }
 }
 
