@@ -10,21 +10,24 @@
 
 namespace blackbox {
 
+// The types that both have.
+#define CRYPTOKI_TYPES(form)                                                                                 \
+    using Ulong = form::CK_ULONG;                                                                            \
+    using FunctionList = form::CK_FUNCTION_LIST;                                                             \
+    using GetFunctionList = form::CK_RV(FunctionList**);                                                     \
+    using Attribute = form::CK_ATTRIBUTE;                                                                    \
+    using Mechanism = form::CK_MECHANISM;                                                                    \
+    using Info = form::CK_INFO;                                                                              \
+    using SlotInfo = form::CK_SLOT_INFO;                                                                     \
+    using TokenInfo = form::CK_TOKEN_INFO;                                                                   \
+    using SessionInfo = form::CK_SESSION_INFO;                                                               \
+    using MechanismInfo = form::CK_MECHANISM_INFO;                                                           \
+    using InitializeArguments = form::CK_C_INITIALIZE_ARGS
+
 // Writes its results without a look at the size that the caller tells, and reads through the pointers that it is given.
 struct LibraryTypes
 {
-    using Ulong = packed::CK_ULONG;
-    using FunctionList = packed::CK_FUNCTION_LIST;
-    using GetFunctionList = packed::CK_RV(FunctionList**);
-    using Attribute = packed::CK_ATTRIBUTE;
-    using Mechanism = packed::CK_MECHANISM;
-    using Info = packed::CK_INFO;
-    using SlotInfo = packed::CK_SLOT_INFO;
-    using TokenInfo = packed::CK_TOKEN_INFO;
-    using SessionInfo = packed::CK_SESSION_INFO;
-    using MechanismInfo = packed::CK_MECHANISM_INFO;
-    using InitializeArguments = packed::CK_C_INITIALIZE_ARGS;
-
+    CRYPTOKI_TYPES(packed);
     static constexpr bool isFront = false;
     static constexpr char name[] = "library";
     static constexpr char fileName[] = "libpkcs11_x64.so";
@@ -32,22 +35,13 @@ struct LibraryTypes
 
 struct FrontTypes
 {
-    using Ulong = front::CK_ULONG;
-    using FunctionList = front::CK_FUNCTION_LIST;
-    using GetFunctionList = front::CK_RV(FunctionList**);
-    using Attribute = front::CK_ATTRIBUTE;
-    using Mechanism = front::CK_MECHANISM;
-    using Info = front::CK_INFO;
-    using SlotInfo = front::CK_SLOT_INFO;
-    using TokenInfo = front::CK_TOKEN_INFO;
-    using SessionInfo = front::CK_SESSION_INFO;
-    using MechanismInfo = front::CK_MECHANISM_INFO;
-    using InitializeArguments = front::CK_C_INITIALIZE_ARGS;
-
+    CRYPTOKI_TYPES(front);
     static constexpr bool isFront = true;
     static constexpr char name[] = "front";
     static constexpr char fileName[] = "tavrik-pkcs11.so";
 };
+
+#undef CRYPTOKI_TYPES
 
 // Of a loaded library or front. Throws std::runtime_error when it has none.
 template <typename Types>
