@@ -20,6 +20,7 @@ namespace hosts {
 namespace {
 
 constexpr int behindTheStreams = 100;
+constexpr std::chrono::seconds momentOfAnotherThread(5);
 
 int errorOutput = STDERR_FILENO;
 pid_t countingThread = 0;
@@ -45,6 +46,25 @@ void* RunBody(void* argument)
         running.thrown = std::current_exception();
     }
     return nullptr;
+}
+
+// Nothing stands in the place, or a file or folder that can only be read.
+bool IsFreeOrRead(int stream)
+{
+    struct stat facts
+    {
+    };
+    const int flags = fcntl(stream, F_GETFL);
+    if (flags < 0 || fstat(stream, &facts) != 0) {
+        return true;
+    }
+    return (flags & O_ACCMODE) == O_RDONLY && (S_ISREG(facts.st_mode) || S_ISDIR(facts.st_mode));
+}
+
+std::string FileOf(int descriptor)
+{
+    std::error_code gone;
+    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), gone).string();
 }
 
 std::filesystem::path TaskFolder(pid_t thread)
@@ -89,19 +109,8 @@ void KeepErrorOutput()
 void RequireFreePlacesOfStreams(const std::string& call)
 {
     for (const int stream : standardStreams) {
-        struct stat facts
-        {
-        };
-        const int flags = fcntl(stream, F_GETFL);
-        if (flags < 0 || fstat(stream, &facts) != 0) {
-            continue;
-        }
-        const bool isRead =
-            (flags & O_ACCMODE) == O_RDONLY && (S_ISREG(facts.st_mode) || S_ISDIR(facts.st_mode));
-        std::error_code gone;
-        const auto file = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(stream), gone);
-        Require(isRead,
-                call + " leaves " + file.string() + " in the place of stream " + std::to_string(stream));
+        Require(blackbox::Eventually([stream] { return IsFreeOrRead(stream); }, momentOfAnotherThread),
+                call + " leaves " + FileOf(stream) + " in the place of stream " + std::to_string(stream));
     }
 }
 

@@ -23,8 +23,9 @@ inline constexpr std::array<int, 3> standardStreams{0, 1, 2};
 int ErrorOutput();
 void KeepErrorOutput();
 
-// In the places of the standard streams there is nothing that could be written into or waited for. What another
-// thread reads for a moment may stand there.
+// In the places of the standard streams there is nothing that could be written into or waited for. A file that
+// another thread reads may stand there, and any file for the moment until that thread has moved it away: the system
+// gives out the lowest place first.
 void RequireFreePlacesOfStreams(const std::string& call);
 
 // Runs it on a new thread with a stack of this size, and throws what it throws.
