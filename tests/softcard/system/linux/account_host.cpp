@@ -36,8 +36,13 @@ void Tell(const char* what, const std::filesystem::path& path)
 
 } // namespace
 
-// There in a build that counts what runs, which exit() calls and _exit() does not.
-extern "C" void __gcov_dump() __attribute__((weak));
+// Asked by AddressSanitizer at the end: its look for leaks may not look into a program with borrowed rights.
+extern "C" int TellLeaksAreNotLookedFor() __asm__("__lsan_is_turned_off");
+
+int TellLeaksAreNotLookedFor()
+{
+    return getauxval(AT_SECURE) != 0 ? 1 : 0;
+}
 
 // In the place of the system's getpwuid_r, for the library too.
 extern "C" int TellAccount(uid_t user, passwd* account, char* buffer, size_t size,
@@ -79,9 +84,4 @@ int main(int count, char** values)
         std::cout << "verified " << softcard::test::VerifyBok(session, nullptr).returned << '\n';
     }
     Library().finalize();
-    std::cout << std::flush;
-    if (__gcov_dump != nullptr) {
-        __gcov_dump();
-    }
-    _exit(0); // what looks for leaks at the end may not look into a program with borrowed rights
 }
