@@ -4,7 +4,7 @@
 
 #include "tests/hosts/card_client.h"
 #include "tests/hosts/host_process.h"
-#include "tests/hosts/seccomp_filter.h"
+#include "tests/support/linux/refused_calls.h"
 
 #include "softcard/base/secret.h"
 
@@ -291,7 +291,7 @@ void UseWithRefusedCalls(const Arguments& arguments)
     if (error == ENOSYS) {
         calls.push_back(SYS_clone3); // any other error is one to the C library, which starts no thread then
     }
-    RefuseCalls(calls, error);
+    blackbox::RefuseCalls(calls, error);
     CardClient<Types> client(Load(arguments[0]));
     client.UseCard(loginCode.data());
     client.Start();

@@ -1,9 +1,11 @@
 #include "src/platform/platform.h"
+#include "tests/support/linux/refused_calls.h"
 #include "tests/unit/log/log_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 namespace {
 
@@ -119,6 +121,23 @@ TEST(MoveEntry, ReplacesNothing)
     Platform::MoveEntry(folder.Path("from"), folder.Path("to"));
     EXPECT_EQ(folder.Read("from"), "new");
     EXPECT_EQ(folder.Read("to"), "old");
+}
+
+// As some file systems and old kernels have it.
+TEST(MoveEntry, ReplacesNothingWhereTheSystemHasNoSuchMove)
+{
+    for (const int error : {EINVAL, ENOSYS}) {
+        const LogFolder folder;
+        folder.Write("from", "new");
+        folder.Write("to", "old");
+        blackbox::DoWithRefusedCalls({SYS_renameat2}, static_cast<unsigned>(error), [&folder] {
+            Platform::MoveEntry(folder.Path("from"), folder.Path("to"));
+            Platform::MoveEntry(folder.Path("to"), folder.Path("free"));
+        });
+        EXPECT_EQ(folder.Names(), (std::vector<std::string>{"free", "from"})) << error;
+        EXPECT_EQ(folder.Read("from"), "new");
+        EXPECT_EQ(folder.Read("free"), "old");
+    }
 }
 
 TEST(MoveEntry, OfNothingDoesNothing)

@@ -1,5 +1,5 @@
-// softcard_account_host HOME: a host of the library whose account has the given home in the user database. It
-// tells on its standard output where the library looks, and what comes of asking the user for the login code
+// softcard_account_host HOME [UNWRITABLE]: a host of the library whose account has the given home in the user database,
+// and for which the folder UNWRITABLE is one that may not be written into, also to root. It tells on its standard output where the library looks, and what comes of asking the user for the login code
 // of the card in "Reader 0"; the library's own log goes where the library says.
 #include "softcard/system/user_directories.h"
 #include "tests/softcard/card_library.h"
@@ -7,6 +7,7 @@
 #include "src/log/log_settings.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -20,7 +21,10 @@
 
 namespace {
 
-std::string homeOfAccount; // NOLINT(cert-err58-cpp)
+constexpr size_t largeRecord = 100'000; // bytes; that of an account with a long comment
+
+std::string homeOfAccount;    // NOLINT(cert-err58-cpp)
+std::string unwritableFolder; // NOLINT(cert-err58-cpp)
 
 std::u16string Ask(void (*function)(char16_t*, uint32_t))
 {
@@ -51,8 +55,11 @@ extern "C" int TellAccount(uid_t user, passwd* account, char* buffer, size_t siz
 int TellAccount(uid_t user, passwd* account, char* buffer, size_t size, passwd** found)
 {
     *found = nullptr;
-    if (user != geteuid() || size <= homeOfAccount.size()) {
+    if (user != geteuid()) {
         return 0;
+    }
+    if (size < largeRecord) {
+        return ERANGE;
     }
     *account = {};
     std::memcpy(buffer, homeOfAccount.c_str(), homeOfAccount.size() + 1);
@@ -62,10 +69,23 @@ int TellAccount(uid_t user, passwd* account, char* buffer, size_t size, passwd**
     return 0;
 }
 
+// In the place of the system's faccessat, which allows everything to root.
+extern "C" int TellAccess(int folder, const char* path, int wanted, int flags) __asm__("faccessat");
+
+int TellAccess(int /*folder*/, const char* path, int wanted, int /*flags*/)
+{
+    if (path == unwritableFolder && (wanted & W_OK) != 0) {
+        errno = EACCES;
+        return -1;
+    }
+    return euidaccess(path, wanted);
+}
+
 int main(int count, char** values)
 {
     using softcard::test::Library;
-    homeOfAccount = count == 2 ? values[1] : "";
+    homeOfAccount = count >= 2 ? values[1] : "";
+    unwritableFolder = count >= 3 ? values[2] : "";
     std::cout << "secure " << getauxval(AT_SECURE) << '\n';
     try {
         Tell("state", softcard::LocateDirectories().state);

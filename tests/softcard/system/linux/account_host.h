@@ -9,6 +9,7 @@ namespace softcard::test {
 
 // What it said, by the first word of each line.
 std::map<std::string, std::string> RunAccountHost(const std::filesystem::path& program,
-                                                  const std::filesystem::path& homeOfAccount);
+                                                  const std::filesystem::path& homeOfAccount,
+                                                  const std::filesystem::path& unwritableFolder = {});
 
 } // namespace softcard::test

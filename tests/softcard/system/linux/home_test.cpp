@@ -13,9 +13,11 @@
 namespace softcard::test {
 
 std::map<std::string, std::string> RunAccountHost(const std::filesystem::path& program,
-                                                  const std::filesystem::path& homeOfAccount)
+                                                  const std::filesystem::path& homeOfAccount,
+                                                  const std::filesystem::path& unwritableFolder)
 {
-    const Finished finished = RunProgram({program.string(), homeOfAccount.string()});
+    const Finished finished =
+        RunProgram({program.string(), homeOfAccount.string(), unwritableFolder.string()});
     EXPECT_EQ(finished.exitCode, 0) << finished.errors;
     std::map<std::string, std::string> told;
     std::istringstream lines(finished.output);
@@ -149,6 +151,33 @@ TEST_F(Homes, UnwritableOnesAreReplacedByAPrivateFolder)
     EXPECT_TRUE(NothingIsHere());
     EXPECT_EQ(told.at("opened"), std::to_string(eLibraryNotInitialized));
     fs::remove(told.at("log") + "Pkcs11.log");
+}
+
+TEST_F(Homes, UnwritableOneIsReplacedByTheAccounts)
+{
+    const fs::path locked = Below("locked");
+    fs::create_directory(locked);
+    SetVariable("HOME", locked);
+    ExpectTheAccounts(RunAccountHost(ACCOUNT_HOST, Below("account"), locked));
+
+    const auto told = RunAccountHost(ACCOUNT_HOST, locked, locked);
+    EXPECT_NE(told.at("refused").find("\"" + locked.string() + "\", which cannot be written to;"),
+              std::string::npos)
+        << told.at("refused");
+    fs::remove(told.at("log") + "Pkcs11.log");
+}
+
+TEST_F(Homes, UnwritableOneThatHasTheFoldersIsUsed)
+{
+    const fs::path locked = Below("locked");
+    for (const char* folder : {".config/tavrik", ".local/state/tavrik"}) {
+        fs::create_directories(locked / folder);
+    }
+    SetVariable("HOME", locked);
+    const auto told = RunAccountHost(ACCOUNT_HOST, Below("account"), locked);
+    EXPECT_EQ(told.at("state"), locked / ".local/state/tavrik");
+    fs::remove(locked / ".config/tavrik");
+    ExpectTheAccounts(RunAccountHost(ACCOUNT_HOST, Below("account"), locked));
 }
 
 TEST_F(Homes, TooLongPathsAreReplacedByAPrivateFolder)

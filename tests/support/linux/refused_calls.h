@@ -1,10 +1,13 @@
-// System calls that the kernel refuses to this process and to all that it starts.
+// System calls that the kernel refuses.
 #pragma once
 
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <exception>
+#include <functional>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include <linux/audit.h>
@@ -12,9 +15,10 @@
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 
-namespace hosts {
+namespace blackbox {
 
-// From now on each of these calls fails with `error`. On x86-64 alone, whose numbers they are.
+// From now on each of these calls fails with `error`, on this thread and in all that it starts. On x86-64 alone,
+// whose numbers they are.
 inline void RefuseCalls(const std::vector<unsigned>& calls, unsigned error)
 {
     const auto count = static_cast<unsigned char>(calls.size());
@@ -37,4 +41,23 @@ inline void RefuseCalls(const std::vector<unsigned>& calls, unsigned error)
     }
 }
 
-} // namespace hosts
+// Does the work on a thread of its own, to which each of these calls fails with `error`. What the work throws is
+// thrown here.
+inline void DoWithRefusedCalls(const std::vector<unsigned>& calls, unsigned error,
+                               const std::function<void()>& work)
+{
+    std::exception_ptr thrown;
+    std::thread([&] {
+        try {
+            RefuseCalls(calls, error);
+            work();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+    }).join();
+    if (thrown != nullptr) {
+        std::rethrow_exception(thrown);
+    }
+}
+
+} // namespace blackbox
