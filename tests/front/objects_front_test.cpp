@@ -458,5 +458,28 @@ TEST_F(ObjectsFrontTest, BitsOfAMadeKeyAreCounted)
     }
 }
 
+TEST_F(ObjectsFrontTest, MadeKeyHasTheStandardValueOfWhatItsTemplateLeavesOut)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    Records records;
+    records.Number(CKA_CLASS, CKO_PUBLIC_KEY)
+        .Number(CKA_KEY_TYPE, CKK_RSA)
+        .Add(CKA_MODULUS, Bytes(128, 0xFF));
+    CK_OBJECT_HANDLE key = 0;
+    ASSERT_EQ(Create(session, records.Add(CKA_PUBLIC_EXPONENT, {3}), key), CKR_OK);
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_LABEL, CKA_SUBJECT, CKA_ID, CKA_START_DATE, CKA_END_DATE}) {
+        EXPECT_EQ(Read(session, key, type), Bytes()) << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_TOKEN, CKA_PRIVATE, CKA_TRUSTED, CKA_WRAP, CKA_VERIFY_RECOVER,
+                                         CKA_DERIVE, CKA_LOCAL, CKA_MODIFIABLE}) {
+        EXPECT_EQ(Read(session, key, type), Bytes{CK_FALSE}) << type;
+    }
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_VERIFY, CKA_ENCRYPT}) {
+        EXPECT_EQ(Read(session, key, type), Bytes{CK_TRUE}) << type;
+    }
+    EXPECT_EQ(Read(session, key, CKA_KEY_GEN_MECHANISM), Bytes(sizeof(CK_ULONG), 0xFF));
+}
+
 } // namespace
 } // namespace front_test

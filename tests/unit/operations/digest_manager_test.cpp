@@ -14,6 +14,19 @@ TEST_F(DigestManagerTest, LengthOfNoMechanismIsZeroWithAFailure)
     EXPECT_EQ(length, 0U);
 }
 
+TEST_F(DigestManagerTest, ResetForgetsTheDigest)
+{
+    DigestManager manager;
+    const CK_MECHANISM sha1{CKM_SHA_1, nullptr, 0};
+    ASSERT_EQ(manager.Init(session, &sha1), CKR_OK);
+    manager.SetData(Value({1}));
+    manager.Reset();
+    EXPECT_EQ(manager.mechanism, CKR_MECHANISM_INVALID);
+    EXPECT_EQ(manager.sessionHandle, CKR_SESSION_HANDLE_INVALID);
+    EXPECT_FALSE(manager.active);
+    EXPECT_EQ(manager.inputData, nullptr);
+}
+
 TEST_F(DigestManagerTest, DigestWithoutDataIsRefused)
 {
     DigestManager manager;

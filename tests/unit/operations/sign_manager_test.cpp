@@ -73,6 +73,24 @@ TEST_F(SignManagerTest, KeyMaySignWhenTheFirstByteOfCkaSignIsOne)
     EXPECT_EQ(Init(session, key), CKR_OK);
 }
 
+TEST_F(SignManagerTest, ResetLeavesTheAuthorisationAlone)
+{
+    Begin(card.qualifiedSlot, sha256KeyReference);
+    EXPECT_EQ(manager.mechanism, mechanism.mechanism);
+    manager.SetData(Value({1}));
+    manager.isLogged = true;
+    manager.Reset();
+    EXPECT_EQ(manager.dataToSign, nullptr);
+    EXPECT_FALSE(manager.active);
+    EXPECT_EQ(manager.modulusBits, 0U);
+    EXPECT_TRUE(manager.alwaysAuthenticate);
+    EXPECT_FALSE(manager.canSign);
+    EXPECT_EQ(manager.mechanism, CKR_MECHANISM_INVALID);
+    EXPECT_TRUE(manager.isLogged);
+    EXPECT_EQ(manager.keyHandle, CKR_OBJECT_HANDLE_INVALID);
+    EXPECT_EQ(manager.sessionHandle, CKR_SESSION_HANDLE_INVALID);
+}
+
 TEST_F(SignManagerTest, MechanismIsTestedBeforeThePermissionOfTheKey)
 {
     key = AddPrivateKey(card.qualifiedSlot, sha256KeyReference);
