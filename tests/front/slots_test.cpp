@@ -149,6 +149,17 @@ TEST_F(SlotsTest, CardInAnotherReaderHasAnotherSlot)
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{2, 3}));
 }
 
+TEST_F(SlotsTest, ReadersThatDifferInTheLastCharacterAloneHaveSlotsOfTheirOwn)
+{
+    const std::u16string longName(63, u'R'); // with one more, all that a description has room for
+    script->AddReader(longName + u"1", blackbox::CertifiedCard());
+    Start();
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1}));
+    RemoveCard((longName + u"1").c_str());
+    InsertCard((longName + u"2").c_str());
+    EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{2, 3}));
+}
+
 TEST_F(SlotsTest, SlotInfoDescribesTheReader)
 {
     StartWithCard();

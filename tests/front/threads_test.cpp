@@ -235,6 +235,15 @@ TEST_F(DialogTest, CardThatGoesDuringADialogOfAnotherIsGoneAtOnce)
     EndDialog();
 }
 
+TEST_F(DialogTest, LogoutOfASlotThatIsNotLoggedInIsRefusedDuringADialog)
+{
+    StartWithTwoSessions();
+    const CK_SESSION_HANDLE other = Open(2);
+    OpenDialog("Passwords_VerifyBOK", [this] { return f->C_Login(first, CKU_USER, nullptr, 0); });
+    EXPECT_TRUE(IsAnsweredMeanwhile([&] { EXPECT_EQ(f->C_Logout(other), CKR_USER_NOT_LOGGED_IN); }));
+    EndDialog();
+}
+
 TEST_F(DialogTest, CardThatComesDuringADialogOfAnotherIsThereAtOnce)
 {
     StartWithDialogInFirstCard();
