@@ -50,6 +50,8 @@ TEST_F(ForkTest, ChildStartsAnewAndTheParentGoesOn)
     EXPECT_EQ(exitCode, 0);
     EXPECT_EQ(State(session), CKS_RO_USER_FUNCTIONS);
     EXPECT_EQ(Find(session).size(), 3U);
+    EXPECT_EQ(f->C_Logout(session), CKR_OK); // as a call that needs the library alone
+    EXPECT_EQ(Login(session), CKR_OK);
 }
 
 TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
