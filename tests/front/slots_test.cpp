@@ -139,6 +139,12 @@ TEST_F(SlotsTest, ReadersWithTheSameFirst64CharactersHaveSlotsOfTheirOwn)
     script->AddReader(longName + u"2", blackbox::CertifiedCard());
     Start();
     EXPECT_EQ(Slots(), (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
+    for (const CK_SLOT_ID slot : Slots()) {
+        CK_MECHANISM_INFO info{};
+        ASSERT_EQ(f->C_GetMechanismInfo(slot, CKM_RSA_PKCS, &info), CKR_OK);
+        EXPECT_EQ((info.flags & CKF_DECRYPT) != 0, slot % 2 != 0)
+            << slot << ", whose description has no family";
+    }
 }
 
 TEST_F(SlotsTest, CardInAnotherReaderHasAnotherSlot)
