@@ -23,12 +23,23 @@ type_codes() {
     printf '%s\n' "$@" >"$TAVRIK_PINENTRY_ANSWERS"
 }
 
-# Waits until `openssl s_server`, whose output is in server.log, accepts, and says its port.
-port_of_server() {
-    for _ in $(seq 100); do
-        grep -q "^ACCEPT" server.log && break
+# Waits until the file, which may come later, has a line with the pattern, for as long as no machine is too slow for.
+await() { # PATTERN FILE
+    for _ in $(seq 1200); do
+        grep -qs -- "$1" "$2" && break
         sleep 0.1
     done
+}
+
+# What a client sends to `openssl s_server -rev`: "hello", and the end once the answer is in client.log.
+greet() {
+    echo "hello"
+    await "olleh" client.log
+}
+
+# Waits until `openssl s_server`, whose output is in server.log, accepts, and says its port.
+port_of_server() {
+    await "^ACCEPT" server.log
     sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log
 }
 

@@ -31,7 +31,7 @@ server=$!
 trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
 port=$(port_of_server)
 type_codes 123456 123456 123456
-{ echo "hello"; sleep 2; } | gnutls-cli --provider "$front" --x509keyfile "$key" --x509certfile "$certificate" \
+greet | gnutls-cli --provider "$front" --x509keyfile "$key" --x509certfile "$certificate" \
     --x509cafile server.pem --port "$port" localhost --verify-hostname localhost \
     --priority "NORMAL:-VERS-ALL:+VERS-TLS1.2" >client.log 2>&1 || true
 expect "olleh" <client.log

@@ -61,7 +61,7 @@ openssl s_server -engine pkcs11 -keyform engine -key "$ordinary;pin-value=123456
 server=$!
 trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
 port=$(port_of_server)
-{ echo "hello"; sleep 2; } | on_boris openssl s_client -engine pkcs11 -keyform engine \
+greet | on_boris openssl s_client -engine pkcs11 -keyform engine \
     -key "$ordinary;pin-value=1111" -cert boris.pem -cert_chain boris-authority.pem -connect "127.0.0.1:$port" \
     -CAfile authority.pem -purpose any -verify_return_error "${tls[@]}" >client.log 2>&1 || true
 expect "olleh" <client.log
