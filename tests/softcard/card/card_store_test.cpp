@@ -49,8 +49,8 @@ TEST_F(CardStoreTest, DeletedCardWhoseFilesStayIsToldWithItsFolder)
     EXPECT_FALSE(store.Contains("ref1"));
 }
 
-// The folders of two deleted cards of one name may lie there at once.
-TEST_F(CardStoreTest, FolderOfAnotherDeletedCardStays)
+// Another program may be deleting an earlier card of that name.
+TEST_F(CardStoreTest, WhatIsLeftOfAnotherDeletedCardStays)
 {
     WriteText(Scratch("state/cards/.ref1.deleted"), "");
     DeleteCard(store, "ref1");

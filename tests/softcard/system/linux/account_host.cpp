@@ -1,6 +1,7 @@
 // softcard_account_host HOME [UNWRITABLE]: a host of the library whose account has the given home in the user database,
-// and for which the folder UNWRITABLE is one that may not be written into, also to root. It tells on its standard output where the library looks, and what comes of asking the user for the login code
-// of the card in "Reader 0"; the library's own log goes where the library says.
+// and for which the folder UNWRITABLE may not be written into, also by root. It tells on its standard output where the
+// library looks, and what comes of asking the user for the login code of the card in "Reader 0"; the library's own log
+// goes where the library says.
 #include "softcard/system/user_directories.h"
 #include "tests/softcard/card_library.h"
 
