@@ -2,11 +2,11 @@
 #pragma once
 
 #include "src/card/card_api.h"
+#include "src/containers/record_list.h"
 #include "src/objects/pkcs_object.h"
 #include "src/platform/mutex.h"
 #include "src/platform/never_destroyed.h"
 #include "src/store/card_token.h"
-#include "src/store/record_list.h"
 #include "src/store/session.h"
 #include "src/store/slot.h"
 #include "tavrik/cryptoki.h"

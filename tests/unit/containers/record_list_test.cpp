@@ -1,4 +1,4 @@
-#include "src/store/record_list.h"
+#include "src/containers/record_list.h"
 
 #include <gtest/gtest.h>
 
