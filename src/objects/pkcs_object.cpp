@@ -76,6 +76,19 @@ CK_RV PkcsObject::GetAttribute(CK_ATTRIBUTE_TYPE type, PkcsAttribute& out) const
     return CKR_OK;
 }
 
+std::shared_ptr<Zelmo::Crypto::RSAPubKey> PkcsObject::PublicKey() const
+{
+    return publicKey->Get([this]() -> std::shared_ptr<Zelmo::Crypto::RSAPubKey> {
+        PkcsAttribute modulus(CKA_MODULUS);
+        PkcsAttribute exponent(CKA_PUBLIC_EXPONENT);
+        if (GetAttribute(CKA_MODULUS, modulus) != CKR_OK ||
+            GetAttribute(CKA_PUBLIC_EXPONENT, exponent) != CKR_OK) {
+            return nullptr;
+        }
+        return std::make_shared<Zelmo::Crypto::RSAPubKey>(modulus.GetBytes(), exponent.GetBytes());
+    });
+}
+
 bool PkcsObject::FilterMatches(const PkcsAttributes& filter) const
 {
     if (filter.empty()) {

@@ -1,7 +1,11 @@
 // One Cryptoki object: a certificate, a private key or a public key, as a bag of attributes.
 #pragma once
 
+#include "src/containers/made_once.h"
 #include "src/objects/pkcs_attribute.h"
+#include "tavrik/rsa.h"
+
+#include <memory>
 
 // Kinds of object. These are not the CKO_ numbers, which stand in the object's CKA_CLASS.
 inline constexpr uint32_t privateKeyKind = 1;
@@ -26,6 +30,11 @@ struct PkcsObject
     // values without bytes are the same.
     [[nodiscard]] bool FilterMatches(const PkcsAttributes& filter) const;
 
+    // The key that CKA_MODULUS and CKA_PUBLIC_EXPONENT make; null for an object that cannot have them. Botan takes far
+    // longer to make a key than to use it, so it is made at the first call and lives with the object. Several threads may
+    // call. Throws what Botan throws of parts that make no key.
+    [[nodiscard]] std::shared_ptr<Zelmo::Crypto::RSAPubKey> PublicKey() const;
+
     uint32_t kind;
     CK_SLOT_ID slotId;
     CK_OBJECT_HANDLE objectHandle;
@@ -35,4 +44,7 @@ struct PkcsObject
 
 private:
     [[nodiscard]] const PkcsAttribute* FindAttribute(CK_ATTRIBUTE_TYPE type) const;
+
+    std::unique_ptr<MadeOnce<Zelmo::Crypto::RSAPubKey>> publicKey =
+        std::make_unique<MadeOnce<Zelmo::Crypto::RSAPubKey>>();
 };

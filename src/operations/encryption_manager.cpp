@@ -65,14 +65,12 @@ CK_RV EncryptionManager::Encrypt(HexBinary& output) const
 
 CK_RV EncryptionManager::EncryptBlock(HexBinary& output) const
 {
+    const auto key = operation.keyObject->PublicKey();
     PkcsAttribute modulus(CKA_MODULUS);
-    PkcsAttribute exponent(CKA_PUBLIC_EXPONENT);
-    if (operation.keyObject->GetAttribute(CKA_MODULUS, modulus) != CKR_OK ||
-        operation.keyObject->GetAttribute(CKA_PUBLIC_EXPONENT, exponent) != CKR_OK) {
+    if (key == nullptr || operation.keyObject->GetAttribute(CKA_MODULUS, modulus) != CKR_OK) {
         return CKR_ATTRIBUTE_TYPE_INVALID;
     }
-    Zelmo::Crypto::RSAPubKey key(modulus.GetBytes(), exponent.GetBytes());
-    Zelmo::Crypto::RsaEncryptor encryptor(&key, rawMode);
+    Zelmo::Crypto::RsaEncryptor encryptor(key.get(), rawMode);
     const auto block = ApplyType2Padding(&modulus.value->length, *inputData);
     if (block == nullptr) {
         return CKR_DATA_LEN_RANGE; // the key's two lengths disagree

@@ -69,13 +69,10 @@ CK_RV VerifyManager::PrepareVerifier()
     if (operation.keyObject == nullptr) {
         return CKR_FUNCTION_FAILED;
     }
-    PkcsAttribute modulus(CKA_MODULUS);
-    PkcsAttribute exponent(CKA_PUBLIC_EXPONENT);
-    if (operation.keyObject->GetAttribute(CKA_MODULUS, modulus) != CKR_OK ||
-        operation.keyObject->GetAttribute(CKA_PUBLIC_EXPONENT, exponent) != CKR_OK) {
+    auto key = operation.keyObject->PublicKey();
+    if (key == nullptr) {
         return CKR_ATTRIBUTE_TYPE_INVALID;
     }
-    auto key = std::make_unique<Zelmo::Crypto::RSAPubKey>(modulus.GetBytes(), exponent.GetBytes());
     verifier = std::make_unique<Zelmo::Crypto::RsaVerifier>(key.get(), plainMode);
     publicKey = std::move(key);
     return CKR_OK;

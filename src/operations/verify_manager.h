@@ -23,10 +23,10 @@ struct VerifyManager
     std::unique_ptr<HexBinary> message;
 
 private:
-    // Makes the two below of the key, at the first check. CKR_ATTRIBUTE_TYPE_INVALID when the key has no such
+    // Makes the verifier, at the first check. CKR_ATTRIBUTE_TYPE_INVALID when the key has no such
     // parts, CKR_FUNCTION_FAILED when there is no key. Throws what Botan throws of parts that make no key.
     CK_RV PrepareVerifier();
 
-    std::unique_ptr<Zelmo::Crypto::RSAPubKey> publicKey;
+    std::shared_ptr<Zelmo::Crypto::RSAPubKey> publicKey; // the object's
     std::unique_ptr<Zelmo::Crypto::RsaVerifier> verifier;
 };
