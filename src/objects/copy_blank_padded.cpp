@@ -1,13 +1,13 @@
 #include "src/objects/copy_blank_padded.h"
 
 #include <algorithm>
+#include <cstring>
 
 void CopyBlankPadded(unsigned char* destination, int32_t width, const char* source)
 {
-    int32_t used = 0;
-    while (used < width && source[used] != '\0') {
-        destination[used] = static_cast<unsigned char>(source[used]);
-        ++used;
-    }
-    std::fill(destination + used, destination + std::max(width, used), static_cast<unsigned char>(' '));
+    const auto room = static_cast<std::size_t>(std::max(width, 0));
+    const auto* end = static_cast<const char*>(std::memchr(source, '\0', room));
+    const std::size_t used = end == nullptr ? room : static_cast<std::size_t>(end - source);
+    std::memcpy(destination, source, used);
+    std::memset(destination + used, ' ', room - used);
 }
