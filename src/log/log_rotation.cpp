@@ -12,6 +12,7 @@
 #include <set>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -113,7 +114,7 @@ void Logger::Initialize(const LogSettings* chosen)
 // False when no header is to be written, because the file has one or there is no file.
 bool Logger::BeginFile()
 {
-    const auto current = CurrentPath();
+    const auto& current = CurrentPath();
     if (settings.rotationMode == rotateBySize) {
         if (RotateBySize()) {
             return false;
@@ -262,7 +263,26 @@ void Logger::OpenCurrentFile()
     currentFile.Open(CurrentPath());
 }
 
-std::filesystem::path Logger::CurrentPath() const
+const std::filesystem::path& Logger::CurrentPath()
 {
-    return Platform::PathOf(settings.logDirectory + settings.logFileName + u".log");
+    return currentPath.Of(settings);
+}
+
+void Logger::ReleaseMemory()
+{
+    if (lineLock.TryLock()) {
+        const CurrentLogPath released = std::move(currentPath);
+        lineLock.Unlock();
+    }
+}
+
+const std::filesystem::path& CurrentLogPath::Of(const LogSettings& settings)
+{
+    if (path.empty() || directory != settings.logDirectory || name != settings.logFileName) {
+        path.clear(); // whatever fails, the next line makes it anew
+        directory = settings.logDirectory;
+        name = settings.logFileName;
+        path = Platform::PathOf(directory + name + u".log");
+    }
+    return path;
 }

@@ -1,20 +1,23 @@
 #include "src/log/logger.h"
 
+#include "src/log/bounded_text.h"
 #include "src/platform/never_destroyed.h"
 #include "src/platform/platform.h"
 
 #include <algorithm>
-#include <atomic>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <iterator>
+#include <string_view>
 #include <utility>
 
 namespace {
 
-constexpr char moduleName[] = "pkcs11_x64";
-constexpr int moduleFieldWidth = 15;
+constexpr std::string_view moduleField = "     pkcs11_x64"; // 15 characters
+static_assert(moduleField.size() == 15);
 constexpr char verboseMarker[] = "VERB:";
 constexpr std::size_t lineSize = 4096;
 constexpr std::size_t lineLimit = 4093; // of everything before the line end
@@ -22,16 +25,7 @@ constexpr std::size_t tailSize = 3584;
 constexpr std::size_t tailLimit = 3581;
 constexpr int64_t nanosecondsPerMillisecond = 1000000;
 
-// Appends `text` to the text in `buffer` as far as it fits into `limit` characters.
-void AppendBounded(char* buffer, std::size_t limit, const char* text)
-{
-    const auto used = std::strlen(buffer);
-    if (used < limit) {
-        std::strncat(buffer, text, limit - used);
-    }
-}
-
-const char* LevelText(LogLevel level)
+std::string_view LevelText(LogLevel level)
 {
     switch (level) {
     case LogLevel_Error:
@@ -46,29 +40,41 @@ const char* LevelText(LogLevel level)
     return "Unknown";
 }
 
-void FormatDateTime(char (&text)[64], std::time_t now)
-{
-    Platform::FormatLocalTime(now, text);
-    const auto length = std::strlen(text);
-    if (length > 0) {
-        text[length - 1] = '\0';
-    }
-}
-
-void FormatTimeField(char (&field)[64], LogTimeFormat format, std::time_t now, int64_t milliseconds)
+// Without the newline.
+void AppendDateTime(BoundedText& text, std::time_t now)
 {
     char dateTime[64] = {};
-    FormatDateTime(dateTime, now);
-    const auto counter = static_cast<long long>(milliseconds);
+    Platform::FormatLocalTime(now, dateTime);
+    const std::string_view line = dateTime;
+    text.Append(line.substr(0, line.empty() ? 0 : line.size() - 1));
+}
+
+// As "%08lld" of the C library shows it.
+void AppendCounter(BoundedText& text, int64_t milliseconds)
+{
+    constexpr std::string_view zeros = "00000000";
+    char buffer[24] = {};
+    const auto* end = std::to_chars(std::begin(buffer), std::end(buffer), milliseconds).ptr;
+    const std::string_view number(buffer, static_cast<std::size_t>(end - buffer));
+    const std::size_t sign = number.starts_with('-') ? 1 : 0;
+    text.Append(number.substr(0, sign));
+    text.Append(zeros.substr(std::min(zeros.size(), number.size())));
+    text.Append(number.substr(sign));
+}
+
+void AppendTimeField(BoundedText& text, LogTimeFormat format, std::time_t now, int64_t milliseconds)
+{
     switch (format) {
     case LogTimeFormat_DateTime:
-        FormatInto(field, sizeof(field), "%s", dateTime);
+        AppendDateTime(text, now);
         break;
     case LogTimeFormat_DateTimeMillisec:
-        FormatInto(field, sizeof(field), "%s %08lld", dateTime, counter);
+        AppendDateTime(text, now);
+        text.Append(" ");
+        AppendCounter(text, milliseconds);
         break;
     case LogTimeFormat_Millisec:
-        FormatInto(field, sizeof(field), "%08lld", counter);
+        AppendCounter(text, milliseconds);
         break;
     default:
         break;
@@ -101,21 +107,31 @@ void KeepOnOneLine(char (&message)[logMessageSize])
         '?');
 }
 
-void AppendVerboseTail(char (&line)[lineSize], const char* function, const char* verbose)
+void AppendThreadId(BoundedText& text)
 {
-    char tail[tailSize] = {};
-    AppendBounded(tail, tailLimit, "; ");
-    FormatThreadId(tail, tailLimit);
-    AppendBounded(tail, tailLimit, "; ");
-    AppendBounded(tail, tailLimit, verboseMarker);
-    AppendBounded(tail, tailLimit, " ");
-    AppendBounded(tail, tailLimit, function);
+    constexpr int hexadecimal = 16;
+    char digits[16] = {};
+    const auto* end =
+        std::to_chars(std::begin(digits), std::end(digits), Platform::ThreadId(), hexadecimal).ptr;
+    text.Append("ThID: 0x");
+    text.Append({digits, static_cast<std::size_t>(end - digits)});
+}
+
+void AppendVerboseTail(BoundedText& line, const char* function, const char* verbose)
+{
+    char buffer[tailSize];
+    BoundedText tail(buffer, tailLimit);
+    tail.Append("; ");
+    AppendThreadId(tail);
+    tail.Append("; ");
+    tail.Append(verboseMarker);
+    tail.Append(" ");
+    tail.Append(function);
     if (verbose != nullptr) {
-        AppendBounded(tail, tailLimit, "; ");
-        AppendBounded(tail, tailLimit, " ");
-        AppendBounded(tail, tailLimit, verbose);
+        tail.Append(";  ");
+        tail.Append(verbose);
     }
-    AppendBounded(line, lineLimit, tail);
+    line.Append(tail.Text());
 }
 
 } // namespace
@@ -133,30 +149,25 @@ Logger::Logger(LogSystem chosenSystem)
 
 void Logger::Emit(LogLevel level, char* message, const char* function)
 {
-    char line[lineSize] = {};
-    AppendBounded(line, lineLimit, LevelText(level));
-    AppendBounded(line, lineLimit, "; ");
-
-    char timeField[64] = {};
+    char buffer[lineSize];
+    BoundedText line(buffer, lineLimit);
+    line.Append(LevelText(level));
+    line.Append("; ");
     const auto elapsed = system.steadyClockNanoseconds() - startTime;
-    FormatTimeField(timeField, settings.timeFormat, system.calendarTime(),
-                    elapsed / nanosecondsPerMillisecond);
-    AppendBounded(line, lineLimit, timeField);
-    AppendBounded(line, lineLimit, "; ");
-
-    char moduleField[moduleFieldWidth + 1] = {};
-    FormatInto(moduleField, sizeof(moduleField), "%*s", moduleFieldWidth, moduleName);
-    AppendBounded(line, lineLimit, moduleField);
-    AppendBounded(line, lineLimit, "; ");
+    AppendTimeField(line, settings.timeFormat, system.calendarTime(), elapsed / nanosecondsPerMillisecond);
+    line.Append("; ");
+    line.Append(moduleField);
+    line.Append("; ");
 
     const char* verbose = SplitOffVerboseText(message);
-    AppendBounded(line, lineLimit, message);
+    line.Append(message);
     if (settings.extensive) {
         AppendVerboseTail(line, function, verbose);
     }
-    AppendBounded(line, lineSize - 1, "\r\n");
+    line.RaiseLimit(lineSize - 1);
+    line.Append("\r\n");
 
-    WriteRaw(line);
+    WriteRaw(buffer);
 }
 
 void Logger::SetConsole(bool enabled)
@@ -195,16 +206,18 @@ int FormatInto(char* buffer, std::size_t size, const char* format, ...)
 
 void FormatThreadId(char* destination, std::size_t maxLength)
 {
-    char field[32] = {};
-    FormatInto(field, sizeof(field) - 1, "ThID: 0x%x", static_cast<unsigned int>(Platform::ThreadId()));
-    AppendBounded(destination, maxLength, field);
+    const auto used = std::strlen(destination);
+    if (used < maxLength) {
+        BoundedText text(destination + used, maxLength - used);
+        AppendThreadId(text);
+    }
 }
 
 void WriteLogLine(LogLevel level, const char* function, const char* format, ...)
 {
     char message[logMessageSize] = {};
     char functionName[logFunctionSize] = {};
-    FormatInto(functionName, sizeof(functionName) - 1, "%s", function);
+    BoundedText(functionName, sizeof(functionName) - 2).Append(function);
 
     std::va_list arguments;
     va_start(arguments, format);

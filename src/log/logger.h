@@ -16,6 +16,18 @@
 inline constexpr std::size_t logMessageSize = 3840;
 inline constexpr std::size_t logFunctionSize = 64;
 
+// The path of the current file, which is asked for with each line and made when the settings name another one.
+class CurrentLogPath
+{
+public:
+    const std::filesystem::path& Of(const LogSettings& settings);
+
+private:
+    std::u16string directory;
+    std::u16string name;
+    std::filesystem::path path;
+};
+
 class Logger
 {
 public:
@@ -66,6 +78,9 @@ public:
         return lastRotationTime;
     }
 
+    // Gives back the memory of what the next line would make anew, unless a line is being written.
+    void ReleaseMemory() EXCLUDES(lineLock);
+
     // Turns the console sink on or off.
     void SetConsole(bool enabled);
 
@@ -82,12 +97,13 @@ private:
     void RetireFiles() const;
     bool BeginFile() REQUIRES(lineLock);
     void OpenCurrentFile() REQUIRES(lineLock);
-    [[nodiscard]] std::filesystem::path CurrentPath() const;
+    const std::filesystem::path& CurrentPath() REQUIRES(lineLock);
 
     // First, so that the address of the Logger is that of the settings. Read by every statement, without the lock.
     LogSettings settings;
     mutable Mutex lineLock; // held while a line goes to the sinks
     AppendedFile currentFile GUARDED_BY(lineLock);
+    CurrentLogPath currentPath GUARDED_BY(lineLock);
     int64_t startTime; // steady clock, nanoseconds
     int64_t lastRotationTime GUARDED_BY(lineLock) = 0;
     bool rotating GUARDED_BY(lineLock) = false;

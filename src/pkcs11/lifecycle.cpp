@@ -184,5 +184,6 @@ void OnLibraryUnload(OtherThreads otherThreads)
     // A thread that was killed may have held the store's lock.
     if (otherThreads == OtherThreads::goOn) {
         AbandonRecords();
+        Logger::Instance().ReleaseMemory();
     }
 }

@@ -1,11 +1,13 @@
 // The files of the Logger: its start, its rotations, and what it does when they fail.
 #include "src/log/logger.h"
 
+#include "tests/support/linux/counted_calls.h"
 #include "tests/unit/log/local_time_text.h"
 #include "tests/unit/log/log_folder.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -616,6 +618,38 @@ TEST_F(LogRotationTest, RotationThatFailsIsToldToNobodyAndIsNotTheLast)
     folder.Append("Pkcs11.log", std::string(sizeLimit, 'x'));
     EXPECT_NO_THROW(Emit("three"));
     EXPECT_EQ(folder.Names(), (Names{"Pkcs11.log", "Pkcs11_1.log", "Pkcs11_2.log"}));
+}
+
+TEST_F(LogRotationTest, SizeIsThatOfTheFileThatTheSettingsName)
+{
+    Start();
+    Emit("into the file that is open");
+    const LogFolder other;
+    other.Write("Other.log", std::string(sizeLimit + 1, 'x'));
+    logger->Settings().logDirectory = other.Directory();
+    logger->Settings().logFileName = u"Other";
+    Emit("and the other is retired");
+    EXPECT_EQ(other.Names(), (Names{"Other.log", "Other_1.log"}));
+    EXPECT_TRUE(BeginsWithHeader(other.Read("Other.log")));
+}
+
+TEST_F(LogRotationTest, LineCostsAWriteAndAQuestionForTheSizeAndNoOtherSystemCall)
+{
+    Start();
+    const auto emit = [this](int lines) {
+        return [this, lines] {
+            for (int line = 0; line < lines; ++line) {
+                Emit("one of many");
+            }
+        };
+    };
+    const auto one = blackbox::CallsOf(emit(1));
+    auto many = blackbox::CallsOf(emit(101));
+    for (const auto& [call, count] : one) {
+        many[call] -= count;
+    }
+    std::erase_if(many, [](const auto& entry) { return entry.second == 0; });
+    EXPECT_EQ(many, (blackbox::CallCounts{{SYS_write, 100}, {SYS_newfstatat, 100}}));
 }
 
 TEST_F(LogRotationTest, TwoLoggersWriteIntoOneFile)
