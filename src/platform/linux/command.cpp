@@ -8,6 +8,7 @@
 // at that moment. What the command has not written within its second is lost, and a command that is still
 // running then is ended.
 #include "src/platform/linux/descriptor_place.h"
+#include "src/platform/linux/os_listing.h"
 #include "src/platform/linux/signals_held_back.h"
 #include "src/platform/platform.h"
 
@@ -22,6 +23,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <string_view>
 
 namespace {
 
@@ -29,6 +31,17 @@ constexpr std::size_t mostOutput = 1023; // bytes
 constexpr timespec longestRun{1, 0};
 constexpr std::size_t kernelSignalSetSize = 8; // bytes
 constexpr int noSuchCommand = 127;
+
+// Built in: a shell and the programs that it would start for it take thirty times as long.
+constexpr std::string_view listingCommand = "os-listing";
+
+struct Command
+{
+    std::string_view line;
+    std::string_view language; // the name of the host's
+    const char* const* arguments;
+    const char* const* environment;
+};
 
 class Descriptor
 {
@@ -66,12 +79,16 @@ long CloneProcess(unsigned long signalOfEnd)
 }
 
 // In the command's process.
-[[noreturn]] void BecomeCommand(const char* const* arguments, const char* const* environment)
+[[noreturn]] void BecomeCommand(const Command& command)
 {
     const uint64_t none = 0;
     syscall(SYS_setsid);
     syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, kernelSignalSetSize);
-    syscall(SYS_execve, arguments[0], arguments, environment);
+    if (command.line == listingCommand) {
+        WriteOsListing(STDOUT_FILENO, command.language);
+        Leave(0);
+    }
+    syscall(SYS_execve, command.arguments[0], command.arguments, command.environment);
     Leave(noSuchCommand);
 }
 
@@ -91,7 +108,7 @@ void KeepOnlyOutput(int output)
 }
 
 // In the helper's process.
-[[noreturn]] void RunInHelper(int output, const char* const* arguments, const char* const* environment)
+[[noreturn]] void RunInHelper(int output, const Command& itsCommand)
 {
     KeepOnlyOutput(output);
     // As the kernel has it: the default handling, without flags, restorer and mask.
@@ -103,7 +120,7 @@ void KeepOnlyOutput(int output)
 
     const long command = CloneProcess(SIGCHLD);
     if (command == 0) {
-        BecomeCommand(arguments, environment);
+        BecomeCommand(itsCommand);
     }
     if (command > 0) {
         constexpr uint64_t endOfChild = uint64_t{1} << (SIGCHLD - 1);
@@ -133,10 +150,7 @@ std::string HostLanguage()
 
 const char* Platform::OsListingCommand()
 {
-    return "exec 2>/dev/null\n"
-           "for file in /etc/os-release /usr/lib/os-release; do [ -r $file ] && . $file && break; done\n"
-           "printf '%s\\n' \"Caption=$PRETTY_NAME\" \"OSArchitecture=$(uname -m)\" \"CSDVersion=$(uname -v)\""
-           " \"MUILanguages=$HOST_LANGUAGE\" \"Version=$(uname -r)\"";
+    return listingCommand.data();
 }
 
 void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& output)
@@ -154,16 +168,20 @@ void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& out
 
     // Nothing of the host's but the name of its language, so that neither its search paths nor its preloads
     // reach the command. The command itself speaks C: a shell complains of a locale that isn't there.
-    const std::string language = "HOST_LANGUAGE=" + HostLanguage();
-    const std::array<const char*, 4> environment{"PATH=/usr/bin:/bin", "LC_ALL=C", language.c_str(), nullptr};
+    const std::string language = HostLanguage();
+    const std::string languageVariable = "HOST_LANGUAGE=" + language;
+    const std::array<const char*, 4> environment{"PATH=/usr/bin:/bin", "LC_ALL=C", languageVariable.c_str(),
+                                                 nullptr};
     const std::array<const char*, 4> arguments{"/bin/sh", "-c", commandLine, nullptr};
+
+    const Command command{commandLine, language, arguments.data(), environment.data()};
 
     long helper = 0;
     {
         const SignalsHeldBack heldBack(AllSignals());
         helper = CloneProcess(0);
         if (helper == 0) {
-            RunInHelper(writeEnd.Number(), arguments.data(), environment.data());
+            RunInHelper(writeEnd.Number(), command);
         }
     }
     if (helper < 0) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <csignal>
+#include <initializer_list>
 
 // As long as this lives, the calling thread takes none of the signals. A thread that it starts meanwhile never
 // takes them, unless it sets a mask of its own.

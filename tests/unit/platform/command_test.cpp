@@ -1,5 +1,7 @@
 #include "src/platform/platform.h"
 
+#include "src/platform/linux/os_listing.h"
+
 #include "tests/unit/log/log_folder.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -312,6 +315,38 @@ TEST(OsListing, HasTheFivePropertiesInTheirOrder)
     std::ifstream release("/etc/os-release");
     const std::string text{std::istreambuf_iterator<char>(release), {}};
     EXPECT_NE(text.find("PRETTY_NAME=\"" + values[0] + "\""), std::string::npos) << values[0];
+}
+
+TEST(OsListing, IsWhatAShellAndItsToolsWouldPrint)
+{
+    const std::string byTools = OutputOf(
+        "for file in /etc/os-release /usr/lib/os-release; do [ -r $file ] && . $file && break; done\n"
+        "printf '%s\\n' \"Caption=$PRETTY_NAME\" \"OSArchitecture=$(uname -m)\" \"CSDVersion=$(uname -v)\""
+        " \"MUILanguages=$HOST_LANGUAGE\" \"Version=$(uname -r)\"");
+    EXPECT_EQ(OutputOf(Platform::OsListingCommand()), byTools);
+}
+
+TEST(OsListing, ReadsTheNameAsAShellDoes)
+{
+    for (const char* text : {
+             "",
+             "NAME=Debian\nID=debian\n",
+             "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nNAME=\"Debian GNU/Linux\"\n",
+             "# PRETTY_NAME=comment\nPRETTY_NAME='a \"quoted\" name'",
+             "PRETTY_NAME=plain # and a comment\n",
+             "  PRETTY_NAME=first\nPRETTY_NAME=\"the \"last'  one'\n",
+             "PRETTY_NAME=\"\\$5 \\`x\\` \\\"y\\\" \\\\ \\n\"\n",
+             "PRETTY_NAME=with\\ blanks\\;; ID=x\n",
+             "PRETTY_NAME=\nMY_PRETTY_NAME=other\n",
+         }) {
+        const LogFolder folder;
+        const std::string file = folder.Path("os-release").string();
+        std::ofstream(file) << text;
+        std::array<char, 200> room{};
+        EXPECT_EQ(PrettyName(text, room), OutputOf(". " + file + "; printf %s \"$PRETTY_NAME\"", "")) << text;
+    }
+    std::array<char, 4> room{};
+    EXPECT_EQ(PrettyName("PRETTY_NAME=longer", room), "long");
 }
 
 TEST(OsListing, ShowsTheLanguageThatCountsMost)

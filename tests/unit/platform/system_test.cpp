@@ -10,7 +10,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <thread>
+#include <vector>
 
 TEST(WriteToDebugger, SendsTheTextAsItStandsWithoutItsLineEndToTheSystemLog)
 {
@@ -77,6 +79,39 @@ TEST(FormatLocalTime, IsInLocalTime)
     char text[64] = {};
     Platform::FormatLocalTime(1794485402, text);
     EXPECT_STREQ(text, "Thu Nov 12 15:10:02 2026\n");
+    unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+}
+
+TEST(FormatLocalTime, IsWhatCtimeMakesOfEveryTime)
+{
+    constexpr std::time_t hour = 3600;
+    constexpr std::time_t day = 24 * hour;
+    constexpr std::time_t endOfYear9999 = 253402300799;
+    constexpr std::time_t beginOfYearMinus999 = -93692592000;
+    setenv("TZ", "UTC", 1); // NOLINT(concurrency-mt-unsafe): no other thread runs
+    tzset();
+    std::vector<std::time_t> times = {0,
+                                      -1,
+                                      endOfYear9999,
+                                      endOfYear9999 + 1,
+                                      beginOfYearMinus999,
+                                      beginOfYearMinus999 - 1,
+                                      -62135596800,
+                                      std::numeric_limits<std::time_t>::max(),
+                                      std::numeric_limits<std::time_t>::min()};
+    for (int i = 0; i < 366; ++i) { // every day of a year, and every hour, minute and second of a day
+        times.push_back(1794485402 + i * (day + hour + 61));
+    }
+    for (const std::time_t time : times) {
+        char expected[64] = {};
+        if (ctime_r(&time, expected) == nullptr) {
+            expected[0] = '\0';
+        }
+        char text[64] = {};
+        Platform::FormatLocalTime(time, text);
+        EXPECT_STREQ(text, expected) << time;
+    }
     unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): no other thread runs
     tzset();
 }
