@@ -43,22 +43,23 @@ LibraryLock::~LibraryLock()
     }
 }
 
+// The mutex orders what the threads do; the mark is a byte that they read and write in between.
 void LibraryLock::Lock()
 {
-    if (owned) {
+    if (owned.load(std::memory_order_relaxed)) {
         throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
     }
     mutex.Lock();
-    owned = true;
+    owned.store(true, std::memory_order_relaxed);
 }
 
 void LibraryLock::Unlock()
 {
-    if (!owned) {
+    if (!owned.load(std::memory_order_relaxed)) {
         throw std::system_error(std::make_error_code(std::errc::operation_not_permitted));
     }
     mutex.Unlock();
-    owned = false;
+    owned.store(false, std::memory_order_relaxed);
 }
 
 LibraryLockGuard::LibraryLockGuard()

@@ -3,6 +3,7 @@
 #include "src/platform/mutex.h"
 #include "src/platform/never_destroyed.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <utility>
@@ -16,48 +17,52 @@ constexpr std::chrono::seconds longestWait{2};
 
 thread_local int depthOfWork = 0;
 
-// Never destroyed: threads come here while the process ends.
-struct Works
-{
-    explicit Works(int threads) : atWork(threads) {}
+// Every call comes here twice, so there is no lock to wait for: a thread counts itself before it reads `processEnds`, and the
+// end writes `processEnds` before it reads the count, so one of the two sees the other.
+constinit std::atomic<int> threadsAtWork{0};
+constinit std::atomic<bool> processEnds{false};
 
+// What the end waits with. Never destroyed: threads come here while the process ends.
+struct WaitAtEnd
+{
     Mutex mutex;
     std::condition_variable changed;
-    int atWork GUARDED_BY(mutex); // threads
-    bool ending GUARDED_BY(mutex) = false;
 };
 
-Works*& Current()
+WaitAtEnd*& CurrentWait()
 {
-    static NeverDestroyed<Works> atLoad(0);
-    static Works* works = &atLoad.Get();
-    return works;
-}
-
-void Enter()
-{
-    Works& works = *Current();
-    MutexLock lock(works.mutex);
-    while (works.ending) {
-        lock.Unlock();
-        pause();
-        lock.Lock();
-    }
-    ++works.atWork;
+    static NeverDestroyed<WaitAtEnd> atLoad;
+    static WaitAtEnd* wait = &atLoad.Get();
+    return wait;
 }
 
 void Leave()
 {
-    Works& works = *Current();
-    const MutexLock lock(works.mutex);
-    --works.atWork;
-    works.changed.notify_all();
+    --threadsAtWork;
+    if (processEnds) {
+        WaitAtEnd& wait = *CurrentWait();
+        const MutexLock lock(wait.mutex);
+        wait.changed.notify_all();
+    }
+}
+
+void Enter()
+{
+    ++threadsAtWork;
+    if (processEnds) {
+        Leave();
+        while (true) {
+            pause();
+        }
+    }
 }
 
 // A forked child has the forking thread alone, and the others may have held the lock.
 void BeginInChild()
 {
-    Current() = new Works(depthOfWork > 0 ? 1 : 0);
+    threadsAtWork = depthOfWork > 0 ? 1 : 0;
+    processEnds = false;
+    CurrentWait() = new WaitAtEnd;
 }
 
 struct EndOfProcess
@@ -65,13 +70,13 @@ struct EndOfProcess
     EndOfProcess() { pthread_atfork(nullptr, nullptr, BeginInChild); }
     ~EndOfProcess()
     {
-        Works& works = *Current();
-        MutexLock lock(works.mutex);
-        works.ending = true;
+        processEnds = true;
+        WaitAtEnd& wait = *CurrentWait();
+        MutexLock lock(wait.mutex);
         const int own = depthOfWork > 0 ? 1 : 0; // a signal handler that ends the process
         const auto deadline = std::chrono::steady_clock::now() + longestWait;
-        while (works.atWork > own &&
-               works.changed.wait_until(lock.Native(), deadline) == std::cv_status::no_timeout) {
+        while (threadsAtWork > own &&
+               wait.changed.wait_until(lock.Native(), deadline) == std::cv_status::no_timeout) {
         }
     }
     EndOfProcess(const EndOfProcess&) = delete;
@@ -115,13 +120,11 @@ void ResumeWorkBeforeEnd(int depth)
 
 void WaitForWorkAtProcessEnd()
 {
-    static_cast<void>(Current());
+    static_cast<void>(CurrentWait());
     static const EndOfProcess end; // objects end in the reverse order in which they were made
 }
 
 bool ProcessIsEnding()
 {
-    Works& works = *Current();
-    const MutexLock lock(works.mutex);
-    return works.ending;
+    return processEnds;
 }
