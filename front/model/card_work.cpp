@@ -42,6 +42,8 @@ Bytes CardWork::Decrypt(Session& session, const Object& key, const Bytes& data)
     const LibraryAccessLock lock(cardSessions.access, LibraryAccess::Duration::mayBeLong);
     const CK_RV answer = library.Decrypt(cardSessions.ForWork(session), key.libraryHandle, data, plain);
     Require(answer == CKR_OK, AnswerFor(session, answer));
+    // The library answers that it has decrypted nothing when the card has gone meanwhile.
+    Require(!plain.empty() || library.HasSlot(session.card.id), CKR_DEVICE_REMOVED);
     return plain;
 }
 

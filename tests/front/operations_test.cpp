@@ -1,9 +1,13 @@
 #include "tests/front/front_test.h"
+#include "tests/support/script.h"
+#include "tests/support/system.h"
 #include "tests/support/test_certificates.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hash.h>
 #include <botan/pubkey.h>
+
+#include <functional>
 
 namespace front_test {
 namespace {
@@ -221,6 +225,34 @@ TEST_F(OperationsTest, CallAnswersDeviceRemovedWhenItsCardGoes)
     block.resize(128);
     CK_ULONG length = block.size();
     EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+}
+
+// The library answers that it has decrypted nothing when its card goes between its look at the session and that at the
+// card. Nothing stops a call there, so a function that does the same has its place in the library's list.
+TEST_F(OperationsTest, CardThatGoesDuringADecryptionHasNotDecryptedNothing)
+{
+    const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
+    ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
+    void* library = blackbox::Load(blackbox::ScriptedFolder() / "libpkcs11_x64.so");
+    packed::CK_FUNCTION_LIST* functions = nullptr;
+    using GetFunctionList = packed::CK_RV(packed::CK_FUNCTION_LIST**);
+    ASSERT_EQ(
+        reinterpret_cast<GetFunctionList*>(blackbox::SymbolOf(library, "C_GetFunctionList"))(&functions),
+        CKR_OK);
+    static std::function<void()> cardGoes;
+    cardGoes = [this] { RemoveCard(readerA); };
+    const auto decrypt = functions->C_Decrypt;
+    functions->C_Decrypt = [](packed::CK_SESSION_HANDLE, packed::CK_BYTE_PTR, packed::CK_ULONG,
+                              packed::CK_BYTE_PTR, packed::CK_ULONG_PTR length) -> packed::CK_RV {
+        cardGoes();
+        *length = 0;
+        return CKR_OK;
+    };
+    Bytes block(128, 1);
+    CK_ULONG length = block.size();
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    functions->C_Decrypt = decrypt;
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
 }
 
