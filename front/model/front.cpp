@@ -64,7 +64,7 @@ CK_SESSION_INFO Front::InfoOf(CK_SESSION_HANDLE handle)
 void Front::CloseSession(Session& session)
 {
     Require(sessions.Close(session), CKR_SESSION_HANDLE_INVALID);
-    objects.RemoveOfSession(session.handle);
+    objects.RemoveOfSession(session);
     const bool wasTheLast = sessions.Count(session.slot).all == 0;
     const bool isToLogOut = wasTheLast && loginTable.IsLoggedIn(session.slot);
     cardSessions.Drop(session);

@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t longestModulus = 1024; // bytes
 constexpr std::size_t longestExponent = 8;   // bytes
 constexpr std::size_t dateLength = 8;        // bytes of a CK_DATE
+constexpr CK_SESSION_HANDLE noSession = 0;   // the owner of the card's objects
 
 std::atomic<CK_OBJECT_HANDLE> lastObjectHandle{0}; // of the process, so that no handle comes twice
 
@@ -272,8 +273,39 @@ CK_OBJECT_HANDLE Objects::AddHeld(Object object)
 {
     const CK_OBJECT_HANDLE handle = ++lastObjectHandle;
     object.handle = handle;
-    objects[handle] = std::make_shared<const Object>(std::move(object));
+    auto added = std::make_shared<const Object>(std::move(object));
+    index.Add(*added);
+    try {
+        objects.emplace(handle, added);
+    } catch (...) {
+        index.Remove(*added);
+        throw;
+    }
     return handle;
+}
+
+void Objects::RemoveHeld(CK_OBJECT_HANDLE handle)
+{
+    const auto removed = objects.extract(handle);
+    index.Remove(*removed.mapped());
+}
+
+// From one handle to the next greater one, since a list that has become empty is gone.
+template <typename Handles, typename Condition>
+void Objects::RemoveThose(Handles handles, Condition condition)
+{
+    CK_OBJECT_HANDLE last = 0;
+    for (;;) {
+        const ObjectIndex::Handles& left = handles();
+        const auto next = left.upper_bound(last);
+        if (next == left.end()) {
+            return;
+        }
+        last = *next;
+        if (condition(*objects.at(last))) {
+            RemoveHeld(last);
+        }
+    }
 }
 
 void Objects::Destroy(const Session& session, CK_OBJECT_HANDLE handle)
@@ -284,17 +316,17 @@ void Objects::Destroy(const Session& session, CK_OBJECT_HANDLE handle)
     if (object->owner == 0) {
         throw Refusal{session.readWrite ? CKR_TOKEN_WRITE_PROTECTED : CKR_SESSION_READ_ONLY};
     }
-    objects.erase(handle);
+    RemoveHeld(handle);
 }
 
 void Objects::Replace(CK_SLOT_ID slot, std::vector<Object> added)
 {
     const MutexLock lock(mutex);
-    std::erase_if(objects, [&](const auto& one) {
-        const Object& known = *one.second;
-        if (known.slot != slot || known.owner != 0) {
-            return false;
-        }
+    const auto ofCard = [&]() REQUIRES(mutex) -> const auto&
+    {
+        return index.OfOwner(slot, noSession);
+    };
+    RemoveThose(ofCard, [&added](const Object& known) {
         const auto same = std::find_if(added.begin(), added.end(), [&known](const Object& object) {
             return object.libraryHandle == known.libraryHandle && object.attributes == known.attributes;
         });
@@ -313,20 +345,31 @@ void Objects::Replace(CK_SLOT_ID slot, std::vector<Object> added)
 void Objects::RemoveOfSlot(CK_SLOT_ID slot)
 {
     const MutexLock lock(mutex);
-    std::erase_if(objects, [slot](const auto& one) { return one.second->slot == slot; });
+    const auto ofSlot = [&]() REQUIRES(mutex) -> const auto&
+    {
+        return index.OfSlot(slot);
+    };
+    RemoveThose(ofSlot, [](const Object&) { return true; });
 }
 
 void Objects::RemovePrivate(CK_SLOT_ID slot)
 {
     const MutexLock lock(mutex);
-    std::erase_if(objects,
-                  [slot](const auto& one) { return one.second->slot == slot && one.second->IsPrivate(); });
+    const auto ofSlot = [&]() REQUIRES(mutex) -> const auto&
+    {
+        return index.OfSlot(slot);
+    };
+    RemoveThose(ofSlot, [](const Object& object) { return object.IsPrivate(); });
 }
 
-void Objects::RemoveOfSession(CK_SESSION_HANDLE session)
+void Objects::RemoveOfSession(const Session& session)
 {
     const MutexLock lock(mutex);
-    std::erase_if(objects, [session](const auto& one) { return one.second->owner == session; });
+    const auto made = [&]() REQUIRES(mutex) -> const auto&
+    {
+        return index.OfOwner(session.slot, session.handle);
+    };
+    RemoveThose(made, [](const Object&) { return true; });
 }
 
 std::shared_ptr<const Object> Objects::Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
@@ -345,8 +388,8 @@ std::vector<CK_OBJECT_HANDLE> Objects::Search(CK_SLOT_ID slot, const Template& w
 {
     const MutexLock lock(mutex);
     std::vector<CK_OBJECT_HANDLE> found;
-    for (const auto& [handle, object] : objects) {
-        if (object->slot == slot && Match(object->attributes, wanted)) {
+    for (const CK_OBJECT_HANDLE handle : index.Candidates(slot, wanted)) {
+        if (Match(objects.at(handle)->attributes, wanted)) {
             found.push_back(handle);
         }
     }
@@ -357,10 +400,9 @@ KeySizes Objects::SizesOfKeys(CK_SLOT_ID slot) const
 {
     const MutexLock lock(mutex);
     KeySizes sizes;
-    for (const auto& one : objects) {
-        const Object& object = *one.second;
-        const CK_ULONG bits = NumberOf(object.attributes, CKA_MODULUS_BITS).value_or(0);
-        if (object.slot == slot && object.owner == 0 && bits != 0) {
+    for (const CK_OBJECT_HANDLE handle : index.OfOwner(slot, noSession)) {
+        const CK_ULONG bits = NumberOf(objects.at(handle)->attributes, CKA_MODULUS_BITS).value_or(0);
+        if (bits != 0) {
             sizes.smallest = sizes.smallest == 0 ? bits : std::min(sizes.smallest, bits);
             sizes.largest = std::max(sizes.largest, bits);
         }

@@ -5,11 +5,17 @@
 #include "front/abi/attributes.h"
 #include "front/library/library.h"
 #include "front/model/mechanisms.h"
+#include "front/model/object_index.h"
+#include "src/containers/made_once.h"
 #include "src/platform/mutex.h"
 
-#include <map>
 #include <memory>
+#include <unordered_map>
 #include <vector>
+
+namespace Botan {
+class RSA_PublicKey;
+} // namespace Botan
 
 namespace front {
 
@@ -20,6 +26,9 @@ struct Object
     CK_SESSION_HANDLE owner = 0; // the session whose end is the object's; 0 for one of the card
     packed::CK_OBJECT_HANDLE libraryHandle = 0; // 0 for an object that the library does not have
     Attributes attributes;
+    // What the numbers of a key make, for rsa_public.cpp.
+    std::shared_ptr<MadeOnce<Botan::RSA_PublicKey>> publicKey =
+        std::make_shared<MadeOnce<Botan::RSA_PublicKey>>();
 
     [[nodiscard]] bool IsKey() const; // public or private
     [[nodiscard]] bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
@@ -47,7 +56,7 @@ public:
     void Replace(CK_SLOT_ID slot, std::vector<Object> added) EXCLUDES(mutex);
     void RemoveOfSlot(CK_SLOT_ID slot) EXCLUDES(mutex);
     void RemovePrivate(CK_SLOT_ID slot) EXCLUDES(mutex);
-    void RemoveOfSession(CK_SESSION_HANDLE session) EXCLUDES(mutex);
+    void RemoveOfSession(const Session& session) EXCLUDES(mutex);
 
     // Null for an object that is not in the slot.
     [[nodiscard]] std::shared_ptr<const Object> Find(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
@@ -61,9 +70,14 @@ private:
     CK_OBJECT_HANDLE AddHeld(Object object) REQUIRES(mutex);
     [[nodiscard]] std::shared_ptr<const Object> FindHeld(CK_SLOT_ID slot, CK_OBJECT_HANDLE handle) const
         REQUIRES(mutex);
+    void RemoveHeld(CK_OBJECT_HANDLE handle) REQUIRES(mutex);
+    // Those of the handles for whose objects the condition holds. Needs no memory.
+    template <typename Handles, typename Condition>
+    void RemoveThose(Handles handles, Condition condition) REQUIRES(mutex);
 
     mutable Mutex mutex; // held for moments; no other lock is taken while it is held
-    std::map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects GUARDED_BY(mutex);
+    std::unordered_map<CK_OBJECT_HANDLE, std::shared_ptr<const Object>> objects GUARDED_BY(mutex);
+    ObjectIndex index GUARDED_BY(mutex);
 };
 
 // Fills a template. Goes through all of it; answers the last of what was wrong.

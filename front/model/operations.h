@@ -1,5 +1,6 @@
 // The operations of a session. Each is there from its start to its end and holds all that it needs: a copy of
-// its key and what it was given so far.
+// its key and what it was given so far. Every session has room for one of each kind, so what only some of them hold stands
+// outside of them.
 #pragma once
 
 #include "front/model/objects.h"
@@ -48,7 +49,7 @@ public:
 
 private:
     const char* hash;
-    std::optional<DigestOperation> digest;
+    std::unique_ptr<DigestOperation> digest; // null without a hash
     Bytes data;
 };
 
@@ -90,9 +91,13 @@ struct DecryptOperation : KeyOperation
 {
     using KeyOperation::KeyOperation;
 
-    // What the card has decrypted already, and out of which block, for a caller whose buffer was too small.
-    Bytes block;
-    std::optional<Botan::secure_vector<uint8_t>> decrypted;
+    // What the card has decrypted already, for a caller whose buffer was too small.
+    struct Decrypted
+    {
+        Bytes block; // that it was decrypted out of
+        Botan::secure_vector<uint8_t> data;
+    };
+    std::unique_ptr<const Decrypted> last;
 };
 
 } // namespace front

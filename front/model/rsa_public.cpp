@@ -2,7 +2,6 @@
 
 #include "front/abi/refusal.h"
 
-#include <botan/numthry.h>
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
 #include <botan/system_rng.h>
@@ -17,13 +16,6 @@ namespace {
 
 constexpr std::size_t blockFraming = 11; // bytes of a block around its data
 
-Botan::BigInt NumberIn(const Object& key, CK_ATTRIBUTE_TYPE type)
-{
-    const auto found = key.attributes.find(type);
-    Require(found != key.attributes.end() && !found->second.empty(), CKR_KEY_TYPE_INCONSISTENT);
-    return Botan::BigInt(found->second);
-}
-
 // The data as a signature of PKCS#1 v1.5 holds them.
 Bytes BlockOf(const Bytes& signedData, std::size_t length)
 {
@@ -35,9 +27,20 @@ Bytes BlockOf(const Bytes& signedData, std::size_t length)
     return block;
 }
 
-Botan::RSA_PublicKey PublicKey(const Object& key)
+Botan::BigInt NumberIn(const Object& key, CK_ATTRIBUTE_TYPE type)
 {
-    return {NumberIn(key, CKA_MODULUS), NumberIn(key, CKA_PUBLIC_EXPONENT)};
+    const auto found = key.attributes.find(type);
+    Require(found != key.attributes.end() && !found->second.empty(), CKR_KEY_TYPE_INCONSISTENT);
+    return Botan::BigInt(found->second);
+}
+
+// Botan takes far longer to make a key than to use it, so it is made at its first use and lives with the object.
+std::shared_ptr<const Botan::RSA_PublicKey> PublicKey(const Object& key)
+{
+    return key.publicKey->Get([&key] {
+        return std::make_shared<Botan::RSA_PublicKey>(NumberIn(key, CKA_MODULUS),
+                                                      NumberIn(key, CKA_PUBLIC_EXPONENT));
+    });
 }
 
 } // namespace
@@ -55,23 +58,25 @@ std::size_t ModulusLength(const Object& key)
 // Not with Botan's verifier, which answers that a signature does not match when it has no memory to tell.
 bool SignatureMatches(const Object& key, const Bytes& signedData, Input signature)
 {
-    const Botan::RSA_PublicKey publicKey = PublicKey(key);
-    const std::size_t length = publicKey.get_n().bytes();
-    const Botan::BigInt number(signature.data(), signature.size());
+    const auto publicKey = PublicKey(key);
+    const Botan::BigInt& modulus = publicKey->get_n();
+    const std::size_t length = modulus.bytes();
     if (signature.size() != length || signedData.size() + blockFraming > length ||
-        number >= publicKey.get_n()) {
+        Botan::BigInt(signature.data(), signature.size()) >= modulus) {
         return false;
     }
-    const auto block =
-        Botan::BigInt::encode_1363(Botan::power_mod(number, publicKey.get_e(), publicKey.get_n()), length);
+    Botan::System_RNG random; // not used for an encryption without padding
+    const Botan::PK_Encryptor_EME power(*publicKey, random, "Raw");
+    const auto block = power.encrypt(signature.data(), signature.size(), random);
     const auto expected = BlockOf(signedData, length);
     return std::equal(block.begin(), block.end(), expected.begin(), expected.end());
 }
 
 Bytes EncryptFor(const Object& key, Input message)
 {
+    const auto publicKey = PublicKey(key);
     Botan::System_RNG random;
-    const Botan::PK_Encryptor_EME encryptor(PublicKey(key), random, "EME-PKCS1-v1_5");
+    const Botan::PK_Encryptor_EME encryptor(*publicKey, random, "EME-PKCS1-v1_5");
     return encryptor.encrypt(message.data(), message.size(), random);
 }
 

@@ -31,27 +31,34 @@ std::shared_ptr<Session> Sessions::Open(CK_SLOT_ID slot, const LibrarySlot& card
     session->slot = slot;
     session->card = card;
     session->readWrite = readWrite;
+    const Place place(card.card, slot);
     const MutexLock lock(mutex);
-    sessions[session->handle] = session;
+    SessionCounts& count = counts[place];
+    sessions.Append(session->handle, place, session);
+    ++count.all;
+    count.readWrite += readWrite ? 1U : 0U;
     return session;
 }
 
 std::shared_ptr<Session> Sessions::Find(CK_SESSION_HANDLE handle) const
 {
     const MutexLock lock(mutex);
-    const auto found = sessions.find(handle);
-    return found == sessions.end() ? nullptr : found->second;
+    return sessions.Find(handle);
 }
 
 bool Sessions::Close(const Session& session)
 {
     const MutexLock lock(mutex);
-    const auto found = sessions.find(session.handle);
-    if (found == sessions.end()) {
+    const auto closed = sessions.Take(session.handle);
+    if (closed == nullptr) {
         return false;
     }
-    found->second->open = false;
-    sessions.erase(found);
+    closed->open = false;
+    const auto count = counts.find(Place(closed->card.card, closed->slot));
+    count->second.readWrite -= closed->readWrite ? 1U : 0U;
+    if (--count->second.all == 0) {
+        counts.erase(count);
+    }
     return true;
 }
 
@@ -63,13 +70,14 @@ void Sessions::CloseOfSlot(CK_SLOT_ID slot)
 }
 
 template <typename Condition>
-std::vector<std::shared_ptr<Session>> Sessions::Those(Condition condition) const
+std::vector<std::shared_ptr<Session>> Sessions::OfPlaces(Condition condition) const
 {
     const MutexLock lock(mutex);
     std::vector<std::shared_ptr<Session>> found;
-    for (const auto& one : sessions) {
-        if (condition(*one.second)) {
-            found.push_back(one.second);
+    for (const auto& one : counts) {
+        if (condition(one.first)) {
+            const auto members = sessions.OfGroup(one.first);
+            found.insert(found.end(), members.begin(), members.end());
         }
     }
     return found;
@@ -77,25 +85,25 @@ std::vector<std::shared_ptr<Session>> Sessions::Those(Condition condition) const
 
 std::vector<std::shared_ptr<Session>> Sessions::OfSlot(CK_SLOT_ID slot) const
 {
-    return Those([slot](const Session& session) { return session.slot == slot; });
+    return OfPlaces([slot](const Place& place) { return place.second == slot; });
 }
 
 std::vector<std::shared_ptr<Session>> Sessions::OfCard(packed::CK_SLOT_ID card) const
 {
-    return Those([card](const Session& session) { return session.card.card == card; });
+    return OfPlaces([card](const Place& place) { return place.first == card; });
 }
 
 SessionCounts Sessions::Count(CK_SLOT_ID slot) const
 {
     const MutexLock lock(mutex);
-    SessionCounts counts;
-    for (const auto& one : sessions) {
-        if (one.second->slot == slot) {
-            ++counts.all;
-            counts.readWrite += one.second->readWrite ? 1U : 0U;
+    SessionCounts sum;
+    for (const auto& [place, count] : counts) {
+        if (place.second == slot) {
+            sum.all += count.all;
+            sum.readWrite += count.readWrite;
         }
     }
-    return counts;
+    return sum;
 }
 
 } // namespace front

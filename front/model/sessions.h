@@ -2,12 +2,15 @@
 #pragma once
 
 #include "front/model/operations.h"
+#include "src/containers/record_list.h"
 #include "src/platform/mutex.h"
 
 #include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace front {
 
@@ -70,11 +73,15 @@ public:
     [[nodiscard]] SessionCounts Count(CK_SLOT_ID slot) const EXCLUDES(mutex);
 
 private:
+    using Place = std::pair<packed::CK_SLOT_ID, CK_SLOT_ID>; // a card, and the slot that it is in
+
+    // The sessions of the places that the condition holds for.
     template <typename Condition>
-    std::vector<std::shared_ptr<Session>> Those(Condition condition) const EXCLUDES(mutex);
+    [[nodiscard]] std::vector<std::shared_ptr<Session>> OfPlaces(Condition condition) const EXCLUDES(mutex);
 
     mutable Mutex mutex; // held for moments; no other lock is taken while it is held
-    std::map<CK_SESSION_HANDLE, std::shared_ptr<Session>> sessions GUARDED_BY(mutex);
+    RecordList<Session, CK_SESSION_HANDLE, Place> sessions GUARDED_BY(mutex);
+    std::map<Place, SessionCounts> counts GUARDED_BY(mutex); // of each place that has sessions
 };
 
 } // namespace front

@@ -1,5 +1,10 @@
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
+#include "tests/support/linux/refused_calls.h"
+
+#include <array>
+
+#include <sys/syscall.h>
 
 namespace front_test {
 namespace {
@@ -328,6 +333,17 @@ TEST_F(SessionsTest, RandomBytesAreGeneratedAndASeedIsRefused)
     EXPECT_EQ(f->C_GenerateRandom(session + 1, first.data(), 1), CKR_SESSION_HANDLE_INVALID);
     EXPECT_EQ(f->C_SeedRandom(session, first.data(), 1), CKR_RANDOM_SEED_NOT_SUPPORTED);
     EXPECT_EQ(f->C_SeedRandom(session + 1, first.data(), 1), CKR_SESSION_HANDLE_INVALID);
+}
+
+TEST_F(SessionsTest, RandomNumbersAreRefusedWithoutTheSystemsGenerator)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(qualified);
+    std::array<CK_BYTE, 32> random{};
+    blackbox::DoWithRefusedCalls({SYS_getrandom}, ENOSYS, [&] {
+        EXPECT_EQ(f->C_GenerateRandom(session, random.data(), random.size()), CKR_DEVICE_ERROR);
+    });
+    EXPECT_EQ(f->C_GenerateRandom(session, random.data(), random.size()), CKR_OK);
 }
 
 } // namespace
