@@ -7,6 +7,7 @@
 #include "src/platform/mutex.h"
 #include "src/platform/never_destroyed.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <new>
 #include <thread>
@@ -22,9 +23,15 @@ struct Process
     Mutex lifecycle; // held by a start or an end for as long as it takes, and taken before every other lock
     Mutex mutex;     // held for moments, and across a fork
     std::condition_variable changed;
-    Front* front GUARDED_BY(mutex) = nullptr;
-    bool ending GUARDED_BY(mutex) = false; // no call comes in any more
-    int calls GUARDED_BY(mutex) = 0;
+    bool ending GUARDED_BY(mutex) = false; // an end waits for the calls at work
+
+    // A call begins and ends without the mutex, which threads would wait for, unless an end or a fork is under way. It counts
+    // itself before it reads `closed`, and the end writes `closed` before it reads the count, so one of the two sees the
+    // other. It reads `front` last: the end writes null there before `closed` is false again.
+    std::atomic<int> calls{0};
+    std::atomic<bool> closed{false};    // an end or a fork is under way; written with the mutex held
+    std::atomic<Front*> front{nullptr}; // written with the mutex held
+
     // The thread that is inside the start or the end of the library.
     std::thread::id libraryChanger GUARDED_BY(mutex);
     Front* heldForFork GUARDED_BY(mutex) = nullptr;
@@ -68,18 +75,22 @@ void BeforeFork() NO_THREAD_SAFETY_ANALYSIS
         process.changed.wait(lock.Native());
     }
     static_cast<void>(lock.Native().release());
+    process.closed = true;
     process.heldForFork = process.front;
     if (process.heldForFork != nullptr) {
         process.heldForFork->HoldForFork();
     }
+    Library::Instance().HoldForFork();
 }
 
 void AfterForkInParent() NO_THREAD_SAFETY_ANALYSIS
 {
+    Library::Instance().GoOnAfterFork();
     Process& process = ThisProcess();
     if (process.heldForFork != nullptr) {
         process.heldForFork->GoOnAfterFork();
     }
+    process.closed = process.ending;
     process.mutex.Unlock();
 }
 
@@ -109,26 +120,36 @@ void AfterForkInChild()
     Process& process = ThisProcess();
     const MutexLock lock(process.mutex);
     if (process.calls == 0 && !process.ending && !process.LibraryChanges()) {
-        delete std::exchange(process.front, nullptr);
+        delete process.front.exchange(nullptr);
         Library::Instance().Unload();
+    }
+}
+
+void EndCall()
+{
+    Process& process = ThisProcess();
+    --process.calls;
+    if (process.closed) {
+        const MutexLock lock(process.mutex);
+        process.changed.notify_all();
     }
 }
 
 Front* BeginCall()
 {
     Process& process = ThisProcess();
-    const MutexLock lock(process.mutex);
-    Require(process.front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
     ++process.calls;
-    return process.front;
-}
-
-void EndCall()
-{
-    Process& process = ThisProcess();
-    const MutexLock lock(process.mutex);
-    --process.calls;
-    process.changed.notify_all();
+    if (!process.closed) {
+        if (Front* const front = process.front; front != nullptr) {
+            return front;
+        }
+    }
+    EndCall();
+    const MutexLock lock(process.mutex); // waits for a fork
+    Front* const front = process.front;
+    Require(front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
+    ++process.calls;
+    return front;
 }
 
 } // namespace
@@ -173,12 +194,14 @@ CK_RV EndFront()
         MutexLock lock(process.mutex);
         Require(process.front != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
         process.ending = true;
-        process.front->readers.events.Close();
+        process.closed = true;
+        process.front.load()->readers.events.Close();
         while (process.calls != 0) {
             process.changed.wait(lock.Native());
         }
-        front.reset(std::exchange(process.front, nullptr));
+        front.reset(process.front.exchange(nullptr));
         process.ending = false;
+        process.closed = false;
     }
     const LibraryChange change(process);
     return Library::Instance().End();

@@ -16,6 +16,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
+#include <mutex>
+#include <new>
 #include <utility>
 
 namespace front {
@@ -155,6 +157,7 @@ void Library::AfterFork()
 {
     inherited = inherited || running;
     running = false;
+    new (&asking) std::shared_mutex; // the parent's is held for the fork
     RenewLibraryMutex();
 }
 
@@ -167,20 +170,26 @@ CK_INFO Library::Info() const
 
 bool Library::HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const
 {
+    const std::shared_lock lock(asking);
     const WithoutLibraryMutex passing;
     packed::CK_ULONG count = 0;
     Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
+    packed::CK_SLOT_INFO info{};
     return count != known.size() ||
-           !std::all_of(known.begin(), known.end(), [this](auto slot) { return HasSlot(slot); });
+           !std::all_of(known.begin(), known.end(), [&](auto slot) { return Shows(slot, info); });
 }
 
 bool Library::HasSlot(packed::CK_SLOT_ID slot) const
 {
-    return SlotInfo(slot).has_value();
+    const std::shared_lock lock(asking);
+    const WithoutLibraryMutex passing;
+    packed::CK_SLOT_INFO info{};
+    return Shows(slot, info);
 }
 
 std::vector<packed::CK_SLOT_ID> Library::Slots() const
 {
+    const std::shared_lock lock(asking);
     const WithoutLibraryMutex passing;
     while (true) {
         packed::CK_ULONG count = 0;
@@ -198,9 +207,15 @@ std::vector<packed::CK_SLOT_ID> Library::Slots() const
 
 std::optional<CK_SLOT_INFO> Library::SlotInfo(packed::CK_SLOT_ID slot) const
 {
+    const std::shared_lock lock(asking);
     const WithoutLibraryMutex passing;
     packed::CK_SLOT_INFO info{};
-    return functions->C_GetSlotInfo(slot, &info) == CKR_OK ? std::optional(Widen(info)) : std::nullopt;
+    return Shows(slot, info) ? std::optional(Widen(info)) : std::nullopt;
+}
+
+bool Library::Shows(packed::CK_SLOT_ID slot, packed::CK_SLOT_INFO& info) const
+{
+    return functions->C_GetSlotInfo(slot, &info) == CKR_OK;
 }
 
 bool Library::Describe(SlotFacts& facts) const

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <shared_mutex>
 #include <vector>
 
 namespace front {
@@ -46,7 +47,9 @@ public:
     CK_RV End();
     // Lets go of the loaded library, which ends it if it runs.
     void Unload();
-    // In a forked child: the library's mutex is made anew.
+    // Between the first two, no thread asks about slots. In a forked child, the library's mutex is made anew.
+    void HoldForFork() { asking.lock(); }
+    void GoOnAfterFork() { asking.unlock(); }
     void AfterFork();
 
     [[nodiscard]] CK_INFO Info() const;
@@ -83,7 +86,10 @@ public:
 
 private:
     bool Load();
+    [[nodiscard]] bool Shows(packed::CK_SLOT_ID slot, packed::CK_SLOT_INFO& info) const;
 
+    // Shared by all that ask about slots; a fork has it alone, so that no lock of the library's lists is held then.
+    mutable std::shared_mutex asking;
     void* handle = nullptr;
     packed::CK_FUNCTION_LIST* functions = nullptr;
     bool running = false;

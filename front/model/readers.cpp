@@ -15,14 +15,13 @@ Readers::Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& i
 
 void Readers::Look()
 {
-    const MutexLock look(looking);
-    std::vector<packed::CK_SLOT_ID> known;
-    {
-        const MutexLock lock(mutex);
-        known = slots.LibrarySlots();
+    if (!library.HasOtherSlots(KnownSlots())) {
+        return; // as nearly always, and then threads don't wait for one another
     }
+    const MutexLock look(looking);
+    const std::vector<packed::CK_SLOT_ID> known = KnownSlots();
     if (!library.HasOtherSlots(known)) {
-        return;
+        return; // another thread has looked meanwhile
     }
     const auto present = library.Slots();
     std::vector<SlotTable::Shown> fresh;
@@ -44,6 +43,12 @@ void Readers::Look()
     for (const CK_SLOT_ID filled : changes.filled) {
         events.Add(filled);
     }
+}
+
+std::vector<packed::CK_SLOT_ID> Readers::KnownSlots() const
+{
+    const MutexLock lock(mutex);
+    return slots.LibrarySlots();
 }
 
 // A thread that asks for a card that another thread is asking at this moment waits for that answer. No thread waits for
@@ -96,6 +101,7 @@ std::vector<CK_SLOT_ID> Readers::SlotIds(bool withCardOnly) const
 {
     const MutexLock lock(mutex);
     std::vector<CK_SLOT_ID> ids;
+    ids.reserve(slots.All().size());
     for (const Slot& slot : slots.All()) {
         if (slot.present || !withCardOnly) {
             ids.push_back(slot.id);

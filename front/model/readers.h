@@ -46,6 +46,7 @@ public:
     SlotEvents events;
 
 private:
+    [[nodiscard]] std::vector<packed::CK_SLOT_ID> KnownSlots() const EXCLUDES(mutex);
     void Describe(packed::CK_SLOT_ID card) EXCLUDES(mutex);
     void EndDescription(packed::CK_SLOT_ID card) EXCLUDES(mutex);
     [[nodiscard]] bool IsDescribedByOthers() const REQUIRES(mutex);
@@ -54,7 +55,8 @@ private:
     Sessions& sessions;
     LoginTable& logins;
 
-    // One look at a time, so that what is known only gets fresher. Held across calls of the library that ask no card.
+    // One change of the slots at a time, so that what is known only gets fresher. Held across calls of the library that ask
+    // no card.
     Mutex looking ACQUIRED_BEFORE(mutex);
     // Held for moments. The locks of events, sessions and logins are taken with it, so that no call meets a slot's next card
     // beside what was the last card's.

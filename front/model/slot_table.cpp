@@ -87,6 +87,7 @@ std::vector<SlotFacts> SlotTable::Undescribed(packed::CK_SLOT_ID card) const
 std::vector<packed::CK_SLOT_ID> SlotTable::LibrarySlots() const
 {
     std::vector<packed::CK_SLOT_ID> present;
+    present.reserve(slots.size());
     for (const Slot& slot : slots) {
         if (slot.present) {
             present.push_back(slot.facts.librarySlot.id);
