@@ -4,6 +4,7 @@
 #include "softcard/card/code_check.h"
 #include "softcard/card/fault.h"
 #include "softcard/cardapi/boundary.h"
+#include "softcard/cardapi/key_operations.h"
 #include "softcard/cardapi/pinentry.h"
 
 #include <cstring>
@@ -78,7 +79,7 @@ void Verify(const Verification& verification, const char* code, VerifyResult& re
     verification.session->Withdraw(verification.Family());
     const CodeCheck check = softcard::CheckCode(card.folder, verification.kind, given);
     RequireAccepted(check, verification.kind, result);
-    auto keys = softcard::LoadPrivateKeys(card, verification.Family(), check.secret);
+    auto keys = softcard::PrepareKeys(softcard::LoadPrivateKeys(card, verification.Family(), check.secret));
     if (!verification.session->Authorize(verification.Family(), std::move(keys))) {
         throw CardError(eInvalidSession, "The session was closed meanwhile.");
     }

@@ -7,8 +7,6 @@
 
 #include "src/platform/process_end.h"
 
-#include <botan/rsa.h>
-
 #include <algorithm>
 #include <span>
 #include <string>
@@ -30,15 +28,15 @@ std::string Prefix(KeyFamily family)
 
 CardKeyInfo DescribeKey(const CardKey& key)
 {
-    const Botan::RSA_PublicKey publicKey = softcard::PublicKeyOf(key);
+    const auto [modulus, exponent] = softcard::PublicNumbersOf(key);
     CardKeyInfo info{};
     info.keyReference = key.reference;
-    info.modulusBits = static_cast<uint32_t>(publicKey.get_n().bits());
-    info.modulusLength = publicKey.get_n().bytes();
-    publicKey.get_n().binary_encode(info.modulus);
+    info.modulusBits = static_cast<uint32_t>(modulus.bits());
+    info.modulusLength = modulus.bytes();
+    modulus.binary_encode(info.modulus);
     std::reverse(info.modulus, info.modulus + info.modulusLength);
-    info.publicExponentLength = publicKey.get_e().bytes();
-    publicKey.get_e().binary_encode(info.publicExponent);
+    info.publicExponentLength = exponent.bytes();
+    exponent.binary_encode(info.publicExponent);
     return info;
 }
 
@@ -111,7 +109,7 @@ struct Exchange
 };
 
 // The family's key that signs, its first one.
-void SignWith(const softcard::PrivateKeys& keys, const std::vector<CardKey>& cardKeys,
+void SignWith(const softcard::OpenedKeys& keys, const std::vector<CardKey>& cardKeys,
               const Exchange& exchange)
 {
     if (keys.empty()) {

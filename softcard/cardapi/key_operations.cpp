@@ -1,12 +1,12 @@
 #include "softcard/cardapi/key_operations.h"
 
+#include "softcard/base/secret.h"
 #include "softcard/card/card_error.h"
 
-#include "src/crypto/calling_thread_key.h"
-
-#include <botan/auto_rng.h>
+#include <botan/eme.h>
+#include <botan/emsa.h>
 #include <botan/exceptn.h>
-#include <botan/pubkey.h>
+#include <botan/rng.h>
 
 #include <string>
 
@@ -41,33 +41,54 @@ Scheme SchemeOf(uint32_t reference, size_t keyLength)
 
 } // namespace
 
-std::vector<uint8_t> Sign(const Botan::RSA_PrivateKey& key, uint32_t reference, std::span<const uint8_t> data)
+OpenedKeys PrepareKeys(const PrivateKeys& keys)
 {
-    const Scheme scheme = SchemeOf(reference, key.get_n().bytes());
+    const TraceWiper wiper;
+    OpenedKeys prepared;
+    prepared.reserve(keys.size());
+    for (const auto& key : keys) {
+        prepared.push_back(std::make_shared<const PrivatePower>(*key));
+    }
+    return prepared;
+}
+
+Botan::secure_vector<uint8_t> Sign(const PrivatePower& key, uint32_t reference, std::span<const uint8_t> data)
+{
+    const TraceWiper wiper;
+    const Scheme scheme = SchemeOf(reference, key.Bytes());
     if (data.size() < scheme.shortest || data.size() > scheme.longest) {
         throw CardError(eInvalidParam, "The data does not fit the key.");
     }
-    Botan::AutoSeeded_RNG random;
-    Botan::PK_Signer signer(CallingThreadKey(key), random, scheme.padding);
-    return signer.sign_message(data.data(), data.size(), random);
+    const std::unique_ptr<Botan::EMSA> encoding(Botan::get_emsa(scheme.padding));
+    Botan::Null_RNG none; // the encoding has nothing random
+    encoding->update(data.data(), data.size());
+    return key.Of(encoding->encoding_of(encoding->raw_data(), key.Bits() - 1, none));
 }
 
-Botan::secure_vector<uint8_t> Decrypt(const Botan::RSA_PrivateKey& key, std::span<const uint8_t> data)
+Botan::secure_vector<uint8_t> Decrypt(const PrivatePower& key, std::span<const uint8_t> data)
 {
-    const size_t keyLength = key.get_n().bytes();
+    const TraceWiper wiper;
+    const size_t keyLength = key.Bytes();
     if (data.size() == keyLength + 1 && data.front() == encryptedDataMark) {
         data = data.subspan(1); // as the command to a card has it
     }
     if (data.size() != keyLength) {
         throw CardError(eInvalidParam, "The data is not as long as the key.");
     }
-    Botan::AutoSeeded_RNG random;
-    const Botan::PK_Decryptor_EME decryptor(CallingThreadKey(key), random, "EME-PKCS1-v1_5");
-    try {
-        return decryptor.decrypt(data.data(), data.size());
-    } catch (const Botan::Exception&) {
+    const std::unique_ptr<const Botan::EME> encoding(Botan::get_eme("EME-PKCS1-v1_5"));
+    const auto padded = [&] {
+        try {
+            return key.Of(data);
+        } catch (const Botan::Exception&) {
+            throw CardError(eInvalidDataDecoded, "The data was not encrypted for the key.");
+        }
+    }();
+    uint8_t isValid = 0;
+    auto plain = encoding->unpad(isValid, padded.data(), padded.size());
+    if (isValid == 0) {
         throw CardError(eInvalidDataDecoded, "The data was not encrypted for the key.");
     }
+    return plain;
 }
 
 } // namespace softcard

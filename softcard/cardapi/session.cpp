@@ -7,7 +7,7 @@
 
 namespace softcard {
 
-bool Session::Authorize(KeyFamily family, PrivateKeys keys)
+bool Session::Authorize(KeyFamily family, OpenedKeys keys)
 {
     const std::string mark = ReadChannelMark(card.folder);
     const MutexLock lock(mutex);
@@ -36,14 +36,14 @@ bool Session::HasSecureMessaging() const
     return ordinaryKeys && channelMark == mark;
 }
 
-std::optional<PrivateKeys> Session::OrdinaryKeys() const
+std::optional<OpenedKeys> Session::OrdinaryKeys() const
 {
     const std::string mark = ReadChannelMark(card.folder);
     const MutexLock lock(mutex);
     return channelMark == mark ? ordinaryKeys : std::nullopt;
 }
 
-std::optional<PrivateKeys> Session::TakeQualifiedKeys()
+std::optional<OpenedKeys> Session::TakeQualifiedKeys()
 {
     const auto [keys, keysMark] = ExchangeQualifiedKeys();
     return keysMark == ReadChannelMark(card.folder) ? keys : std::nullopt;
@@ -79,7 +79,7 @@ void Session::End()
 }
 
 // Also where the mark cannot be read, a signature uses them up.
-std::pair<std::optional<PrivateKeys>, std::string> Session::ExchangeQualifiedKeys()
+std::pair<std::optional<OpenedKeys>, std::string> Session::ExchangeQualifiedKeys()
 {
     const MutexLock lock(mutex);
     return {std::exchange(qualifiedKeys, std::nullopt), channelMark};

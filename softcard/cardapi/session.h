@@ -4,6 +4,7 @@
 #include "softcard/card/card_access.h"
 #include "softcard/card/card_store.h"
 #include "softcard/card/reader_directory.h"
+#include "softcard/cardapi/key_operations.h"
 #include "src/platform/mutex.h"
 
 #include <memory>
@@ -25,14 +26,14 @@ public:
     // Opens the family's keys to this session: the ordinary ones as long as it lives, which is what secure
     // messaging stands for here, the qualified ones for one signature. False when the session has ended
     // meanwhile. All of it ends when the card breaks the channel.
-    [[nodiscard]] bool Authorize(KeyFamily family, PrivateKeys keys);
+    [[nodiscard]] bool Authorize(KeyFamily family, OpenedKeys keys);
     void Withdraw(KeyFamily family);
     [[nodiscard]] bool HasSecureMessaging() const;
 
     // The keys that may be used now, nothing without authorisation. Asking for the qualified ones uses them
     // up.
-    [[nodiscard]] std::optional<PrivateKeys> OrdinaryKeys() const;
-    [[nodiscard]] std::optional<PrivateKeys> TakeQualifiedKeys();
+    [[nodiscard]] std::optional<OpenedKeys> OrdinaryKeys() const;
+    [[nodiscard]] std::optional<OpenedKeys> TakeQualifiedKeys();
 
     // A transaction keeps others from starting one on the same card, in this process or another, and other
     // processes from using its codes and keys. Both throw CardError when it cannot be.
@@ -45,14 +46,14 @@ public:
 
 private:
     // With the mark that they were opened under.
-    [[nodiscard]] std::pair<std::optional<PrivateKeys>, std::string> ExchangeQualifiedKeys();
+    [[nodiscard]] std::pair<std::optional<OpenedKeys>, std::string> ExchangeQualifiedKeys();
 
     const Card card;
     const Reader reader;
     mutable Mutex mutex; // held for moments: no file is read meanwhile
     bool ended GUARDED_BY(mutex) = false;
-    std::optional<PrivateKeys> ordinaryKeys GUARDED_BY(mutex);
-    std::optional<PrivateKeys> qualifiedKeys GUARDED_BY(mutex);
+    std::optional<OpenedKeys> ordinaryKeys GUARDED_BY(mutex);
+    std::optional<OpenedKeys> qualifiedKeys GUARDED_BY(mutex);
     std::string channelMark GUARDED_BY(mutex); // under which the keys were opened
     std::unique_ptr<CardTransaction> transaction GUARDED_BY(mutex);
 };

@@ -39,7 +39,6 @@ struct ReaderWatch::State
 {
     explicit State(const Directories& directories)
         : readers(directories.Readers()), cards(directories.Cards()),
-          notification(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
           wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     {
     }
@@ -56,7 +55,7 @@ struct ReaderWatch::State
 
     std::filesystem::path readers;
     std::filesystem::path cards;
-    FileDescriptor notification;
+    FileDescriptor notification; // made when it is needed: giving it back takes the system some milliseconds
     FileDescriptor wakeUp;
     std::set<int> followed; // the numbers that the system knows the folders by
     bool seesEverything = false;
@@ -70,6 +69,9 @@ ReaderWatch::~ReaderWatch() = default;
 void ReaderWatch::Follow()
 {
     std::set<int> followed;
+    if (!state->notification.IsOpen()) {
+        state->notification = FileDescriptor(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    }
     state->seesEverything = state->notification.IsOpen() && state->wakeUp.IsOpen();
     state->FollowFolder(state->readers, followed);
     state->FollowFolder(state->cards, followed);

@@ -1,6 +1,7 @@
 // With OpenSSL, which knows the forms that keys are kept in, old ones too.
 #include "tools/tavrik-card/system/key_parser.h"
 
+#include "softcard/base/released_by.h"
 #include "softcard/base/store_error.h"
 
 #include <botan/data_src.h>
@@ -19,22 +20,12 @@
 namespace softcard {
 namespace {
 
-template <auto release>
-struct Releaser
-{
-    template <typename Object>
-    void operator()(Object* object) const
-    {
-        release(object);
-    }
-};
-
-using Bio = std::unique_ptr<BIO, Releaser<BIO_free_all>>;
-using Key = std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>>;
-using Certificate = std::unique_ptr<X509, Releaser<X509_free>>;
-using Bundle = std::unique_ptr<PKCS12, Releaser<PKCS12_free>>;
-using PlainKey = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Releaser<PKCS8_PRIV_KEY_INFO_free>>;
-using Provider = std::unique_ptr<OSSL_PROVIDER, Releaser<OSSL_PROVIDER_unload>>;
+using Bio = std::unique_ptr<BIO, ReleasedBy<BIO_free_all>>;
+using Key = std::unique_ptr<EVP_PKEY, ReleasedBy<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, ReleasedBy<X509_free>>;
+using Bundle = std::unique_ptr<PKCS12, ReleasedBy<PKCS12_free>>;
+using PlainKey = std::unique_ptr<PKCS8_PRIV_KEY_INFO, ReleasedBy<PKCS8_PRIV_KEY_INFO_free>>;
+using Provider = std::unique_ptr<OSSL_PROVIDER, ReleasedBy<OSSL_PROVIDER_unload>>;
 
 struct Pair
 {
