@@ -3,10 +3,54 @@
 #include "softcard/card/card_error.h"
 #include "src/card/card_api.h"
 
+#include <botan/asn1_oid.h>
+#include <botan/ber_dec.h>
 #include <botan/pk_keys.h>
+#include <botan/rsa.h>
 #include <botan/x509cert.h>
 
 namespace softcard {
+namespace {
+
+constexpr const char* noSuchKey = "The certificate has no key that can be told of.";
+
+bool IsOfRsa(const Botan::X509_Certificate& certificate)
+{
+    return certificate.subject_public_key_algo().get_oid() == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
+}
+
+// As Botan takes them into a key, but without making one, whose preparation for computations takes a hundred times as
+// long.
+PublicNumbers DecodeNumbers(const std::vector<uint8_t>& encoded)
+{
+    constexpr size_t leastBitsOfModulus = 5;
+    constexpr size_t leastBitsOfExponent = 2;
+    PublicNumbers numbers;
+    Botan::BER_Decoder(encoded)
+        .start_cons(Botan::SEQUENCE)
+        .decode(numbers.modulus)
+        .decode(numbers.exponent)
+        .end_cons();
+    const auto& [n, e] = numbers;
+    if (n.is_negative() || n.bits() < leastBitsOfModulus || n.is_even() || e.is_negative() ||
+        e.bits() < leastBitsOfExponent || e.is_even()) {
+        throw Botan::Decoding_Error("The numbers of the certificate's key are no RSA key.");
+    }
+    return numbers;
+}
+
+// Of a key that is called otherwise.
+PublicNumbers LoadNumbers(const Botan::X509_Certificate& certificate)
+{
+    const auto key = certificate.load_subject_public_key();
+    const auto* rsaKey = dynamic_cast<const Botan::RSA_PublicKey*>(key.get());
+    if (rsaKey == nullptr) {
+        throw CardError(eInvalidDataDecoded, noSuchKey);
+    }
+    return {rsaKey->get_n(), rsaKey->get_e()};
+}
+
+} // namespace
 
 void RequireRoomFor(const CardKey& key)
 {
@@ -15,16 +59,16 @@ void RequireRoomFor(const CardKey& key)
     }
 }
 
-Botan::RSA_PublicKey PublicKeyOf(const CardKey& key)
+PublicNumbers PublicNumbersOf(const CardKey& key)
 {
     const Botan::X509_Certificate certificate(key.certificate.data(), key.certificate.size());
-    const auto publicKey = certificate.load_subject_public_key();
-    const auto* rsaKey = dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get());
-    if (rsaKey == nullptr || rsaKey->get_n().bytes() > sizeof CardKeyInfo::modulus ||
-        rsaKey->get_e().bytes() > sizeof CardKeyInfo::publicExponent) {
-        throw CardError(eInvalidDataDecoded, "The certificate has no key that can be told of.");
+    PublicNumbers numbers = IsOfRsa(certificate) ? DecodeNumbers(certificate.subject_public_key_bitstring())
+                                                 : LoadNumbers(certificate);
+    if (numbers.modulus.bytes() > sizeof CardKeyInfo::modulus ||
+        numbers.exponent.bytes() > sizeof CardKeyInfo::publicExponent) {
+        throw CardError(eInvalidDataDecoded, noSuchKey);
     }
-    return *rsaKey;
+    return numbers;
 }
 
 } // namespace softcard

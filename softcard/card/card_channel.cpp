@@ -19,6 +19,11 @@ constexpr size_t markLength = 16;
 
 std::string ReadChannelMark(const std::filesystem::path& cardFolder)
 {
+    std::error_code ignored;
+    if (std::filesystem::symlink_status(cardFolder / channelFile, ignored).type() ==
+        std::filesystem::file_type::not_found) {
+        return {}; // as nearly always, and an exception takes far longer
+    }
     try {
         return ReadFile(cardFolder / channelFile);
     } catch (const std::system_error& error) {

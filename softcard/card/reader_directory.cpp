@@ -43,11 +43,17 @@ struct FoundReader
 {
     Reader reader;
     std::chrono::nanoseconds since{}; // when its link was made or moved here
+    std::string cardFolder;           // see Insertion::card
 };
+
+bool CameBefore(const FoundReader& a, const FoundReader& b)
+{
+    return std::tie(a.since, a.reader.name) < std::tie(b.since, b.reader.name);
+}
 
 FoundReader LookInto(const fs::path& folder, const fs::path& cards)
 {
-    FoundReader found{{Utf8Of(folder.filename()), {}, {}}, {}};
+    FoundReader found{{Utf8Of(folder.filename()), {}, {}}, {}, {}};
     const fs::path link = folder / linkName;
     const auto insertion = DescribeInsertion(link);
     if (!insertion) {
@@ -57,6 +63,7 @@ FoundReader LookInto(const fs::path& folder, const fs::path& cards)
     if (!found.reader.card.empty()) {
         found.since = insertion->since;
         found.reader.insertion = insertion->mark;
+        found.cardFolder = insertion->card;
     }
     return found;
 }
@@ -64,15 +71,25 @@ FoundReader LookInto(const fs::path& folder, const fs::path& cards)
 // Takes a card that several readers have out of all but the first of them.
 void RefuseSecondPlaces(std::vector<FoundReader>& readers)
 {
-    std::sort(readers.begin(), readers.end(), [](const FoundReader& a, const FoundReader& b) {
-        return std::tie(a.since, a.reader.name) < std::tie(b.since, b.reader.name);
-    });
+    std::sort(readers.begin(), readers.end(), CameBefore);
     std::set<std::string> placed;
     for (FoundReader& found : readers) {
         if (!found.reader.card.empty() && !placed.insert(found.reader.card).second) {
             found.reader = {found.reader.name, {}, {}};
         }
     }
+}
+
+// Whether the reader in the other folder has got the card before. Nearly always it has another one, which shows before
+// its link is followed.
+bool HadItBefore(const fs::path& other, const FoundReader& reader, const fs::path& cards)
+{
+    const auto insertion = DescribeInsertion(other / linkName);
+    if (!insertion || insertion->card != reader.cardFolder) {
+        return false;
+    }
+    const FoundReader found = LookInto(other, cards);
+    return found.reader.card == reader.reader.card && CameBefore(found, reader);
 }
 
 // The dot in front of its name keeps the lock out of the list of readers.
@@ -139,10 +156,20 @@ std::vector<Reader> ReaderDirectory::List() const
 
 std::optional<Reader> ReaderDirectory::Find(const std::string& name) const
 {
-    std::vector<Reader> readers = List();
-    const auto found = std::find_if(readers.begin(), readers.end(),
-                                    [&](const Reader& reader) { return reader.name == name; });
-    return found == readers.end() ? std::nullopt : std::optional(std::move(*found));
+    const std::vector<fs::path> folders = ReaderFolders(folder);
+    const auto own = std::find_if(folders.begin(), folders.end(),
+                                  [&](const fs::path& reader) { return Utf8Of(reader.filename()) == name; });
+    if (own == folders.end()) {
+        return std::nullopt;
+    }
+    FoundReader found = LookInto(*own, cards);
+    const auto hadItBefore = [&](const fs::path& other) {
+        return other != *own && HadItBefore(other, found, cards);
+    };
+    if (!found.reader.card.empty() && std::any_of(folders.begin(), folders.end(), hadItBefore)) {
+        found.reader = {name, {}, {}};
+    }
+    return std::move(found.reader);
 }
 
 void ReaderDirectory::Insert(const std::string& card, const std::string& reader) const

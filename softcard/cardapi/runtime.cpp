@@ -194,7 +194,9 @@ std::vector<ReaderEvent> Runtime::WaitForEvents(std::chrono::milliseconds time)
     };
     const std::unique_ptr<const void, decltype(forget)> guard(watch.get(), forget);
     while (true) {
-        watch->Follow();
+        if (time.count() > 0) { // only who waits has to be told
+            watch->Follow();
+        }
         std::vector<ReaderEvent> events = CollectEvents(watch);
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());

@@ -17,7 +17,8 @@ std::string CardBehind(const std::filesystem::path& link, const std::filesystem:
 
 struct Insertion
 {
-    std::string mark;                 // another one after each insertion
+    std::string mark; // another one after each insertion
+    std::string card; // what no other folder has as long as the one that the link leads to lives
     std::chrono::nanoseconds since{}; // when the link was made or moved here
 };
 

@@ -96,7 +96,7 @@ KeyFacts ReadFacts(const Card& card, const CardKey& key)
     const Botan::X509_Certificate certificate(key.certificate.data(), key.certificate.size());
     std::string end = certificate.not_after().readable_string().substr(0, dateLength);
     std::replace(end.begin(), end.end(), '/', '-');
-    return {key.reference, PublicKeyOf(key).key_length(),
+    return {key.reference, PublicNumbersOf(key).modulus.bits(),
             certificate.subject_dn().get_first_attribute("X520.CommonName"), end,
             Utf8Of(card.folder / PathOf(key.certificateFile))};
 }

@@ -119,7 +119,7 @@ std::optional<Insertion> DescribeInsertion(const fs::path& link)
     }
     return Insertion{reader->identity + " " + file->identity + " " + std::to_string(file->changed) + " " +
                          card->identity,
-                     Ticks(file->changed - ticksUntil1970)};
+                     card->identity, Ticks(file->changed - ticksUntil1970)};
 }
 
 void MakeCardLink(const fs::path& cardFolder, const fs::path& link)

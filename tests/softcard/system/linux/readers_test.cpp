@@ -3,11 +3,14 @@
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/reader_events.h"
+#include "tests/support/linux/counted_calls.h"
 
 #include <algorithm>
 #include <fstream>
 #include <string>
 #include <thread>
+
+#include <sys/syscall.h>
 
 using namespace softcard::test;
 
@@ -324,6 +327,16 @@ TEST_F(Readers, DoNotTakeACardWhoseFolderIsALink)
               "readers' folder, is a link to elsewhere.\n");
     EXPECT_FALSE(fs::is_symlink(Link()));
     EXPECT_TRUE(EventsNow().empty());
+}
+
+// Giving back what the system follows folders with takes some milliseconds, of each start of the library.
+TEST_F(Readers, AreFollowedOnlyForACallerThatWaits)
+{
+    const auto callsOfWait = [](uint32_t milliseconds) {
+        return blackbox::CallsOf([milliseconds] { Library().waitForReaderEvent(milliseconds, Listen); });
+    };
+    EXPECT_FALSE(callsOfWait(0).contains(SYS_inotify_init1));
+    EXPECT_TRUE(callsOfWait(1).contains(SYS_inotify_init1));
 }
 
 } // namespace
