@@ -1,11 +1,12 @@
 # TAVRIK_SANITIZE names the sanitizers, as -fsanitize takes them. Everything in the build is instrumented alike, but for
 # UndefinedBehaviorSanitizer, which test code goes without: it is a quarter of the compile time. Reports name functions
 # and lines, which -g1 has. At -O0 Clang compiles in half the time of -O1; what the tests spend most time in, Botan and
-# waiting, is not compiled here.
+# waiting, is not compiled here. Fuzzers that run for hours are worth -O1.
 set(TAVRIK_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+set(TAVRIK_SANITIZE_OPTIMIZATION "-O0" CACHE STRING "Optimisation of a build with sanitizers")
 if(TAVRIK_SANITIZE)
     add_compile_options(-fsanitize=${TAVRIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-        -O0 -g1)
+        ${TAVRIK_SANITIZE_OPTIMIZATION} -g1)
     # The leak checker crashes over thread-local data that are made on demand.
     if(TAVRIK_SANITIZE MATCHES address)
         add_compile_options(-ftls-model=initial-exec)

@@ -8,7 +8,7 @@ namespace load {
 
 struct Resources
 {
-    std::size_t memory = 0; // bytes that are allocated, or in a build with a sanitizer all of the process's
+    std::size_t memory = 0; // bytes that are allocated
     std::size_t descriptors = 0;
     std::size_t threads = 0;
     std::size_t mappings = 0; // of files, as the loader makes them

@@ -8,6 +8,9 @@
 #include <botan/rsa.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <string>
+#include <utility>
 
 namespace fuzz {
 namespace {
@@ -83,15 +86,12 @@ std::size_t Index(Operation operation)
     return static_cast<std::size_t>(operation);
 }
 
-void Rule(bool holds, const CallRecord& call, const char* rule)
-{
-    Check(holds, NameOf(call.function), rule, call.result);
-}
-
 } // namespace
 
 void FrontModel::NextInput()
 {
+    earlierHistory = std::move(history);
+    history.clear();
     sessions.clear();
     present.clear();
     goneObjects.clear();
@@ -110,6 +110,11 @@ void FrontModel::Restarted()
 void FrontModel::SlotsAre(const std::vector<uint64_t>& slots)
 {
     present = std::set<uint64_t>(slots.begin(), slots.end());
+    history.append(world.TellsWildEvents() ? "Slots, after events without reason:" : "Slots:");
+    for (const uint64_t slot : slots) {
+        history.append(" ").append(std::to_string(slot));
+    }
+    history.append("\n");
     for (auto& [handle, session] : sessions) {
         if (!present.contains(session.slot)) {
             Closed(handle);
@@ -119,8 +124,21 @@ void FrontModel::SlotsAre(const std::vector<uint64_t>& slots)
     }
 }
 
+// The input alone does not tell why a rule is broken that an earlier input or the moment of an event has a part in.
+void FrontModel::Rule(bool holds, const CallRecord& call, const char* rule) const
+{
+    if (!holds) {
+        static_cast<void>(std::fprintf(stderr, "Earlier input:\n%sThis input:\n%s", earlierHistory.c_str(),
+                                       history.c_str()));
+    }
+    Check(holds, NameOf(call.function), rule, call.result);
+}
+
 void FrontModel::Called(const CallRecord& call)
 {
+    history.append(NameOf(call.function)).append(" of ").append(std::to_string(call.session));
+    history.append(" gave ").append(std::to_string(call.handle)).append(" and answered ");
+    history.append(std::to_string(call.result)).append("\n");
     CheckFrontResult(call, world.Throws());
     if (call.function == Function::C_OpenSession) {
         Opened(call);

@@ -10,6 +10,7 @@
 #include <array>
 #include <map>
 #include <set>
+#include <string>
 
 namespace fuzz {
 
@@ -54,6 +55,8 @@ private:
         std::array<Activity, operationCount> activities;
     };
 
+    // Ends the process with the call and what came before it when the rule is broken.
+    void Rule(bool holds, const CallRecord& call, const char* rule) const;
     void CheckHandle(const CallRecord& call);
     void Opened(const CallRecord& call);
     void Closed(uint64_t handle);
@@ -74,6 +77,8 @@ private:
     std::set<uint64_t> goneObjects;
     UsedHandles usedSessions;
     UsedHandles usedObjects;
+    std::string history; // a line for each call and each look at the slots
+    std::string earlierHistory;
 };
 
 } // namespace fuzz

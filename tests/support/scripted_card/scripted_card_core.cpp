@@ -459,7 +459,7 @@ CardStatus Core::Wait(uint32_t milliseconds, ReaderCallback callback)
     if (answer.hook) {
         answer.hook();
     }
-    std::deque<Event> due;
+    std::vector<Event> due; // which has nothing allocated while there is no event
     bool elsewhere = false;
     {
         std::unique_lock lock(mutex);

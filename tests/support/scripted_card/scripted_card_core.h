@@ -146,7 +146,7 @@ private:
     std::optional<std::pair<std::u16string, int32_t>> forcedReaderList;
     std::map<CardSession, OpenCard> sessions;
     CardSession nextSession = firstCardSession;
-    std::deque<Event> events;
+    std::vector<Event> events;
     uint64_t eventsPushed = 0;
     uint64_t eventsProcessed = 0;
     std::chrono::milliseconds longestWait{10};
