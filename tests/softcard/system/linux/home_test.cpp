@@ -1,5 +1,6 @@
 // Where the library looks when the user's home is of no use.
 #include "softcard/system/files.h"
+#include "softcard/system/linux/file_descriptor.h"
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/environment.h"
@@ -7,6 +8,8 @@
 
 #include <sstream>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -111,8 +114,21 @@ TEST_F(Homes, XdgFoldersOfAnotherUserAreIgnored)
     ExpectTheAccounts(told);
 }
 
-// The folder of the last resort is that of the user who runs the test, with what lies there already.
-TEST_F(Homes, UnusableOnesAreReplacedByAPrivateFolderAndLogged)
+// The folder of the last resort is that of the user who runs the test, with what lies there already. Tests that run at the
+// same time would write and remove one log there.
+class LastResort : public Homes
+{
+protected:
+    LastResort() : alone(open("/var/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    {
+        EXPECT_EQ(flock(alone.Get(), LOCK_EX), 0);
+    }
+
+private:
+    softcard::FileDescriptor alone;
+};
+
+TEST_F(LastResort, UnusableOnesAreReplacedByAPrivateFolderAndLogged)
 {
     SetVariable("HOME", Below("missing"));
     const auto told = RunAccountHost(ACCOUNT_HOST, Below("missing too"));
@@ -141,7 +157,7 @@ TEST_F(Homes, UnusableOnesAreReplacedByAPrivateFolderAndLogged)
     fs::remove(log);
 }
 
-TEST_F(Homes, UnwritableOnesAreReplacedByAPrivateFolder)
+TEST_F(LastResort, UnwritableOnesAreReplacedByAPrivateFolder)
 {
     SetVariable("HOME", "/proc"); // which is root's, and takes nothing
     const auto told = RunAccountHost(ACCOUNT_HOST, "/proc");
@@ -153,7 +169,7 @@ TEST_F(Homes, UnwritableOnesAreReplacedByAPrivateFolder)
     fs::remove(told.at("log") + "Pkcs11.log");
 }
 
-TEST_F(Homes, UnwritableOneIsReplacedByTheAccounts)
+TEST_F(LastResort, UnwritableOneIsReplacedByTheAccounts)
 {
     const fs::path locked = Below("locked");
     fs::create_directory(locked);
@@ -180,7 +196,7 @@ TEST_F(Homes, UnwritableOneThatHasTheFoldersIsUsed)
     ExpectTheAccounts(RunAccountHost(ACCOUNT_HOST, Below("account"), locked));
 }
 
-TEST_F(Homes, TooLongPathsAreReplacedByAPrivateFolder)
+TEST_F(LastResort, TooLongPathsAreReplacedByAPrivateFolder)
 {
     fs::path deep = Below("deep");
     while (deep.native().size() < 1100) {
