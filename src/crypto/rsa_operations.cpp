@@ -1,5 +1,6 @@
 #include "src/crypto/byte_conversion.h"
 #include "src/crypto/calling_thread_key.h"
+#include "src/crypto/generator_on_demand.h"
 #include "src/crypto/with_generator.h"
 #include "tavrik/rsa.h"
 
@@ -40,7 +41,7 @@ Owned<Botan::PK_Encryptor_EME> MakeEncryptor(const RSAPubKey* key, const std::st
     if (key == nullptr) {
         return nullptr;
     }
-    Botan::AutoSeeded_RNG generator(reseedInterval); // only looked at while the object is made
+    GeneratorOnDemand generator(reseedInterval); // only looked at while the object is made
     return Owned<Botan::PK_Encryptor_EME>(
         new Botan::PK_Encryptor_EME(*key->GetBotanPublicKey(), generator, mode, anyProvider));
 }
@@ -220,7 +221,7 @@ RsaEncryptor& RsaEncryptor::operator=(const RsaEncryptor& other)
 
 std::vector<uint8_t> RsaEncryptor::Encrypt(std::vector<uint8_t> data)
 {
-    Botan::AutoSeeded_RNG generator(reseedInterval);
+    GeneratorOnDemand generator(reseedInterval);
     return encryptor->encrypt(data, generator);
 }
 
