@@ -82,18 +82,7 @@ public:
     // All records, or those of a group, in order.
     [[nodiscard]] std::vector<Pointer> All() const
     {
-        std::vector<const Entry*> entries;
-        entries.reserve(records.size());
-        for (const auto& one : records) {
-            entries.push_back(&one.second);
-        }
-        std::sort(entries.begin(), entries.end(),
-                  [](const Entry* one, const Entry* other) { return one->position < other->position; });
-        std::vector<Pointer> all;
-        all.reserve(entries.size());
-        std::transform(entries.begin(), entries.end(), std::back_inserter(all),
-                       [](const Entry* entry) { return entry->record; });
-        return all;
+        return EachInOrder<Pointer>([](const auto& one) { return one.second.record; });
     }
 
     [[nodiscard]] std::vector<Pointer> OfGroup(Group group) const
@@ -109,7 +98,12 @@ public:
         return members;
     }
 
-    // The ids of a group, in order.
+    // All ids, or those of a group, in order.
+    [[nodiscard]] std::vector<Id> Ids() const
+    {
+        return EachInOrder<Id>([](const auto& one) { return one.first; });
+    }
+
     [[nodiscard]] std::vector<Id> IdsOfGroup(Group group) const
     {
         std::vector<Id> ids;
@@ -132,6 +126,27 @@ private:
         Group group;
         Pointer record;
     };
+    using Entries = std::unordered_map<Id, Entry>;
+
+    // What a function makes of each entry with its id.
+    template <typename Value, typename Make>
+    [[nodiscard]] std::vector<Value> EachInOrder(Make make) const
+    {
+        using One = typename Entries::value_type;
+        std::vector<const One*> entries;
+        entries.reserve(records.size());
+        for (const One& one : records) {
+            entries.push_back(&one);
+        }
+        std::sort(entries.begin(), entries.end(), [](const One* one, const One* other) {
+            return one->second.position < other->second.position;
+        });
+        std::vector<Value> values;
+        values.reserve(entries.size());
+        std::transform(entries.begin(), entries.end(), std::back_inserter(values),
+                       [&make](const One* one) { return make(*one); });
+        return values;
+    }
 
     // The member may not be there, nor the group.
     void ForgetMember(Group group, uint64_t position)
@@ -147,6 +162,6 @@ private:
     }
 
     uint64_t nextPosition = 0;
-    std::unordered_map<Id, Entry> records;
+    Entries records;
     std::map<Group, std::map<uint64_t, Id>> groups; // the members by position, so in order of insertion
 };

@@ -79,9 +79,9 @@ CK_RV Verify(CK_USER_TYPE userType, CardSession cardSession, const CK_UTF8CHAR* 
 void CreateMissingObjects()
 {
     const auto& cache = InternalCache::GetInstance();
-    for (const auto& slot : cache.GetSlots()) {
-        if (!cache.HasObjectsOfSlot(slot->slotId)) {
-            CreateSlotObjects(slot->slotId);
+    for (const CK_SLOT_ID slotId : cache.GetSlotIds()) {
+        if (!cache.HasObjectsOfSlot(slotId)) {
+            CreateSlotObjects(slotId);
         }
     }
 }

@@ -5,6 +5,8 @@
 #include "src/readers/token_description.h"
 #include "src/store/session_records.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr CK_ULONG codeLength = 6; // of a card's codes; not enforced
@@ -35,7 +37,7 @@ CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList, CK_ULON
 {
     constexpr char function[] = "C_GetSlotList";
     return EntryFrame(function).Require(pulCount != nullptr).Run([&] {
-        const auto slots = InternalCache::GetInstance().GetSlots();
+        const auto slots = InternalCache::GetInstance().GetSlotIds();
         const auto count = static_cast<CK_ULONG>(slots.size());
         if (pSlotList == nullptr) {
             *pulCount = count;
@@ -45,9 +47,7 @@ CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList, CK_ULON
             *pulCount = count;
             return CKR_BUFFER_TOO_SMALL;
         }
-        for (const auto& slot : slots) {
-            *pSlotList++ = slot->slotId;
-        }
+        std::copy(slots.begin(), slots.end(), pSlotList);
         *pulCount = count;
         LOG_LINE(LogLevel_Info, function, "SlotList count: %d", static_cast<int>(count));
         return CKR_OK;

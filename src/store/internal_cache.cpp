@@ -104,10 +104,10 @@ std::shared_ptr<CardToken> InternalCache::GetCardTokenOfSession(CK_SESSION_HANDL
     return slot == nullptr ? nullptr : GetCardToken(slot->tokenId);
 }
 
-std::vector<std::shared_ptr<Slot>> InternalCache::GetSlots() const
+std::vector<CK_SLOT_ID> InternalCache::GetSlotIds() const
 {
     const MutexLock guard(lock);
-    return slots.All();
+    return slots.Ids();
 }
 
 std::vector<std::shared_ptr<Session>> InternalCache::GetSessionsOfToken(uint32_t tokenId) const

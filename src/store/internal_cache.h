@@ -47,7 +47,7 @@ public:
     std::shared_ptr<CardToken> GetCardTokenOfSession(CK_SESSION_HANDLE handle) const EXCLUDES(lock);
 
     // Lists in the order in which the records were added. The sessions of a token come slot by slot.
-    std::vector<std::shared_ptr<Slot>> GetSlots() const EXCLUDES(lock);
+    std::vector<CK_SLOT_ID> GetSlotIds() const EXCLUDES(lock);
     std::vector<std::shared_ptr<Session>> GetSessionsOfToken(uint32_t tokenId) const EXCLUDES(lock);
     std::vector<CK_SESSION_HANDLE> GetSessionsOfSlot(CK_SLOT_ID slotId) const EXCLUDES(lock);
     std::vector<std::shared_ptr<PkcsObject>> GetObjects() const EXCLUDES(lock);

@@ -54,7 +54,7 @@ TEST_F(MonitoringThreadTest, LoadsTheCardsAndWaitsOnceOnTheCallersThread)
     };
     LogCapture log;
     Monitoring().Start();
-    EXPECT_EQ(Cache().GetSlots().size(), 2U);
+    EXPECT_EQ(Cache().GetSlotIds().size(), 2U);
     WaitFor(laterElsewhere);
     StopAndJoin();
     EXPECT_EQ(log.MessagesOf("MonitoringThread::Start"),

@@ -23,7 +23,7 @@ protected:
     static std::vector<std::string> ReadersInStore()
     {
         std::vector<std::string> readers;
-        for (const auto& slot : Cache().GetSlots()) {
+        for (const auto& slot : SlotsInStore()) {
             readers.push_back(Cache().GetCardToken(slot->tokenId)->readerName + "/" + slot->label);
         }
         return readers;
@@ -42,7 +42,7 @@ TEST_F(SlotLoadingTest, GivenSessionMakesOneTokenAndTwoSlots)
     const uint32_t tokenId = Cache().tokenIdCounter;
     const CK_SLOT_ID slotId = Cache().slotIdCounter;
     LoadSlotList(42, "Reader");
-    const auto slots = Cache().GetSlots();
+    const auto slots = SlotsInStore();
     ASSERT_EQ(slots.size(), 2U);
     EXPECT_EQ(slots[0]->slotId, slotId);
     EXPECT_EQ(slots[0]->label, "Sig_ZEP");
@@ -94,7 +94,7 @@ TEST_F(SlotLoadingTest, SlotIsDescribedByTheCard)
     std::strcpy(info.manufacturer, "Maker");
     StubCard().flags = 1;
     LoadSlotList(42, "Reader");
-    const auto& slotInfo = Cache().GetSlots().at(1)->info;
+    const auto& slotInfo = SlotsInStore().at(1)->info;
     EXPECT_EQ(TextOf(slotInfo.slotDescription, 64), "Reader; Sig_EP" + std::string(50, ' '));
     EXPECT_EQ(TextOf(slotInfo.manufacturerID, 32), "Maker" + std::string(27, ' '));
     EXPECT_EQ(slotInfo.hardwareVersion.major, 1);
@@ -110,14 +110,14 @@ TEST_F(SlotLoadingTest, ManufacturerThatFillsItsFieldHasNoTerminator)
     std::memset(StubCard().tokenInfo.manufacturer, 'M', 32);
     std::memset(StubCard().tokenInfo.unread68, 'x', 32);
     LoadSlotList(42, "Reader");
-    EXPECT_EQ(TextOf(Cache().GetSlots().at(0)->info.manufacturerID, 32), std::string(32, 'M'));
+    EXPECT_EQ(TextOf(SlotsInStore().at(0)->info.manufacturerID, 32), std::string(32, 'M'));
 }
 
 TEST_F(SlotLoadingTest, LongReaderNameCutsTheDescription)
 {
     LoadSlotList(42, std::string(60, 'R'));
     LoadSlotList(43, std::string(70, 'S'));
-    const auto slots = Cache().GetSlots();
+    const auto slots = SlotsInStore();
     EXPECT_EQ(TextOf(slots.at(0)->info.slotDescription, 64), std::string(60, 'R') + "; Si");
     EXPECT_EQ(TextOf(slots.at(2)->info.slotDescription, 64), std::string(64, 'S'));
 }
@@ -128,7 +128,7 @@ TEST_F(SlotLoadingTest, FailingTokenInfoLeavesItsFieldsZero)
     StubCard().tokenInfo.versions[0] = 9;
     StubCard().tokenInfoStatus = 1;
     LoadSlotList(42, "Reader");
-    const auto& info = Cache().GetSlots().at(0)->info;
+    const auto& info = SlotsInStore().at(0)->info;
     EXPECT_EQ(TextOf(info.manufacturerID, 32), std::string(32, '\0'));
     EXPECT_EQ(info.hardwareVersion.major, 0);
     EXPECT_EQ(TextOf(info.slotDescription, 6), "Reader");
@@ -141,7 +141,7 @@ TEST_F(SlotLoadingTest, FlagsSayWhetherACardIsPresent)
         Cache().Clear();
         StubCard().flags = flags;
         LoadSlotList(42, "Reader");
-        EXPECT_EQ(Cache().GetSlots().at(0)->info.flags,
+        EXPECT_EQ(SlotsInStore().at(0)->info.flags,
                   (flags & cardPresentFlag) != 0 ? removable | CKF_TOKEN_PRESENT : removable)
             << flags;
     }
@@ -152,7 +152,7 @@ TEST_F(SlotLoadingTest, FailingFlagsLeaveNone)
     StubCard().flags = 1;
     StubCard().flagsStatus = 1;
     LoadSlotList(42, "Reader");
-    EXPECT_EQ(Cache().GetSlots().at(0)->info.flags, 0U);
+    EXPECT_EQ(SlotsInStore().at(0)->info.flags, 0U);
 }
 
 TEST_F(SlotLoadingTest, EachReaderOfTheListIsOpened)
@@ -163,7 +163,7 @@ TEST_F(SlotLoadingTest, EachReaderOfTheListIsOpened)
     EXPECT_EQ(StubCard().openedReaders, (std::vector<std::u16string>{u"A", u"Bc", u"D"}));
     EXPECT_EQ(ReadersInStore(), (std::vector<std::string>{"A/Sig_ZEP", "A/Sig_EP", "Bc/Sig_ZEP", "Bc/Sig_EP",
                                                           "D/Sig_ZEP", "D/Sig_EP"}));
-    EXPECT_EQ(Cache().GetCardToken(Cache().GetSlots().at(2)->tokenId)->card.session, 101U);
+    EXPECT_EQ(Cache().GetCardToken(SlotsInStore().at(2)->tokenId)->card.session, 101U);
 }
 
 TEST_F(SlotLoadingTest, ReadersThatDoNotOpenAreLeftOut)
@@ -174,7 +174,7 @@ TEST_F(SlotLoadingTest, ReadersThatDoNotOpenAreLeftOut)
     LoadSlotList(0, "");
     EXPECT_EQ(log.Lines().size(), 3U);
     EXPECT_EQ(StubCard().openedReaders.size(), 2U);
-    EXPECT_TRUE(Cache().GetSlots().empty());
+    EXPECT_TRUE(Cache().GetSlotIds().empty());
 }
 
 TEST_F(SlotLoadingTest, NegativeCountOpensNoReader)

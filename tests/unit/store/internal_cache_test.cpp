@@ -38,7 +38,7 @@ public:
         firstSight.certificateHandle = cache.certificateHandleCounter;
         firstSight.privateKeyHandle = cache.privateKeyHandleCounter;
         firstSight.publicKeyHandle = cache.publicKeyHandleCounter;
-        firstSight.slots = cache.GetSlots().size();
+        firstSight.slots = cache.GetSlotIds().size();
     }
 };
 
@@ -133,7 +133,7 @@ TEST_F(InternalCacheTest, AddSlotLogsAndIgnoresNull)
     Cache().AddSlot(nullptr);
     EXPECT_EQ(log.Lines(),
               (std::vector<LoggedLine>{{" DBG", "New slot added", "InternalCache::AddSlot", ""}}));
-    EXPECT_TRUE(Cache().GetSlots().empty());
+    EXPECT_TRUE(Cache().GetSlotIds().empty());
 }
 
 TEST_F(InternalCacheTest, AddSessionLogsAndIgnoresNull)
@@ -188,7 +188,7 @@ TEST_F(InternalCacheTest, ListsAreInTheOrderOfTheStore)
     EXPECT_EQ(HandlesOf(Cache().GetSessionsOfToken(first.tokenId)), (Handles{b, a, d}));
     EXPECT_EQ(HandlesOf(Cache().GetSessionsOfToken(second.tokenId)), Handles{c});
 
-    const auto slots = Cache().GetSlots();
+    const auto slots = SlotsInStore();
     std::vector<CK_SLOT_ID> slotIds;
     slotIds.reserve(slots.size());
     for (const auto& slot : slots) {
@@ -301,7 +301,7 @@ TEST_F(InternalCacheTest, RemoveCardTokenLeavesOtherReadersUntouched)
     const auto object = AddPublicKey(kept.ordinarySlot);
     Cache().RemoveCardToken("Reader A");
     EXPECT_NE(Cache().GetCardToken(kept.tokenId), nullptr);
-    EXPECT_EQ(Cache().GetSlots().size(), 2U);
+    EXPECT_EQ(Cache().GetSlotIds().size(), 2U);
     EXPECT_EQ(HandlesOf(Cache().GetSessionsOfToken(kept.tokenId)), Handles{session});
     EXPECT_EQ(HandlesOf(Cache().GetObjectsOfSlot(kept.ordinarySlot)), Handles{object});
     EXPECT_EQ(CallsOf("CloseSession 2"), 0);
@@ -331,7 +331,7 @@ TEST_F(InternalCacheTest, RemoveCardTokenMatchesTheNameToTheByte)
     }
     Cache().RemoveCardToken(std::string("Reader\0", 7));
     EXPECT_NE(Cache().GetCardToken(card.tokenId), nullptr);
-    EXPECT_EQ(Cache().GetSlots().size(), 2U);
+    EXPECT_EQ(Cache().GetSlotIds().size(), 2U);
     EXPECT_TRUE(StubCard().calls.empty());
 }
 
@@ -393,7 +393,7 @@ TEST_F(InternalCacheTest, ClearEmptiesTheStoreAndClosesCardSessions)
     const auto session = AddSession(first.qualifiedSlot);
     const auto object = AddPublicKey(second.ordinarySlot);
     Cache().Clear();
-    EXPECT_TRUE(Cache().GetSlots().empty());
+    EXPECT_TRUE(Cache().GetSlotIds().empty());
     EXPECT_EQ(Cache().GetSession(session), nullptr);
     EXPECT_EQ(Cache().GetObject(object), nullptr);
     EXPECT_EQ(Cache().GetCardToken(first.tokenId), nullptr);
@@ -472,7 +472,7 @@ TEST_F(InternalCacheTest, CardSessionIsClosedWithoutTheLockOfTheLists)
     AddCard("Reader", 8);
     bool looked = false;
     StubCard().onCloseSession = [&looked](CardSession) {
-        looked = Cache().GetSlots().empty(); // would wait for ever if the lock were held
+        looked = Cache().GetSlotIds().empty(); // would wait for ever if the lock were held
     };
     Cache().RemoveCardToken("Reader");
     EXPECT_TRUE(looked);
@@ -523,13 +523,13 @@ TEST_F(InternalCacheTest, LookupsCanRunDuringReaderEvents)
     for (int i = 0; i < 2; ++i) {
         users.emplace_back([&done] {
             while (!done) {
-                for (const auto& slot : Cache().GetSlots()) {
-                    const auto session = AddSession(slot->slotId);
-                    AddPublicKey(slot->slotId);
+                for (const CK_SLOT_ID slotId : Cache().GetSlotIds()) {
+                    const auto session = AddSession(slotId);
+                    AddPublicKey(slotId);
                     if (const auto token = Cache().GetCardTokenOfSession(session); token != nullptr) {
                         EXPECT_EQ(token->readerName, "Reader");
                     }
-                    for (const auto& object : Cache().GetObjectsOfSlot(slot->slotId)) {
+                    for (const auto& object : Cache().GetObjectsOfSlot(slotId)) {
                         Cache().GetObject(object->objectHandle);
                     }
                     Cache().RemoveSession(session);
@@ -541,7 +541,7 @@ TEST_F(InternalCacheTest, LookupsCanRunDuringReaderEvents)
     for (auto& user : users) {
         user.join();
     }
-    EXPECT_TRUE(Cache().GetSlots().empty());
+    EXPECT_TRUE(Cache().GetSlotIds().empty());
     for (int i = 0; i < rounds; ++i) {
         EXPECT_EQ(CallsOf("CloseSession " + std::to_string(100 + i)), 1);
     }

@@ -18,6 +18,15 @@ StoreTest::~StoreTest()
     Cache().Clear();
 }
 
+std::vector<std::shared_ptr<Slot>> StoreTest::SlotsInStore()
+{
+    std::vector<std::shared_ptr<Slot>> slots;
+    for (const CK_SLOT_ID slotId : Cache().GetSlotIds()) {
+        slots.push_back(Cache().GetSlot(slotId));
+    }
+    return slots;
+}
+
 StoredCard StoreTest::AddCard(const std::string& reader, CardSession cardSession)
 {
     StoredCard card{};

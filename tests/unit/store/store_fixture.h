@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
 // The ids of one card's records.
 struct StoredCard
@@ -25,6 +27,9 @@ protected:
     ~StoreTest() override;
 
     static InternalCache& Cache() { return InternalCache::GetInstance(); }
+
+    // In the order in which they were added.
+    static std::vector<std::shared_ptr<Slot>> SlotsInStore();
 
     // Records with ids from the counters, built as the library builds them.
     static StoredCard AddCard(const std::string& reader, CardSession cardSession);
