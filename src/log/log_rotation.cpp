@@ -5,6 +5,7 @@
 #include "src/platform/platform.h"
 #include "src/platform/regular_file.h"
 
+#include <cstring>
 #include <exception>
 #include <iomanip>
 #include <locale>
@@ -92,6 +93,13 @@ private:
 InputFile Opened(const std::filesystem::path& path)
 {
     return {path, Links::refused, Content::binary};
+}
+
+// In one go, where the operator compares character by character.
+bool AreSame(const std::u16string& one, const std::u16string& other)
+{
+    return one.size() == other.size() &&
+           std::memcmp(one.data(), other.data(), one.size() * sizeof(char16_t)) == 0;
 }
 
 } // namespace
@@ -278,7 +286,7 @@ void Logger::ReleaseMemory()
 
 const std::filesystem::path& CurrentLogPath::Of(const LogSettings& settings)
 {
-    if (path.empty() || directory != settings.logDirectory || name != settings.logFileName) {
+    if (path.empty() || !AreSame(directory, settings.logDirectory) || !AreSame(name, settings.logFileName)) {
         path.clear(); // whatever fails, the next line makes it anew
         directory = settings.logDirectory;
         name = settings.logFileName;

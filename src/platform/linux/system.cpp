@@ -23,20 +23,13 @@ char* AppendName(char* end, std::string_view names, int index)
     return std::copy_n(names.data() + length * static_cast<std::size_t>(index), length, end);
 }
 
-struct NumberForm
+// A number from 0 to 99. What stands for the tens of one below 10 is given.
+char* AppendTwoDigits(char* end, int number, char noTens)
 {
-    std::ptrdiff_t width; // at least
-    char fill;
-};
-constexpr NumberForm twoDigits{2, '0'};
-
-char* AppendNumber(char* end, int number, NumberForm form)
-{
-    char digits[12] = {};
-    const char* last = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
-    const std::ptrdiff_t length = last - std::begin(digits);
-    end = std::fill_n(end, std::max<std::ptrdiff_t>(form.width - length, 0), form.fill);
-    return std::copy(std::cbegin(digits), last, end);
+    constexpr int ten = 10;
+    *end++ = number < ten ? noTens : static_cast<char>('0' + number / ten);
+    *end++ = static_cast<char>('0' + number % ten);
+    return end;
 }
 
 } // namespace
@@ -78,15 +71,16 @@ void Platform::FormatLocalTime(std::time_t time, char (&text)[64])
     char* end = AppendName(text, dayNames, local.tm_wday);
     *end++ = ' ';
     end = AppendName(end, monthNames, local.tm_mon);
-    end = AppendNumber(end, local.tm_mday, {3, ' '});
     *end++ = ' ';
-    end = AppendNumber(end, local.tm_hour, twoDigits);
-    *end++ = ':';
-    end = AppendNumber(end, local.tm_min, twoDigits);
-    *end++ = ':';
-    end = AppendNumber(end, local.tm_sec, twoDigits);
+    end = AppendTwoDigits(end, local.tm_mday, ' ');
     *end++ = ' ';
-    end = AppendNumber(end, yearZero + local.tm_year, {1, ' '});
+    end = AppendTwoDigits(end, local.tm_hour, '0');
+    *end++ = ':';
+    end = AppendTwoDigits(end, local.tm_min, '0');
+    *end++ = ':';
+    end = AppendTwoDigits(end, local.tm_sec, '0');
+    *end++ = ' ';
+    end = std::to_chars(end, std::end(text), yearZero + local.tm_year).ptr;
     *end++ = '\n';
     *end = '\0';
 }
