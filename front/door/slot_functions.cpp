@@ -25,8 +25,7 @@ CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR pSlotList, CK_ULONG_PT
     return InFront([&](Front& front) {
         Require(pulCount != nullptr, CKR_ARGUMENTS_BAD);
         const bool withCardOnly = tokenPresent != CK_FALSE;
-        front.readers.Look();
-        SlotIds list = front.readers.SlotIds(withCardOnly);
+        SlotIds list = front.readers.ListSlots(withCardOnly);
         if (pSlotList == nullptr) {
             front.toldSlots.TellLength(withCardOnly, list);
         } else {

@@ -25,6 +25,8 @@ namespace {
 
 constexpr char fileName[] = "libpkcs11_x64.so";
 
+constexpr std::size_t newSlots = 16; // that come at once, at most, but for a rare case
+
 // The card has keys of up to 1024 bytes, and the library writes no more than a modulus; it is told no size.
 constexpr std::size_t outputCapacity = 2048;
 
@@ -172,10 +174,8 @@ bool Library::HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const
 {
     const std::shared_lock lock(asking);
     const WithoutLibraryMutex passing;
-    packed::CK_ULONG count = 0;
-    Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
     packed::CK_SLOT_INFO info{};
-    return count != known.size() ||
+    return CountSlots() != known.size() ||
            !std::all_of(known.begin(), known.end(), [&](auto slot) { return Shows(slot, info); });
 }
 
@@ -187,22 +187,28 @@ bool Library::HasSlot(packed::CK_SLOT_ID slot) const
     return Shows(slot, info);
 }
 
-std::vector<packed::CK_SLOT_ID> Library::Slots() const
+std::vector<packed::CK_SLOT_ID> Library::Slots(std::size_t expected) const
 {
     const std::shared_lock lock(asking);
     const WithoutLibraryMutex passing;
+    // A list that does not fit leaves an error in the log.
+    std::vector<packed::CK_SLOT_ID> slots((expected == 0 ? CountSlots() : expected) + newSlots);
     while (true) {
-        packed::CK_ULONG count = 0;
-        Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
-        std::vector<packed::CK_SLOT_ID> slots(count + 1); // never an empty buffer
-        count = static_cast<packed::CK_ULONG>(slots.size());
+        auto count = static_cast<packed::CK_ULONG>(slots.size());
         const CK_RV listed = functions->C_GetSlotList(CK_TRUE, slots.data(), &count);
+        Require(listed == CKR_OK || listed == CKR_BUFFER_TOO_SMALL, CKR_GENERAL_ERROR);
+        slots.resize(count);
         if (listed == CKR_OK) {
-            slots.resize(count);
             return slots;
         }
-        Require(listed == CKR_BUFFER_TOO_SMALL, CKR_GENERAL_ERROR); // more cards than a moment before
     }
+}
+
+packed::CK_ULONG Library::CountSlots() const
+{
+    packed::CK_ULONG count = 0;
+    Require(functions->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_OK, CKR_GENERAL_ERROR);
+    return count;
 }
 
 std::optional<CK_SLOT_INFO> Library::SlotInfo(packed::CK_SLOT_ID slot) const
@@ -309,7 +315,7 @@ Attributes Library::Read(packed::CK_SESSION_HANDLE session, packed::CK_OBJECT_HA
         record.pValue = value.data();
         if (functions->C_GetAttributeValue(session, object, &record, 1) == CKR_OK) {
             value.resize(record.ulValueLen);
-            attributes[type] = WidenValue(type, value);
+            attributes[type] = WidenValue(type, std::move(value));
         }
     }
     return attributes;

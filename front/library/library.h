@@ -58,7 +58,8 @@ public:
     // Whether the slots are others than these. Asks without the lines that a whole list leaves in the log.
     [[nodiscard]] bool HasOtherSlots(const std::vector<packed::CK_SLOT_ID>& known) const;
     [[nodiscard]] bool HasSlot(packed::CK_SLOT_ID slot) const;
-    [[nodiscard]] std::vector<packed::CK_SLOT_ID> Slots() const;
+    // How many are to be expected saves a question; 0 when it is not known.
+    [[nodiscard]] std::vector<packed::CK_SLOT_ID> Slots(std::size_t expected = 0) const;
     // None when the card has gone meanwhile.
     [[nodiscard]] std::optional<CK_SLOT_INFO> SlotInfo(packed::CK_SLOT_ID slot) const;
 
@@ -86,6 +87,7 @@ public:
 
 private:
     bool Load();
+    [[nodiscard]] packed::CK_ULONG CountSlots() const;
     [[nodiscard]] bool Shows(packed::CK_SLOT_ID slot, packed::CK_SLOT_INFO& info) const;
 
     // Shared by all that ask about slots; a fork has it alone, so that no lock of the library's lists is held then.

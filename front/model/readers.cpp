@@ -15,9 +15,13 @@ Readers::Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& i
 
 void Readers::Look()
 {
-    if (!library.HasOtherSlots(KnownSlots())) {
-        return; // as nearly always, and then threads don't wait for one another
+    if (library.HasOtherSlots(KnownSlots())) { // nearly never, and else threads don't wait for one another
+        TakeOverSlots();
     }
+}
+
+void Readers::TakeOverSlots()
+{
     const MutexLock look(looking);
     const std::vector<packed::CK_SLOT_ID> known = KnownSlots();
     if (!library.HasOtherSlots(known)) {
@@ -49,6 +53,18 @@ std::vector<packed::CK_SLOT_ID> Readers::KnownSlots() const
 {
     const MutexLock lock(mutex);
     return slots.LibrarySlots();
+}
+
+std::size_t Readers::CountKnown() const
+{
+    const MutexLock lock(mutex);
+    return slots.All().size();
+}
+
+bool Readers::Knows(const std::vector<packed::CK_SLOT_ID>& present) const
+{
+    const MutexLock lock(mutex);
+    return slots.HasJust(present);
 }
 
 // A thread that asks for a card that another thread is asking at this moment waits for that answer. No thread waits for
@@ -97,10 +113,13 @@ void Readers::DescribeBeforeWork(packed::CK_SLOT_ID card)
     }
 }
 
-std::vector<CK_SLOT_ID> Readers::SlotIds(bool withCardOnly) const
+std::vector<CK_SLOT_ID> Readers::ListSlots(bool withCardOnly)
 {
-    const MutexLock lock(mutex);
+    if (!Knows(library.Slots(CountKnown()))) {
+        TakeOverSlots();
+    }
     std::vector<CK_SLOT_ID> ids;
+    const MutexLock lock(mutex);
     ids.reserve(slots.All().size());
     for (const Slot& slot : slots.All()) {
         if (slot.present || !withCardOnly) {

@@ -21,7 +21,8 @@ public:
     // Takes over which cards came and went. Asks no card. A card that has gone takes its sessions and its login along.
     void Look() EXCLUDES(looking, mutex);
 
-    [[nodiscard]] std::vector<CK_SLOT_ID> SlotIds(bool withCardOnly) const EXCLUDES(mutex);
+    // The slots of the moment, in the order of their ids. Leaves the library's line of a list in the log.
+    std::vector<CK_SLOT_ID> ListSlots(bool withCardOnly) EXCLUDES(looking, mutex);
     Slot SlotOf(CK_SLOT_ID id) EXCLUDES(looking, mutex);       // refuses an unknown one
     Slot SlotWithCard(CK_SLOT_ID id) EXCLUDES(looking, mutex); // and an empty one
     // The same with what the card is asked for, at the first time.
@@ -47,6 +48,9 @@ public:
 
 private:
     [[nodiscard]] std::vector<packed::CK_SLOT_ID> KnownSlots() const EXCLUDES(mutex);
+    [[nodiscard]] std::size_t CountKnown() const EXCLUDES(mutex); // with those whose card has gone
+    [[nodiscard]] bool Knows(const std::vector<packed::CK_SLOT_ID>& present) const EXCLUDES(mutex);
+    void TakeOverSlots() EXCLUDES(looking, mutex);
     void Describe(packed::CK_SLOT_ID card) EXCLUDES(mutex);
     void EndDescription(packed::CK_SLOT_ID card) EXCLUDES(mutex);
     [[nodiscard]] bool IsDescribedByOthers() const REQUIRES(mutex);

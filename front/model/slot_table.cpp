@@ -96,6 +96,20 @@ std::vector<packed::CK_SLOT_ID> SlotTable::LibrarySlots() const
     return present;
 }
 
+bool SlotTable::HasJust(const std::vector<packed::CK_SLOT_ID>& present) const
+{
+    std::size_t found = 0;
+    for (const Slot& slot : slots) {
+        if (slot.present) {
+            if (std::find(present.begin(), present.end(), slot.facts.librarySlot.id) == present.end()) {
+                return false;
+            }
+            ++found;
+        }
+    }
+    return found == present.size();
+}
+
 std::vector<const Slot*> SlotTable::OfCard(packed::CK_SLOT_ID card) const
 {
     std::vector<const Slot*> found;

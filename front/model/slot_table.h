@@ -41,6 +41,9 @@ public:
     // The slots of the library that cards are in.
     [[nodiscard]] std::vector<packed::CK_SLOT_ID> LibrarySlots() const;
 
+    // Whether these are all of those, in whatever order.
+    [[nodiscard]] bool HasJust(const std::vector<packed::CK_SLOT_ID>& present) const;
+
     // The slots of a card that is there.
     [[nodiscard]] std::vector<const Slot*> OfCard(packed::CK_SLOT_ID card) const;
 
