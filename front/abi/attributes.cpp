@@ -58,7 +58,7 @@ AttributeKind KindOf(CK_ATTRIBUTE_TYPE type)
     }
 }
 
-Bytes WidenValue(CK_ATTRIBUTE_TYPE type, const Bytes& value)
+Bytes WidenValue(CK_ATTRIBUTE_TYPE type, Bytes value)
 {
     if (type == CKA_SERIAL_NUMBER) {
         return DerInteger(value);

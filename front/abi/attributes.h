@@ -38,7 +38,7 @@ AttributeKind KindOf(CK_ATTRIBUTE_TYPE type);
 
 // A value of the library in the form that applications read: numbers in eight bytes, a serial number in DER. A number that
 // is not four bytes wide is not changed.
-Bytes WidenValue(CK_ATTRIBUTE_TYPE type, const Bytes& value);
+Bytes WidenValue(CK_ATTRIBUTE_TYPE type, Bytes value);
 
 // A whole number of at least 0 as a DER INTEGER. `magnitude` has its most significant byte first.
 Bytes DerInteger(std::span<const uint8_t> magnitude);

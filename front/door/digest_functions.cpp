@@ -11,7 +11,7 @@ CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism)
         Require(!session->digest, CKR_OPERATION_ACTIVE);
         const Mechanism& mechanism = MechanismFor(CKF_DIGEST, pMechanism);
         CheckParameter(mechanism, *pMechanism);
-        session->digest.emplace(mechanism.hash);
+        session->digest = std::make_unique<DigestOperation>(mechanism.hash);
         return CKR_OK;
     });
 }
@@ -38,7 +38,7 @@ CK_RV C_DigestUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulP
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        Require(session->digest.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+        Require(session->digest != nullptr, CKR_OPERATION_NOT_INITIALIZED);
         Ending ending(session->digest);
         session->digest->multiPart = true;
         session->digest->Add(InputOf(pPart, ulPartLen));
@@ -50,7 +50,7 @@ CK_RV C_DigestFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pDigest, CK_ULONG_PT
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        Require(session->digest.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+        Require(session->digest != nullptr, CKR_OPERATION_NOT_INITIALIZED);
         Ending ending(session->digest);
         Require(pulDigestLen != nullptr, CKR_ARGUMENTS_BAD);
         if (const auto answer = AnswerAboutLength(session->digest->Length(), pDigest, pulDigestLen)) {

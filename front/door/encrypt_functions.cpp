@@ -74,15 +74,14 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
         }
         Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);
         const Bytes block(data.begin(), data.end());
-        if (operation.last == nullptr || operation.last->block != block) {
-            operation.last = std::make_unique<DecryptOperation::Decrypted>(DecryptOperation::Decrypted{
-                block, TakeOver(front.cardWork.Decrypt(*session, *operation.key, block))});
+        if (!operation.decrypted || operation.block != block) {
+            operation.decrypted = TakeOver(front.cardWork.Decrypt(*session, *operation.key, block));
+            operation.block = block;
         }
-        const auto& decrypted = operation.last->data;
-        if (const auto answer = AnswerAboutLength(decrypted.size(), pData, pulDataLen)) {
+        if (const auto answer = AnswerAboutLength(operation.decrypted->size(), pData, pulDataLen)) {
             return ending.GoOnWith(*answer);
         }
-        HandOut(decrypted, pData, pulDataLen);
+        HandOut(*operation.decrypted, pData, pulDataLen);
         return CKR_OK;
     });
 }

@@ -70,7 +70,8 @@ CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, 
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         Require(!session->search, CKR_OPERATION_ACTIVE);
-        session->search = {front.objects.Search(session->slot, ReadTemplate(pTemplate, ulCount)), 0};
+        session->search = std::make_unique<SearchOperation>(
+            SearchOperation{front.objects.Search(session->slot, ReadTemplate(pTemplate, ulCount)), 0});
         return CKR_OK;
     });
 }
@@ -80,7 +81,7 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject, C
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        Require(session->search.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+        Require(session->search != nullptr, CKR_OPERATION_NOT_INITIALIZED);
         Require(pulObjectCount != nullptr && (phObject != nullptr || ulMaxObjectCount == 0),
                 CKR_ARGUMENTS_BAD);
         SearchOperation& search = *session->search;
@@ -96,7 +97,7 @@ CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE hSession)
 {
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
-        Require(session->search.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+        Require(session->search != nullptr, CKR_OPERATION_NOT_INITIALIZED);
         session->search.reset();
         return CKR_OK;
     });

@@ -39,7 +39,7 @@ template <typename Operation>
 class Ending
 {
 public:
-    explicit Ending(std::optional<Operation>& ended) : operation(&ended) {}
+    explicit Ending(Active<Operation>& ended) : operation(&ended) {}
     ~Ending()
     {
         if (operation != nullptr) {
@@ -60,7 +60,7 @@ protected:
     [[nodiscard]] bool Ends() const { return operation != nullptr; }
 
 private:
-    std::optional<Operation>* operation;
+    Active<Operation>* operation;
 };
 
 } // namespace front

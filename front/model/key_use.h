@@ -8,7 +8,7 @@ namespace front {
 
 // Ends the operation when the login that its key was found in is over.
 template <typename Operation>
-void EndWithLogin(Front& front, Session& session, std::optional<Operation>& operation)
+void EndWithLogin(Front& front, Session& session, Active<Operation>& operation)
 {
     if (operation && operation->key->IsPrivate() &&
         operation->login != front.loginTable.Number(session.slot)) {
@@ -19,7 +19,7 @@ void EndWithLogin(Front& front, Session& session, std::optional<Operation>& oper
 
 // Refuses with CKR_OPERATION_ACTIVE while there is such an operation.
 template <typename Operation>
-void RequireNoneActive(Front& front, Session& session, std::optional<Operation>& operation)
+void RequireNoneActive(Front& front, Session& session, Active<Operation>& operation)
 {
     EndWithLogin(front, session, operation);
     Require(!operation, CKR_OPERATION_ACTIVE);
@@ -39,7 +39,7 @@ std::shared_ptr<const Object> KeyFor(Front& front, const Session& session, const
 
 // Begins an operation. `check` refuses a key that cannot do it.
 template <typename Operation, typename Check>
-CK_RV BeginWithKey(Front& front, Session& session, std::optional<Operation>& operation, const KeyUse& use,
+CK_RV BeginWithKey(Front& front, Session& session, Active<Operation>& operation, const KeyUse& use,
                    const CK_MECHANISM* given, CK_OBJECT_HANDLE handle, Check check)
 {
     const Mechanism& mechanism = MechanismFor(use.operation, given);
@@ -47,16 +47,16 @@ CK_RV BeginWithKey(Front& front, Session& session, std::optional<Operation>& ope
     const uint64_t login = front.loginTable.Number(session.slot); // before the key is looked up in it
     auto key = KeyFor(front, session, mechanism, *given, handle, use.permission);
     check(*key);
-    operation.emplace(std::move(key), login, mechanism);
+    operation = std::make_unique<Operation>(std::move(key), login, mechanism);
     return CKR_OK;
 }
 
 // Refuses with CKR_OPERATION_NOT_INITIALIZED when there is none, or no longer.
 template <typename Operation>
-void RequireActive(Front& front, Session& session, std::optional<Operation>& operation)
+void RequireActive(Front& front, Session& session, Active<Operation>& operation)
 {
     EndWithLogin(front, session, operation);
-    Require(operation.has_value(), CKR_OPERATION_NOT_INITIALIZED);
+    Require(operation != nullptr, CKR_OPERATION_NOT_INITIALIZED);
 }
 
 } // namespace front

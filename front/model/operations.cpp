@@ -27,7 +27,7 @@ Bytes DigestOperation::Finish()
 Message::Message(const char* itsHash) : hash(itsHash)
 {
     if (hash != nullptr) {
-        digest = std::make_unique<DigestOperation>(hash);
+        digest.emplace(hash);
     }
 }
 

@@ -1,6 +1,5 @@
 // The operations of a session. Each is there from its start to its end and holds all that it needs: a copy of
-// its key and what it was given so far. Every session has room for one of each kind, so what only some of them hold stands
-// outside of them.
+// its key and what it was given so far.
 #pragma once
 
 #include "front/model/objects.h"
@@ -14,6 +13,10 @@
 #include <vector>
 
 namespace front {
+
+// An operation of a session, or null. Most sessions have none at a time, so they have no room for one.
+template <typename Operation>
+using Active = std::unique_ptr<Operation>;
 
 using Input = std::span<const uint8_t>;
 
@@ -49,7 +52,7 @@ public:
 
 private:
     const char* hash;
-    std::unique_ptr<DigestOperation> digest; // null without a hash
+    std::optional<DigestOperation> digest;
     Bytes data;
 };
 
@@ -91,13 +94,9 @@ struct DecryptOperation : KeyOperation
 {
     using KeyOperation::KeyOperation;
 
-    // What the card has decrypted already, for a caller whose buffer was too small.
-    struct Decrypted
-    {
-        Bytes block; // that it was decrypted out of
-        Botan::secure_vector<uint8_t> data;
-    };
-    std::unique_ptr<const Decrypted> last;
+    // What the card has decrypted already, and out of which block, for a caller whose buffer was too small.
+    Bytes block;
+    std::optional<Botan::secure_vector<uint8_t>> decrypted;
 };
 
 } // namespace front

@@ -8,7 +8,6 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -28,12 +27,12 @@ struct Session
 
     // One call at a time works with what follows. A call reaches a session through SessionUse, which holds this.
     Mutex use;
-    std::optional<SearchOperation> search;
-    std::optional<DigestOperation> digest;
-    std::optional<SignOperation> sign;
-    std::optional<VerifyOperation> verify;
-    std::optional<EncryptOperation> encrypt;
-    std::optional<DecryptOperation> decrypt;
+    Active<SearchOperation> search;
+    Active<DigestOperation> digest;
+    Active<SignOperation> sign;
+    Active<VerifyOperation> verify;
+    Active<EncryptOperation> encrypt;
+    Active<DecryptOperation> decrypt;
 };
 
 // A session that a call works with, alone. Refuses a closed one with CKR_SESSION_HANDLE_INVALID.
