@@ -51,10 +51,11 @@ void CallWithLog(benchmark::State& state, Token<Packed>& token)
     }
 }
 
-// The same bytes in as many pieces as there are lines, and the file's size after each.
+// The same bytes in as many pieces as there are lines, and the size of the file of that name after each: another process may
+// have put another file there.
 void BareCalls(benchmark::State& state, const Bytes& lines)
 {
-    const std::filesystem::path path = Folder() / "bare.log";
+    const std::filesystem::path path = LogFile().replace_filename("bare.log");
     const int file =
         open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
     const std::size_t pieces = std::max<std::size_t>(LinesOf(lines), 1);
@@ -65,7 +66,7 @@ void BareCalls(benchmark::State& state, const Bytes& lines)
     for ([[maybe_unused]] auto ignored : state) {
         for (std::size_t i = 0; i < pieces; ++i) {
             benchmark::DoNotOptimize(write(file, lines.data() + (i * length), length));
-            benchmark::DoNotOptimize(fstat(file, &facts));
+            benchmark::DoNotOptimize(stat(path.c_str(), &facts));
         }
     }
     close(file);

@@ -37,9 +37,22 @@ Bytes CertificateOf(const Token<Form>& token)
     return value;
 }
 
+// Freed memory may hold bytes of before.
+void OverwriteFreedMemory()
+{
+    constexpr std::size_t shortest = 16;
+    constexpr std::size_t longest = 16384;
+    constexpr int ofEach = 16;
+    std::vector<Bytes> blocks;
+    for (std::size_t length = shortest; length <= longest; length += shortest) {
+        blocks.insert(blocks.end(), ofEach, Bytes(length));
+    }
+}
+
 // How often the bytes stand in what this process can write to, but for the given copy of them.
 int CopiesInMemory(const Bytes& wanted)
 {
+    OverwriteFreedMemory();
     int copies = 0;
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
