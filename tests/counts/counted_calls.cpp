@@ -19,9 +19,9 @@ namespace counts {
 namespace {
 
 constexpr std::array<std::size_t, 2> sizes{10, 100000};
-constexpr std::array<const char*, 8> named{"session info",   "slot list",          "token info",
+constexpr std::array<const char*, 9> named{"session info",   "slot list",          "token info",
                                            "open and close", "find a certificate", "ten attributes",
-                                           "digest 64 B",    "verify RSA-2048"};
+                                           "digest 64 B",    "verify RSA-2048",    "encrypt RSA-2048"};
 
 template <class Form>
 void Count(const bench::NamedWork<Form>& work, bench::Token<Form>& token, int times,
