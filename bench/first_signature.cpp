@@ -1,5 +1,5 @@
-// A program that makes one signature and is gone: `bench_first_signature library|front|softhsm|"card layer"`. The end of a
-// module is not measured with it.
+// A program that makes one signature, writes a byte and is gone: `bench_first_signature
+// library|front|softhsm|"card layer"`. What comes after the byte, the end of a module, is not measured.
 #include "bench/card_layer.h"
 #include "bench/folder.h"
 #include "bench/guarded.h"
@@ -12,13 +12,18 @@ namespace {
 
 const Bytes someHash(32, 0x55);
 
+[[noreturn]] void TellAndLeave()
+{
+    _exit(write(STDOUT_FILENO, ".", 1) == 1 ? 0 : 1);
+}
+
 template <class Form>
 void SignWith(const std::filesystem::path& module)
 {
     Token<Form> token(module);
     token.signedData.data = someHash;
     Works<Form>::Sign(token);
-    _exit(0);
+    TellAndLeave();
 }
 
 // What the modules ask of the card until then.
@@ -28,7 +33,7 @@ void SignWithCard()
     card.Login();
     card.ReadCertificates();
     card.Sign(someHash);
-    _exit(0);
+    TellAndLeave();
 }
 
 void Sign(const std::string& subject)

@@ -8,11 +8,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
+#include <optional>
 
 namespace bench {
 namespace {
@@ -58,23 +61,68 @@ void RegisterStart(const std::string& name, const std::filesystem::path& module,
     });
 }
 
-void RunProgram(std::vector<const char*> arguments)
+// A child process whose output is read. Throws std::runtime_error when it cannot be started, and at its end unless it has
+// succeeded.
+class Program
 {
-    arguments.push_back(nullptr);
-    pid_t child = 0;
-    int status = -1;
-    if (posix_spawn(&child, arguments.front(), nullptr, nullptr, const_cast<char* const*>(arguments.data()),
-                    environ) != 0 ||
-        waitpid(child, &status, 0) != child || status != 0) {
-        throw std::runtime_error(std::string("a program failed: ") + arguments.front());
+public:
+    explicit Program(std::vector<const char*> arguments) : name(arguments.front())
+    {
+        arguments.push_back(nullptr);
+        std::array<int, 2> ends{-1, -1};
+        posix_spawn_file_actions_t actions;
+        if (pipe2(ends.data(), O_CLOEXEC) != 0 || posix_spawn_file_actions_init(&actions) != 0) {
+            Fail();
+        }
+        output = ends[0];
+        const bool started = posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO) == 0 &&
+                             posix_spawn(&child, name, &actions, nullptr,
+                                         const_cast<char* const*>(arguments.data()), environ) == 0;
+        posix_spawn_file_actions_destroy(&actions);
+        close(ends[1]);
+        if (!started) {
+            Fail();
+        }
     }
-}
+    ~Program() { close(output); }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
 
+    // Returns when it has written something or has ended.
+    void WaitForOutput() const
+    {
+        char byte = 0;
+        if (read(output, &byte, 1) < 0) {
+            Fail();
+        }
+    }
+    void WaitForEnd() const
+    {
+        int status = -1;
+        if (waitpid(child, &status, 0) != child || status != 0) {
+            Fail();
+        }
+    }
+
+private:
+    [[noreturn]] void Fail() const { throw std::runtime_error(std::string("a program failed: ") + name); }
+
+    const char* name;
+    pid_t child = 0;
+    int output = -1;
+};
+
+// The time until the program writes something, or until it has ended.
 void RegisterProgram(const std::string& name, const char* home, std::vector<const char*> arguments)
 {
     Register(name, [=](benchmark::State& state) {
         UseHome(home);
-        Time(state, [&] { RunProgram(arguments); });
+        std::optional<Program> program;
+        Time(state, [&] {
+            program.emplace(arguments);
+            program->WaitForOutput();
+        });
+        program->WaitForEnd();
     });
 }
 
