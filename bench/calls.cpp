@@ -52,35 +52,37 @@ void RegisterWork(Subject<Form>& subject, const NamedWork<Form>& work, int64_t s
     });
 }
 
-// The time from the start of all threads to the end of the last, for each call that was made.
+// The time from the first call of all threads to the last, for each call that was made.
 template <class Form>
 double TimeOfCall(const Token<Form>& token, std::size_t threads)
 {
-    constexpr std::size_t calls = 64000;
+    using Clock = std::chrono::steady_clock;
+    constexpr std::size_t calls = 640000;
     using Ulong = typename Form::Ulong;
     std::vector<Ulong> sessions(threads);
     std::generate(sessions.begin(), sessions.end(), [&] { return token.Open(token.slot); });
-    std::barrier together(static_cast<std::ptrdiff_t>(threads) + 1);
+    std::vector<Clock::time_point> begins(threads);
+    std::vector<Clock::time_point> ends(threads);
+    std::barrier together(static_cast<std::ptrdiff_t>(threads));
     std::vector<std::thread> working;
     working.reserve(threads);
-    for (const Ulong session : sessions) {
-        working.emplace_back([&, session] {
+    for (std::size_t thread = 0; thread < threads; ++thread) {
+        working.emplace_back([&, thread] {
             typename Form::SessionInfo info;
             together.arrive_and_wait();
+            begins[thread] = Clock::now();
             for (std::size_t i = 0; i < calls / threads; ++i) {
-                Require(token.f->C_GetSessionInfo(session, &info), "C_GetSessionInfo");
+                Require(token.f->C_GetSessionInfo(sessions[thread], &info), "C_GetSessionInfo");
             }
-            together.arrive_and_wait();
+            ends[thread] = Clock::now();
         });
     }
-    together.arrive_and_wait();
-    const auto begin = std::chrono::steady_clock::now();
-    together.arrive_and_wait();
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     for (std::size_t i = 0; i < threads; ++i) {
         working[i].join();
         token.Close(sessions[i]);
     }
+    const std::chrono::duration<double> taken =
+        *std::max_element(ends.begin(), ends.end()) - *std::min_element(begins.begin(), begins.end());
     return taken.count() / calls;
 }
 
