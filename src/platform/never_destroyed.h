@@ -11,8 +11,9 @@ template <typename Object>
 class NeverDestroyed
 {
 public:
+    // Not inline, so that a function with such a static object has little to do once it is made.
     template <typename... Arguments>
-    explicit NeverDestroyed(Arguments&&... arguments)
+    [[gnu::noinline]] explicit NeverDestroyed(Arguments&&... arguments)
     {
         new (place) Object(std::forward<Arguments>(arguments)...);
     }
