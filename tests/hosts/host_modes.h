@@ -77,23 +77,30 @@ void UseUnderSignals(const Arguments& arguments)
     Require(SignalCount::byOthers == 0, "a thread of the module takes signals");
 }
 
+// Each of the signals is blocked in the host's only thread and has a handler, which no thread may run.
 template <typename Types>
 void WaitForSignals(const Arguments& arguments)
 {
-    const SignalCount signals(SIGUSR1);
-    sigset_t waited;
-    sigemptyset(&waited);
-    sigaddset(&waited, SIGUSR1);
+    const std::array waited{SIGUSR1, SIGIO, SIGALRM, SIGRTMIN};
+    std::vector<std::unique_ptr<SignalCount>> handlers;
+    for (const int signal : waited) {
+        handlers.push_back(std::make_unique<SignalCount>(signal));
+    }
     CardClient<Types> client(Load(arguments[0]));
     client.Start();
-    pthread_sigmask(SIG_BLOCK, &waited,
-                    nullptr); // behind the start, whose thread is not to have it from here
-    RequireSignalsHeldBackByOthers();
-    for (int turn = 0; turn < 20; ++turn) {
-        kill(getpid(), SIGUSR1);
-        const timespec limit{30, 0};
-        Require(sigtimedwait(&waited, nullptr, &limit) == SIGUSR1, "a signal is lost");
+    const BlockedSignals blocked(waited); // behind the start, whose thread is not to have it from here
+    client.afterCall = [](const char*) { RequireSignalsHeldBackByOthers(); };
+    client.UseOrdinaryKey(loginCode.data());
+    client.UseQualifiedKey(loginCode.data());
+    client.LogIn(loginCode.data());
+    client.FindKey();
+    for (const int signal : waited) {
+        client.Sign();
+        blocked.RequireTakenBySigwait(signal);
+        blocked.RequireReadFromSignalfd(signal);
     }
+    client.afterCall = nullptr;
+    client.LogOut();
     Require(SignalCount::taken == 0, "a handler has run");
     client.End();
 }

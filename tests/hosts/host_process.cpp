@@ -9,8 +9,10 @@
 #include <sstream>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <spawn.h>
+#include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -21,6 +23,8 @@ namespace {
 
 constexpr int behindTheStreams = 100;
 constexpr std::chrono::seconds momentOfAnotherThread(5);
+constexpr std::chrono::seconds waitForSignal(30);
+constexpr int sendings = 20;
 
 int errorOutput = STDERR_FILENO;
 pid_t countingThread = 0;
@@ -144,6 +148,46 @@ SignalCount::~SignalCount()
     sigaction(number, &before, nullptr);
 }
 
+BlockedSignals::BlockedSignals(const std::array<int, 4>& signals)
+{
+    sigemptyset(&blocked);
+    for (const int signal : signals) {
+        sigaddset(&blocked, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    file = signalfd(-1, &blocked, SFD_CLOEXEC);
+    Require(file >= 0, "no file for signals");
+}
+
+BlockedSignals::~BlockedSignals()
+{
+    close(file);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void BlockedSignals::RequireTakenBySigwait(int signal) const
+{
+    for (int turn = 0; turn < sendings; ++turn) {
+        kill(getpid(), signal);
+        const timespec limit{waitForSignal.count(), 0};
+        Require(sigtimedwait(&blocked, nullptr, &limit) == signal,
+                "signal " + std::to_string(signal) + " is lost");
+    }
+}
+
+void BlockedSignals::RequireReadFromSignalfd(int signal) const
+{
+    for (int turn = 0; turn < sendings; ++turn) {
+        kill(getpid(), signal);
+        pollfd readable{file, POLLIN, 0};
+        signalfd_siginfo facts{};
+        Require(poll(&readable, 1, static_cast<int>(std::chrono::milliseconds(waitForSignal).count())) == 1 &&
+                    read(file, &facts, sizeof facts) == static_cast<ssize_t>(sizeof facts) &&
+                    facts.ssi_signo == static_cast<uint32_t>(signal),
+                "signal " + std::to_string(signal) + " does not come to the file");
+    }
+}
+
 void RequireSignalsHeldBackByOthers()
 {
     constexpr std::array ofFaults{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGKILL, SIGSTOP};
@@ -154,9 +198,10 @@ void RequireSignalsHeldBackByOthers()
         }
         ++others;
         const uint64_t heldBack = HeldBackBy(thread);
-        for (int signal = 1; signal < SIGRTMIN; ++signal) {
+        for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+            const bool isOfTheSystem = signal >= __SIGRTMIN && signal < SIGRTMIN; // the C library's own
             const bool isFromOutside =
-                std::find(ofFaults.begin(), ofFaults.end(), signal) == ofFaults.end() && signal < __SIGRTMIN;
+                std::find(ofFaults.begin(), ofFaults.end(), signal) == ofFaults.end() && !isOfTheSystem;
             Require(!isFromOutside || (heldBack >> (signal - 1) & 1U) != 0,
                     "a thread of the module takes signal " + std::to_string(signal));
         }

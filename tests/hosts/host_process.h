@@ -50,6 +50,25 @@ private:
     };
 };
 
+// Signals that the calling thread blocks as long as this lives, and that are sent to the process.
+class BlockedSignals
+{
+public:
+    explicit BlockedSignals(const std::array<int, 4>& signals);
+    ~BlockedSignals();
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+    // Sends the signal a number of times, and gets it back each time, in this way.
+    void RequireTakenBySigwait(int signal) const;
+    void RequireReadFromSignalfd(int signal) const;
+
+private:
+    sigset_t blocked{};
+    sigset_t before{};
+    int file;
+};
+
 // There are other threads than the calling one, and each holds back every signal that comes from outside.
 void RequireSignalsHeldBackByOthers();
 

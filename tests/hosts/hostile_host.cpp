@@ -6,7 +6,8 @@
 //     closed-streams             has no standard streams
 //     stack BYTES                makes all calls on a thread with a stack of this size
 //     signals                    gets a signal every 200 microseconds, whose handler interrupts system calls
-//     sigwait                    waits for its signals on its only thread
+//     sigwait                    waits for its signals on its only thread, by sigwait and by signalfd, and looks at what each other
+//                                thread holds back behind every call
 //     fork _exit|exit|again [CALL]
 //                                forks behind every call, or behind this one alone; the child ends in this way, or uses the
 //                                second card first
