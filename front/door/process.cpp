@@ -195,7 +195,7 @@ CK_RV EndFront()
         Require(process.front != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
         process.ending = true;
         process.closed = true;
-        process.front.load()->readers.events.Close();
+        process.front.load()->waits.End();
         while (process.calls != 0) {
             process.changed.wait(lock.Native());
         }

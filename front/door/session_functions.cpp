@@ -3,11 +3,17 @@
 #include "front/model/key_use.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace front {
 namespace {
 
 constexpr CK_ULONG longestCode = 255; // bytes
+
+// Firefox opens a window for a login that the card's keyboard asks for, and begins to listen for the end of the login when
+// that window is open. A login that ends before leaves the window open, and the browser waits until the user cancels. This
+// is three times what the window takes to open on a slow machine.
+constexpr std::chrono::milliseconds leastTimeOfDialog{300};
 
 // A null code has the card side ask for it. One that can't be a code costs no try.
 void CheckCode(const CK_UTF8CHAR* code, CK_ULONG length)
@@ -18,6 +24,22 @@ void CheckCode(const CK_UTF8CHAR* code, CK_ULONG length)
     Require(length > 0 && length <= longestCode, CKR_PIN_LEN_RANGE);
     // The library ends a code at its first zero.
     Require(std::find(code, code + length, CK_UTF8CHAR{0}) == code + length, CKR_PIN_INVALID);
+}
+
+CK_RV Login(Front& front, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_UTF8CHAR* code,
+            CK_ULONG length)
+{
+    const SessionUse session = front.Use(handle);
+    if (user == CKU_SO) {
+        return front.logins.RefusalOfSecurityOfficer(*session);
+    }
+    Require(user == CKU_USER || user == CKU_CONTEXT_SPECIFIC, CKR_USER_TYPE_INVALID);
+    CheckCode(code, length);
+    if (user == CKU_USER) {
+        return front.logins.LoginUser(*session, code, length);
+    }
+    RequireActive(front, *session, session->sign);
+    return front.cardWork.Authorise(*session, code, length);
 }
 
 } // namespace
@@ -63,17 +85,12 @@ CK_RV C_GetSessionInfo(CK_SESSION_HANDLE hSession, CK_SESSION_INFO_PTR pInfo)
 CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen)
 {
     return InFront([&](Front& front) -> CK_RV {
-        const SessionUse session = front.Use(hSession);
-        if (userType == CKU_SO) {
-            return front.logins.RefusalOfSecurityOfficer(*session);
+        const auto begun = std::chrono::steady_clock::now();
+        const CK_RV answer = Guarded([&] { return Login(front, hSession, userType, pPin, ulPinLen); });
+        if (pPin == nullptr) {
+            front.waits.Until(begun + leastTimeOfDialog); // with no lock, so that nobody else waits
         }
-        Require(userType == CKU_USER || userType == CKU_CONTEXT_SPECIFIC, CKR_USER_TYPE_INVALID);
-        CheckCode(pPin, ulPinLen);
-        if (userType == CKU_USER) {
-            return front.logins.LoginUser(*session, pPin, ulPinLen);
-        }
-        RequireActive(front, *session, session->sign);
-        return front.cardWork.Authorise(*session, pPin, ulPinLen);
+        return answer;
     });
 }
 

@@ -2,7 +2,7 @@
 // several of them.
 //
 // Locks are taken in this order: that of the session at work; the access to the library; looking, then mutex of Readers;
-// that of LoginTable; those of Sessions, Objects and SlotEvents, with which no other is taken.
+// that of LoginTable; those of Sessions, Objects, SlotEvents and Waits, with which no other is taken.
 #pragma once
 
 #include "front/model/card_work.h"
@@ -39,10 +39,11 @@ private:
     bool accessHeldForFork = false;
 
 public:
+    Waits waits;
     Sessions sessions;
     Objects objects;
     LoginTable loginTable{sessions, objects};
-    Readers readers{library, sessions, loginTable};
+    Readers readers{library, sessions, loginTable, waits};
     CardSessions cardSessions{library, readers, sessions, loginTable};
     Logins logins{library, readers, sessions, loginTable, cardSessions};
     CardWork cardWork{library, readers, loginTable, cardSessions};

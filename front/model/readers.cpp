@@ -5,9 +5,14 @@
 #include <algorithm>
 
 namespace front {
+namespace {
 
-Readers::Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& itsLogins)
-    : library(itsLibrary), sessions(itsSessions), logins(itsLogins)
+constexpr std::chrono::milliseconds timeBetweenLooks{100};
+
+} // namespace
+
+Readers::Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& itsLogins, Waits& itsWaits)
+    : library(itsLibrary), sessions(itsSessions), logins(itsLogins), waits(itsWaits)
 {
     Look();
     events.Forget();
@@ -170,11 +175,12 @@ CK_SLOT_ID Readers::WaitForEvent(bool blocking)
 {
     while (true) {
         Look();
+        Require(!waits.AreOver(), CKR_CRYPTOKI_NOT_INITIALIZED);
         if (const auto event = events.Take()) {
             return *event;
         }
         Require(blocking, CKR_NO_EVENT);
-        events.WaitForNextLook();
+        waits.Until(std::chrono::steady_clock::now() + timeBetweenLooks);
     }
 }
 

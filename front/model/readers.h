@@ -5,6 +5,7 @@
 #include "front/model/login_table.h"
 #include "front/model/slot_events.h"
 #include "front/model/slot_table.h"
+#include "front/model/waits.h"
 
 #include <condition_variable>
 #include <map>
@@ -16,7 +17,7 @@ class Readers
 {
 public:
     // What is there now is no event.
-    Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& itsLogins);
+    Readers(const Library& itsLibrary, Sessions& itsSessions, LoginTable& itsLogins, Waits& itsWaits);
 
     // Takes over which cards came and went. Asks no card. A card that has gone takes its sessions and its login along.
     void Look() EXCLUDES(looking, mutex);
@@ -33,7 +34,8 @@ public:
     // Refuses an unknown slot and an empty one.
     CK_SESSION_HANDLE OpenSession(CK_SLOT_ID slot, bool readWrite) EXCLUDES(looking, mutex);
 
-    // The next event that was not told yet. Blocking, it waits until there is one; events.Close() ends it.
+    // The next event that was not told yet. Blocking, it waits until there is one, or refuses with
+    // CKR_CRYPTOKI_NOT_INITIALIZED once waits are over.
     CK_SLOT_ID WaitForEvent(bool blocking) EXCLUDES(looking, mutex);
 
     [[nodiscard]] bool HasCard(packed::CK_SLOT_ID card) const EXCLUDES(mutex);
@@ -58,6 +60,7 @@ private:
     const Library& library;
     Sessions& sessions;
     LoginTable& logins;
+    Waits& waits;
 
     // One change of the slots at a time, so that what is known only gets fresher. Held across calls of the library that ask
     // no card.

@@ -153,6 +153,20 @@ TEST_F(ForkInAnotherThreadTest, ForkDoesNotWaitForADialogThatFinalizeWaitsFor)
     finalizing.join();
 }
 
+TEST_F(ForkInAnotherThreadTest, ForkDoesNotWaitForALoginThatLetsTimePass)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    bool wasWaiting = false;
+    for (int attempt = 0; attempt < 10 && !wasWaiting; ++attempt) {
+        OtherThread login([&] { static_cast<void>(f->C_Login(session, CKU_USER, nullptr, 0)); });
+        login.WaitUntilItSleeps();
+        EXPECT_EQ(blackbox::ExitOfChild([this] { _exit(f->C_Initialize(nullptr) == CKR_OK ? 0 : 1); }), 0);
+        wasWaiting = !login.IsDone();
+    }
+    EXPECT_TRUE(wasWaiting);
+}
+
 TEST_F(ForkTest, CallThatForksItselfGoesOn)
 {
     Start();

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Firefox, without a screen, opens a page of a server that wants a client certificate; a user of ours steers it through its
+# remote control. Firefox logs in to each slot, and opens a window of its own for each login until that has ended. The card's
+# keyboard asks once.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/card.sh"
+
+# A keyboard that can be made to hang.
+cat >keyboard <<END
+#!/bin/sh
+if [ -e "$PWD/hang" ]; then
+    touch "$PWD/asked"
+    while [ -e "$PWD/hang" ]; do sleep 0.1; done
+fi
+exec "$TAVRIK_PINENTRY" "\$@"
+END
+chmod +x keyboard
+export TAVRIK_PINENTRY=$PWD/keyboard
+
+make_certificate() { # NAME SUBJECT [OPTION]...
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout "$1.key" -out "$1.pem" -days 1 -subj "$2" "${@:3}" 2>/dev/null
+}
+make_certificate ca "/CN=Authority of the server"
+make_certificate server /CN=localhost -CA ca.pem -CAkey ca.key \
+    -addext subjectAltName=DNS:localhost -addext basicConstraints=CA:FALSE
+
+mkdir profile
+certutil -N -d sql:profile --empty-password
+certutil -A -d sql:profile -n server -t C,, -i ca.pem
+modutil -dbdir sql:profile -add tavrik -libfile "$front" -force >/dev/null 2>&1
+# The card signs no RSA-PSS, which TLS 1.3 needs.
+cat >profile/user.js <<END
+user_pref("security.default_personal_cert", "Select Automatically");
+user_pref("security.tls.version.max", 3);
+user_pref("marionette.port", 0);
+END
+
+openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
+    -verify_return_error -no_ticket -no_cache -www >server.log 2>&1 &
+server=$!
+browser=
+trap 'kill $server $browser 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+port=$(port_of_server)
+
+firefox-esr --headless --no-remote --marionette --remote-allow-system-access --profile "$PWD/profile" >firefox.log 2>&1 &
+browser=$!
+"$card_tool" export-certificate anna es >ordinary.pem
+timeout 150 /usr/bin/python3 "$here/firefox_visits.py" profile "https://localhost:$port/" ordinary.pem "$card_tool" ||
+    { tail -n 20 firefox.log server.log; exit 1; }
+
+echo "Firefox ends although a dialog of the keyboard is open, once that is cancelled"
+kill "$browser"
+: >"$TAVRIK_PINENTRY_ANSWERS"
+rm hang
+wait "$browser" || true
+"$card_tool" list | cut -f 3 | grep -qx 3
