@@ -31,11 +31,18 @@ void LoginTable::RequireLogin(const Session& session) const
     RequireLoginHeld(session);
 }
 
-void LoginTable::Begin(const Session& session, std::vector<Object> ofCard)
+void LoginTable::Begin(const Session& session, ObjectsOfSlots ofCard)
 {
     const MutexLock lock(mutex);
     Require(session.open, CKR_DEVICE_REMOVED);
-    objects.Replace(session.slot, std::move(ofCard));
+    for (auto& [slot, shown] : ofCard) {
+        if (slot == session.slot) {
+            objects.Replace(slot, std::move(shown));
+        } else if (!loggedIn.contains(slot)) {
+            std::erase_if(shown, [](const Object& object) { return object.IsPrivate(); });
+            objects.Replace(slot, std::move(shown));
+        }
+    }
     loggedIn[session.slot] = session.card.card;
     ++numbers[session.slot];
 }

@@ -40,7 +40,7 @@ CK_RV Logins::LoginUser(const Session& session, const CK_UTF8CHAR* code, CK_ULON
 CK_RV Logins::LoginWithAccess(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
 {
     Require(session.open, CKR_DEVICE_REMOVED); // the slot may have another card by now
-    std::vector<Object> read;
+    ObjectsOfSlots read;
     const CK_RV accepted = LoginToCard(session, code, length, read);
     if (accepted == CKR_OK) {
         table.Begin(session, std::move(read));
@@ -51,7 +51,7 @@ CK_RV Logins::LoginWithAccess(const Session& session, const CK_UTF8CHAR* code, C
 // Has the card accept the code, and reads what it shows then. A card that does not accept it is as free as if it had
 // never been asked, and no slot of it is logged in.
 CK_RV Logins::LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length,
-                          std::vector<Object>& read)
+                          ObjectsOfSlots& read)
 {
     const packed::CK_SLOT_ID card = session.card.card;
     const bool wasLoggedIn = table.IsCardLoggedIn(card);
@@ -69,7 +69,9 @@ CK_RV Logins::LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_UL
             table.EndOfCard(card);
             cardSessions.CloseForWork(card);
         }
-        read = cardSessions.ReadObjects(session.card.id);
+        for (const auto& [slot, ofLibrary] : readers.SlotsOfCard(card)) {
+            read[slot] = cardSessions.ReadObjects(ofLibrary);
+        }
     } catch (...) {
         if (!table.IsCardLoggedIn(card)) {
             cardSessions.LeaveCard(card);

@@ -27,8 +27,8 @@ public:
 private:
     CK_RV LoginWithAccess(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length)
         REQUIRES(cardSessions.access);
-    CK_RV LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length,
-                      std::vector<Object>& read) REQUIRES(cardSessions.access);
+    CK_RV LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_ULONG length, ObjectsOfSlots& read)
+        REQUIRES(cardSessions.access);
     void LogOutUnusedWithAccess(packed::CK_SLOT_ID card) REQUIRES(cardSessions.access);
 
     const Library& library;

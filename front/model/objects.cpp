@@ -217,6 +217,9 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
         object.libraryHandle = handle;
         object.attributes = attributes;
         const bool hasPublicPart = IsOfClass(attributes, CKO_PRIVATE_KEY);
+        if (IsOfClass(attributes, CKO_CERTIFICATE)) {
+            object.attributes[CKA_PRIVATE] = BooleanValue(false);
+        }
         if (hasPublicPart) {
             TakeSubject(object.attributes, read);
             if (!IsKeyThatSigns(attributes, read)) {

@@ -9,6 +9,7 @@
 #include "src/containers/made_once.h"
 #include "src/platform/mutex.h"
 
+#include <map>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -35,8 +36,10 @@ struct Object
 };
 
 // The objects of a card's slot out of what the library has of them, in the library's order, without handles
-// and slot.
+// and slot. Certificates are public here.
 std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read);
+
+using ObjectsOfSlots = std::map<CK_SLOT_ID, std::vector<Object>>;
 
 // The public key that a template of C_CreateObject describes. Refuses what is none.
 Object PublicKeyOf(const Template& wanted);

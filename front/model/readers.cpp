@@ -44,8 +44,11 @@ void Readers::TakeOverSlots()
 
     const MutexLock lock(mutex);
     const SlotChanges changes = slots.Update(present, fresh);
+    // All sessions of a card first, since a login with one of them shows objects in the card's other slot too.
     for (const CK_SLOT_ID emptied : changes.emptied) {
         sessions.CloseOfSlot(emptied);
+    }
+    for (const CK_SLOT_ID emptied : changes.emptied) {
         logins.CardGone(emptied);
         events.Add(emptied);
     }
@@ -188,6 +191,16 @@ bool Readers::HasCard(packed::CK_SLOT_ID card) const
 {
     const MutexLock lock(mutex);
     return !slots.OfCard(card).empty();
+}
+
+std::map<CK_SLOT_ID, packed::CK_SLOT_ID> Readers::SlotsOfCard(packed::CK_SLOT_ID card) const
+{
+    const MutexLock lock(mutex);
+    std::map<CK_SLOT_ID, packed::CK_SLOT_ID> found;
+    for (const Slot* slot : slots.OfCard(card)) {
+        found.emplace(slot->id, slot->facts.librarySlot.id);
+    }
+    return found;
 }
 
 std::vector<LibrarySlot> Readers::DecryptingSlots(packed::CK_SLOT_ID card) const

@@ -39,6 +39,9 @@ public:
     CK_SLOT_ID WaitForEvent(bool blocking) EXCLUDES(looking, mutex);
 
     [[nodiscard]] bool HasCard(packed::CK_SLOT_ID card) const EXCLUDES(mutex);
+    // The slots that show the card, with the library's.
+    [[nodiscard]] std::map<CK_SLOT_ID, packed::CK_SLOT_ID> SlotsOfCard(packed::CK_SLOT_ID card) const
+        EXCLUDES(mutex);
     // The card's slots whose key also decrypts.
     [[nodiscard]] std::vector<LibrarySlot> DecryptingSlots(packed::CK_SLOT_ID card) const EXCLUDES(mutex);
 

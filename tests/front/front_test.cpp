@@ -7,6 +7,7 @@
 #include <botan/hash.h>
 #include <botan/hash_id.h>
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -103,6 +104,13 @@ Handles Client::Find(CK_SESSION_HANDLE session, Records wanted)
     EXPECT_EQ(f->C_FindObjectsFinal(session), CKR_OK);
     found.resize(count);
     return found;
+}
+
+Handles Client::PublicObjects(CK_SESSION_HANDLE session)
+{
+    Handles objects{FindOne(session, CKO_CERTIFICATE), FindOne(session, CKO_PUBLIC_KEY)};
+    std::sort(objects.begin(), objects.end());
+    return objects;
 }
 
 CK_OBJECT_HANDLE Client::FindOne(CK_SESSION_HANDLE session, CK_ULONG objectClass)

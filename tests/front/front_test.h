@@ -54,6 +54,8 @@ protected:
     CK_STATE State(CK_SESSION_HANDLE session);
     std::vector<CK_SLOT_ID> Slots(bool withCardOnly = true);
     Handles Find(CK_SESSION_HANDLE session, Records wanted = {});
+    // The certificate and the public key, which the slot has one of each.
+    Handles PublicObjects(CK_SESSION_HANDLE session);
     CK_OBJECT_HANDLE FindOne(CK_SESSION_HANDLE session, CK_ULONG objectClass);
     Bytes Read(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
     CK_RV SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key);

@@ -19,12 +19,22 @@ protected:
         return sessions.Open(slot, {static_cast<packed::CK_SLOT_ID>(card + slot), card}, false);
     }
 
-    static std::vector<Object> PrivateObject()
+    static Object MakeObject(bool isPrivate)
     {
         Object object;
-        object.attributes = {{CKA_PRIVATE, BooleanValue(true)}};
-        return {object};
+        object.attributes = {{CKA_PRIVATE, BooleanValue(isPrivate)}};
+        return object;
     }
+
+    static ObjectsOfSlots PrivateObject() { return {{first, {MakeObject(true)}}}; }
+
+    static ObjectsOfSlots ObjectsOfBothSlots()
+    {
+        const std::vector<Object> ofOne{MakeObject(true), MakeObject(false)};
+        return {{first, ofOne}, {second, ofOne}};
+    }
+
+    [[nodiscard]] std::size_t ShownIn(CK_SLOT_ID slot) const { return objects.Search(slot, {}).size(); }
 
     template <typename Work>
     static CK_RV AnswerOf(Work work)
@@ -83,6 +93,38 @@ TEST_F(LoginTableTest, LoginThatIsAcceptedAfterItsCardHasGoneIsRefused)
     EXPECT_EQ(AnswerOf([&] { table.EndOfSession(*session); }), CKR_DEVICE_REMOVED);
     EXPECT_FALSE(table.IsLoggedIn(first));
     EXPECT_TRUE(objects.Search(first, {}).empty());
+}
+
+TEST_F(LoginTableTest, OtherSlotShowsItsPublicObjectsAfterALogin)
+{
+    const auto session = Open(first);
+    table.Begin(*session, ObjectsOfBothSlots());
+    EXPECT_EQ(ShownIn(first), 2U);
+    EXPECT_EQ(ShownIn(second), 1U);
+    EXPECT_FALSE(table.IsLoggedIn(second));
+    EXPECT_EQ(table.Number(second), 0U);
+    table.EndOfSession(*session);
+    EXPECT_EQ(ShownIn(first), 1U);
+    EXPECT_EQ(ShownIn(second), 1U);
+}
+
+TEST_F(LoginTableTest, LoginLeavesTheObjectsOfAnotherSlotThatIsLoggedIn)
+{
+    const auto session = Open(first);
+    const auto other = Open(second);
+    table.Begin(*session, ObjectsOfBothSlots());
+    const auto shown = objects.Search(first, {});
+    table.Begin(*other, ObjectsOfBothSlots());
+    EXPECT_EQ(ShownIn(second), 2U);
+    EXPECT_EQ(objects.Search(first, {}), shown);
+}
+
+TEST_F(LoginTableTest, OtherSlotOfACardThatHasGoneShowsNothing)
+{
+    const auto session = Open(first);
+    sessions.CloseOfSlot(first);
+    EXPECT_EQ(AnswerOf([&] { table.Begin(*session, ObjectsOfBothSlots()); }), CKR_DEVICE_REMOVED);
+    EXPECT_EQ(ShownIn(second), 0U);
 }
 
 // Between the close of the sessions and the end of the login, which are two steps.

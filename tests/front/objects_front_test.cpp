@@ -29,7 +29,7 @@ protected:
     }
 };
 
-TEST_F(ObjectsFrontTest, CardShowsNothingBeforeLoginAndItsPublicKeyAfterLogout)
+TEST_F(ObjectsFrontTest, CardShowsNothingBeforeLoginAndItsPublicObjectsAfterLogout)
 {
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(qualified);
@@ -38,9 +38,49 @@ TEST_F(ObjectsFrontTest, CardShowsNothingBeforeLoginAndItsPublicKeyAfterLogout)
     EXPECT_EQ(Find(session).size(), 3U);
     const CK_OBJECT_HANDLE key = FindOne(session, CKO_PRIVATE_KEY);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
-    EXPECT_EQ(Find(session), Handles{FindOne(session, CKO_PUBLIC_KEY)});
+    EXPECT_EQ(Find(session), PublicObjects(session));
+    EXPECT_EQ(Read(session, FindOne(session, CKO_CERTIFICATE), CKA_PRIVATE), Bytes{CK_FALSE});
     CK_ATTRIBUTE record{CKA_ID, nullptr, 0};
     EXPECT_EQ(f->C_GetAttributeValue(session, key, &record, 1), CKR_OBJECT_HANDLE_INVALID);
+}
+
+TEST_F(ObjectsFrontTest, OtherSlotOfTheCardShowsItsPublicObjectsAfterALogin)
+{
+    StartWithTwoCards();
+    for (const auto& [slot, otherSlot] : {std::pair(qualified, ordinary), std::pair(ordinary, qualified)}) {
+        const CK_SESSION_HANDLE session = Open(slot);
+        const CK_SESSION_HANDLE other = Open(otherSlot);
+        EXPECT_TRUE(Find(other).empty());
+        ASSERT_EQ(Login(session), CKR_OK);
+        EXPECT_EQ(State(other), CKS_RO_PUBLIC_SESSION);
+        const Handles shown = Find(other);
+        EXPECT_EQ(shown, PublicObjects(other));
+        ASSERT_EQ(Login(other), CKR_OK);
+        EXPECT_EQ(Find(other).size(), 3U);
+        EXPECT_EQ(PublicObjects(other), shown) << "the handles stay";
+        EXPECT_TRUE(Find(Open(2)).empty()) << "another card";
+        CK_SLOT_ID event = 0;
+        EXPECT_EQ(f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &event, nullptr), CKR_NO_EVENT);
+        RemoveCard(readerA);
+        InsertCard(readerA);
+        while (f->C_WaitForSlotEvent(CKF_DONT_BLOCK, &event, nullptr) == CKR_OK) {
+        }
+    }
+    EXPECT_EQ(script->CallsOf("Passwords_VerifyBOK").size(), 2U);
+}
+
+TEST_F(ObjectsFrontTest, KeyOfTheOtherSlotNeedsALoginToItsSlot)
+{
+    StartWithCard();
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    const CK_SESSION_HANDLE other = Open(qualified);
+    ASSERT_EQ(Login(other), CKR_OK);
+    const CK_OBJECT_HANDLE key = FindOne(other, CKO_PRIVATE_KEY);
+    ASSERT_EQ(f->C_Logout(other), CKR_OK);
+    ASSERT_EQ(Login(session), CKR_OK);
+    EXPECT_TRUE(Find(other, Records().Number(CKA_CLASS, CKO_PRIVATE_KEY)).empty());
+    EXPECT_EQ(SignInit(other, CKM_SHA256_RSA_PKCS, key), CKR_KEY_HANDLE_INVALID);
+    EXPECT_EQ(f->C_Logout(other), CKR_USER_NOT_LOGGED_IN);
 }
 
 TEST_F(ObjectsFrontTest, NumbersAreAsWideAsUnsignedLong)
@@ -249,7 +289,7 @@ TEST_F(ObjectsFrontTest, ObjectIsSeenInItsSlotAlone)
     EXPECT_EQ(f->C_DestroyObject(other, made), CKR_OBJECT_HANDLE_INVALID);
     EXPECT_EQ(f->C_GetObjectSize(other, FindOne(session, CKO_CERTIFICATE), &size), CKR_OBJECT_HANDLE_INVALID);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
-    EXPECT_EQ(Find(session).size(), 2U);
+    EXPECT_EQ(Find(session).size(), 3U);
     EXPECT_EQ(Find(other).size(), 3U);
 }
 
@@ -312,7 +352,7 @@ TEST_F(ObjectsFrontTest, MadePrivateObjectEndsWithTheLogin)
     ASSERT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_PRIVATE, 1), key), CKR_OK);
     EXPECT_EQ(Find(session).size(), 4U);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
-    EXPECT_EQ(Find(session).size(), 1U);
+    EXPECT_EQ(Find(session).size(), 2U);
     EXPECT_EQ(Create(session, PublicKey(blackbox::TestKey(2)).Flag(CKA_PRIVATE, 1), key),
               CKR_USER_NOT_LOGGED_IN);
     ASSERT_EQ(Login(session), CKR_OK);

@@ -161,7 +161,7 @@ TEST_F(SessionsTest, CloseOfTheLastSessionLogsTheSlotOut)
     ASSERT_EQ(f->C_CloseAllSessions(qualified), CKR_OK);
     const CK_SESSION_HANDLE third = Open(qualified);
     EXPECT_EQ(State(third), CKS_RO_PUBLIC_SESSION);
-    EXPECT_EQ(Find(third), Handles{FindOne(third, CKO_PUBLIC_KEY)});
+    EXPECT_EQ(Find(third), PublicObjects(third));
     EXPECT_EQ(script->CallsOf("StartTransaction").size(), script->CallsOf("StopTransaction").size());
 }
 
