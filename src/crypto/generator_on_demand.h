@@ -16,14 +16,14 @@ public:
     explicit GeneratorOnDemand(std::size_t itsReseedInterval) : reseedInterval(itsReseedInterval) {}
 
     void randomize(uint8_t output[], std::size_t length) override { Generator().randomize(output, length); }
-    bool accepts_input() const override { return true; }
+    [[nodiscard]] bool accepts_input() const override { return true; }
     void add_entropy(const uint8_t input[], std::size_t length) override
     {
         Generator().add_entropy(input, length);
     }
-    std::string name() const override { return "on demand"; }
+    [[nodiscard]] std::string name() const override { return "on demand"; }
     void clear() override { generator.reset(); }
-    bool is_seeded() const override { return true; }
+    [[nodiscard]] bool is_seeded() const override { return true; }
 
 private:
     Botan::AutoSeeded_RNG& Generator() { return generator ? *generator : generator.emplace(reseedInterval); }
