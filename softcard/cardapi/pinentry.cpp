@@ -1,37 +1,18 @@
 #include "softcard/cardapi/pinentry.h"
 
 #include "softcard/base/text.h"
+#include "softcard/cardapi/pinentry_choice.h"
 #include "softcard/cardapi/system/pinentry_program.h"
 #include "softcard/system/environment.h"
-#include "softcard/system/files.h"
 
 #include <charconv>
 #include <chrono>
-#include <system_error>
 
 namespace softcard {
 namespace {
 
 constexpr int usualAnswerTime = 300; // seconds
 constexpr int longestAnswerTime = 3600;
-
-// Empty when none is chosen. A program with borrowed rights has no choice.
-std::filesystem::path ChosenProgram(const std::filesystem::path& configFolder)
-{
-    if (HasBorrowedRights()) {
-        return {};
-    }
-    std::filesystem::path fromEnvironment = PathFromEnvironment("TAVRIK_PINENTRY");
-    if (!fromEnvironment.empty()) {
-        return fromEnvironment;
-    }
-    try {
-        const std::string content = ReadFile(configFolder / "pinentry", Links::followed);
-        return PathOf(content.substr(0, content.find_first_of("\r\n")));
-    } catch (const std::system_error&) {
-        return {};
-    }
-}
 
 // How long the user may take.
 std::chrono::seconds ChosenWait()
@@ -59,7 +40,7 @@ std::string Describe(const CodeRequest& request)
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder)
 {
     const Question question{Describe(request), request.kind == CodeKind::bok ? "BOK:" : "PIN:", ChosenWait()};
-    const std::filesystem::path program = ChosenProgram(configFolder);
+    const std::filesystem::path program = ChosenPinentry(configFolder);
     std::optional<SecretText> code =
         program.empty() ? AskWithoutChoice(question) : AskThroughProgram(program, question);
     return code && !code->empty() ? std::move(code) : std::nullopt;

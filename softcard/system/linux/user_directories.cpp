@@ -3,6 +3,7 @@
 #include "softcard/base/store_error.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/files.h"
+#include "softcard/system/linux/user_home.h"
 
 #include <array>
 #include <cerrno>
@@ -87,23 +88,6 @@ fs::path HomeOfAccount()
     return found == nullptr ? fs::path() : fs::path(found->pw_dir);
 }
 
-fs::path FindHome()
-{
-    fs::path named = PathFromEnvironment("HOME");
-    const std::string first = Obstacle(named);
-    if (first.empty()) {
-        return named;
-    }
-    fs::path ofAccount = HomeOfAccount();
-    const std::string second = Obstacle(ofAccount);
-    if (!second.empty()) {
-        throw StoreTrouble("There is no folder for the cards. HOME is " + first +
-                           "; the home of the user's account is " + second +
-                           ". Set TAVRIK_HOME to a folder of your own.");
-    }
-    return ofAccount;
-}
-
 // A relative path in these variables counts as if it were not there, as their users agree, and so does the
 // folder of another user, who could put anything there.
 fs::path FindBase(const char* variable, std::string_view below)
@@ -111,7 +95,7 @@ fs::path FindBase(const char* variable, std::string_view below)
     fs::path base = PathFromEnvironment(variable);
     bool isThere = false;
     const bool isOwn = base.is_absolute() && (Examine(base, isThere).st_uid == geteuid() || !isThere);
-    return isOwn ? base : FindHome() / below;
+    return isOwn ? base : UserHome() / below;
 }
 
 // Whether only this user and the system can put something into the folder.
@@ -154,6 +138,23 @@ std::optional<Directories> FoldersIn(const fs::path& parent, const std::string& 
 }
 
 } // namespace
+
+fs::path UserHome()
+{
+    fs::path named = PathFromEnvironment("HOME");
+    const std::string first = Obstacle(named);
+    if (first.empty()) {
+        return named;
+    }
+    fs::path ofAccount = HomeOfAccount();
+    const std::string second = Obstacle(ofAccount);
+    if (!second.empty()) {
+        throw StoreTrouble("There is no folder for the cards. HOME is " + first +
+                           "; the home of the user's account is " + second +
+                           ". Set TAVRIK_HOME to a folder of your own.");
+    }
+    return ofAccount;
+}
 
 Directories UserDirectories()
 {

@@ -1,10 +1,10 @@
 // Any pinentry program, spoken to through pipes.
 #include "softcard/cardapi/system/pinentry_program.h"
 
+#include "softcard/cardapi/system/linux/program_path.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/linux/file_descriptor.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -24,30 +24,9 @@
 namespace softcard {
 namespace {
 
-constexpr const char* defaultProgram = "pinentry";
-constexpr const char* systemPath = "/usr/bin:/bin";
 constexpr std::chrono::seconds longestEnd{2}; // of a program that was told to end
 constexpr std::chrono::milliseconds endPause{5};
 constexpr int firstOther = 3; // descriptor behind the three that every program has
-
-// Empty when there is no such program.
-std::string FindProgram(const std::string& name)
-{
-    if (name.find('/') != std::string::npos) {
-        return access(name.c_str(), X_OK) == 0 ? name : std::string();
-    }
-    const std::string variable = PathFromEnvironment("PATH");
-    std::string_view path = variable.empty() ? systemPath : std::string_view(variable);
-    while (!path.empty()) {
-        const std::string_view folder = path.substr(0, path.find(':'));
-        std::string candidate = std::string(folder) + "/" + name;
-        if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
-        path.remove_prefix(std::min(path.size(), folder.size() + 1));
-    }
-    return {};
-}
 
 sigset_t BrokenPipeSignal()
 {
@@ -273,7 +252,7 @@ std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program
 
 std::optional<SecretText> AskWithoutChoice(const Question& question)
 {
-    return AskThroughProgram(defaultProgram, question);
+    return AskThroughProgram(usualPinentry, question);
 }
 
 } // namespace softcard

@@ -1,0 +1,30 @@
+#include "softcard/cardapi/system/linux/program_path.h"
+
+#include "softcard/system/environment.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include <unistd.h>
+
+namespace softcard {
+
+std::string FindProgram(const std::string& name)
+{
+    if (name.find('/') != std::string::npos) {
+        return access(name.c_str(), X_OK) == 0 ? name : std::string();
+    }
+    const std::string variable = PathFromEnvironment("PATH");
+    std::string_view path = variable.empty() ? systemPath : std::string_view(variable);
+    while (!path.empty()) {
+        const std::string_view folder = path.substr(0, path.find(':'));
+        std::string candidate = std::string(folder) + "/" + name;
+        if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) {
+            return candidate;
+        }
+        path.remove_prefix(std::min(path.size(), folder.size() + 1));
+    }
+    return {};
+}
+
+} // namespace softcard
