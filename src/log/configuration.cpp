@@ -136,19 +136,24 @@ void Load(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory,
 {
     const std::string path = Platform::NarrowPath(ConfigurationFile(directory), longestPath);
     const std::vector<char> text = ReadConfigurationFile(directory, report);
-    if (text.empty()) {
-        return;
+    if (!text.empty()) {
+        ApplyConfiguration(text.data(), path, settings, pinPadEnabled, report);
     }
+}
+
+} // namespace
+
+void ApplyConfiguration(const char* text, const std::string& path, LogSettings* settings, bool* pinPadEnabled,
+                        std::string& report)
+{
     try {
-        Apply(text.data(), path, settings, pinPadEnabled, report);
+        Apply(text, path, settings, pinPadEnabled, report);
     } catch (const std::exception& exception) {
         report = "Exception in parsing " + path + ": " + exception.what();
     } catch (...) {
         report = "Unknown exception in parsing " + path;
     }
 }
-
-} // namespace
 
 void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory,
                        std::string& report)

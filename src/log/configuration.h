@@ -12,6 +12,10 @@
 void LoadConfiguration(LogSettings* settings, bool* pinPadEnabled, const char16_t* directory,
                        std::string& report);
 
+// The same for a text that stands in the file at that path.
+void ApplyConfiguration(const char* text, const std::string& path, LogSettings* settings, bool* pinPadEnabled,
+                        std::string& report);
+
 // The bytes of the file and a zero byte; nothing, with a report, when it cannot be opened. A file of 8192
 // bytes or more is read all the same, with a report.
 std::vector<char> ReadConfigurationFile(const char16_t* directory, std::string& report);
