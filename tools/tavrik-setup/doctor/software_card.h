@@ -1,0 +1,16 @@
+// What is known of the software card alone.
+#pragma once
+
+#include "tools/tavrik-setup/doctor/finding.h"
+
+#include <nlohmann/json.hpp>
+
+namespace setup {
+
+// Whether the card layer that LookAtCards tells of is the software card.
+bool IsSoftwareCard(const nlohmann::json& seen);
+
+// The tries that the codes of the inserted cards have left, as the tool beside this program lists them. None without it.
+Findings CheckCodes();
+
+} // namespace setup

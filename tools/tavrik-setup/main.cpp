@@ -1,0 +1,206 @@
+// tavrik-setup: sets up the applications of this machine for the card, and looks for what is wrong.
+//
+// Exit codes: 0 done, or nothing wrong; 1 something is left undone, or wrong; 2 bad arguments. Every failure is told on the
+// standard error.
+#include "softcard/system/environment.h"
+#include "tools/command_line/description.h"
+#include "tools/tavrik-setup/doctor/doctor.h"
+#include "tools/tavrik-setup/files/refusal.h"
+#include "tools/tavrik-setup/report.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace setup;
+
+constexpr int exitUndone = 1;
+constexpr int exitBadArguments = 2;
+
+struct Arguments
+{
+    std::vector<std::string> programs;
+    bool undo = false;
+    bool dryRun = false;
+    bool json = false;
+    bool check = false;
+    std::string hosts;
+    std::string root;
+    std::string module;
+};
+
+void Tell(const std::string& text)
+{
+    std::cerr << PrintableLines("tavrik-setup: " + text);
+}
+
+std::vector<std::string> ProgramNames()
+{
+    std::vector<std::string> names;
+    for (const Program& program : ListPrograms(Place())) {
+        names.push_back(program.name);
+    }
+    return names;
+}
+
+void AddOptions(CLI::App& app, Arguments& arguments)
+{
+    const std::vector<std::string> names = ProgramNames();
+    app.add_option("PROGRAM", arguments.programs, "The programs to set up")
+        ->check(CLI::IsMember(names), command_line::Join(names, " "));
+    app.add_flag("--undo", arguments.undo, "Take back what was set up");
+    app.add_flag("--dry-run", arguments.dryRun, "Show what would be changed, and change nothing");
+    app.add_flag("--json", arguments.json, "One JSON value");
+    app.add_option("--host", arguments.hosts, "The hosts, as in ssh's Host, for which ssh uses the card");
+    app.add_option("--module", arguments.module, "The front, where it is not the one that is installed")
+        ->check(command_line::Offer("<file>"));
+    app.add_option("--root", arguments.root,
+                   "The folder of the system that is set up, such as an image of one")
+        ->check(command_line::Offer("<file>"));
+    app.add_subcommand("check", "Look for what keeps applications from using the card")
+        ->fallthrough()
+        ->callback([&arguments] { arguments.check = true; });
+}
+
+void CheckArguments(const Arguments& arguments)
+{
+    const bool isAlone = arguments.programs.empty() && !arguments.undo && !arguments.dryRun &&
+                         arguments.hosts.empty() && arguments.root.empty();
+    if (arguments.check && !isAlone) {
+        throw CLI::ValidationError("check", "it goes with --json and --module alone");
+    }
+    if (arguments.programs.empty() && (arguments.undo || arguments.dryRun || !arguments.hosts.empty())) {
+        throw CLI::ValidationError("PROGRAM", "which program is meant?");
+    }
+    for (const std::string* text : {&arguments.hosts, &arguments.module, &arguments.root}) {
+        const auto isControl = [](unsigned char byte) { return byte < ' ' || byte == 0x7F; };
+        if (std::any_of(text->begin(), text->end(), isControl)) {
+            throw CLI::ValidationError("\"" + *text + "\"", "control characters are for no file");
+        }
+    }
+}
+
+int List(const Planner& planner, const std::vector<Program>& programs, const Place& place, bool json)
+{
+    std::vector<ProgramState> states;
+    for (const Program& program : programs) {
+        states.push_back({&program, IsInstalled(program, place), planner.UseOf(program)});
+    }
+    std::cout << (json ? JsonLines(StatesAsJson(states)) : PrintableLines(StatesAsText(states)));
+    return 0;
+}
+
+// What fails is left, with the reason.
+void Perform(Plan& plan)
+{
+    std::vector<Step> done;
+    for (const Step& step : plan.steps) {
+        try {
+            step.perform();
+            done.push_back(step);
+        } catch (const Refusal& refusal) {
+            plan.left.push_back({step.file, refusal.what(), ""});
+        }
+    }
+    plan.steps = done;
+}
+
+int Change(const Planner& planner, const std::vector<Program>& programs, const Arguments& arguments)
+{
+    bool isLeft = false;
+    nlohmann::ordered_json all = nlohmann::ordered_json::array();
+    for (const Program& program : programs) {
+        const auto& wanted = arguments.programs;
+        if (std::find(wanted.begin(), wanted.end(), program.name) == wanted.end()) {
+            continue;
+        }
+        ProgramPlan planned{&program, arguments.undo ? planner.Undo(program) : planner.Setup(program)};
+        if (!arguments.dryRun) {
+            Perform(planned.plan);
+        }
+        isLeft = isLeft || !planned.plan.left.empty();
+        if (arguments.json) {
+            all.push_back(PlanAsJson(planned, !arguments.dryRun));
+        } else {
+            std::cout << PrintableLines(PlanAsText(planned, !arguments.dryRun, arguments.undo));
+        }
+    }
+    if (arguments.json) {
+        std::cout << JsonLines(all);
+    }
+    return isLeft ? exitUndone : 0;
+}
+
+int Check(const Place& place, bool json)
+{
+    const Findings findings = Diagnose(place.module);
+    std::cout << (json ? JsonLines(FindingsAsJson(findings)) : PrintableLines(FindingsAsText(findings)));
+    const bool isFaulty = std::any_of(findings.begin(), findings.end(), [](const Finding& finding) {
+        return finding.severity == Severity::fault;
+    });
+    return isFaulty ? exitUndone : 0;
+}
+
+int Run(const Arguments& arguments)
+{
+    Place place = FindPlace(arguments.root, arguments.module);
+    if (arguments.check) {
+        return Check(place, arguments.json);
+    }
+    place.sshHosts = arguments.hosts;
+    const Planner planner(place);
+    const std::vector<Program> programs = ListPrograms(place);
+    return arguments.programs.empty() ? List(planner, programs, place, arguments.json)
+                                      : Change(planner, programs, arguments);
+}
+
+int ParseAndRun(int count, char** values)
+{
+    CLI::App app("Sets up applications for the card", "tavrik-setup");
+    app.set_version_flag("--version", "tavrik-setup " TAVRIK_VERSION);
+    Arguments arguments;
+    AddOptions(app, arguments);
+    if (command_line::DescribeOnRequest(app, {values + std::min(count, 1), values + count})) {
+        return 0;
+    }
+    try {
+        app.parse(count, values);
+        CheckArguments(arguments);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            return app.exit(error);
+        }
+        Tell(error.what());
+        return exitBadArguments;
+    }
+    const int exitCode = Run(arguments);
+    if (!std::cout.flush()) {
+        throw Refusal("The standard output cannot be written.");
+    }
+    return exitCode;
+}
+
+} // namespace
+
+int main(int argumentCount, char** argumentValues)
+{
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a write then fails, which is told
+    if (softcard::HasBorrowedRights()) {
+        Tell("This program changes files where its user's environment says, and so works with that user's "
+             "rights only.");
+        return exitUndone;
+    }
+    try {
+        return ParseAndRun(argumentCount, argumentValues);
+    } catch (const std::exception& error) {
+        Tell(error.what());
+        return exitUndone;
+    }
+}

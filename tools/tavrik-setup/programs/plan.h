@@ -1,0 +1,67 @@
+// What is to be done for a program, worked out before anything is touched.
+#pragma once
+
+#include "tools/tavrik-setup/programs/record.h"
+#include "tools/tavrik-setup/programs/setting.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace setup {
+
+// One change. `perform` throws Refusal and then has changed nothing.
+struct Step
+{
+    std::string action; // "make", "change" or "remove"
+    std::filesystem::path file;
+    std::string difference;
+    std::function<void()> perform;
+};
+
+// What stays as it is although it is not as it should be.
+struct Left
+{
+    std::filesystem::path file; // may be empty
+    std::string reason;
+    std::string toAdd; // by hand; may be empty
+};
+
+struct Plan
+{
+    std::vector<Step> steps;
+    std::vector<Left> left;
+};
+
+// Whether the program uses the card.
+enum class Use
+{
+    no,
+    partly, // some of what it needs is there
+    yes,
+    unknown // it cannot be told from a file
+};
+
+class Planner
+{
+public:
+    explicit Planner(Place itsPlace);
+
+    [[nodiscard]] Use UseOf(const Program& program) const;
+    [[nodiscard]] Plan Setup(const Program& program) const;
+    [[nodiscard]] Plan Undo(const Program& program) const;
+
+private:
+    // Which record a file's change stands in.
+    [[nodiscard]] Record RecordOf(Level level) const;
+
+    void SetUpFile(const std::string& program, const FileSetting& setting, Plan& plan) const;
+    void SetUpDatabase(const std::string& program, const DatabaseSetting& setting, Plan& plan) const;
+    void UndoFile(const Entry& entry, const FileSetting& setting, Plan& plan) const;
+    void UndoDatabase(const Entry& entry, const DatabaseSetting& setting, Plan& plan) const;
+    [[nodiscard]] bool IsSet(const Setting& setting) const;
+
+    Place place;
+};
+
+} // namespace setup

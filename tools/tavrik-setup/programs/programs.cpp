@@ -1,0 +1,214 @@
+// The table of the programs.
+#include "tools/tavrik-setup/programs/nss_profiles.h"
+#include "tools/tavrik-setup/programs/setting.h"
+
+#include <setup_templates.h>
+
+#include <algorithm>
+#include <system_error>
+
+namespace setup {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t forAll = 0644;
+constexpr mode_t forUser = 0600;
+constexpr const char* everyHost = "*";
+
+template <typename Kind, typename... Arguments>
+std::shared_ptr<const FileKind> Make(Arguments&&... arguments)
+{
+    return std::make_shared<Kind>(std::forward<Arguments>(arguments)...);
+}
+
+// Below the home, if there is one.
+fs::path AtHome(const Place& place, const char* path)
+{
+    return place.home.empty() ? fs::path() : place.home / path;
+}
+
+FileSetting OfSystem(const Place& place, const char* path, std::shared_ptr<const FileKind> kind)
+{
+    return {Level::system, place.System(path), forAll, std::move(kind), {}};
+}
+
+FileSetting OfUser(fs::path file, std::shared_ptr<const FileKind> kind)
+{
+    return {Level::user, std::move(file), forUser, std::move(kind), {}};
+}
+
+FileSetting OwnConfiguration(const Place& place, const char* name, const std::string& text)
+{
+    return OfUser(place.config.empty() ? fs::path() : place.config / name, Make<OwnFile>(text));
+}
+
+Program P11Kit(const Place& place, const std::string& module)
+{
+    FileSetting file = OfSystem(place, "/etc/pkcs11/modules/tavrik.module",
+                                Make<OwnFile>("# The electronic-identity card.\nmodule: " + module + "\n"));
+    file.instead = place.System("/usr/share/p11-kit/modules/tavrik.module");
+    return {"p11-kit", "p11-kit (GnuTLS, GNOME and others)", {"p11-kit"}, {"/etc/pkcs11/pkcs11.conf.example"},
+            {file},    "\"p11-kit list-modules\" shows it."};
+}
+
+Program Firefox(const Place& place, const std::string& module)
+{
+    return {"firefox",
+            "Firefox",
+            {"firefox-esr", "firefox"},
+            {},
+            {OfSystem(place, "/etc/firefox/policies/policies.json", Make<PolicyDevice>(module))},
+            "Start Firefox anew."};
+}
+
+Program Thunderbird(const Place& place, const std::string& module)
+{
+    return {"thunderbird",
+            "Thunderbird",
+            {"thunderbird"},
+            {},
+            {OfSystem(place, "/etc/thunderbird/policies/policies.json", Make<PolicyDevice>(module))},
+            "Start Thunderbird anew."};
+}
+
+Program Chromium(const Place& place)
+{
+    return {"chromium",
+            "Chromium, Chrome",
+            {"chromium", "google-chrome", "google-chrome-stable"},
+            {},
+            {DatabaseSetting{AtHome(place, ".pki/nssdb"), true}},
+            "Start Chromium anew, with --ssl-version-max=tls1.2 for servers that speak TLS 1.3."};
+}
+
+// It uses the databases of the profiles that Firefox and Thunderbird have.
+Program LibreOffice(const Place& place)
+{
+    std::vector<Setting> databases;
+    for (const fs::path& folder : DefaultProfiles(place.home)) {
+        databases.emplace_back(DatabaseSetting{folder, false});
+    }
+    if (databases.empty()) {
+        databases.emplace_back(
+            ManualSetting{{},
+                          "LibreOffice uses the profile of Firefox or Thunderbird, and there is none. "
+                          "Start one of them once, and then this again.",
+                          ""});
+    }
+    return {
+        "libreoffice", "LibreOffice", {"libreoffice", "soffice"}, {}, databases, "Start LibreOffice anew."};
+}
+
+Program Java(const Place& place, const std::string& module)
+{
+    return {"java",
+            "Java",
+            {"java", "keytool", "jarsigner"},
+            {},
+            {OwnConfiguration(place, "java-sig-zep.cfg", JavaConfiguration(module, "Sig_ZEP", "0")),
+             OwnConfiguration(place, "java-sig-ep.cfg", JavaConfiguration(module, "Sig_EP", "1"))},
+            "Give keytool or jarsigner \"-providerClass sun.security.pkcs11.SunPKCS11 -providerArg " +
+                (place.config / "java-sig-ep.cfg").string() + " -keystore NONE -storetype PKCS11\"."};
+}
+
+Program OpenSsl(const Place& place, const std::string& module)
+{
+    return {
+        "openssl",
+        "OpenSSL (and curl, wget and others, by its configuration)",
+        {"openssl"},
+        {},
+        {OwnConfiguration(place, "openssl-card.cnf", OpenSslConfiguration(module))},
+        "Set OPENSSL_CONF=" + (place.config / "openssl-card.cnf").string() +
+            " for the programs that are to use the card. The engine comes with libengine-pkcs11-openssl."};
+}
+
+Program Ssh(const Place& place, const std::string& module)
+{
+    const std::string line = "    PKCS11Provider " + module;
+    const std::string hosts = "Host " + (place.sshHosts.empty() ? everyHost : place.sshHosts);
+    std::vector<std::string> telling{line};
+    if (!place.sshHosts.empty()) {
+        telling.push_back(hosts);
+    }
+    return {"ssh",
+            "ssh",
+            {"ssh"},
+            {},
+            {OfUser(AtHome(place, ".ssh/config"),
+                    Make<TextBlock>("ssh", std::vector{hosts, line}, telling, std::vector<std::string>{}))},
+            "\"ssh-keygen -D " + module + "\" shows the key for authorized_keys."};
+}
+
+Program GnuPg(const Place& place, const std::string& module)
+{
+    const std::string daemon = "scdaemon-program /usr/bin/gnupg-pkcs11-scd";
+    const std::vector<std::string> provider{"providers tavrik", "provider-tavrik-library " + module,
+                                            "provider-tavrik-allow-protected-auth",
+                                            "provider-tavrik-cert-private"};
+    return {"gnupg",
+            "GnuPG (gpgsm, by gnupg-pkcs11-scd)",
+            {"gnupg-pkcs11-scd"},
+            {},
+            {OfUser(AtHome(place, ".gnupg/gnupg-pkcs11-scd.conf"),
+                    Make<TextBlock>("gnupg", provider, std::vector{provider[1]},
+                                    std::vector<std::string>{"providers"})),
+             OfUser(AtHome(place, ".gnupg/gpg-agent.conf"),
+                    Make<TextBlock>("gnupg", std::vector{daemon}, std::vector{daemon},
+                                    std::vector<std::string>{"scdaemon-program"}))},
+            "End the agent with \"gpgconf --kill gpg-agent\"; \"gpgsm --learn-card\" then shows the card's "
+            "certificates."};
+}
+
+Program OpenVpn(const std::string& module)
+{
+    return {"openvpn",
+            "OpenVPN",
+            {"openvpn"},
+            {},
+            {ManualSetting{
+                {},
+                "Each connection has a file of its own.",
+                "pkcs11-providers " + module +
+                    "\npkcs11-protected-authentication 1\npkcs11-id '...'    # one of those that \"openvpn "
+                    "--show-pkcs11-ids " +
+                    module + "\" shows\n"}},
+            ""};
+}
+
+Program PamPkcs11(const Place& place, const std::string& module)
+{
+    return {
+        "pam_pkcs11",
+        "pam_pkcs11",
+        {"pkcs11_inspect"},
+        {"/etc/pam_pkcs11"},
+        {ManualSetting{
+            {place.System("/etc/pam_pkcs11/pam_pkcs11.conf")},
+            "Who may log in with which certificate is yours to decide, and a mistake locks everybody out.",
+            "use_pkcs11_module = tavrik;\npkcs11_module tavrik {\n    module = " + module +
+                ";\n    slot_num = 1;\n}\n"}},
+        ""};
+}
+
+} // namespace
+
+std::vector<Program> ListPrograms(const Place& place)
+{
+    const std::string module = place.module.string();
+    return {P11Kit(place, module), Firefox(place, module), Thunderbird(place, module), Chromium(place),
+            LibreOffice(place),    Java(place, module),    OpenSsl(place, module),     Ssh(place, module),
+            GnuPg(place, module),  OpenVpn(module),        PamPkcs11(place, module)};
+}
+
+bool IsInstalled(const Program& program, const Place& place)
+{
+    std::error_code missing;
+    return std::any_of(program.commands.begin(), program.commands.end(),
+                       [&](const std::string& command) { return !place.Command(command).empty(); }) ||
+           std::any_of(program.files.begin(), program.files.end(),
+                       [&](const std::string& file) { return fs::exists(place.System(file), missing); });
+}
+
+} // namespace setup
