@@ -118,9 +118,14 @@ void EraseMember(std::string& text, size_t object, const KeyPath& path)
         return;
     }
     const size_t before = text.find_last_not_of(jsonBlanks, last.begin - 1);
-    const size_t begin = text[before] == ',' ? before : object + 1;
-    const size_t end = text[before] == ',' ? last.end : behind;
-    text.erase(begin, end - begin);
+    if (text[before] == ',') {
+        text.erase(before, last.end - before);
+    } else if (last.begin ==
+               object + 1) { // as PieceForMember has put it in front of the blanks of an empty object
+        text.erase(last.begin, last.end - last.begin);
+    } else {
+        text.erase(object + 1, behind - object - 1);
+    }
 }
 
 } // namespace

@@ -98,8 +98,8 @@ void UndoChange(const Record& record, const FileChange& change)
     } else if (change.before != change.after) {
         ReplaceFile(entry.file, change.before, *change.after, 0);
     }
-    if (!change.after) {
-        DeleteEmptyFolders(entry.madeFolders);
+    if (!change.after) { // the record may have been given more folders since the change was planned
+        DeleteEmptyFolders(record.Find(entry.program, entry.file).value_or(entry).madeFolders);
     }
     record.Drop(entry.program, entry.file);
 }

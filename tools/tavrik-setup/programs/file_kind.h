@@ -40,8 +40,8 @@ public:
 class TextBlock : public FileKind
 {
 public:
-    // The program's name stands in the comments. A word of `exclusive` may begin no other line of the file. Lines outside
-    // the block count as wanted when they have each of `telling`.
+    // The program's name stands in the comments. A file that has each line of `telling` says what is wanted, also where a
+    // person has changed others in the block. A word of `exclusive` may begin no other line of the file.
     TextBlock(std::string itsProgram, std::vector<std::string> itsLines, std::vector<std::string> itsTelling,
               std::vector<std::string> itsExclusive);
 

@@ -119,7 +119,9 @@ void NssDatabase::Run(const fs::path& tool, const std::vector<std::string>& argu
         throw Refusal(tool.filename().string() + " did not come to an end.");
     }
     if (result.exitCode != 0) {
-        throw Refusal(tool.filename().string() + " failed: " + result.output);
+        std::string output = result.output;
+        output.erase(output.find_last_not_of('\n') + 1);
+        throw Refusal(tool.filename().string() + " failed: " + output);
     }
 }
 
@@ -132,14 +134,32 @@ Entry NssDatabase::Add(const fs::path& module, const std::optional<Entry>& earli
 {
     Entry entry = earlier.value_or(Entry());
     entry.file = folder / nssModuleList;
-    const std::string database = "sql:" + folder.string();
-    if (!Exists()) {
+    const bool isMade = !Exists();
+    if (isMade) {
         entry.madeFolders = MakeFolders(folder, databaseFolderMode);
         Make();
         for (const char* file : databaseFiles) {
             entry.madeBeside[file] = DigestOf(Content(folder / file));
         }
-    } else if (earlier && HasName()) {
+    }
+    const std::string original = ModuleList();
+    try {
+        AddTo(entry, module, earlier.has_value());
+    } catch (const Refusal&) {
+        if (isMade) {
+            Delete(entry);
+        } else if (ModuleList() != original) {
+            ReplaceFile(entry.file, ModuleList(), original, 0);
+        }
+        throw;
+    }
+    return entry;
+}
+
+void NssDatabase::AddTo(Entry& entry, const fs::path& module, bool replaces) const
+{
+    const std::string database = "sql:" + folder.string();
+    if (replaces && HasName()) {
         Run(modutil, {"-dbdir", database, "-delete", nssModuleName, "-force"});
     }
     const std::string before = ModuleList();
@@ -147,7 +167,6 @@ Entry NssDatabase::Add(const fs::path& module, const std::optional<Entry>& earli
     const std::string after = ModuleList();
     entry.piece = PieceBetween(before, after);
     entry.digest = DigestOf(after);
-    return entry;
 }
 
 bool NssDatabase::IsUnchanged(const Entry& entry) const
@@ -163,17 +182,20 @@ bool NssDatabase::IsAsMade(const Entry& entry) const
            });
 }
 
+void NssDatabase::Delete(const Entry& entry) const
+{
+    for (const auto& file : entry.madeBeside) {
+        DeleteFile(folder / file.first, Content(folder / file.first));
+    }
+    DeleteFile(entry.file, ModuleList());
+    DeleteEmptyFolders(entry.madeFolders);
+}
+
 void NssDatabase::Remove(const Entry& entry) const
 {
     if (IsAsMade(entry)) {
-        for (const auto& file : entry.madeBeside) {
-            DeleteFile(folder / file.first, Content(folder / file.first));
-        }
-        DeleteFile(entry.file, ModuleList());
-        DeleteEmptyFolders(entry.madeFolders);
-        return;
-    }
-    if (IsUnchanged(entry)) {
+        Delete(entry);
+    } else if (IsUnchanged(entry)) {
         const std::string now = ModuleList();
         std::string before = now;
         before.erase(entry.piece.offset, entry.piece.text.size());

@@ -31,7 +31,8 @@ public:
     [[nodiscard]] std::string Commands(const std::filesystem::path& module, bool replaces) const;
     [[nodiscard]] std::string CommandsToRemove(const Entry& entry) const;
 
-    // Makes the database where there is none, and adds the module. Throws Refusal.
+    // Makes the database where there is none, and adds the module, in the place of the earlier one. Throws Refusal, and then
+    // has left all as it was.
     [[nodiscard]] Entry Add(const std::filesystem::path& module, const std::optional<Entry>& earlier) const;
 
     // Whether we made it, and nobody has put anything into it since.
@@ -44,6 +45,8 @@ public:
 private:
     [[nodiscard]] std::string ModuleList() const;
     void Make() const;
+    void AddTo(Entry& entry, const std::filesystem::path& module, bool replaces) const;
+    void Delete(const Entry& entry) const;
     void Run(const std::filesystem::path& tool, const std::vector<std::string>& arguments) const;
     [[nodiscard]] bool IsUnchanged(const Entry& entry) const;
 
