@@ -48,6 +48,13 @@ std::string Bind(void* library, CardFunctions& functions)
     return missing;
 }
 
+// Its name, or its number where it has none.
+std::string NameOf(CardStatus status)
+{
+    const std::string name = CardStatusName(status);
+    return name.empty() ? "status " + std::to_string(status) : name;
+}
+
 std::string TextOf(const char16_t* text)
 {
     return softcard::ToUtf8(text).value_or("");
@@ -87,7 +94,7 @@ void AddCertificates(json& list, Function function, CardSession session, const c
     uint32_t count = 0;
     const CardStatus status = function(session, certificates->data(), &count, keys->data());
     if (status != eStatusOk) {
-        list.push_back({{"label", label}, {"error", CardStatusName(status)}});
+        list.push_back({{"label", label}, {"error", NameOf(status)}});
     }
     for (uint32_t i = 0; status == eStatusOk && i < std::min(count, maxCertificates); ++i) {
         list.push_back(CertificateFacts((*certificates)[i], label));
@@ -98,7 +105,7 @@ json LookAtReader(const CardFunctions& functions, const std::u16string& name)
 {
     CardSession session = 0;
     const CardStatus status = functions.OpenSession(name.c_str(), &session);
-    json facts{{"name", TextOf(name.c_str())}, {"status", status}, {"statusName", CardStatusName(status)}};
+    json facts{{"name", TextOf(name.c_str())}, {"status", status}, {"statusName", NameOf(status)}};
     if (session == 0) {
         return facts;
     }

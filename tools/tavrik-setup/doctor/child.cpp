@@ -54,7 +54,7 @@ void SilenceOutput()
     _exit(exitCode); // without what libraries do at the end of a process
 }
 
-// False when the time is over before the end.
+// False when the time is over before the end, and when there is too much.
 bool ReadAnswer(int source, Clock::time_point deadline, std::string& text)
 {
     std::array<char, 4096> block{};
@@ -70,7 +70,7 @@ bool ReadAnswer(int source, Clock::time_point deadline, std::string& text)
         }
         text.append(block.data(), length < 0 ? 0 : static_cast<size_t>(length));
     }
-    return true;
+    return false; // it would wait for somebody to read the rest
 }
 
 int AwaitChild(pid_t child)
