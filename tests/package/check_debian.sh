@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tries the Debian packages of a folder: lintian, then installing them into an empty root, building the examples against
-# what is installed, signing with them, and purging.
+# what is installed, signing with them, with OpenSSL and with Java, setting up ssh, and purging.
 #
 #   check_debian.sh PACKAGES EXAMPLES
 set -euo pipefail
@@ -61,6 +61,41 @@ front=$(find "$root/usr/lib" -path '*/pkcs11/tavrik-pkcs11.so')
 [ -e "$root/usr/share/p11-kit/modules/tavrik.module" ] || fail "the module file is not there"
 pkcs11-tool --module "$front" --list-token-slots 2>/dev/null | grep -q "token label *: Sig_EP" ||
     fail "the front shows no token"
+for package in libengine-pkcs11-openssl p11-kit; do
+    dpkg-deb --field "$packages"/tavrik-pkcs11_*.deb Recommends | grep -qw "$package" || fail "$package is not recommended"
+done
+
+# The files that the package brings along name the front where the package puts it; here, the root stands before it.
+for file in man/man1/tavrik-setup.1.gz bash-completion/completions/tavrik-setup tavrik/openssl-card.cnf \
+    tavrik/java-sig-zep.cfg tavrik/java-sig-ep.cfg; do
+    [ -e "$root/usr/share/$file" ] || fail "$file is not there"
+done
+grep -q "^MODULE_PATH = ${front#"$root"}\$" "$root/usr/share/tavrik/openssl-card.cnf" || fail "openssl-card.cnf names another front"
+for file in openssl-card.cnf java-sig-ep.cfg; do
+    sed "s|= /usr|= $root/usr|" "$root/usr/share/tavrik/$file" >"$root/$file"
+done
+OPENSSL_CONF=$root/openssl-card.cnf openssl dgst -engine pkcs11 -keyform engine -sha256 -out "$root/engine.sig" \
+    -sign "pkcs11:token=Sig_EP;type=private;pin-value=123456" "$document" 2>/dev/null || fail "the engine does not sign"
+openssl dgst -sha256 -verify "$root/Sig_EP.pub" -signature "$root/engine.sig" "$document" >/dev/null || fail "engine: a bad signature"
+echo 123456 >"$TAVRIK_PINENTRY_ANSWERS"
+keytool -providerClass sun.security.pkcs11.SunPKCS11 -providerArg "$root/java-sig-ep.cfg" -keystore NONE -storetype PKCS11 \
+    -storepass none -list | grep -q PrivateKeyEntry || fail "Java finds no key"
+
+# tavrik-setup finds the front of the package, which p11-kit has already, and sets up and takes back what a user has.
+mkdir "$root/user"
+setup() {
+    HOME=$root/user XDG_CONFIG_HOME='' XDG_STATE_HOME='' "$root/usr/bin/tavrik-setup" "$@"
+}
+setup check >"$root/checked" || { cat "$root/checked"; fail "tavrik-setup check finds a fault"; }
+grep -qF "front: $front, version" "$root/checked" || fail "tavrik-setup does not find the front of the package"
+ln -s "$(command -v p11-kit)" "$root/usr/bin/p11-kit"
+setup --root "$root" | grep -q "^p11-kit *uses the card" || fail "p11-kit is not set up by the package"
+rm "$root/usr/bin/p11-kit"
+setup ssh >/dev/null
+ssh -T -F "$root/user/.ssh/config" -G example.org | grep -qx "pkcs11provider $front" || fail "ssh does not take the front"
+setup --undo ssh >/dev/null
+[ ! -e "$root/user/.ssh" ] || fail "tavrik-setup leaves something of ssh"
+
 "$root/usr/bin/tavrik-log" "$TAVRIK_HOME/state" | grep -q "CardAPI, version" || fail "the log cannot be read"
 
 in_root --purge tavrik-pkcs11-dev tavrik-softcard tavrik-pkcs11
