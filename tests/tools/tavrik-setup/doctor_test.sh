@@ -73,7 +73,7 @@ found "^fault configuration: .*has no object \"log\""
 configure '[]'
 check 1
 found "^fault configuration: .*no JSON object"
-configure "{ \"log\": {} $(printf '%8200s')}"
+configure "{ \"log\": {} $(printf '%8200s' '')}"
 check 0
 found "^warning configuration: .*larger than"
 rm "$config/config.json"
