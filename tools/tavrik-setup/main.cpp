@@ -12,14 +12,19 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace {
 
 using namespace setup;
+namespace fs = std::filesystem;
 
 constexpr int exitUndone = 1;
 constexpr int exitBadArguments = 2;
@@ -112,9 +117,18 @@ void Perform(Plan& plan)
     plan.steps = done;
 }
 
-int Change(const Planner& planner, const std::vector<Program>& programs, const Arguments& arguments)
+bool ChangesIn(const fs::path& home, const Plan& plan)
+{
+    return !home.empty() && std::any_of(plan.steps.begin(), plan.steps.end(), [&home](const Step& step) {
+        return step.file.string().starts_with(home.string() + "/");
+    });
+}
+
+int Change(const Planner& planner, const std::vector<Program>& programs, const Arguments& arguments,
+           const fs::path& home)
 {
     bool isLeft = false;
+    bool isHome = false;
     nlohmann::ordered_json all = nlohmann::ordered_json::array();
     for (const Program& program : programs) {
         const auto& wanted = arguments.programs;
@@ -125,6 +139,7 @@ int Change(const Planner& planner, const std::vector<Program>& programs, const A
         if (!arguments.dryRun) {
             Perform(planned.plan);
         }
+        isHome = isHome || ChangesIn(home, planned.plan);
         isLeft = isLeft || !planned.plan.left.empty();
         if (arguments.json) {
             all.push_back(PlanAsJson(planned, !arguments.dryRun));
@@ -134,6 +149,9 @@ int Change(const Planner& planner, const std::vector<Program>& programs, const A
     }
     if (arguments.json) {
         std::cout << JsonLines(all);
+    }
+    if (isHome && geteuid() == 0 && secure_getenv("SUDO_UID") != nullptr) {
+        Tell("The files in " + home.string() + " are those of root. For your own, call this without sudo.");
     }
     return isLeft ? exitUndone : 0;
 }
@@ -158,7 +176,7 @@ int Run(const Arguments& arguments)
     const Planner planner(place);
     const std::vector<Program> programs = ListPrograms(place);
     return arguments.programs.empty() ? List(planner, programs, place, arguments.json)
-                                      : Change(planner, programs, arguments);
+                                      : Change(planner, programs, arguments, place.home);
 }
 
 int ParseAndRun(int count, char** values)

@@ -22,6 +22,8 @@ std::string UseAsWord(Use use)
         return "partly";
     case Use::yes:
         return "yes";
+    case Use::byHand:
+        return "byHand";
     case Use::unknown:
         break;
     }
@@ -40,10 +42,12 @@ std::string UseAsText(const ProgramState& state)
         return "is set up in part";
     case Use::yes:
         return "uses the card";
+    case Use::byHand:
+        return "is set up by hand";
     case Use::unknown:
         break;
     }
-    return "is set up by hand";
+    return "has a file that cannot be read";
 }
 
 std::string SeverityAsWord(Severity severity)

@@ -141,6 +141,27 @@ expect_said "pkcs11-providers $front"
     fail "a file of others was changed"
 expect_exit 0 setup --undo gnupg
 
+echo "hides no policies of another file, and finds its own when another one comes first by now"
+expect_exit 0 setup --undo firefox
+rm -r "$root/etc/firefox"
+mkdir -p "$root/usr/lib/firefox-esr/distribution"
+echo '{"policies": {}}' >"$root/usr/lib/firefox-esr/distribution/policies.json"
+expect_exit 0 setup firefox
+[ ! -e "$policies" ] || fail "the policies of the installation are hidden"
+grep -q "$front" "$root/usr/lib/firefox-esr/distribution/policies.json" || fail "the policies of the installation lack the card"
+mkdir -p "$(dirname "$policies")"
+echo '{"policies": {}}' >"$policies"
+expect_exit 0 setup
+expect_said "firefox      does not use the card"
+expect_exit 0 setup --undo firefox
+[ "$(cat "$root/usr/lib/firefox-esr/distribution/policies.json")" = '{"policies": {}}' ] || fail "not taken back"
+rm -r "$root/etc/firefox" "$root/usr/lib/firefox-esr"
+
+echo "what is for everybody can be read by everybody, whatever the mask"
+(umask 077 && setup firefox >/dev/null)
+[ "$(stat -c %a "$policies" "$(dirname "$policies")" "$root/etc/firefox" | xargs)" = "644 755 755" ] || fail "modes of the policies"
+expect_exit 0 setup --undo firefox
+
 echo "follows a link of the user to a file of dotfiles, and no pipe"
 rm "$home/.ssh/config"
 mkdir "$home/dotfiles"
@@ -186,7 +207,7 @@ setup --json | python3 -c '
 import json, sys
 programs = {p["program"]: p for p in json.load(sys.stdin)}
 assert programs["ssh"] == {"program": "ssh", "title": "ssh", "installed": True, "usesCard": "no"}, programs["ssh"]
-assert programs["openvpn"]["usesCard"] == "unknown"'
+assert programs["openvpn"]["usesCard"] == "byHand"'
 setup --json --dry-run ssh | python3 -c '
 import json, sys
 (plan,) = json.load(sys.stdin)
@@ -208,7 +229,7 @@ if [ "$(id -u)" -eq 0 ]; then
     chmod 755 "$folder"
     mkdir "$folder/other"
     chown 65534:65534 "$folder/other"
-    rm -r "$root/etc/firefox" && mkdir -p "$(dirname "$policies")"
+    mkdir -p "$(dirname "$policies")"
     as_other() {
         setpriv --reuid 65534 --regid 65534 --clear-groups env HOME="$folder/other" "$@"
     }
@@ -216,6 +237,12 @@ if [ "$(id -u)" -eq 0 ]; then
     expect_said "This needs root"
     expect_exit 0 as_other "$tool" --module "$front" --root "$root" ssh
     [ "$(stat -c %u "$folder/other/.ssh/config")" -eq 65534 ] || fail "the owner of a user's file"
+
+    echo "a user with sudo is told whose files these are"
+    SUDO_UID=65534 expect_exit 0 setup --dry-run java
+    expect_said "are those of root"
+    expect_exit 0 setup --dry-run java
+    [[ $said != *"those of root"* ]] || fail "root without sudo is told the same"
 
     echo "root changes nothing in the home of another user, whatever HOME says"
     HOME=$folder/other expect_exit 0 setup --dry-run java

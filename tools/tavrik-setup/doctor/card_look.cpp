@@ -29,6 +29,7 @@ constexpr uint32_t longestReaderList = 65536;
 // The functions of the card-access library.
 struct CardFunctions
 {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member
 #define CARD_FUNCTION(type, name, parameters, arguments, fault) decltype(&CardAPI_##name) name = nullptr;
 #include "src/card/functions.inc"
 };

@@ -9,8 +9,9 @@
 #include "tools/tavrik-setup/doctor/pinentry_check.h"
 #include "tools/tavrik-setup/doctor/software_card.h"
 
-#include <array>
 #include <ctime>
+#include <iomanip>
+#include <sstream>
 #include <system_error>
 
 namespace setup {
@@ -21,7 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds longestLook{60};
 constexpr const char* libraryFile = "libpkcs11_x64.so";
-constexpr std::time_t secondsOfDay = 24 * 60 * 60;
+constexpr std::time_t secondsOfDay = 86400;
 constexpr std::time_t daysOfWarning = 30;
 
 void Add(Findings& findings, const Findings& more)
@@ -97,20 +98,20 @@ Findings JudgeCertificate(const json& certificate, const std::string& reader)
     const auto end = certificate["end"].get<std::time_t>();
     std::tm day{};
     gmtime_r(&end, &day);
-    std::array<char, sizeof("2026-12-31 23:59:59 UTC")> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d", &day);
+    std::ostringstream text;
+    text << std::put_time(&day, "%Y-%m-%d");
     const std::string who = label + " of " + certificate.value("subject", "") + " in " + reader;
     const std::time_t left = end - std::time(nullptr);
     const std::string renew = "Have the certificate renewed where the card was issued.";
     if (left < 0) {
-        return {{Severity::fault, "certificate", who + " ended on " + text.data() + ".", renew}};
+        return {{Severity::fault, "certificate", who + " ended on " + text.str() + ".", renew}};
     }
     if (left < daysOfWarning * secondsOfDay) {
         return {{Severity::warning, "certificate",
-                 who + " ends on " + text.data() + ", in " + std::to_string(left / secondsOfDay) + " days.",
+                 who + " ends on " + text.str() + ", in " + std::to_string(left / secondsOfDay) + " days.",
                  renew}};
     }
-    return {{Severity::fine, "certificate", who + " is valid until " + text.data() + ".", ""}};
+    return {{Severity::fine, "certificate", who + " is valid until " + text.str() + ".", ""}};
 }
 
 Finding JudgeHold(const std::string& reader, const std::string& cardLayer)

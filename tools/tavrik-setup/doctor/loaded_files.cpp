@@ -56,7 +56,7 @@ std::vector<std::string> ProgramsWith(const fs::path& file)
             std::ifstream stream(process.path() / "comm");
             std::string name;
             std::getline(stream, name);
-            programs.push_back(name + " (" + id + ")");
+            programs.push_back(name.append(" (").append(id).append(")"));
         }
     }
     return programs;

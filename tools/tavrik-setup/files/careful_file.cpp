@@ -262,6 +262,7 @@ std::vector<fs::path> MakeFolders(const fs::path& folder, mode_t mode)
     RequireSafeFolder(Resolve(folder.parent_path()));
     if (mkdir(folder.c_str(), mode) == 0) {
         made.push_back(folder);
+        chmod(folder.c_str(), mode); // which the mask of the process has cut
     } else if (errno != EEXIST) {
         const int error = errno;
         DeleteEmptyFolders(made);

@@ -86,7 +86,7 @@ Use Planner::UseOf(const Program& program) const
     for (const Setting& setting : program.settings) {
         const auto* manual = std::get_if<ManualSetting>(&setting);
         if (manual != nullptr && manual->files.empty()) {
-            return Use::unknown;
+            return Use::byHand;
         }
         try {
             set += IsSet(setting) ? 1U : 0U;
@@ -169,16 +169,7 @@ Plan Planner::Undo(const Program& program) const
     Plan plan;
     for (const Setting& setting : program.settings) {
         if (const auto* file = std::get_if<FileSetting>(&setting)) {
-            Try(plan, file->file, "", [&] {
-                const auto entry = file->level == Level::user && place.state.empty()
-                                       ? std::nullopt
-                                       : RecordOf(file->level).Find(program.name, file->file);
-                if (entry) {
-                    UndoFile(*entry, *file, plan);
-                } else if (IsSetIn(*file, place.module)) {
-                    throw Refusal("It was not tavrik-setup that set this up.");
-                }
-            });
+            Try(plan, file->file, "", [&] { UndoFileSetting(program.name, *file, plan); });
         } else if (const auto* database = std::get_if<DatabaseSetting>(&setting)) {
             Try(plan, database->folder, "", [&] {
                 const auto entry = place.state.empty()
@@ -195,14 +186,31 @@ Plan Planner::Undo(const Program& program) const
     return plan;
 }
 
+// The file may be another by now, of the same name: where a program reads the first that there is.
+void Planner::UndoFileSetting(const std::string& program, const FileSetting& setting, Plan& plan) const
+{
+    bool isRecorded = false;
+    if (setting.level == Level::system || !place.state.empty()) {
+        for (const Entry& entry : RecordOf(setting.level).Of(program)) {
+            if (entry.file.filename() == setting.file.filename()) {
+                isRecorded = true;
+                Try(plan, entry.file, "", [&] { UndoFile(entry, setting, plan); });
+            }
+        }
+    }
+    if (!isRecorded && IsSetIn(setting, place.module)) {
+        throw Refusal("It was not tavrik-setup that set this up.");
+    }
+}
+
 void Planner::UndoFile(const Entry& entry, const FileSetting& setting, Plan& plan) const
 {
     const Record record = RecordOf(setting.level);
     const FileChange change = ChangeToUndo(entry, *setting.kind);
     if (change.before != change.after) {
-        RequireWritable(setting.file);
+        RequireWritable(entry.file);
     }
-    plan.steps.push_back({change.after ? "change" : "remove", setting.file,
+    plan.steps.push_back({change.after ? "change" : "remove", entry.file,
                           Difference(change.before.value_or(""), change.after.value_or("")),
                           [record, change] { UndoChange(record, change); }});
 }

@@ -39,7 +39,8 @@ enum class Use
     no,
     partly, // some of what it needs is there
     yes,
-    unknown // it cannot be told from a file
+    byHand, // it cannot be told, as a person sets it up in files that only that person knows
+    unknown // a file cannot be read
 };
 
 class Planner
@@ -57,6 +58,7 @@ private:
 
     void SetUpFile(const std::string& program, const FileSetting& setting, Plan& plan) const;
     void SetUpDatabase(const std::string& program, const DatabaseSetting& setting, Plan& plan) const;
+    void UndoFileSetting(const std::string& program, const FileSetting& setting, Plan& plan) const;
     void UndoFile(const Entry& entry, const FileSetting& setting, Plan& plan) const;
     void UndoDatabase(const Entry& entry, const DatabaseSetting& setting, Plan& plan) const;
     [[nodiscard]] bool IsSet(const Setting& setting) const;

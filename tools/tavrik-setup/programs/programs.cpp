@@ -5,6 +5,7 @@
 #include <setup_templates.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <system_error>
 
 namespace setup {
@@ -33,6 +34,17 @@ FileSetting OfSystem(const Place& place, const char* path, std::shared_ptr<const
     return {Level::system, place.System(path), forAll, std::move(kind), {}};
 }
 
+// The policies of a program, which reads the first of these files that there is: a new one must not hide another.
+FileSetting Policies(const Place& place, std::initializer_list<const char*> files, const std::string& module)
+{
+    const auto isThere = [&place](const char* file) {
+        std::error_code missing;
+        return fs::exists(fs::symlink_status(place.System(file), missing));
+    };
+    const auto* const found = std::find_if(files.begin(), files.end(), isThere);
+    return OfSystem(place, found == files.end() ? *files.begin() : *found, Make<PolicyDevice>(module));
+}
+
 FileSetting OfUser(fs::path file, std::shared_ptr<const FileKind> kind)
 {
     return {Level::user, std::move(file), forUser, std::move(kind), {}};
@@ -54,12 +66,16 @@ Program P11Kit(const Place& place, const std::string& module)
 
 Program Firefox(const Place& place, const std::string& module)
 {
-    return {"firefox",
-            "Firefox",
-            {"firefox-esr", "firefox"},
-            {},
-            {OfSystem(place, "/etc/firefox/policies/policies.json", Make<PolicyDevice>(module))},
-            "Start Firefox anew."};
+    return {
+        "firefox",
+        "Firefox",
+        {"firefox-esr", "firefox"},
+        {},
+        {Policies(place,
+                  {"/etc/firefox/policies/policies.json", "/usr/lib/firefox-esr/distribution/policies.json",
+                   "/usr/lib/firefox/distribution/policies.json"},
+                  module)},
+        "Start Firefox anew."};
 }
 
 Program Thunderbird(const Place& place, const std::string& module)
@@ -68,7 +84,10 @@ Program Thunderbird(const Place& place, const std::string& module)
             "Thunderbird",
             {"thunderbird"},
             {},
-            {OfSystem(place, "/etc/thunderbird/policies/policies.json", Make<PolicyDevice>(module))},
+            {Policies(place,
+                      {"/etc/thunderbird/policies/policies.json",
+                       "/usr/lib/thunderbird/distribution/policies.json"},
+                      module)},
             "Start Thunderbird anew."};
 }
 
