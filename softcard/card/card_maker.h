@@ -12,11 +12,16 @@
 
 namespace softcard {
 
+// Key references of keys for which none is asked for. Programs ask ordinary keys for all kinds of hashes, so these sign what
+// they are given.
+inline constexpr uint32_t usualReferenceOfQualifiedKeys = 2;
+inline constexpr uint32_t usualReferenceOfOrdinaryKeys = 1;
+
 struct FamilyOrder
 {
+    uint32_t reference;
     uint32_t certificates = 1; // 0 to 8, each with a key of its own
     uint32_t bits = 2048;
-    uint32_t reference = 2;
 };
 
 struct NewCard
@@ -26,8 +31,8 @@ struct NewCard
     std::optional<SecretText> bok; // without one, the code is not initialised
     std::optional<SecretText> pin;
     SecretText puk;
-    FamilyOrder qualified;
-    FamilyOrder ordinary;
+    FamilyOrder qualified{.reference = usualReferenceOfQualifiedKeys};
+    FamilyOrder ordinary{.reference = usualReferenceOfOrdinaryKeys};
     std::string manufacturer = "Tavrik";            // 1 to 32 bytes
     std::string model = "Software card";            // 1 to 16 bytes
     std::array<uint8_t, 4> versions{1, 0, 1, 0};    // hardware major, minor, firmware major, minor

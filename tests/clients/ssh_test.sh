@@ -3,7 +3,6 @@
 # key, which is the qualified one, and then sees the ordinary one too: the login code is asked for once, and the
 # signature PIN for the qualified key alone.
 # shellcheck source-path=SCRIPTDIR
-card_options=(--es-reference 1)
 . "$(dirname "$0")/card.sh"
 
 public_key_of() { # FAMILY, as ssh writes it

@@ -20,7 +20,7 @@ void MakeTemplateCards(const fs::path& folder)
     SetVariable("TAVRIK_HOME", folder);
     const std::vector<std::vector<std::string>> cards = {
         {"new", "ref1", "--qes-reference", "1", "--es-reference", "1"},
-        {"new", "ref2", "--subject", "Žofia Kľačanská"},
+        {"new", "ref2", "--es-reference", "2", "--subject", "Žofia Kľačanská"},
         {"new", "ref3", "--qes-reference", "3", "--es-reference", "3"},
         {"new", "ref4", "--qes-reference", "4", "--es-reference", "4", "--bits", "3072"},
         {"new", "blank", "--no-bok", "--no-pin"}};

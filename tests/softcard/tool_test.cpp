@@ -79,6 +79,18 @@ TEST_F(Tool, RefusesToRemoveACardThatIsInNoReader)
     ExpectFailure({"remove", "ref2"}, exitNotInserted, "The card \"ref2\" is in no reader.");
 }
 
+TEST_F(Tool, MakesOrdinaryKeysThatSignWhatTheyAreGivenUnlessAskedForOthers)
+{
+    ASSERT_EQ(RunTool({"new", "usual"}).exitCode, 0);
+    const CardSession session = InsertAndOpen("usual");
+    CardKeyInfo qualified{};
+    CardKeyInfo ordinary{};
+    EXPECT_EQ(Library().qesGetKeyInfo(session, 0, &qualified, true), 0);
+    EXPECT_EQ(Library().esGetKeyInfo(session, 0, &ordinary, true), 0);
+    EXPECT_EQ(qualified.keyReference, 2U);
+    EXPECT_EQ(ordinary.keyReference, 1U);
+}
+
 TEST_F(Tool, MakesTheNumberAndSizeOfKeysThatIsAskedFor)
 {
     ASSERT_EQ(RunTool({"new", "Some_card.1-x", "--bok", "b", "--pin", "a longer code", "--bits", "2048",

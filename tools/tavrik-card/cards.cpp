@@ -117,7 +117,8 @@ void AddFamilyOptions(CLI::App& command, const std::string& prefix, const std::s
               "How many " + family + " certificates, each with a key of its own, 0 to 8");
     AddNumber(command, "--" + prefix + "-bits", bits, keyBits, "Size of the " + family + " keys");
     AddNumber(command, "--" + prefix + "-reference", order.reference, keyReferences,
-              "Key reference of the " + family + " keys, 1 to 4");
+              "Key reference of the " + family + " keys, 1 to 4, " + std::to_string(order.reference) +
+                  " by default");
 }
 
 void AddNew(CLI::App& app, const SecretArguments& secrets)

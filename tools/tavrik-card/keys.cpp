@@ -28,7 +28,7 @@ struct ImportArguments
     std::optional<SecretText> password;
     std::optional<SecretText> code;
     std::optional<SecretText> puk;
-    uint32_t reference = 2;
+    std::optional<uint32_t> reference;
 };
 
 struct ExportArguments
@@ -68,9 +68,17 @@ void RequireRoom(const Card& card, KeyFamily family)
     }
 }
 
+uint32_t ReferenceOf(const ImportArguments& arguments)
+{
+    return arguments.reference.value_or(arguments.family == KeyFamily::ordinary
+                                            ? usualReferenceOfOrdinaryKeys
+                                            : usualReferenceOfQualifiedKeys);
+}
+
 void RunImport(const ImportArguments& arguments)
 {
-    RequireReference(arguments.reference);
+    const uint32_t reference = ReferenceOf(arguments);
+    RequireReference(reference);
     const std::filesystem::path folder = RequireCardFolder(arguments.card);
     const CardStore store(FindDirectories());
     const auto askPassword = [&] { return TakeOrRead(arguments.password, "Password of the file"); };
@@ -84,7 +92,7 @@ void RunImport(const ImportArguments& arguments)
     const FileLock lock = LockCard(folder);
     Card card = store.Load(arguments.card);
     RequireRoom(card, arguments.family);
-    AddKey(card, arguments.family, {*imported.key, imported.certificate, arguments.reference}, secret);
+    AddKey(card, arguments.family, {*imported.key, imported.certificate, reference}, secret);
     WriteCardDescription(card);
 }
 
@@ -155,7 +163,8 @@ void AddImport(CLI::App& app, const SecretArguments& secrets)
                           "The card's code for the family; without it, read from the standard input");
     secrets.AddOption(*importing, "--puk", arguments->puk, "The card's PUK, in place of the code")
         ->excludes(code);
-    AddNumber(*importing, "--reference", arguments->reference, keyReferences, "Key reference, 1 to 4");
+    AddNumber(*importing, "--reference", arguments->reference, keyReferences,
+              "Key reference, 1 to 4; without it, that of the family's keys of a new card");
     importing->callback([arguments] { RunImport(*arguments); });
 }
 

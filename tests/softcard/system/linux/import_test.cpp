@@ -85,6 +85,7 @@ TEST_F(Import, TakesPem)
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
     ExpectDecryption(session, 1);
+    EXPECT_EQ(GetRecords(Library().esGetCertificates, session)->keys[1].keyReference, 1U);
 }
 
 TEST_F(Import, TakesOneFileWithKeyAndChain)
