@@ -6,6 +6,17 @@ namespace front {
 
 using Duration = LibraryAccess::Duration;
 
+namespace {
+
+// The card side has neither taken the code nor refused it, mostly because another program has the card. The library tells no
+// reason.
+CK_RV AnswerToRefusedLogin(CK_RV answer)
+{
+    return answer == CKR_FUNCTION_FAILED ? CKR_DEVICE_ERROR : answer;
+}
+
+} // namespace
+
 Logins::Logins(const Library& itsLibrary, Readers& itsReaders, const Sessions& itsSessions,
                LoginTable& itsTable, CardSessions& itsCardSessions)
     : library(itsLibrary), readers(itsReaders), sessions(itsSessions), table(itsTable),
@@ -63,7 +74,7 @@ CK_RV Logins::LoginToCard(const Session& session, const CK_UTF8CHAR* code, CK_UL
         } else if (answer != CKR_OK) {
             table.EndOfCard(card);
             cardSessions.LeaveCard(card);
-            return cardSessions.AnswerFor(session, answer);
+            return AnswerToRefusedLogin(cardSessions.AnswerFor(session, answer));
         } else if (wasLoggedIn) {
             // The secure channel of the earlier login was lost, and all that came with it.
             table.EndOfCard(card);

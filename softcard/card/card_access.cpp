@@ -1,6 +1,7 @@
 #include "softcard/card/card_access.h"
 
 #include "softcard/card/card_error.h"
+#include "softcard/system/lock_holder.h"
 #include "src/platform/mutex.h"
 
 #include <chrono>
@@ -91,6 +92,11 @@ std::optional<FileLock> EnterCard(const std::filesystem::path& cardFolder)
         return entry.has_value() || OwnTransactions::Instance().Contains(cardFolder);
     });
     return entry;
+}
+
+std::optional<std::string> ProgramInTransaction(const std::filesystem::path& cardFolder)
+{
+    return LockHolder(LockFile(cardFolder));
 }
 
 } // namespace softcard

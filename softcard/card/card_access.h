@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace softcard {
 
@@ -31,5 +32,9 @@ private:
 // own process has one. Waits a moment and throws CardError when another process holds a transaction, so two
 // processes never wait for each other for good.
 [[nodiscard]] std::optional<FileLock> EnterCard(const std::filesystem::path& cardFolder);
+
+// For a person to read: the program that has a transaction on the card. Nothing when there is none, or the system does not
+// tell.
+[[nodiscard]] std::optional<std::string> ProgramInTransaction(const std::filesystem::path& cardFolder);
 
 } // namespace softcard

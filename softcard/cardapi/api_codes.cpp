@@ -51,16 +51,35 @@ void RequireAccepted(const CodeCheck& check, CodeKind kind, VerifyResult& result
     }
 }
 
+softcard::CardPlace PlaceOf(const softcard::Session& session)
+{
+    return {session.InsertedCard().name, session.InsertedIn().name};
+}
+
+// As EnterCard, for a user, who is told when another program has the card.
+std::optional<softcard::FileLock> EnterForUser(const softcard::Session& session)
+{
+    const auto& folder = session.InsertedCard().folder;
+    try {
+        return softcard::EnterCard(folder);
+    } catch (const CardError& error) {
+        if (error.Status() == eStatusSHARING_VIOLATION) {
+            softcard::TellOfOtherProgram(PlaceOf(session), softcard::ProgramInTransaction(folder),
+                                         Runtime::Instance().RequireDirectories().config);
+        }
+        throw;
+    }
+}
+
 // A code that cannot be tried is not asked for.
 softcard::SecretText AskUser(const Verification& verification, VerifyResult& result)
 {
     const softcard::Card& card = verification.session->InsertedCard();
     // Waiting for the user must not block other programs.
-    softcard::EnterCard(card.folder).reset();
+    EnterForUser(*verification.session).reset();
     const CodeCheck look = softcard::LookAtCode(card.folder, verification.kind);
     RequireAccepted(look, verification.kind, result);
-    const auto& reader = verification.session->InsertedIn().name;
-    auto code = softcard::AskForCode({verification.kind, card.name, reader, look.triesLeft},
+    auto code = softcard::AskForCode({verification.kind, PlaceOf(*verification.session), look.triesLeft},
                                      Runtime::Instance().RequireDirectories().config);
     if (!code || !softcard::CanBeACode(*code)) {
         throw CardError(eUserInputError, "The user gave no code, or what can be none.");
@@ -75,7 +94,8 @@ void Verify(const Verification& verification, const char* code, VerifyResult& re
     const softcard::SecretText given =
         code == nullptr ? AskUser(verification, result) : softcard::MakeSecretText(code);
     const softcard::Card& card = verification.session->InsertedCard();
-    const auto entry = softcard::EnterCard(card.folder);
+    const auto entry =
+        code == nullptr ? EnterForUser(*verification.session) : softcard::EnterCard(card.folder);
     verification.session->Withdraw(verification.Family());
     const CodeCheck check = softcard::CheckCode(card.folder, verification.kind, given);
     RequireAccepted(check, verification.kind, result);

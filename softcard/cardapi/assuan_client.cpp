@@ -63,6 +63,12 @@ private:
     Deadline deadline;
 };
 
+bool AskForPin(Dialogue& dialogue, const Question& question, SecretText& code)
+{
+    return dialogue.Transact("SETPROMPT " + EscapeForAssuan(question.prompt)) == Reply::success &&
+           dialogue.Transact("GETPIN", code) == Reply::success;
+}
+
 } // namespace
 
 std::optional<SecretText> AskInAssuan(ProgramLines& program, const Question& question,
@@ -82,10 +88,11 @@ std::optional<SecretText> AskInAssuan(ProgramLines& program, const Question& que
         }
     }
     SecretText code;
+    const bool described =
+        dialogue.Transact("SETDESC " + EscapeForAssuan(question.description)) == Reply::success;
     const bool answered =
-        dialogue.Transact("SETDESC " + EscapeForAssuan(question.description)) == Reply::success &&
-        dialogue.Transact("SETPROMPT " + EscapeForAssuan(question.prompt)) == Reply::success &&
-        dialogue.Transact("GETPIN", code) == Reply::success;
+        described && (question.prompt.empty() ? dialogue.Transact("MESSAGE") == Reply::success
+                                              : AskForPin(dialogue, question, code));
     (void)program.Write("BYE"); // it ends by itself then
     return answered ? std::optional(std::move(code)) : std::nullopt;
 }

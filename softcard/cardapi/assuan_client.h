@@ -37,7 +37,7 @@ inline constexpr size_t longestAssuanLine = 1000; // bytes, without its end
 struct Question
 {
     std::string description; // lines
-    std::string prompt;
+    std::string prompt;      // empty for a message that the user only takes note of, whose answer is empty
     std::chrono::seconds longestWait{0}; // for the answer, from the start of the program on
 };
 

@@ -26,13 +26,23 @@ std::chrono::seconds ChosenWait()
     return std::chrono::seconds(isGiven ? seconds : usualAnswerTime);
 }
 
+std::string Describe(const CardPlace& place)
+{
+    return "the card \"" + place.card + "\" in the reader \"" + place.reader + "\"";
+}
+
 std::string Describe(const CodeRequest& request)
 {
     const std::string code = request.kind == CodeKind::bok ? "login code (BOK)" : "signature PIN";
     const std::string tries =
         request.triesLeft == 1 ? "1 try is left." : std::to_string(request.triesLeft) + " tries are left.";
-    return "Please enter the " + code + " of the card \"" + request.card + "\" in the reader \"" +
-           request.reader + "\".\n" + tries;
+    return "Please enter the " + code + " of " + Describe(request.place) + ".\n" + tries;
+}
+
+std::optional<SecretText> Ask(const Question& question, const std::filesystem::path& configFolder)
+{
+    const std::filesystem::path program = ChosenPinentry(configFolder);
+    return program.empty() ? AskWithoutChoice(question) : AskThroughProgram(program, question);
 }
 
 } // namespace
@@ -40,10 +50,17 @@ std::string Describe(const CodeRequest& request)
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder)
 {
     const Question question{Describe(request), request.kind == CodeKind::bok ? "BOK:" : "PIN:", ChosenWait()};
-    const std::filesystem::path program = ChosenPinentry(configFolder);
-    std::optional<SecretText> code =
-        program.empty() ? AskWithoutChoice(question) : AskThroughProgram(program, question);
+    std::optional<SecretText> code = Ask(question, configFolder);
     return code && !code->empty() ? std::move(code) : std::nullopt;
+}
+
+void TellOfOtherProgram(const CardPlace& place, const std::optional<std::string>& program,
+                        const std::filesystem::path& configFolder)
+{
+    const std::string holder = program ? "Another program, " + *program + "," : "Another program";
+    (void)Ask({holder + " is using " + Describe(place) + ".\nEnd its use of the card, and try again.", "",
+               ChosenWait()},
+              configFolder);
 }
 
 } // namespace softcard

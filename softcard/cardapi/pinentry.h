@@ -11,11 +11,16 @@
 
 namespace softcard {
 
+struct CardPlace
+{
+    std::string card;
+    std::string reader;
+};
+
 struct CodeRequest
 {
     CodeKind kind = CodeKind::bok;
-    std::string card;
-    std::string reader;
+    CardPlace place;
     uint32_t triesLeft = 0;
 };
 
@@ -25,5 +30,10 @@ struct CodeRequest
 // configuration folder, else what AskWithoutChoice takes; for a program with borrowed rights, what
 // AskWithoutChoice takes in the folders of the system.
 std::optional<SecretText> AskForCode(const CodeRequest& request, const std::filesystem::path& configFolder);
+
+// Tells the user in the same way that another program uses the card, and waits as long until the user has taken note. Does
+// nothing when the user can't be told. The program is named when it is known.
+void TellOfOtherProgram(const CardPlace& place, const std::optional<std::string>& program,
+                        const std::filesystem::path& configFolder);
 
 } // namespace softcard

@@ -44,7 +44,8 @@ TEST_F(LoginsTest, RefusedLoginLeavesNoTransaction)
     const std::vector<std::pair<scripted::Answer, CK_RV>> refusals = {
         {{.status = eIncorrectCode}, CKR_PIN_INCORRECT},
         {{.status = eUserInputError}, CKR_FUNCTION_CANCELED},
-        {{.status = eCardCommErr}, CKR_FUNCTION_FAILED},
+        {{.status = eCardCommErr}, CKR_DEVICE_ERROR},
+        {{.status = eStatusSHARING_VIOLATION}, CKR_DEVICE_ERROR},
         {{.status = eInvalidCodeState, .verify = locked}, CKR_PIN_LOCKED},
         {{.hook = [] { throw std::runtime_error("no such function"); }}, CKR_FUNCTION_FAILED}};
     for (const auto& [answer, expected] : refusals) {

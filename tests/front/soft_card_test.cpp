@@ -1,6 +1,7 @@
 // The front with the software card: what it leaves to other programs, and what the card does by itself.
 #include "tests/front/front_test.h"
 
+#include "softcard/system/files.h"
 #include "tests/support/program.h"
 
 #include <cstdlib>
@@ -49,6 +50,8 @@ protected:
         return begun == CKR_OK ? Sign(session, Text("m"), signature) : begun;
     }
 
+    [[nodiscard]] const std::filesystem::path& Home() const { return home.Path(); }
+
 private:
     TemporaryFolder home{"tavrik_soft_card_"};
 };
@@ -64,6 +67,18 @@ TEST_F(SoftCardTest, CardIsFreeForOtherProgramsAfterARefusedLogin)
     EXPECT_EQ(SignAnew(session), CKR_OK);
     EXPECT_EQ(f->C_Logout(session), CKR_OK);
     EXPECT_TRUE(IsFreeForOthers());
+}
+
+TEST_F(SoftCardTest, LoginToACardThatAnotherProgramHasIsAnErrorOfTheDevice)
+{
+    const CK_SESSION_HANDLE session = Open(ordinary);
+    {
+        const auto ofAnother = softcard::FileLock::Try(Home() / "state/cards/anna/transaction");
+        ASSERT_TRUE(ofAnother);
+        EXPECT_EQ(Login(session), CKR_DEVICE_ERROR);
+        EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);
+    }
+    EXPECT_EQ(Login(session), CKR_OK);
 }
 
 TEST_F(SoftCardTest, CardSignsAgainAfterABrokenChannelAndANewLogin)

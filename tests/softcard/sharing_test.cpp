@@ -1,5 +1,6 @@
 // Two processes on one card: the transaction of one keeps the other from codes and keys.
 #include "tests/softcard/answers.h"
+#include "tests/softcard/card_holder.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/key_use.h"
 
@@ -15,33 +16,6 @@ using namespace softcard::test;
 
 namespace {
 
-// Another process that has a transaction on the card in "Reader 0" as long as the object lives.
-class Holder
-{
-public:
-    explicit Holder(const std::filesystem::path& sign)
-        : process(StartProgram({TRY_CODE, "hold", sign.string()}))
-    {
-        while (!std::filesystem::exists(sign)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-
-    ~Holder()
-    {
-        KillProgram(process);
-        AwaitProgram(process);
-    }
-
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-    Holder(Holder&&) = delete;
-    Holder& operator=(Holder&&) = delete;
-
-private:
-    Process process;
-};
-
 class Sharing : public CardTest
 {
 };
@@ -55,7 +29,7 @@ TEST_F(Sharing, RefusesCodesAndKeysDuringATransactionOfAnotherProcess)
         return UseKey(function, session, std::vector<uint8_t>(32, 7)).status;
     };
     {
-        const Holder holder(Scratch("holding"));
+        const CardHolder holder(Scratch("holding"));
         EXPECT_EQ(Library().startTransaction(session), eStatusSHARING_VIOLATION);
         EXPECT_EQ(VerifyBok(session, wrongCode).returned, eStatusSHARING_VIOLATION);
         EXPECT_EQ(VerifyPin(session, wrongCode).returned, eStatusSHARING_VIOLATION);
@@ -108,7 +82,7 @@ TEST_F(Sharing, RefusesTheToolCodesAndKeysDuringATransaction)
     const std::string certificate = (State() / "authority/issuing.pem").string();
     const std::string key = (State() / "authority/issuing.key").string();
     {
-        const Holder holder(Scratch("holding"));
+        const CardHolder holder(Scratch("holding"));
         for (const std::vector<std::string>& command :
              {std::vector<std::string>{"set-code", "ref2", "pin", "--old", wrongCode, "--new", "1"},
               {"set-code", "ref2", "pin", "--puk", templatePuk, "--new", "1"},
@@ -152,7 +126,7 @@ TEST_F(Sharing, NeverDeadlocks)
     const CardSession second = Open(u"Other");
     const CardSession first = InsertAndOpen("ref2");
     ASSERT_EQ(Library().startTransaction(second), 0);
-    const Holder holder(Scratch("holding"));
+    const CardHolder holder(Scratch("holding"));
     EXPECT_EQ(Library().startTransaction(first), eStatusSHARING_VIOLATION);
     EXPECT_EQ(Library().stopTransaction(second), 0);
 }

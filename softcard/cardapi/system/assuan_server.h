@@ -9,7 +9,7 @@ namespace softcard {
 
 struct PinentryBehaviour
 {
-    // Gets the command and the text of each SETDESC and SETPROMPT.
+    // Gets the command and the text of each SETDESC and SETPROMPT, and of each MESSAGE, which has none.
     std::function<void(const std::string& command, const std::string& text)> hear;
 
     // Answers a GETPIN; nothing is a cancel.

@@ -61,8 +61,8 @@ const Table& FrontTable()
         {Function::C_GetSessionInfo, argued},
         {Function::C_Login,
          onSession + onCard +
-             Results{CKR_USER_TYPE_INVALID, CKR_PIN_LEN_RANGE, CKR_PIN_INVALID, CKR_USER_ALREADY_LOGGED_IN,
-                     CKR_OPERATION_NOT_INITIALIZED, CKR_SESSION_READ_ONLY_EXISTS,
+             Results{CKR_DEVICE_ERROR, CKR_USER_TYPE_INVALID, CKR_PIN_LEN_RANGE, CKR_PIN_INVALID,
+                     CKR_USER_ALREADY_LOGGED_IN, CKR_OPERATION_NOT_INITIALIZED, CKR_SESSION_READ_ONLY_EXISTS,
                      CKR_USER_ANOTHER_ALREADY_LOGGED_IN, CKR_FUNCTION_NOT_SUPPORTED}},
         {Function::C_Logout, onSession + Results{CKR_USER_NOT_LOGGED_IN, CKR_DEVICE_REMOVED}},
         {Function::C_CreateObject,

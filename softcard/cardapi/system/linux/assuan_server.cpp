@@ -57,6 +57,7 @@ bool ServeAsPinentry(const PinentryBehaviour& behaviour)
         assuan_register_option_handler(context, AcceptOption) != 0 ||
         assuan_register_command(context, "SETDESC", HearText, nullptr) != 0 ||
         assuan_register_command(context, "SETPROMPT", HearText, nullptr) != 0 ||
+        assuan_register_command(context, "MESSAGE", HearText, nullptr) != 0 ||
         assuan_register_command(context, "GETPIN", GetPin, nullptr) != 0) {
         return false;
     }

@@ -20,7 +20,7 @@ bool AnswerGetPin(const LineChannel& channel, const PinentryBehaviour& behaviour
 
 bool Answer(const LineChannel& channel, std::string_view line, const PinentryBehaviour& behaviour)
 {
-    for (const char* command : {"SETDESC", "SETPROMPT"}) {
+    for (const char* command : {"SETDESC", "SETPROMPT", "MESSAGE"}) {
         if (BeginsWith(line, command)) {
             behaviour.hear(command, UnescapeFromAssuan(TextBehindWord(line)));
             return channel.Write("OK");

@@ -79,6 +79,10 @@ std::optional<SecretText> AskWithoutChoice(const Question& question)
     if (!input || !output || !IsConsole(input.get())) {
         return std::nullopt;
     }
+    if (question.prompt.empty()) {
+        Show(output.get(), question.description + "\r\n");
+        return SecretText();
+    }
     Show(output.get(), question.description + "\r\n" + question.prompt + " ");
     auto code = ReadSilently(input.get());
     Show(output.get(), "\r\n");

@@ -1,6 +1,7 @@
 // The keyboard among Linux's programs, processes and signals.
 #include "softcard/system/files.h"
 #include "tests/softcard/answers.h"
+#include "tests/softcard/card_holder.h"
 #include "tests/softcard/keyboard_home.h"
 
 #include <atomic>
@@ -9,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <string>
 
 #include <sys/syscall.h>
@@ -107,6 +109,40 @@ TEST_F(LinuxKeyboard, IsFoundOnThePath)
     const Verified verified = VerifyBok(session, nullptr);
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(verified.returned, 0);
+}
+
+TEST_F(LinuxKeyboard, SaysWhichProgramUsesTheCard)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    Answer("654321\n");
+    {
+        const CardHolder holder(Scratch("holding"));
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, eStatusSHARING_VIOLATION);
+        EXPECT_EQ(Log(), "SETDESC Another program, softcard_try_code (process " +
+                             std::to_string(holder.Number()) +
+                             "), is using the card \"ref2\" in the reader \"Reader 0\".\n"
+                             "End its use of the card, and try again.\n"
+                             "MESSAGE \n");
+        std::filesystem::remove(Scratch("log"));
+        EXPECT_EQ(VerifyPin(session, pin).returned, eStatusSHARING_VIOLATION);
+        EXPECT_FALSE(std::filesystem::exists(Scratch("log"))) << "a program that gives a code asks nobody";
+        setenv("TAVRIK_PINENTRY", "no such program", 1);
+        EXPECT_EQ(VerifyPin(session, nullptr).returned, eStatusSHARING_VIOLATION);
+        setenv("TAVRIK_PINENTRY", SCRIPTED_PINENTRY, 1);
+    }
+    EXPECT_EQ(VerifyPin(session, nullptr).returned, 0) << "and the message took no answer";
+}
+
+TEST_F(LinuxKeyboard, SaysSoToAUserWhoseCardWasTakenDuringTheDialog)
+{
+    const CardSession session = InsertAndOpen("ref2");
+    std::unique_ptr<CardHolder> holder;
+    const auto verified = AskForPinDuring(session, pin, [&] {
+        setenv("TAVRIK_PINENTRY", SCRIPTED_PINENTRY, 1); // of the next question
+        holder = std::make_unique<CardHolder>(Scratch("holding"));
+    });
+    EXPECT_EQ(verified.returned, eStatusSHARING_VIOLATION);
+    EXPECT_NE(Log().find("MESSAGE"), std::string::npos);
 }
 
 TEST_F(LinuxKeyboard, LeavesNoZombieWhenSignalsInterruptTheWaitForItsEnd)
