@@ -22,6 +22,16 @@ tool --login --export "$certificate" >ordinary.pem
 openssl x509 -in ordinary.pem -outform DER | cmp expected -
 tool --login --test-sign "$key" | expect "ok"
 
+echo "says so when another program has the card, and so does the keyboard"
+export TAVRIK_PINENTRY_LOG=$PWD/asked
+if flock -o "$TAVRIK_HOME/state/cards/anna/transaction" p11tool --provider "$front" --list-all --login \
+    "pkcs11:token=Sig_EP" >refused 2>&1; then
+    exit 1
+fi
+expect "error in device" <refused
+expect "Another program, flock (process" <asked
+unset TAVRIK_PINENTRY_LOG
+
 echo "proves to a TLS server who one is"
 openssl req -x509 -newkey rsa:2048 -nodes -keyout server.key -out server.pem -days 1 -subj /CN=localhost \
     -addext subjectAltName=DNS:localhost 2>/dev/null
