@@ -31,7 +31,7 @@ void LoginTable::RequireLogin(const Session& session) const
     RequireLoginHeld(session);
 }
 
-void LoginTable::Begin(const Session& session, ObjectsOfSlots ofCard)
+void LoginTable::Begin(const Session& session, ObjectsOfSlots&& ofCard)
 {
     const MutexLock lock(mutex);
     Require(session.open, CKR_DEVICE_REMOVED);

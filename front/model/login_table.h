@@ -28,7 +28,7 @@ public:
     // The session's slot is logged in, and has its objects of these, which are those of the card's slots. Another slot of the
     // card that is not logged in shows the public ones of its objects. Refuses with CKR_DEVICE_REMOVED a session that has
     // closed with its card.
-    void Begin(const Session& session, ObjectsOfSlots ofCard) EXCLUDES(mutex);
+    void Begin(const Session& session, ObjectsOfSlots&& ofCard) EXCLUDES(mutex);
 
     // The logins of these are over, and with them the slots' private objects. The first refuses as RequireLogin does.
     void EndOfSession(const Session& session) EXCLUDES(mutex);
