@@ -62,6 +62,7 @@ bool IsPlausible(Number answer)
 {
     static const std::set<Number> plausible{CKR_OK,
                                             CKR_FUNCTION_FAILED,
+                                            CKR_DEVICE_ERROR,
                                             CKR_SLOT_ID_INVALID,
                                             CKR_TOKEN_NOT_PRESENT,
                                             CKR_DEVICE_REMOVED,
@@ -107,6 +108,10 @@ Number KeyboardAnswer(CardStatus status)
 // What the call may answer in which a card function answers a status.
 std::set<Number> AnswersToStatus(const Fault& fault, const std::string& call, Number usual, bool front)
 {
+    if (fault.function == "Passwords_VerifyBOK" && front) {
+        const Number answer = LoginAnswer(fault.status);
+        return {answer == CKR_FUNCTION_FAILED ? Number{CKR_DEVICE_ERROR} : answer};
+    }
     if (fault.function == "Passwords_VerifyBOK" || (fault.function == "QES_VerifyPin" && call == "C_Login")) {
         return {LoginAnswer(fault.status)};
     }

@@ -83,6 +83,7 @@ void WaitForSignals(const Arguments& arguments)
 {
     const std::array waited{SIGUSR1, SIGIO, SIGALRM, SIGRTMIN};
     std::vector<std::unique_ptr<SignalCount>> handlers;
+    handlers.reserve(waited.size());
     for (const int signal : waited) {
         handlers.push_back(std::make_unique<SignalCount>(signal));
     }
