@@ -51,6 +51,7 @@ pid_t Spawn(const std::filesystem::path& program, std::vector<std::string> argum
     posix_spawn_file_actions_addclosefrom_np(&files, firstOther);
     arguments.insert(arguments.begin(), program.filename().string());
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         words.push_back(argument.data());
     }
