@@ -25,7 +25,7 @@ fs::path FindModule()
 {
     const fs::path own = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char* folder : frontFolders) {
-        const fs::path candidate = (own / folder / frontFile).lexically_normal();
+        fs::path candidate = (own / folder / frontFile).lexically_normal();
         std::error_code missing;
         if (fs::exists(candidate, missing)) {
             return candidate;
