@@ -42,8 +42,8 @@ class TextBlock : public FileKind
 public:
     // The program's name stands in the comments. A file that has each line of `telling` says what is wanted, also where a
     // person has changed others in the block. A word of `exclusive` may begin no other line of the file.
-    TextBlock(std::string itsProgram, std::vector<std::string> itsLines, std::vector<std::string> itsTelling,
-              std::vector<std::string> itsExclusive);
+    TextBlock(const std::string& itsProgram, std::vector<std::string> itsLines,
+              std::vector<std::string> itsTelling, std::vector<std::string> itsExclusive);
 
     [[nodiscard]] bool IsIn(const std::string& content) const override;
     [[nodiscard]] Piece PieceFor(const std::optional<std::string>& content) const override;

@@ -51,7 +51,7 @@ size_t FindLine(const std::string& content, const std::string& line, size_t from
 
 } // namespace
 
-TextBlock::TextBlock(std::string itsProgram, std::vector<std::string> itsLines,
+TextBlock::TextBlock(const std::string& itsProgram, std::vector<std::string> itsLines,
                      std::vector<std::string> itsTelling, std::vector<std::string> itsExclusive)
     : begin("# Begin of what tavrik-setup has put here. \"tavrik-setup --undo " + itsProgram +
             "\" takes it away."),
