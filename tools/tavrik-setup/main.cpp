@@ -95,6 +95,7 @@ void CheckArguments(const Arguments& arguments)
 int List(const Planner& planner, const std::vector<Program>& programs, const Place& place, bool json)
 {
     std::vector<ProgramState> states;
+    states.reserve(programs.size());
     for (const Program& program : programs) {
         states.push_back({&program, IsInstalled(program, place), planner.UseOf(program)});
     }
