@@ -2,7 +2,6 @@
 
 #include "softcard/base/text.h"
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string_view>
@@ -42,17 +41,21 @@ struct ListedLock
     std::string file;
 };
 
+// Does not throw when the process ends meanwhile.
 bool HasOpen(const fs::path& process, const struct stat& wanted)
 {
     std::error_code unreadable;
-    const auto files = fs::directory_iterator(process / "fd", unreadable);
-    return std::any_of(fs::begin(files), fs::end(files), [&wanted](const fs::directory_entry& file) {
+    for (fs::directory_iterator file(process / "fd", unreadable); file != fs::directory_iterator();
+         file.increment(unreadable)) {
         struct stat there
         {
         };
-        return stat(file.path().c_str(), &there) == 0 && there.st_dev == wanted.st_dev &&
-               there.st_ino == wanted.st_ino;
-    });
+        if (stat(file->path().c_str(), &there) == 0 && there.st_dev == wanted.st_dev &&
+            there.st_ino == wanted.st_ino) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::string NameOf(const fs::path& process)
