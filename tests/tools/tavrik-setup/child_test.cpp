@@ -54,5 +54,11 @@ TEST(Child, ThatHangsIsEnded)
 
 TEST(Child, ThatTellsTooMuchIsEnded)
 {
-    EXPECT_TRUE(AskChild(enough, [] { return json(std::string(9000000, 'x')); }).value.is_null());
+    constexpr std::size_t tooMuch = 9000000; // bytes
+    const auto talk = [] {
+        std::string text;
+        text.resize(tooMuch, 'x');
+        return json(text);
+    };
+    EXPECT_TRUE(AskChild(enough, talk).value.is_null());
 }

@@ -116,8 +116,13 @@ TEST(PolicyDevice, IsMergedAndTakenOutToTheByte)
     const PolicyDevice device(module);
     for (const std::string content :
          {"{}", " { } ", R"({"policies":{}})", R"({"policies": {"DisableTelemetry": true}})",
-          "{\n  \"policies\": {\n    \"Homepage\": {\"URL\": \"a \\\" } ] {b\"},\n    \"X\": [1, {\"y\": "
-          "[]}]\n  }\n}\n",
+          R"({
+  "policies": {
+    "Homepage": {"URL": "a \" } ] {b"},
+    "X": [1, {"y": []}]
+  }
+}
+)",
           "{\n\t\"policies\" : {\n\t\t\"SecurityDevices\" : {\n\t\t}\n\t}\n}",
           R"({"policies": {"SecurityDevices": {"Add": {"Other": "/o.so"}, "Delete": ["x"]}}})",
           R"({"policies": {"SecurityDevices": {"Delete": ["x"]}}, "after": 1.5e3})",
