@@ -57,7 +57,10 @@ std::optional<SecretText> AskForCode(const CodeRequest& request, const std::file
 void TellOfOtherProgram(const CardPlace& place, const std::optional<std::string>& program,
                         const std::filesystem::path& configFolder)
 {
-    const std::string holder = program ? "Another program, " + *program + "," : "Another program";
+    std::string holder = "Another program";
+    if (program) {
+        holder.append(", ").append(*program).append(",");
+    }
     (void)Ask({holder + " is using " + Describe(place) + ".\nEnd its use of the card, and try again.", "",
                ChosenWait()},
               configFolder);

@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -324,6 +325,24 @@ TEST(OsListing, IsWhatAShellAndItsToolsWouldPrint)
         "printf '%s\\n' \"Caption=$PRETTY_NAME\" \"OSArchitecture=$(uname -m)\" \"CSDVersion=$(uname -v)\""
         " \"MUILanguages=$HOST_LANGUAGE\" \"Version=$(uname -r)\"");
     EXPECT_EQ(OutputOf(Platform::OsListingCommand()), byTools);
+}
+
+TEST(OsListing, NeedsNoProcessOfItsOwn)
+{
+    std::array<int, 2> ends{-1, -1};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    WriteOsListing(ends[1], "xx_XX");
+    close(ends[1]);
+    std::array<char, 1024> room{};
+    const ssize_t length = read(ends[0], room.data(), room.size());
+    close(ends[0]);
+    const std::string listing(room.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    const std::string ofCommand = OutputOf(Platform::OsListingCommand());
+    const std::string language = "MUILanguages=";
+    const auto before = ofCommand.find(language);
+    const auto behind = ofCommand.find("\nVersion=");
+    ASSERT_NE(behind, std::string::npos);
+    EXPECT_EQ(listing, ofCommand.substr(0, before) + language + "xx_XX" + ofCommand.substr(behind));
 }
 
 TEST(OsListing, ReadsTheNameAsAShellDoes)
