@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <span>
 
 namespace front {
 namespace {
@@ -23,10 +24,18 @@ bool IsOfClass(const Attributes& attributes, CK_ULONG objectClass)
     return NumberOf(attributes, CKA_CLASS) == objectClass;
 }
 
-Bytes ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
+// A missing attribute counts as one without a value.
+std::span<const uint8_t> ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
 {
     const auto found = attributes.find(type);
-    return found == attributes.end() ? Bytes() : found->second;
+    return found == attributes.end() ? std::span<const uint8_t>() : found->second;
+}
+
+bool AreAlike(const Attributes& one, const Attributes& other, CK_ATTRIBUTE_TYPE type)
+{
+    const auto value = ValueOf(one, type);
+    const auto otherValue = ValueOf(other, type);
+    return std::equal(value.begin(), value.end(), otherValue.begin(), otherValue.end());
 }
 
 enum class Default
@@ -97,16 +106,16 @@ bool IsKeyThatSigns(const Attributes& key,
 {
     const auto first = std::find_if(read.begin(), read.end(),
                                     [](const auto& one) { return IsOfClass(one.second, CKO_PRIVATE_KEY); });
-    return ValueOf(key, CKA_MODULUS) == ValueOf(first->second, CKA_MODULUS) &&
-           ValueOf(key, CKA_PUBLIC_EXPONENT) == ValueOf(first->second, CKA_PUBLIC_EXPONENT);
+    return AreAlike(key, first->second, CKA_MODULUS) && AreAlike(key, first->second, CKA_PUBLIC_EXPONENT);
 }
 
 // The subject of the certificate with the same id.
 void TakeSubject(Attributes& key, const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
 {
     for (const auto& one : read) {
-        if (IsOfClass(one.second, CKO_CERTIFICATE) && ValueOf(one.second, CKA_ID) == ValueOf(key, CKA_ID)) {
-            key[CKA_SUBJECT] = ValueOf(one.second, CKA_SUBJECT);
+        if (IsOfClass(one.second, CKO_CERTIFICATE) && AreAlike(one.second, key, CKA_ID)) {
+            const auto subject = ValueOf(one.second, CKA_SUBJECT);
+            key[CKA_SUBJECT].assign(subject.begin(), subject.end());
         }
     }
 }

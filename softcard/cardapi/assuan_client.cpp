@@ -63,10 +63,16 @@ private:
     Deadline deadline;
 };
 
-bool AskForPin(Dialogue& dialogue, const Question& question, SecretText& code)
+// Gives the program what the user is to read. False when it does not take that.
+bool Describe(Dialogue& dialogue, const Question& question)
 {
-    return dialogue.Transact("SETPROMPT " + EscapeForAssuan(question.prompt)) == Reply::success &&
-           dialogue.Transact("GETPIN", code) == Reply::success;
+    std::vector<std::string> texts = {"SETDESC " + EscapeForAssuan(question.description)};
+    if (!question.prompt.empty()) {
+        texts.push_back("SETPROMPT " + EscapeForAssuan(question.prompt));
+    }
+    return std::all_of(texts.begin(), texts.end(), [&dialogue](const std::string& text) {
+        return dialogue.Transact(text) == Reply::success;
+    });
 }
 
 } // namespace
@@ -88,11 +94,8 @@ std::optional<SecretText> AskInAssuan(ProgramLines& program, const Question& que
         }
     }
     SecretText code;
-    const bool described =
-        dialogue.Transact("SETDESC " + EscapeForAssuan(question.description)) == Reply::success;
-    const bool answered =
-        described && (question.prompt.empty() ? dialogue.Transact("MESSAGE") == Reply::success
-                                              : AskForPin(dialogue, question, code));
+    const std::string request = question.prompt.empty() ? "MESSAGE" : "GETPIN";
+    const bool answered = Describe(dialogue, question) && dialogue.Transact(request, code) == Reply::success;
     (void)program.Write("BYE"); // it ends by itself then
     return answered ? std::optional(std::move(code)) : std::nullopt;
 }

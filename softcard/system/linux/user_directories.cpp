@@ -43,9 +43,11 @@ struct stat Examine(const fs::path& path, bool& isThere)
 
 bool HasFolders(const fs::path& home)
 {
-    std::error_code ignored;
-    return fs::is_directory(home / configBelowHome / folderName, ignored) &&
-           fs::is_directory(home / stateBelowHome / folderName, ignored);
+    const auto has = [&home](const auto& base) {
+        std::error_code ignored;
+        return fs::is_directory(home / base / folderName, ignored);
+    };
+    return has(configBelowHome) && has(stateBelowHome);
 }
 
 // What keeps the folder from being the home, as the end of a sentence; empty when nothing does.
