@@ -13,41 +13,27 @@ using nlohmann::ordered_json;
 constexpr int indentation = 4;
 constexpr size_t columnGap = 2;
 
-std::string UseAsWord(Use use)
+struct UseNames
+{
+    const char* word; // for machines
+    const char* text;
+};
+
+UseNames NamesOf(Use use)
 {
     switch (use) {
     case Use::no:
-        return "no";
+        return {"no", "does not use the card"};
     case Use::partly:
-        return "partly";
+        return {"partly", "is set up in part"};
     case Use::yes:
-        return "yes";
+        return {"yes", "uses the card"};
     case Use::byHand:
-        return "byHand";
+        return {"byHand", "is set up by hand"};
     case Use::unknown:
         break;
     }
-    return "unknown";
-}
-
-std::string UseAsText(const ProgramState& state)
-{
-    if (!state.isInstalled) {
-        return "not installed";
-    }
-    switch (state.use) {
-    case Use::no:
-        return "does not use the card";
-    case Use::partly:
-        return "is set up in part";
-    case Use::yes:
-        return "uses the card";
-    case Use::byHand:
-        return "is set up by hand";
-    case Use::unknown:
-        break;
-    }
-    return "has a file that cannot be read";
+    return {"unknown", "has a file that cannot be read"};
 }
 
 std::string SeverityAsWord(Severity severity)
@@ -105,7 +91,8 @@ std::string StatesAsText(const std::vector<ProgramState>& states)
     std::string text;
     for (const ProgramState& state : states) {
         const std::string& name = state.program->name;
-        text += name + std::string(width + columnGap - name.size(), ' ') + UseAsText(state) + "\n";
+        text += name + std::string(width + columnGap - name.size(), ' ') +
+                (state.isInstalled ? NamesOf(state.use).text : "not installed") + "\n";
     }
     return text;
 }
@@ -117,7 +104,7 @@ ordered_json StatesAsJson(const std::vector<ProgramState>& states)
         list.push_back({{"program", state.program->name},
                         {"title", state.program->title},
                         {"installed", state.isInstalled},
-                        {"usesCard", UseAsWord(state.use)}});
+                        {"usesCard", NamesOf(state.use).word}});
     }
     return list;
 }

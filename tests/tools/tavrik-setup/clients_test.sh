@@ -22,9 +22,10 @@ over_system() { # COMMAND...
     cp -a "$root/etc" .
     # shellcheck disable=SC2016 # the inner shell expands its own variables
     unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
-        mount --bind "$0/etc" /etc
-        mount --bind "$0/root/usr/share/p11-kit/modules" /usr/share/p11-kit/modules
-        exec "$@"' "$folder" "$@"
+        mount --bind "$0" /etc
+        mount --bind "$1" /usr/share/p11-kit/modules
+        shift
+        exec "$@"' "$folder/etc" "$root/usr/share/p11-kit/modules" "$@"
 }
 
 # What is sent to `openssl s_server -rev`: "hello", and the end once the answer is in client.log.
