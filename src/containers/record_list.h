@@ -87,15 +87,7 @@ public:
 
     [[nodiscard]] std::vector<Pointer> OfGroup(Group group) const
     {
-        std::vector<Pointer> members;
-        const auto found = groups.find(group);
-        if (found != groups.end()) {
-            members.reserve(found->second.size());
-            for (const auto& member : found->second) {
-                members.push_back(records.at(member.second).record);
-            }
-        }
-        return members;
+        return EachOfGroup<Pointer>(group, [this](Id id) { return records.at(id).record; });
     }
 
     // All ids, or those of a group, in order.
@@ -106,15 +98,7 @@ public:
 
     [[nodiscard]] std::vector<Id> IdsOfGroup(Group group) const
     {
-        std::vector<Id> ids;
-        const auto found = groups.find(group);
-        if (found != groups.end()) {
-            ids.reserve(found->second.size());
-            for (const auto& member : found->second) {
-                ids.push_back(member.second);
-            }
-        }
-        return ids;
+        return EachOfGroup<Id>(group, [](Id id) { return id; });
     }
 
     [[nodiscard]] bool HasGroup(Group group) const { return groups.find(group) != groups.end(); }
@@ -145,6 +129,21 @@ private:
         values.reserve(entries.size());
         std::transform(entries.begin(), entries.end(), std::back_inserter(values),
                        [&make](const One* one) { return make(*one); });
+        return values;
+    }
+
+    // What a function makes of the id of each member, in order.
+    template <typename Value, typename Make>
+    [[nodiscard]] std::vector<Value> EachOfGroup(Group group, Make make) const
+    {
+        std::vector<Value> values;
+        const auto found = groups.find(group);
+        if (found != groups.end()) {
+            values.reserve(found->second.size());
+            for (const auto& member : found->second) {
+                values.push_back(make(member.second));
+            }
+        }
         return values;
     }
 
