@@ -4,6 +4,7 @@
 // The host's own handling of child processes is kept out of it by a helper process that is cloned without a
 // signal for its end: neither SIGCHLD nor a wait for just any child tells of it. A program that it became
 // would get that signal back, so the helper stays a copy of the host, and makes the command as its own child.
+// The listing, which is built in, the helper writes itself: each process more is a copy of the host's pages.
 // Between clone and exec there are system calls only, since other threads of the host may have held any lock
 // at that moment. What the command has not written within its second is lost, and a command that is still
 // running then is ended.
@@ -15,6 +16,7 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,7 +30,7 @@
 namespace {
 
 constexpr std::size_t mostOutput = 1023; // bytes
-constexpr timespec longestRun{1, 0};
+constexpr timeval longestRun{1, 0};
 constexpr std::size_t kernelSignalSetSize = 8; // bytes
 constexpr int noSuchCommand = 127;
 
@@ -84,10 +86,6 @@ long CloneProcess(unsigned long signalOfEnd)
     const uint64_t none = 0;
     syscall(SYS_setsid);
     syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, kernelSignalSetSize);
-    if (command.line == listingCommand) {
-        WriteOsListing(STDOUT_FILENO, command.language);
-        Leave(0);
-    }
     syscall(SYS_execve, command.arguments[0], command.arguments, command.environment);
     Leave(noSuchCommand);
 }
@@ -107,13 +105,32 @@ void KeepOnlyOutput(int output)
     }
 }
 
-// In the helper's process.
-[[noreturn]] void RunInHelper(int output, const Command& itsCommand)
+constexpr uint64_t SetOf(int signal)
 {
-    KeepOnlyOutput(output);
+    return uint64_t{1} << (signal - 1);
+}
+
+void HandleAsByDefault(int signal)
+{
     // As the kernel has it: the default handling, without flags, restorer and mask.
     constexpr std::array<unsigned long, 4> defaultHandling{};
-    syscall(SYS_rt_sigaction, SIGCHLD, defaultHandling.data(), nullptr, kernelSignalSetSize);
+    syscall(SYS_rt_sigaction, signal, defaultHandling.data(), nullptr, kernelSignalSetSize);
+}
+
+// A file system that does not answer is waited for as long as a command is: the alarm ends the helper.
+void ListInHelper(std::string_view language)
+{
+    HandleAsByDefault(SIGALRM);
+    const uint64_t alarm = SetOf(SIGALRM);
+    syscall(SYS_rt_sigprocmask, SIG_UNBLOCK, &alarm, nullptr, kernelSignalSetSize);
+    const itimerval timer{{0, 0}, longestRun};
+    syscall(SYS_setitimer, ITIMER_REAL, &timer, nullptr);
+    WriteOsListing(STDOUT_FILENO, language);
+}
+
+void RunInHelper(const Command& itsCommand)
+{
+    HandleAsByDefault(SIGCHLD);
 
     // What the command leaves behind comes to the helper, and not to a host that collects orphans.
     syscall(SYS_prctl, PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
@@ -123,13 +140,25 @@ void KeepOnlyOutput(int output)
         BecomeCommand(itsCommand);
     }
     if (command > 0) {
-        constexpr uint64_t endOfChild = uint64_t{1} << (SIGCHLD - 1);
-        syscall(SYS_rt_sigtimedwait, &endOfChild, nullptr, &longestRun, kernelSignalSetSize);
+        constexpr uint64_t endOfChild = SetOf(SIGCHLD);
+        constexpr timespec longestWait{longestRun.tv_sec, 0};
+        syscall(SYS_rt_sigtimedwait, &endOfChild, nullptr, &longestWait, kernelSignalSetSize);
         syscall(SYS_kill, -command, SIGKILL);
         syscall(SYS_kill, command, SIGKILL);
         syscall(SYS_wait4, command, nullptr, 0, nullptr);
         while (syscall(SYS_wait4, -command, nullptr, 0, nullptr) > 0) {
         }
+    }
+}
+
+// In the helper's process.
+[[noreturn]] void BecomeHelper(int output, const Command& command)
+{
+    KeepOnlyOutput(output);
+    if (command.line == listingCommand) {
+        ListInHelper(command.language);
+    } else {
+        RunInHelper(command);
     }
     Leave(0);
 }
@@ -181,7 +210,7 @@ void Platform::RunCommandCaptureOutput(const char* commandLine, std::string& out
         const SignalsHeldBack heldBack(AllSignals());
         helper = CloneProcess(0);
         if (helper == 0) {
-            RunInHelper(writeEnd.Number(), command);
+            BecomeHelper(writeEnd.Number(), command);
         }
     }
     if (helper < 0) {
