@@ -82,7 +82,18 @@ public:
     // All records, or those of a group, in order.
     [[nodiscard]] std::vector<Pointer> All() const
     {
-        return EachInOrder<Pointer>([](const auto& one) { return one.second.record; });
+        std::vector<const Entry*> entries;
+        entries.reserve(records.size());
+        for (const auto& one : records) {
+            entries.push_back(&one.second);
+        }
+        std::sort(entries.begin(), entries.end(),
+                  [](const Entry* one, const Entry* other) { return one->position < other->position; });
+        std::vector<Pointer> values;
+        values.reserve(entries.size());
+        std::transform(entries.begin(), entries.end(), std::back_inserter(values),
+                       [](const Entry* one) { return one->record; });
+        return values;
     }
 
     [[nodiscard]] std::vector<Pointer> OfGroup(Group group) const
@@ -90,12 +101,7 @@ public:
         return EachOfGroup<Pointer>(group, [this](Id id) { return records.at(id).record; });
     }
 
-    // All ids, or those of a group, in order.
-    [[nodiscard]] std::vector<Id> Ids() const
-    {
-        return EachInOrder<Id>([](const auto& one) { return one.first; });
-    }
-
+    // The ids of a group, in order.
     [[nodiscard]] std::vector<Id> IdsOfGroup(Group group) const
     {
         return EachOfGroup<Id>(group, [](Id id) { return id; });
@@ -110,27 +116,6 @@ private:
         Group group;
         Pointer record;
     };
-    using Entries = std::unordered_map<Id, Entry>;
-
-    // What a function makes of each entry with its id.
-    template <typename Value, typename Make>
-    [[nodiscard]] std::vector<Value> EachInOrder(Make make) const
-    {
-        using One = typename Entries::value_type;
-        std::vector<const One*> entries;
-        entries.reserve(records.size());
-        for (const One& one : records) {
-            entries.push_back(&one);
-        }
-        std::sort(entries.begin(), entries.end(), [](const One* one, const One* other) {
-            return one->second.position < other->second.position;
-        });
-        std::vector<Value> values;
-        values.reserve(entries.size());
-        std::transform(entries.begin(), entries.end(), std::back_inserter(values),
-                       [&make](const One* one) { return make(*one); });
-        return values;
-    }
 
     // What a function makes of the id of each member, in order.
     template <typename Value, typename Make>
@@ -161,6 +146,6 @@ private:
     }
 
     uint64_t nextPosition = 0;
-    Entries records;
+    std::unordered_map<Id, Entry> records;
     std::map<Group, std::map<uint64_t, Id>> groups; // the members by position, so in order of insertion
 };

@@ -37,18 +37,16 @@ CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList, CK_ULON
 {
     constexpr char function[] = "C_GetSlotList";
     return EntryFrame(function).Require(pulCount != nullptr).Run([&] {
-        const auto slots = InternalCache::GetInstance().GetSlotIds();
-        const auto count = static_cast<CK_ULONG>(slots.size());
+        const CK_ULONG places = pSlotList == nullptr ? 0 : *pulCount;
+        const auto count =
+            static_cast<CK_ULONG>(InternalCache::GetInstance().CopySlotIds({pSlotList, places}));
+        *pulCount = count;
         if (pSlotList == nullptr) {
-            *pulCount = count;
             return CKR_OK;
         }
-        if (count > *pulCount) {
-            *pulCount = count;
+        if (count > places) {
             return CKR_BUFFER_TOO_SMALL;
         }
-        std::copy(slots.begin(), slots.end(), pSlotList);
-        *pulCount = count;
         LOG_LINE(LogLevel_Info, function, "SlotList count: %d", static_cast<int>(count));
         return CKR_OK;
     });

@@ -52,7 +52,9 @@ void InternalCache::AddSlot(const std::shared_ptr<Slot>& slot)
     LOG_LINE(LogLevel_Debug, "InternalCache::AddSlot", "New slot added");
     if (slot != nullptr) {
         const MutexLock guard(lock);
+        slotIds.reserve(slotIds.size() + 1); // once the slot is in, nothing may fail
         slots.Append(slot->slotId, slot->tokenId, slot);
+        slotIds.push_back(slot->slotId);
     }
 }
 
@@ -107,7 +109,16 @@ std::shared_ptr<CardToken> InternalCache::GetCardTokenOfSession(CK_SESSION_HANDL
 std::vector<CK_SLOT_ID> InternalCache::GetSlotIds() const
 {
     const MutexLock guard(lock);
-    return slots.Ids();
+    return slotIds;
+}
+
+std::size_t InternalCache::CopySlotIds(std::span<CK_SLOT_ID> room) const
+{
+    const MutexLock guard(lock);
+    if (slotIds.size() <= room.size()) {
+        std::copy(slotIds.begin(), slotIds.end(), room.begin());
+    }
+    return slotIds.size();
 }
 
 std::vector<std::shared_ptr<Session>> InternalCache::GetSessionsOfToken(uint32_t tokenId) const
@@ -186,6 +197,7 @@ std::vector<std::shared_ptr<CardToken>> InternalCache::Clear()
     removed.objects = objects.TakeAll();
     removed.sessions = sessions.TakeAll();
     removed.slots = slots.TakeAll();
+    slotIds = {};
     return cardTokens.TakeAll();
 }
 
@@ -195,6 +207,7 @@ void InternalCache::TakeSlotsOfToken(uint32_t tokenId, Removed& removed)
     for (const CK_SLOT_ID slotId : slots.IdsOfGroup(tokenId)) {
         MoveTo(removed.objects, objects.TakeGroup(slotId));
         MoveTo(removed.sessions, sessions.TakeGroup(slotId));
+        std::erase(slotIds, slotId);
     }
     MoveTo(removed.slots, slots.TakeGroup(tokenId));
 }

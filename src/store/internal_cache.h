@@ -12,7 +12,9 @@
 #include "tavrik/cryptoki.h"
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,10 @@ public:
     std::vector<CK_SESSION_HANDLE> GetSessionsOfSlot(CK_SLOT_ID slotId) const EXCLUDES(lock);
     std::vector<std::shared_ptr<PkcsObject>> GetObjects() const EXCLUDES(lock);
     std::vector<std::shared_ptr<PkcsObject>> GetObjectsOfSlot(CK_SLOT_ID slotId) const EXCLUDES(lock);
+
+    // The ids of the slots into the caller's room, without memory of their own. The result is their number; nothing is
+    // copied when there is room for fewer.
+    std::size_t CopySlotIds(std::span<CK_SLOT_ID> room) const EXCLUDES(lock);
 
     // Whether the lists would have anything in them.
     bool HasSessionsOfToken(uint32_t tokenId) const EXCLUDES(lock);
@@ -93,6 +99,7 @@ private:
 
     mutable Mutex lock;
     RecordList<Slot> slots GUARDED_BY(lock);           // grouped by token
+    std::vector<CK_SLOT_ID> slotIds GUARDED_BY(lock);  // in order: applications ask for the list in a loop
     RecordList<Session> sessions GUARDED_BY(lock);     // grouped by slot
     RecordList<CardToken> cardTokens GUARDED_BY(lock); // in one group
     RecordList<PkcsObject> objects GUARDED_BY(lock);   // grouped by slot

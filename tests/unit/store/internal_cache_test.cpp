@@ -322,6 +322,36 @@ TEST_F(InternalCacheTest, RemoveCardTokenTakesAllTokensOfTheReader)
               (std::vector<std::string>{"CloseSession 1", "CloseSession 3", "CloseSession 4"}));
 }
 
+TEST_F(InternalCacheTest, SlotsAreListedInTheOrderOfTheirInsertion)
+{
+    const auto first = AddCard("A", 1);
+    const auto second = AddCard("B", 2);
+    const auto third = AddCard("C", 3);
+    Cache().RemoveCardToken("B");
+    const auto fourth = AddCard("B", 4);
+    using Ids = std::vector<CK_SLOT_ID>;
+    EXPECT_EQ(Cache().GetSlotIds(), (Ids{first.qualifiedSlot, first.ordinarySlot, third.qualifiedSlot,
+                                         third.ordinarySlot, fourth.qualifiedSlot, fourth.ordinarySlot}));
+    EXPECT_EQ(Cache().GetSlot(second.qualifiedSlot), nullptr);
+
+    const auto shown = std::make_shared<Slot>(*Cache().GetSlot(first.qualifiedSlot));
+    Cache().Clear();
+    Cache().AddSlot(shown); // whose id is less than the others'
+    EXPECT_EQ(Cache().GetSlotIds(), Ids{first.qualifiedSlot});
+}
+
+TEST_F(InternalCacheTest, IdsOfSlotsAreCopiedWhereThereIsRoomForAll)
+{
+    std::array<CK_SLOT_ID, 3> room{91, 92, 93};
+    EXPECT_EQ(Cache().CopySlotIds({}), 0U);
+    const auto card = AddCard("Reader", 1);
+    EXPECT_EQ(Cache().CopySlotIds({}), 2U);
+    EXPECT_EQ(Cache().CopySlotIds(std::span(room).first(1)), 2U);
+    EXPECT_EQ(room, (std::array<CK_SLOT_ID, 3>{91, 92, 93}));
+    EXPECT_EQ(Cache().CopySlotIds(room), 2U);
+    EXPECT_EQ(room, (std::array<CK_SLOT_ID, 3>{card.qualifiedSlot, card.ordinarySlot, 93}));
+}
+
 TEST_F(InternalCacheTest, RemoveCardTokenMatchesTheNameToTheByte)
 {
     const auto card = AddCard("Reader", 1);
