@@ -5,14 +5,12 @@
 #include "bench/guarded.h"
 #include "bench/openssl_key.h"
 #include "bench/registration.h"
+#include "bench/threads.h"
 #include "bench/works.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <barrier>
-#include <chrono>
-#include <thread>
 
 namespace bench {
 namespace {
@@ -52,41 +50,22 @@ void RegisterWork(Subject<Form>& subject, const NamedWork<Form>& work, int64_t s
     });
 }
 
-// The time from the first call of all threads to the last, for each call that was made.
+// Each thread with a session of its own.
 template <class Form>
-double TimeOfCall(const Token<Form>& token, std::size_t threads)
+double TimeOfSessionInfo(const Token<Form>& token, std::size_t threads)
 {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::size_t calls = 640000;
-    using Ulong = typename Form::Ulong;
-    std::vector<Ulong> sessions(threads);
+    std::vector<typename Form::Ulong> sessions(threads);
     std::generate(sessions.begin(), sessions.end(), [&] { return token.Open(token.slot); });
-    std::vector<Clock::time_point> begins(threads);
-    std::vector<Clock::time_point> ends(threads);
-    std::barrier together(static_cast<std::ptrdiff_t>(threads));
-    std::vector<std::thread> working;
-    working.reserve(threads);
-    for (std::size_t thread = 0; thread < threads; ++thread) {
-        working.emplace_back([&, thread] {
-            typename Form::SessionInfo info;
-            together.arrive_and_wait();
-            begins[thread] = Clock::now();
-            for (std::size_t i = 0; i < calls / threads; ++i) {
-                Require(token.f->C_GetSessionInfo(sessions[thread], &info), "C_GetSessionInfo");
-            }
-            ends[thread] = Clock::now();
-        });
+    const double time = TimeOfCall(threads, [&](std::size_t thread) {
+        typename Form::SessionInfo info;
+        Require(token.f->C_GetSessionInfo(sessions[thread], &info), "C_GetSessionInfo");
+    });
+    for (const auto session : sessions) {
+        token.Close(session);
     }
-    for (std::size_t i = 0; i < threads; ++i) {
-        working[i].join();
-        token.Close(sessions[i]);
-    }
-    const std::chrono::duration<double> taken =
-        *std::max_element(ends.begin(), ends.end()) - *std::min_element(begins.begin(), begins.end());
-    return taken.count() / calls;
+    return time;
 }
 
-// Each thread with a session of its own.
 template <class Form>
 void RegisterThreads(Subject<Form>& subject, std::size_t threads)
 {
@@ -94,7 +73,7 @@ void RegisterThreads(Subject<Form>& subject, std::size_t threads)
     AddMeasurement(name,
                    [&token = subject.token, threads](benchmark::State& state) {
                        for ([[maybe_unused]] auto ignored : state) {
-                           state.SetIterationTime(TimeOfCall(token, threads));
+                           state.SetIterationTime(TimeOfSessionInfo(token, threads));
                        }
                    })
         ->UseManualTime()
@@ -154,6 +133,7 @@ void Run()
         RegisterThreads(library, threads);
         RegisterThreads(front, threads);
         RegisterThreads(softHsm, threads);
+        RegisterFloors("session info, threads", static_cast<int64_t>(threads));
     }
     RegisterAll(Beside::objects, {10, 1000, 100000}, library, front, softHsm);
     RegisterAll(Beside::sessions, many, library, front, softHsm);

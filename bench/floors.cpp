@@ -5,6 +5,7 @@
 #include "bench/module.h"
 #include "bench/openssl_key.h"
 #include "bench/registration.h"
+#include "bench/threads.h"
 #include "bench/works.h"
 
 #include <benchmark/benchmark.h>
@@ -22,6 +23,8 @@
 
 namespace bench {
 namespace {
+
+constexpr char onThreads[] = "session info, threads";
 
 using Body = std::function<void(benchmark::State&)>;
 
@@ -178,18 +181,43 @@ Body LookUp(std::size_t count)
     });
 }
 
-// A function of another library that takes a lock which nobody else wants.
+using Function = void();
+
+// Of another library, which nobody else calls.
+Function* FunctionOf(const char* name)
+{
+    return reinterpret_cast<Function*>(SymbolOf(Folder() / "empty/libbench_empty.so", name));
+}
+
 Body EmptyFunction()
 {
-    return Repeated([] {
-        return reinterpret_cast<void (*)()>(SymbolOf(Folder() / "empty/libbench_empty.so", "LockAndUnlock"));
-    });
+    return Repeated([] { return FunctionOf("LockAndUnlock"); });
+}
+
+Body LocksAndCounts()
+{
+    return Repeated([] { return FunctionOf("LocksAndCounts"); });
+}
+
+// The lock is one for all threads, as the application's is.
+Body EmptyFunctionOnThreads(std::size_t threads)
+{
+    return [threads](benchmark::State& state) {
+        Function* const function = FunctionOf("LockAndUnlock");
+        for ([[maybe_unused]] auto ignored : state) {
+            state.SetIterationTime(TimeOfCall(threads, [function](std::size_t /*thread*/) { function(); }));
+        }
+    };
 }
 
 const std::vector<Floor>& AllFloors()
 {
     static const std::vector<Floor> floors{
         {"session info", 0, "empty function", EmptyFunction()},
+        {"session info", 0, "locks and counts", LocksAndCounts()},
+        {onThreads, 1, "empty function", EmptyFunctionOnThreads(1)},
+        {onThreads, 8, "empty function", EmptyFunctionOnThreads(8)},
+        {onThreads, 64, "empty function", EmptyFunctionOnThreads(64)},
         {"session info, random handle", 10, "hash map", LookUp(10)},
         {"session info, random handle", 10000, "hash map", LookUp(10000)},
         {"session info, random handle", 100000, "hash map", LookUp(100000)},
@@ -216,7 +244,10 @@ void RegisterFloors(const std::string& work, int64_t size)
     for (const Floor& floor : AllFloors()) {
         if (floor.work == work && floor.size == size) {
             const std::string name = work + "/" + floor.name + (size == 0 ? "" : "/" + std::to_string(size));
-            AddMeasurement(name, floor.body);
+            auto* const added = AddMeasurement(name, floor.body);
+            if (work == onThreads) {
+                added->UseManualTime()->Iterations(5);
+            }
         }
     }
 }
