@@ -10,7 +10,7 @@ endfunction()
 
 # tavrik_read_function_names(variable): the Cryptoki functions.
 macro(tavrik_read_function_names variable)
-    tavrik_read_list(${variable} include/tavrik/functions.inc "CRYPTOKI_[A-Z]+\\((C_[A-Za-z]+)," "\\1")
+    tavrik_read_list(${variable} include/tavrik/functions.inc "CRYPTOKI_[A-Z_]+\\((C_[A-Za-z]+)," "\\1")
 endmacro()
 
 # tavrik_read_card_functions(variable): the functions of the card-access library.

@@ -1,5 +1,4 @@
-// The function list, and the functions that only refuse. A function of the list that is refused by the
-// library is refused here too unless another file of the front defines it, which then counts.
+// The function list, and the functions that only refuse.
 #include "front/door/boundary.h"
 
 namespace front {
@@ -15,8 +14,9 @@ CK_RV Refuse(CK_RV answer)
 } // namespace
 
 #define CRYPTOKI_WORKS(name, parameters)
+#define CRYPTOKI_FRONT_WORKS(name, parameters, answer)
 #define CRYPTOKI_REFUSES(name, parameters, answer)                                                           \
-    [[gnu::weak]] CK_RV name parameters                                                                      \
+    CK_RV name parameters                                                                                    \
     {                                                                                                        \
         return Refuse(answer);                                                                               \
     }
