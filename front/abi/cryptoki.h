@@ -1,9 +1,11 @@
-// Cryptoki 2.20 as applications on Linux speak it: records in their natural alignment, CK_ULONG and with it
-// every handle and slot id as wide as `unsigned long`. All of it stands in the namespace `front`; the packed
-// form that the library speaks is in `packed`. The constants are macros of the library's header and have the
-// same numbers in both forms, but for one.
+// Cryptoki 2.20 as the system's applications speak it: CK_ULONG and with it every handle and slot id as wide as
+// `unsigned long`, and records in their natural alignment on Linux, packed to one byte on Windows, where `unsigned long`
+// has 32 bits. All of it stands in the namespace `front`; the form that the library speaks, which is that of Windows on
+// every system, is in `packed`. The constants are macros of the library's header and have the same numbers in both forms,
+// but for one.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace packed {
@@ -17,7 +19,7 @@ namespace packed {
 namespace front {
 
 using CK_ULONG = unsigned long;
-#include "tavrik/records.inc"
+#include TAVRIK_HOST_RECORDS
 
 // The exported functions. They have C++ linkage under their C names, because the packed prototypes have the
 // same names with other types.
@@ -26,5 +28,12 @@ using CK_ULONG = unsigned long;
 #include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
+
+// A length or a number of things as applications read it, which on Windows has 32 bits. What a call can have asked for or
+// have made fits.
+constexpr CK_ULONG ToUlong(std::size_t number)
+{
+    return static_cast<CK_ULONG>(number);
+}
 
 } // namespace front

@@ -69,7 +69,8 @@ CK_RV C_Decrypt(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData, CK_ULONG
         Require(pulDataLen != nullptr, CKR_ARGUMENTS_BAD);
         DecryptOperation& operation = *session->decrypt;
         if (pData == nullptr) {
-            *pulDataLen = operation.modulusLength; // at most; the card isn't asked for a question of length
+            *pulDataLen =
+                ToUlong(operation.modulusLength); // at most; the card isn't asked for a question of length
             return ending.GoOnWith(CKR_OK);
         }
         Require(data.size() == operation.modulusLength, CKR_ENCRYPTED_DATA_LEN_RANGE);

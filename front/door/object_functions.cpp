@@ -46,11 +46,11 @@ CK_RV C_GetObjectSize(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, CK_U
         const SessionUse session = front.Use(hSession);
         Require(pulSize != nullptr, CKR_ARGUMENTS_BAD);
         const auto object = RequireObject(front, *session, hObject); // may be destroyed meanwhile
-        CK_ULONG size = 0;
+        std::size_t size = 0;
         for (const auto& attribute : object->attributes) {
             size += attribute.second.size();
         }
-        *pulSize = size;
+        *pulSize = ToUlong(size);
         return CKR_OK;
     });
 }
@@ -88,7 +88,7 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject, C
         const std::size_t count = std::min<std::size_t>(ulMaxObjectCount, search.found.size() - search.next);
         std::copy_n(search.found.begin() + static_cast<std::ptrdiff_t>(search.next), count, phObject);
         search.next += count;
-        *pulObjectCount = count;
+        *pulObjectCount = ToUlong(count);
         return CKR_OK;
     });
 }

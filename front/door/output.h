@@ -20,7 +20,7 @@ inline Input InputOf(const CK_BYTE* data, CK_ULONG length)
 // None when there is room for `needed` bytes. `length` is told in both cases.
 inline std::optional<CK_RV> AnswerAboutLength(std::size_t needed, const CK_BYTE* output, CK_ULONG* length)
 {
-    const CK_ULONG room = std::exchange(*length, needed);
+    const CK_ULONG room = std::exchange(*length, ToUlong(needed));
     if (output == nullptr) {
         return CKR_OK;
     }
@@ -31,7 +31,7 @@ template <typename Result>
 void HandOut(const Result& result, CK_BYTE* output, CK_ULONG* length)
 {
     std::copy(result.begin(), result.end(), output);
-    *length = result.size();
+    *length = ToUlong(result.size());
 }
 
 // An operation that ends with the call, whatever its outcome, unless the call says that it goes on.

@@ -1,7 +1,8 @@
 #include "front/door/process.h"
 
 #include "front/abi/refusal.h"
-#include "front/library/own_folder.h"
+#include "front/system/own_folder.h"
+#include "front/system/process_events.h"
 
 #include "src/crypto/shared_objects.h"
 #include "src/platform/mutex.h"
@@ -11,8 +12,6 @@
 #include <condition_variable>
 #include <new>
 #include <thread>
-
-#include <pthread.h>
 
 namespace front {
 namespace {
@@ -65,6 +64,35 @@ private:
     Process& process;
 };
 
+void EndCall()
+{
+    Process& process = ThisProcess();
+    --process.calls;
+    if (process.closed) {
+        const MutexLock lock(process.mutex);
+        process.changed.notify_all();
+    }
+}
+
+Front* BeginCall()
+{
+    Process& process = ThisProcess();
+    ++process.calls;
+    if (!process.closed) {
+        if (Front* const front = process.front; front != nullptr) {
+            return front;
+        }
+    }
+    EndCall();
+    const MutexLock lock(process.mutex); // waits for a fork
+    Front* const front = process.front;
+    Require(front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
+    ++process.calls;
+    return front;
+}
+
+} // namespace
+
 // No thread is to be in the middle of something when the process forks, except in a dialog, for which a fork
 // can't wait, and the thread that forks. What is locked here is unlocked by AfterForkInParent.
 void BeforeFork() NO_THREAD_SAFETY_ANALYSIS
@@ -102,17 +130,15 @@ void AfterForkInChild()
     Library::Instance().AfterFork();
 }
 
-[[gnu::constructor]] void Loaded()
+void OnFrontLoad()
 {
     static_cast<void>(OwnFolders());
     static_cast<void>(ThisProcess());
     static_cast<void>(Library::Instance());
-    pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild);
 }
 
-// With dlclose, and at the end of the process; a call that is still at work then has a library to come back
-// to.
-[[gnu::destructor]] void Unloaded()
+// A call that is still at work then has a library to come back to.
+void OnFrontUnload()
 {
     if (ProcessIsEnding()) {
         return; // what would be let go of may refer to what has ended before
@@ -124,35 +150,6 @@ void AfterForkInChild()
         Library::Instance().Unload();
     }
 }
-
-void EndCall()
-{
-    Process& process = ThisProcess();
-    --process.calls;
-    if (process.closed) {
-        const MutexLock lock(process.mutex);
-        process.changed.notify_all();
-    }
-}
-
-Front* BeginCall()
-{
-    Process& process = ThisProcess();
-    ++process.calls;
-    if (!process.closed) {
-        if (Front* const front = process.front; front != nullptr) {
-            return front;
-        }
-    }
-    EndCall();
-    const MutexLock lock(process.mutex); // waits for a fork
-    Front* const front = process.front;
-    Require(front != nullptr && !process.ending, CKR_CRYPTOKI_NOT_INITIALIZED);
-    ++process.calls;
-    return front;
-}
-
-} // namespace
 
 CK_RV StartFront()
 {

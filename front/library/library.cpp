@@ -3,12 +3,11 @@
 #include "front/abi/records.h"
 #include "front/abi/refusal.h"
 #include "front/library/library_mutex.h"
-#include "front/library/own_folder.h"
+#include "front/system/library_file.h"
+#include "front/system/own_folder.h"
 
 #include "src/platform/never_destroyed.h"
 #include "src/platform/process_end.h"
-
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <array>
@@ -22,8 +21,6 @@
 
 namespace front {
 namespace {
-
-constexpr char fileName[] = "libpkcs11_x64.so";
 
 constexpr std::size_t newSlots = 16; // that come at once, at most, but for a rare case
 
@@ -107,14 +104,14 @@ bool Library::Load()
 {
     for (const auto& folder : OwnFolders()) {
         if (handle == nullptr) {
-            handle = dlopen((std::filesystem::path(folder) / fileName).c_str(), RTLD_NOW | RTLD_LOCAL);
+            handle = LoadLibraryFile(folder);
         }
     }
     if (handle == nullptr) {
         return false;
     }
     using GetFunctionList = packed::CK_RV(packed::CK_FUNCTION_LIST_PTR_PTR);
-    auto* getFunctionList = reinterpret_cast<GetFunctionList*>(dlsym(handle, "C_GetFunctionList"));
+    auto* getFunctionList = reinterpret_cast<GetFunctionList*>(FindFunction(handle, "C_GetFunctionList"));
     return getFunctionList != nullptr && getFunctionList(&functions) == CKR_OK;
 }
 
@@ -151,7 +148,7 @@ void Library::Unload()
     if (handle != nullptr) {
         functions = nullptr;
         toldOfEnd = false;
-        dlclose(std::exchange(handle, nullptr));
+        UnloadLibraryFile(std::exchange(handle, nullptr));
     }
 }
 

@@ -146,7 +146,7 @@ CK_RV FillRecord(const Object& object, CK_ATTRIBUTE& record)
         }
         std::copy(value.begin(), value.end(), static_cast<uint8_t*>(record.pValue));
     }
-    record.ulValueLen = value.size();
+    record.ulValueLen = ToUlong(value.size());
     return CKR_OK;
 }
 

@@ -1,15 +1,13 @@
 #include "front/model/rsa_public.h"
 
 #include "front/abi/refusal.h"
+#include "front/system/random.h"
 
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
 #include <botan/system_rng.h>
 
 #include <algorithm>
-#include <cerrno>
-
-#include <sys/random.h>
 
 namespace front {
 namespace {
@@ -82,11 +80,7 @@ Bytes EncryptFor(const Object& key, Input message)
 
 void FillRandom(std::span<uint8_t> buffer)
 {
-    while (!buffer.empty()) {
-        const ssize_t got = getrandom(buffer.data(), buffer.size(), 0);
-        Require(got >= 0 || errno == EINTR, CKR_DEVICE_ERROR);
-        buffer = buffer.subspan(got > 0 ? static_cast<std::size_t>(got) : 0);
-    }
+    Require(FillWithRandom(buffer), CKR_DEVICE_ERROR);
 }
 
 } // namespace front

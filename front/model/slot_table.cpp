@@ -135,7 +135,7 @@ Slot& SlotTable::PlaceFor(const SlotFacts& facts)
         return *own;
     }
     Slot& added = slots.emplace_back();
-    added.id = slots.size() - 1;
+    added.id = ToUlong(slots.size() - 1);
     added.name = name;
     return added;
 }

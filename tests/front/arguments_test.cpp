@@ -144,8 +144,8 @@ TEST_F(ArgumentsTest, OperationIsActiveUntilItEnds)
     EXPECT_EQ(Begin(f->C_DecryptInit, CKM_RSA_PKCS, privateKey), CKR_OK);
     EXPECT_EQ(Begin(f->C_VerifyInit, CKM_RSA_PKCS, publicKey), CKR_OPERATION_ACTIVE);
     EXPECT_EQ(Begin(f->C_EncryptInit, CKM_RSA_PKCS, publicKey), CKR_OPERATION_ACTIVE);
-    EXPECT_EQ(f->C_Encrypt(session, &byte, 1, block.data(), &(length = block.size())), CKR_OK);
-    EXPECT_EQ(f->C_Verify(session, &byte, 1, block.data(), block.size()), CKR_SIGNATURE_INVALID);
+    EXPECT_EQ(f->C_Encrypt(session, &byte, 1, block.data(), &(length = Length(block))), CKR_OK);
+    EXPECT_EQ(f->C_Verify(session, &byte, 1, block.data(), Length(block)), CKR_SIGNATURE_INVALID);
 }
 
 TEST_F(ArgumentsTest, NullPointersEndADigest)
@@ -221,14 +221,14 @@ TEST_F(ArgumentsTest, EachOperationEndsWithItsResult)
     StartOrdinary();
     Bytes output(128);
     ASSERT_EQ(Begin(f->C_EncryptInit, CKM_RSA_PKCS, publicKey), CKR_OK);
-    EXPECT_EQ(f->C_Encrypt(session, &byte, 1, output.data(), &(length = output.size())), CKR_OK);
+    EXPECT_EQ(f->C_Encrypt(session, &byte, 1, output.data(), &(length = Length(output))), CKR_OK);
     EXPECT_EQ(f->C_Encrypt(session, &byte, 1, output.data(), &length), CKR_OPERATION_NOT_INITIALIZED);
     ASSERT_EQ(Begin(f->C_DecryptInit, CKM_RSA_PKCS, privateKey), CKR_OK);
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), 128, output.data(), &(length = output.size())), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), 128, output.data(), &(length = Length(output))), CKR_OK);
     EXPECT_EQ(f->C_Decrypt(session, block.data(), 128, output.data(), &length),
               CKR_OPERATION_NOT_INITIALIZED);
     ASSERT_EQ(BeginDigest(), CKR_OK);
-    EXPECT_EQ(f->C_Digest(session, &byte, 1, output.data(), &(length = output.size())), CKR_OK);
+    EXPECT_EQ(f->C_Digest(session, &byte, 1, output.data(), &(length = Length(output))), CKR_OK);
     EXPECT_EQ(f->C_Digest(session, &byte, 1, output.data(), &length), CKR_OPERATION_NOT_INITIALIZED);
 }
 

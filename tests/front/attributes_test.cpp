@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 namespace front {
 namespace {
 
@@ -226,7 +228,8 @@ TEST(AttributesTest, MoreRecordsThanAnyTemplateHasAreRefusedUnread)
 {
     const CK_ATTRIBUTE record{CKA_ID, nullptr, 0};
     EXPECT_EQ(RefusalOf(&record, CK_UNAVAILABLE_INFORMATION), CKR_ARGUMENTS_BAD);
-    EXPECT_EQ(RefusalOf(&record, (1UL << 32U) + 1), CKR_ARGUMENTS_BAD); // whose lower half would do
+    EXPECT_EQ(RefusalOf(&record, CK_UNAVAILABLE_INFORMATION / 2 + 2),
+              CKR_ARGUMENTS_BAD); // whose lower half would do
 }
 
 TEST(AttributesTest, RecordWithALengthNeedsAValue)
@@ -235,9 +238,9 @@ TEST(AttributesTest, RecordWithALengthNeedsAValue)
     EXPECT_EQ(RefusalOf(&record, 1), CKR_ARGUMENTS_BAD);
 }
 
-TEST(AttributesTest, NumberInFourBytesIsRefused)
+TEST(AttributesTest, NumberInAnotherWidthIsRefused)
 {
-    uint32_t number = 3;
+    std::conditional_t<sizeof(CK_ULONG) == 4, uint64_t, uint32_t> number = 3;
     const CK_ATTRIBUTE record{CKA_CLASS, &number, sizeof(number)};
     EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
 }
@@ -252,7 +255,7 @@ TEST(AttributesTest, BooleanInFourBytesIsRefused)
 TEST(AttributesTest, LengthBeyondEveryValueIsRefusedUnread)
 {
     uint8_t byte = 0;
-    const CK_ATTRIBUTE record{CKA_ID, &byte, 1UL << 40U};
+    const CK_ATTRIBUTE record{CKA_ID, &byte, CK_UNAVAILABLE_INFORMATION / 2};
     EXPECT_EQ(RefusalOf(&record, 1), CKR_ATTRIBUTE_VALUE_INVALID);
 }
 

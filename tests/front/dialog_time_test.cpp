@@ -81,8 +81,8 @@ TEST_F(DialogTimeTest, WaitHoldsUpNoOtherCall)
         login.WaitUntilItSleeps();
         ASSERT_EQ(DecryptInit(second, key), CKR_OK); // in the same session, and with the card
         Bytes block(128, 1);
-        CK_ULONG length = block.size();
-        ASSERT_EQ(f->C_Decrypt(second, block.data(), block.size(), block.data(), &length), CKR_OK);
+        CK_ULONG length = Length(block);
+        ASSERT_EQ(f->C_Decrypt(second, block.data(), Length(block), block.data(), &length), CKR_OK);
         wasAnswered = !login.IsDone();
     }
     EXPECT_TRUE(wasAnswered);

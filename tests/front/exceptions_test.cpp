@@ -90,9 +90,9 @@ TEST_F(ExceptionsTest, SignatureIsOverAndTheNextOneWorks)
     script->Next("ES_SignData", Throwing());
     ASSERT_EQ(SignInit(session), CKR_OK);
     Bytes data = Text("m");
-    ASSERT_EQ(f->C_SignUpdate(session, data.data(), data.size()), CKR_OK);
+    ASSERT_EQ(f->C_SignUpdate(session, data.data(), Length(data)), CKR_OK);
     Bytes signature(128);
-    CK_ULONG length = signature.size();
+    CK_ULONG length = Length(signature);
     EXPECT_EQ(f->C_SignFinal(session, signature.data(), &length), CKR_FUNCTION_FAILED);
     EXPECT_EQ(SignAnew(session), CKR_OK);
 }
@@ -114,12 +114,12 @@ TEST_F(ExceptionsTest, DecryptionIsOverAndTheNextOneWorks)
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
     Bytes block(128, 1);
     Bytes plain(128);
-    CK_ULONG length = plain.size();
+    CK_ULONG length = Length(plain);
     script->Next("ES_DecryptData", Throwing());
     ASSERT_EQ(f->C_DecryptInit(session, &mechanism, key), CKR_OK);
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_FUNCTION_FAILED);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), plain.data(), &length), CKR_FUNCTION_FAILED);
     ASSERT_EQ(f->C_DecryptInit(session, &mechanism, key), CKR_OK);
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), plain.data(), &length), CKR_OK);
 }
 
 TEST_F(ExceptionsTest, LoginThatFailsHalfWayIsUndone)

@@ -18,12 +18,22 @@ using blackbox::SymbolOf;
 
 std::filesystem::path LibraryFolder()
 {
-    return blackbox::ScriptedFolder().parent_path();
+    return TAVRIK_FRONT_FOLDER;
+}
+
+std::filesystem::path FrontIn(const std::filesystem::path& folder)
+{
+    return folder / std::filesystem::path("tavrik-pkcs11").replace_extension(ScriptedLibrary().extension());
+}
+
+std::filesystem::path ScriptedLibrary()
+{
+    return blackbox::ScriptedFolder() / blackbox::LibraryFileName("pkcs11_x64");
 }
 
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle)
 {
-    void* front = Load(folder / "tavrik-pkcs11.so");
+    void* front = Load(FrontIn(folder));
     if (handle != nullptr) {
         *handle = front;
     }
@@ -35,6 +45,13 @@ CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle)
     return list;
 }
 
+Bytes NumberValue(CK_ULONG number)
+{
+    Bytes value(sizeof(number));
+    std::memcpy(value.data(), &number, sizeof(number));
+    return value;
+}
+
 Records& Records::Add(CK_ATTRIBUTE_TYPE type, const Bytes& value)
 {
     values.emplace_back(type, value);
@@ -43,9 +60,7 @@ Records& Records::Add(CK_ATTRIBUTE_TYPE type, const Bytes& value)
 
 Records& Records::Number(CK_ATTRIBUTE_TYPE type, CK_ULONG number)
 {
-    Bytes value(sizeof(number));
-    std::memcpy(value.data(), &number, sizeof(number));
-    return Add(type, value);
+    return Add(type, NumberValue(number));
 }
 
 Records& Records::Flag(CK_ATTRIBUTE_TYPE type, CK_BBOOL flag)
@@ -57,7 +72,7 @@ CK_ATTRIBUTE* Records::Data()
 {
     records.clear();
     for (auto& [type, value] : values) {
-        records.push_back({type, value.data(), value.size()});
+        records.push_back({type, value.data(), Length(value)});
     }
     return records.data();
 }
@@ -73,7 +88,7 @@ CK_RV Client::Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, const std::str
 {
     std::vector<CK_UTF8CHAR> exact(code.begin(), code.end());
     exact.shrink_to_fit(); // so that a sanitizer sees a read past it
-    return f->C_Login(session, user, exact.data(), exact.size());
+    return f->C_Login(session, user, exact.data(), Length(exact));
 }
 
 CK_STATE Client::State(CK_SESSION_HANDLE session)
@@ -89,7 +104,7 @@ std::vector<CK_SLOT_ID> Client::Slots(bool withCardOnly)
     CK_ULONG count = 0;
     EXPECT_EQ(f->C_GetSlotList(present, nullptr, &count), CKR_OK);
     std::vector<CK_SLOT_ID> slots(count + 1);
-    count = slots.size();
+    count = Length(slots);
     EXPECT_EQ(f->C_GetSlotList(present, slots.data(), &count), CKR_OK);
     slots.resize(count);
     return slots;
@@ -100,7 +115,7 @@ Handles Client::Find(CK_SESSION_HANDLE session, Records wanted)
     EXPECT_EQ(f->C_FindObjectsInit(session, wanted.Data(), wanted.Count()), CKR_OK);
     Handles found(64);
     CK_ULONG count = 0;
-    EXPECT_EQ(f->C_FindObjects(session, found.data(), found.size(), &count), CKR_OK);
+    EXPECT_EQ(f->C_FindObjects(session, found.data(), Length(found), &count), CKR_OK);
     EXPECT_EQ(f->C_FindObjectsFinal(session), CKR_OK);
     found.resize(count);
     return found;
@@ -162,15 +177,15 @@ CK_RV Client::VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_O
 CK_RV Client::Sign(CK_SESSION_HANDLE session, Bytes data, Bytes& signature)
 {
     signature.resize(1024);
-    CK_ULONG length = signature.size();
-    const CK_RV result = f->C_Sign(session, data.data(), data.size(), signature.data(), &length);
+    CK_ULONG length = Length(signature);
+    const CK_RV result = f->C_Sign(session, data.data(), Length(data), signature.data(), &length);
     signature.resize(result == CKR_OK ? length : 0);
     return result;
 }
 
 CK_RV Client::Verify(CK_SESSION_HANDLE session, Bytes data, Bytes signature)
 {
-    return f->C_Verify(session, data.data(), data.size(), signature.data(), signature.size());
+    return f->C_Verify(session, data.data(), Length(data), signature.data(), Length(signature));
 }
 
 CK_RV Client::Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes data, Bytes& digest)
@@ -181,8 +196,8 @@ CK_RV Client::Digest(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, Bytes da
         return begun;
     }
     digest.resize(64);
-    CK_ULONG length = digest.size();
-    const CK_RV result = f->C_Digest(session, data.data(), data.size(), digest.data(), &length);
+    CK_ULONG length = Length(digest);
+    const CK_RV result = f->C_Digest(session, data.data(), Length(data), digest.data(), &length);
     digest.resize(result == CKR_OK ? length : 0);
     return result;
 }

@@ -27,8 +27,24 @@ inline constexpr CK_SLOT_ID ordinary = 1;
 // What stands in a variable before a call. No call has it as a result.
 inline constexpr CK_ULONG untouched = 77;
 
+// Added to a number, it leaves the lower half of a CK_ULONG of 64 bits as it is, which is all that the library takes.
+inline constexpr CK_ULONG highestBit = CK_UNAVAILABLE_INFORMATION / 2 + 1;
+
+template <typename Container>
+CK_ULONG Length(const Container& container)
+{
+    return ToUlong(container.size());
+}
+
 std::filesystem::path LibraryFolder(); // of the build
+// The front in a folder.
+std::filesystem::path FrontIn(const std::filesystem::path& folder);
+// The library in the folder of the scripted card-access library.
+std::filesystem::path ScriptedLibrary();
 CK_FUNCTION_LIST* LoadFront(const std::filesystem::path& folder, void** handle = nullptr);
+
+// As an attribute's value.
+Bytes NumberValue(CK_ULONG number);
 
 // A template that owns its values.
 class Records

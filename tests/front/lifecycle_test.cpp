@@ -1,6 +1,5 @@
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
-#include "tests/support/script.h"
 #include "tests/support/system.h"
 #include "tests/support/temporary_folder.h"
 
@@ -70,10 +69,11 @@ TEST_F(LifecycleTest, SessionsDoNotOutliveTheFront)
 
 TEST_F(LifecycleTest, ExportsNothingButTheFunctions)
 {
-    const std::string names =
-        "nm -D --defined-only '" + (LibraryFolder() / "tavrik-pkcs11.so").string() + "' | grep ";
-    EXPECT_EQ(blackbox::OutputOf(names + "-c ' [TW] C_'"), "68\n");
-    EXPECT_EQ(blackbox::OutputOf(names + "-vc ' [TW] C_' || true"), "0\n");
+    const auto exported = blackbox::ExportedSymbols(FrontIn(LibraryFolder()));
+    EXPECT_EQ(exported.size(), 68U);
+    for (const std::string& name : exported) {
+        EXPECT_TRUE(name.starts_with("C_")) << name;
+    }
     EXPECT_EQ(f->version.major, 2);
     EXPECT_EQ(f->version.minor, 20);
 }
@@ -81,13 +81,13 @@ TEST_F(LifecycleTest, ExportsNothingButTheFunctions)
 TEST_F(LifecycleTest, FrontWithoutItsLibraryDoesNotStart)
 {
     const TemporaryFolder folder("tavrik_alone_");
-    std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", folder.Path() / "tavrik-pkcs11.so");
+    std::filesystem::copy_file(FrontIn(LibraryFolder()), FrontIn(folder.Path()));
     EXPECT_EQ(LoadFront(folder.Path())->C_Initialize(nullptr), CKR_GENERAL_ERROR);
 }
 
 TEST_F(LifecycleTest, LibraryThatTheHostHasInitializedIsNotUsed)
 {
-    void* library = blackbox::Load(blackbox::ScriptedFolder() / "libpkcs11_x64.so");
+    void* library = blackbox::Load(ScriptedLibrary());
     using Initialize = packed::CK_RV(packed::CK_VOID_PTR);
     ASSERT_EQ(reinterpret_cast<Initialize*>(blackbox::SymbolOf(library, "C_Initialize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_GENERAL_ERROR);
@@ -95,46 +95,6 @@ TEST_F(LifecycleTest, LibraryThatTheHostHasInitializedIsNotUsed)
     ASSERT_EQ(reinterpret_cast<Initialize*>(blackbox::SymbolOf(library, "C_Finalize"))(nullptr), CKR_OK);
     EXPECT_EQ(f->C_Initialize(nullptr), CKR_OK);
     blackbox::Unload(library);
-}
-
-// A front and what it needs in a folder of their own.
-class FolderOfItsOwn
-{
-public:
-    explicit FolderOfItsOwn(const std::string& frontFolder)
-    {
-        const auto real = folder.Path() / frontFolder;
-        std::filesystem::create_directories(real);
-        std::filesystem::copy_file(LibraryFolder() / "tavrik-pkcs11.so", real / "tavrik-pkcs11.so");
-        for (const char* name : {"libpkcs11_x64.so", "libCardAPI.so"}) {
-            std::filesystem::create_symlink(blackbox::ScriptedFolder() / name, real / name);
-        }
-    }
-
-    const std::filesystem::path& Path() const { return folder.Path(); }
-
-private:
-    TemporaryFolder folder{"tavrik_folder_"};
-};
-
-TEST_F(LifecycleTest, LinkedFrontFindsTheLibraryBesideItsFile)
-{
-    const FolderOfItsOwn folder("real");
-    std::filesystem::create_symlink("real/tavrik-pkcs11.so", folder.Path() / "tavrik-pkcs11.so");
-    CK_FUNCTION_LIST* linked = LoadFront(folder.Path());
-    EXPECT_EQ(linked->C_Initialize(nullptr), CKR_OK);
-    EXPECT_EQ(linked->C_Finalize(nullptr), CKR_OK);
-}
-
-TEST_F(LifecycleTest, FrontLoadedByARelativePathFindsItsLibraryAfterAChangeOfFolder)
-{
-    const FolderOfItsOwn folder("");
-    const auto before = std::filesystem::current_path();
-    std::filesystem::current_path(folder.Path());
-    CK_FUNCTION_LIST* loaded = LoadFront(".");
-    std::filesystem::current_path(before);
-    EXPECT_EQ(loaded->C_Initialize(nullptr), CKR_OK);
-    EXPECT_EQ(loaded->C_Finalize(nullptr), CKR_OK);
 }
 
 } // namespace

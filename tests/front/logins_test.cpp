@@ -26,8 +26,8 @@ protected:
     {
         const CK_RV begun = DecryptInit(session, key);
         Bytes block(128, 1);
-        CK_ULONG length = block.size();
-        return begun == CKR_OK ? f->C_Decrypt(session, block.data(), block.size(), block.data(), &length)
+        CK_ULONG length = Length(block);
+        return begun == CKR_OK ? f->C_Decrypt(session, block.data(), Length(block), block.data(), &length)
                                : begun;
     }
 

@@ -467,11 +467,10 @@ TEST_F(ObjectsFrontTest, OtherValuesOfAMadeKeyAreTested)
 TEST_F(ObjectsFrontTest, EachPartOfAMadeKeyIsNeeded)
 {
     const CK_SESSION_HANDLE session = StartWriting();
-    const std::vector<std::pair<CK_ATTRIBUTE_TYPE, Bytes>> parts = {
-        {CKA_CLASS, {CKO_PUBLIC_KEY, 0, 0, 0, 0, 0, 0, 0}},
-        {CKA_KEY_TYPE, {CKK_RSA, 0, 0, 0, 0, 0, 0, 0}},
-        {CKA_MODULUS, Bytes(128, 1)},
-        {CKA_PUBLIC_EXPONENT, {1, 0, 1}}};
+    const std::vector<std::pair<CK_ATTRIBUTE_TYPE, Bytes>> parts = {{CKA_CLASS, NumberValue(CKO_PUBLIC_KEY)},
+                                                                    {CKA_KEY_TYPE, NumberValue(CKK_RSA)},
+                                                                    {CKA_MODULUS, Bytes(128, 1)},
+                                                                    {CKA_PUBLIC_EXPONENT, {1, 0, 1}}};
     for (std::size_t left = 0; left <= parts.size(); ++left) {
         Records records;
         for (std::size_t i = 0; i < parts.size(); ++i) {

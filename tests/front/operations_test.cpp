@@ -67,11 +67,11 @@ TEST_F(OperationsTest, VerifyingInParts)
     ASSERT_EQ(VerifyInit(session, CKM_SHA256_RSA_PKCS, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
     Bytes first = Text("mess");
     Bytes second = Text("age");
-    ASSERT_EQ(f->C_VerifyUpdate(session, first.data(), first.size()), CKR_OK);
+    ASSERT_EQ(f->C_VerifyUpdate(session, first.data(), Length(first)), CKR_OK);
     EXPECT_EQ(Verify(session, second, signature), CKR_OPERATION_NOT_INITIALIZED);
-    ASSERT_EQ(f->C_VerifyUpdate(session, second.data(), second.size()), CKR_OK);
-    EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), signature.size()), CKR_OK);
-    EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), signature.size()), CKR_OPERATION_NOT_INITIALIZED);
+    ASSERT_EQ(f->C_VerifyUpdate(session, second.data(), Length(second)), CKR_OK);
+    EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), Length(signature)), CKR_OK);
+    EXPECT_EQ(f->C_VerifyFinal(session, signature.data(), Length(signature)), CKR_OPERATION_NOT_INITIALIZED);
 }
 
 TEST_F(OperationsTest, DataTooLongForASignatureAreNotVerified)
@@ -94,7 +94,7 @@ TEST_F(OperationsTest, SigningHandsTheCardTheDigestInfo)
     Bytes signature(200);
     Bytes message = Text("message");
     length = 127;
-    EXPECT_EQ(f->C_Sign(session, message.data(), message.size(), signature.data(), &length),
+    EXPECT_EQ(f->C_Sign(session, message.data(), Length(message), signature.data(), &length),
               CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(length, 128U);
     EXPECT_TRUE(script->CallsOf("ES_SignData").empty());
@@ -116,7 +116,7 @@ TEST_F(OperationsTest, SigningInPartsGivesTheCardTheSame)
     ASSERT_EQ(Sign(session, Text("message"), signature), CKR_OK);
     ASSERT_EQ(SignInit(session, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     for (Bytes part : {Text("mes"), Text(""), Text("sage")}) {
-        ASSERT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
+        ASSERT_EQ(f->C_SignUpdate(session, part.data(), Length(part)), CKR_OK);
     }
     signature.resize(128);
     CK_ULONG length = 1;
@@ -180,8 +180,8 @@ TEST_F(OperationsTest, DataTooLongForEveryKeyAreRefusedAtOnce)
     const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
     ASSERT_EQ(SignInit(session, CKM_RSA_PKCS, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     Bytes part(600);
-    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
-    EXPECT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_DATA_LEN_RANGE);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), Length(part)), CKR_OK);
+    EXPECT_EQ(f->C_SignUpdate(session, part.data(), Length(part)), CKR_DATA_LEN_RANGE);
     EXPECT_EQ(f->C_SignUpdate(session, part.data(), 1), CKR_OPERATION_NOT_INITIALIZED);
 }
 
@@ -223,8 +223,8 @@ TEST_F(OperationsTest, CallAnswersDeviceRemovedWhenItsCardGoes)
     script->Next("ES_DecryptData", {.status = eCardCommErr, .hook = cardGoes});
     ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
     block.resize(128);
-    CK_ULONG length = block.size();
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    CK_ULONG length = Length(block);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), block.data(), &length), CKR_DEVICE_REMOVED);
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
 }
 
@@ -234,7 +234,7 @@ TEST_F(OperationsTest, CardThatGoesDuringADecryptionHasNotDecryptedNothing)
 {
     const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
     ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
-    void* library = blackbox::Load(blackbox::ScriptedFolder() / "libpkcs11_x64.so");
+    void* library = blackbox::Load(ScriptedLibrary());
     packed::CK_FUNCTION_LIST* functions = nullptr;
     using GetFunctionList = packed::CK_RV(packed::CK_FUNCTION_LIST**);
     ASSERT_EQ(
@@ -250,8 +250,8 @@ TEST_F(OperationsTest, CardThatGoesDuringADecryptionHasNotDecryptedNothing)
         return CKR_OK;
     };
     Bytes block(128, 1);
-    CK_ULONG length = block.size();
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_DEVICE_REMOVED);
+    CK_ULONG length = Length(block);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), block.data(), &length), CKR_DEVICE_REMOVED);
     functions->C_Decrypt = decrypt;
     EXPECT_EQ(f->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
 }
@@ -318,9 +318,9 @@ TEST_F(OperationsTest, EncryptionIsPaddedAtRandomAndTheKeyReadsIt)
         ASSERT_EQ(EncryptInit(session, key), CKR_OK);
         Bytes block(128);
         CK_ULONG length = 127;
-        EXPECT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length),
+        EXPECT_EQ(f->C_Encrypt(session, message.data(), Length(message), block.data(), &length),
                   CKR_BUFFER_TOO_SMALL);
-        ASSERT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length), CKR_OK);
+        ASSERT_EQ(f->C_Encrypt(session, message.data(), Length(message), block.data(), &length), CKR_OK);
         blocks.push_back(block);
     }
     EXPECT_NE(blocks[0], blocks[1]);
@@ -335,11 +335,11 @@ TEST_F(OperationsTest, MessageTooLongToEncryptIsRefused)
     const CK_SESSION_HANDLE session = StartLoggedIn(ordinary);
     Bytes message(118);
     Bytes block(128);
-    CK_ULONG length = block.size();
+    CK_ULONG length = Length(block);
     ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
     EXPECT_EQ(f->C_Encrypt(session, message.data(), 117, block.data(), &length), CKR_OK);
     ASSERT_EQ(EncryptInit(session, FindOne(session, CKO_PUBLIC_KEY)), CKR_OK);
-    EXPECT_EQ(f->C_Encrypt(session, message.data(), message.size(), block.data(), &length),
+    EXPECT_EQ(f->C_Encrypt(session, message.data(), Length(message), block.data(), &length),
               CKR_DATA_LEN_RANGE);
     EXPECT_EQ(f->C_Encrypt(session, message.data(), 1, block.data(), &length), CKR_OPERATION_NOT_INITIALIZED);
 }
@@ -352,12 +352,13 @@ TEST_F(OperationsTest, DecryptionAsksTheCardOnceForACallerWithTooLittleRoom)
     Bytes block(128, 1);
     Bytes plain(128);
     CK_ULONG length = 0;
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), nullptr, &length), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), nullptr, &length), CKR_OK);
     EXPECT_EQ(length, 128U);
     length = 4;
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), plain.data(), &length),
+              CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(length, 5U);
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), plain.data(), &length), CKR_OK);
     EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 5), Text("plain"));
     EXPECT_EQ(script->CallsOf("ES_DecryptData").size(), 1U);
     ASSERT_EQ(DecryptInit(session, FindOne(session, CKO_PRIVATE_KEY)), CKR_OK);
@@ -372,7 +373,7 @@ TEST_F(OperationsTest, QuestionOfLengthNeedsNoEncryptedData)
     CK_ULONG length = 0;
     EXPECT_EQ(f->C_Decrypt(session, nullptr, 0, nullptr, &length), CKR_OK);
     EXPECT_EQ(length, 128U);
-    EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), block.data(), &length), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), block.data(), &length), CKR_OK);
 }
 
 TEST_F(OperationsTest, AnotherBlockIsNotAnsweredWithTheTextOfTheFirst)
@@ -384,9 +385,10 @@ TEST_F(OperationsTest, AnotherBlockIsNotAnsweredWithTheTextOfTheFirst)
     Bytes plain(128);
     CK_ULONG length = 4;
     script->Next("ES_DecryptData", {.output = Text("first")});
-    EXPECT_EQ(f->C_Decrypt(session, first.data(), first.size(), plain.data(), &length), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(f->C_Decrypt(session, first.data(), Length(first), plain.data(), &length),
+              CKR_BUFFER_TOO_SMALL);
     script->Next("ES_DecryptData", {.output = Text("other")});
-    EXPECT_EQ(f->C_Decrypt(session, second.data(), second.size(), plain.data(), &length), CKR_OK);
+    EXPECT_EQ(f->C_Decrypt(session, second.data(), Length(second), plain.data(), &length), CKR_OK);
     EXPECT_EQ(Bytes(plain.begin(), plain.begin() + 5), Text("other"));
 }
 
@@ -402,7 +404,7 @@ TEST_F(OperationsTest, DigestInPartsIsTheDigestOfAll)
     ASSERT_EQ(f->C_DigestInit(session, &mechanism), CKR_OK);
     EXPECT_EQ(f->C_DigestInit(session, &mechanism), CKR_OPERATION_ACTIVE);
     for (Bytes part : {Text("a"), Text("bc")}) {
-        ASSERT_EQ(f->C_DigestUpdate(session, part.data(), part.size()), CKR_OK);
+        ASSERT_EQ(f->C_DigestUpdate(session, part.data(), Length(part)), CKR_OK);
     }
     Bytes parts(32);
     CK_ULONG length = 31;

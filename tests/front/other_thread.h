@@ -1,16 +1,15 @@
 // A call in a thread of its own that a test can wait for until it has to wait itself.
 #pragma once
 
+#include "tests/front/system/thread_state.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
+#include <cstdint>
 #include <functional>
-#include <string>
 #include <thread>
-
-#include <unistd.h>
 
 namespace front_test {
 
@@ -19,7 +18,7 @@ class OtherThread
 public:
     explicit OtherThread(std::function<void()> work)
         : thread([this, made = std::move(work)] {
-              id = gettid();
+              id = OwnThread();
               made();
               done = true;
           })
@@ -35,7 +34,7 @@ public:
     {
         constexpr int looks = 20;
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        for (int asleep = 0; asleep < looks && !done; asleep = Sleeps() ? asleep + 1 : 0) {
+        for (int asleep = 0; asleep < looks && !done; asleep = Sleeps(id) ? asleep + 1 : 0) {
             ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the thread neither sleeps nor ends";
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -51,17 +50,7 @@ public:
     }
 
 private:
-    // By the state in the third field of the thread's line in /proc; its name, the second, is in brackets.
-    [[nodiscard]] bool Sleeps() const
-    {
-        std::ifstream file("/proc/self/task/" + std::to_string(id) + "/stat");
-        std::string line;
-        std::getline(file, line);
-        const auto name = line.rfind(')');
-        return name != std::string::npos && line.compare(name, 3, ") S") == 0;
-    }
-
-    std::atomic<pid_t> id{0};
+    std::atomic<uint32_t> id{0};
     std::atomic<bool> done{false};
     std::thread thread; // the last member: it uses the others
 };

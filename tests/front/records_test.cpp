@@ -8,18 +8,20 @@
 namespace front {
 namespace {
 
-static_assert(sizeof(CK_ULONG) == 8);
-static_assert(sizeof(CK_INFO) == 88);
-static_assert(sizeof(CK_SLOT_INFO) == 112);
-static_assert(sizeof(CK_TOKEN_INFO) == 208);
-static_assert(sizeof(CK_SESSION_INFO) == 32);
-static_assert(sizeof(CK_ATTRIBUTE) == 24);
-static_assert(sizeof(CK_MECHANISM) == 24);
-static_assert(sizeof(CK_MECHANISM_INFO) == 24);
-static_assert(sizeof(CK_C_INITIALIZE_ARGS) == 48);
-static_assert(sizeof(CK_FUNCTION_LIST) == 8 + 68 * sizeof(void*));
-static_assert(offsetof(CK_FUNCTION_LIST, C_Initialize) == 8);
-static_assert(offsetof(CK_INFO, flags) == 40);
+// The natural form, with an `unsigned long` of 64 bits, and the packed one of Windows.
+constexpr bool natural = sizeof(CK_ULONG) == 8;
+static_assert(natural || sizeof(CK_ULONG) == 4);
+static_assert(sizeof(CK_INFO) == (natural ? 88 : 72));
+static_assert(sizeof(CK_SLOT_INFO) == (natural ? 112 : 104));
+static_assert(sizeof(CK_TOKEN_INFO) == (natural ? 208 : 160));
+static_assert(sizeof(CK_SESSION_INFO) == (natural ? 32 : 16));
+static_assert(sizeof(CK_ATTRIBUTE) == (natural ? 24 : 16));
+static_assert(sizeof(CK_MECHANISM) == (natural ? 24 : 16));
+static_assert(sizeof(CK_MECHANISM_INFO) == (natural ? 24 : 12));
+static_assert(sizeof(CK_C_INITIALIZE_ARGS) == (natural ? 48 : 44));
+static_assert(sizeof(CK_FUNCTION_LIST) == (natural ? 8 + 68 * sizeof(void*) : 2 + 68 * sizeof(void*)));
+static_assert(offsetof(CK_FUNCTION_LIST, C_Initialize) == (natural ? 8 : 2));
+static_assert(offsetof(CK_INFO, flags) == (natural ? 40 : 34));
 
 TEST(RecordsTest, EveryFieldOfTheTokenInfoArrives)
 {

@@ -50,8 +50,8 @@ TEST_F(SeveralKeysTest, SignatureOfAnotherKeyIsNotHandedOut)
         ASSERT_EQ(SignInit(session, type, key), CKR_OK) << type;
         Bytes message = Text("m");
         Bytes signature(128, 7);
-        CK_ULONG length = signature.size();
-        EXPECT_EQ(f->C_Sign(session, message.data(), message.size(), signature.data(), &length),
+        CK_ULONG length = Length(signature);
+        EXPECT_EQ(f->C_Sign(session, message.data(), Length(message), signature.data(), &length),
                   CKR_FUNCTION_FAILED)
             << type;
         EXPECT_EQ(signature, Bytes(128, 7)) << type;
@@ -73,9 +73,9 @@ TEST_F(SeveralKeysTest, SignatureInPartsOfAnotherKeyIsNotHandedOut)
     script->SignWith([](const std::string&, const Bytes& data) { return TestSignature(2, data); });
     ASSERT_EQ(SignInit(session), CKR_OK);
     Bytes part = Text("m");
-    ASSERT_EQ(f->C_SignUpdate(session, part.data(), part.size()), CKR_OK);
+    ASSERT_EQ(f->C_SignUpdate(session, part.data(), Length(part)), CKR_OK);
     Bytes signature(128, 7);
-    CK_ULONG length = signature.size();
+    CK_ULONG length = Length(signature);
     EXPECT_EQ(f->C_SignFinal(session, signature.data(), &length), CKR_FUNCTION_FAILED);
     EXPECT_EQ(signature, Bytes(128, 7));
     EXPECT_EQ(f->C_SignFinal(session, signature.data(), &length), CKR_OPERATION_NOT_INITIALIZED);
@@ -174,10 +174,10 @@ TEST_F(SeveralKeysTest, EachKeyDecryptsByItsOwnNumber)
     for (const CK_OBJECT_HANDLE key : keys) {
         Bytes block(128, 1);
         Bytes plain(128);
-        CK_ULONG length = plain.size();
+        CK_ULONG length = Length(plain);
         EXPECT_EQ(Read(session, key, CKA_DECRYPT), Bytes{CK_TRUE});
         ASSERT_EQ(DecryptInit(session, key), CKR_OK);
-        EXPECT_EQ(f->C_Decrypt(session, block.data(), block.size(), plain.data(), &length), CKR_OK);
+        EXPECT_EQ(f->C_Decrypt(session, block.data(), Length(block), plain.data(), &length), CKR_OK);
     }
     const auto calls = script->CallsOf("ES_DecryptData");
     ASSERT_EQ(calls.size(), 2U);

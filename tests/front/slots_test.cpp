@@ -76,7 +76,7 @@ TEST_F(SlotsTest, ListWithRoomForACardThatCameAfterItsLengthHasThatCard)
     ASSERT_EQ(f->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_OK);
     InsertCard(readerB);
     std::vector<CK_SLOT_ID> slots(4, untouched);
-    count = slots.size();
+    count = Length(slots);
     EXPECT_EQ(f->C_GetSlotList(CK_TRUE, slots.data(), &count), CKR_OK);
     EXPECT_EQ(slots, (std::vector<CK_SLOT_ID>{0, 1, 2, 3}));
 }
@@ -199,7 +199,7 @@ TEST_F(SlotsTest, UnknownSlotIsInvalidAlsoBeyond32Bits)
     StartWithCard();
     CK_SLOT_INFO info{};
     EXPECT_EQ(f->C_GetSlotInfo(2, &info), CKR_SLOT_ID_INVALID);
-    EXPECT_EQ(f->C_GetSlotInfo(1UL << 32U, &info), CKR_SLOT_ID_INVALID);
+    EXPECT_EQ(f->C_GetSlotInfo(highestBit, &info), CKR_SLOT_ID_INVALID);
     EXPECT_EQ(f->C_CloseAllSessions(2), CKR_SLOT_ID_INVALID);
 }
 

@@ -2,6 +2,7 @@
 #include "tests/front/front_test.h"
 
 #include "softcard/system/files.h"
+#include "tests/softcard/environment.h"
 #include "tests/support/program.h"
 
 #include <cstdlib>
@@ -18,7 +19,7 @@ class SoftCardTest : public Client
 protected:
     SoftCardTest()
     {
-        setenv("TAVRIK_HOME", home.Path().c_str(), 1);
+        softcard::test::SetVariable("TAVRIK_HOME", home.Path());
         Tool("new anna --bok 123456 --pin 654321");
         Tool("insert anna");
         f = LoadFront(LibraryFolder());
@@ -73,7 +74,8 @@ TEST_F(SoftCardTest, LoginToACardThatAnotherProgramHasIsAnErrorOfTheDevice)
 {
     const CK_SESSION_HANDLE session = Open(ordinary);
     {
-        const auto ofAnother = softcard::FileLock::Try(Home() / "state/cards/anna/transaction");
+        const auto ofAnother =
+            softcard::FileLock::Try(softcard::LockFileOf(Home() / "state/cards/anna", "transaction"));
         ASSERT_TRUE(ofAnother);
         EXPECT_EQ(Login(session), CKR_DEVICE_ERROR);
         EXPECT_EQ(State(session), CKS_RO_PUBLIC_SESSION);

@@ -2,6 +2,7 @@
 #include "tests/front/every_call.h"
 #include "tests/front/front_test.h"
 #include "tests/front/other_thread.h"
+#include "tests/front/system/freed_memory.h"
 #include "tests/support/test_certificates.h"
 
 #include <atomic>
@@ -9,8 +10,6 @@
 #include <functional>
 #include <thread>
 #include <vector>
-
-#include <malloc.h>
 
 namespace front_test {
 namespace {
@@ -109,7 +108,7 @@ TEST_F(ThreadsTest, ObjectMadeWhileItsCardGoesIsRemoved)
 
 TEST_F(ThreadsTest, ObjectThatIsDestroyedWhileItIsMeasuredHasItsSizeOrNone)
 {
-    mallopt(M_PERTURB, 0xA5); // what is freed cannot pass for what it was
+    OverwriteFreedMemory(); // so that it cannot pass for what it was
     StartWithCard();
     const CK_SESSION_HANDLE owner = Open(ordinary);
     const CK_SESSION_HANDLE other = Open(ordinary);
@@ -162,15 +161,15 @@ TEST_F(DialogTest, CallsThatNeedNoCardAreAnsweredDuringADialog)
 
     Bytes digest;
     EXPECT_EQ(Digest(second, CKM_SHA256, Text("abc"), digest), CKR_OK);
-    EXPECT_EQ(f->C_GenerateRandom(second, digest.data(), digest.size()), CKR_OK);
+    EXPECT_EQ(f->C_GenerateRandom(second, digest.data(), Length(digest)), CKR_OK);
     const CK_OBJECT_HANDLE key = FindOne(second, CKO_PUBLIC_KEY);
     ASSERT_EQ(VerifyInit(second, CKM_SHA256_RSA_PKCS, key), CKR_OK);
     EXPECT_EQ(Verify(second, Text("m"), Bytes(128, 1)), CKR_SIGNATURE_INVALID);
     CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
     ASSERT_EQ(f->C_EncryptInit(second, &mechanism, key), CKR_OK);
     Bytes block(128);
-    CK_ULONG length = block.size();
-    EXPECT_EQ(f->C_Encrypt(second, digest.data(), digest.size(), block.data(), &length), CKR_OK);
+    CK_ULONG length = Length(block);
+    EXPECT_EQ(f->C_Encrypt(second, digest.data(), Length(digest), block.data(), &length), CKR_OK);
     EXPECT_EQ(Login(second), CKR_USER_ALREADY_LOGGED_IN);
     const CK_SESSION_HANDLE third = Open(2);
     EXPECT_EQ(f->C_CloseSession(third), CKR_OK);
@@ -210,8 +209,8 @@ TEST_F(DialogTest, SlotsAreListedDuringEveryKindOfDialog)
     ASSERT_EQ(f->C_DecryptInit(second, &mechanism, key), CKR_OK);
     OpenDialog("ES_DecryptData", [this] {
         Bytes block(128, 1);
-        CK_ULONG length = block.size();
-        return f->C_Decrypt(second, block.data(), block.size(), block.data(), &length);
+        CK_ULONG length = Length(block);
+        return f->C_Decrypt(second, block.data(), Length(block), block.data(), &length);
     });
     EXPECT_EQ(Slots().size(), 4U);
     EndDialog();
@@ -298,8 +297,8 @@ protected:
             CK_MECHANISM mechanism{CKM_RSA_PKCS, nullptr, 0};
             EXPECT_EQ(f->C_DecryptInit(second, &mechanism, FindOne(second, CKO_PRIVATE_KEY)), CKR_OK);
             Bytes block(128, 1);
-            CK_ULONG length = block.size();
-            EXPECT_EQ(f->C_Decrypt(second, block.data(), block.size(), block.data(), &length), CKR_OK);
+            CK_ULONG length = Length(block);
+            EXPECT_EQ(f->C_Decrypt(second, block.data(), Length(block), block.data(), &length), CKR_OK);
             const CK_SESSION_HANDLE other = Open(0);
             EXPECT_EQ(Login(other), CKR_OK);
             EXPECT_EQ(f->C_Logout(other), CKR_OK);

@@ -1,24 +1,27 @@
 // A folder of a test's own.
 #pragma once
 
-#include <cerrno>
-#include <cstdlib>
+#include <array>
+#include <cstdio>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <system_error>
 
-// Made empty under the system's folder for temporary files, with a name that begins as given; goes with all
-// that is in it when this does. Throws std::system_error when it can't be made.
+// Made empty under the system's folder for temporary files, its owner's alone, with a name that begins as given; goes with
+// all that is in it when this does. Throws std::system_error when it can't be made.
 class TemporaryFolder
 {
 public:
     explicit TemporaryFolder(const std::string& beginning)
     {
-        std::string name = (std::filesystem::temp_directory_path() / (beginning + "XXXXXX")).string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), name);
-        }
-        path = name;
+        std::random_device random;
+        do {
+            std::array<char, 9> ending{};
+            std::snprintf(ending.data(), ending.size(), "%08x", random());
+            path = std::filesystem::temp_directory_path() / (beginning + ending.data());
+        } while (!std::filesystem::create_directory(path)); // that name is taken
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     }
     ~TemporaryFolder()
     {

@@ -1,15 +1,13 @@
-#include "front/library/own_folder.h"
+#include "front/system/own_folder.h"
 
 #include "src/platform/never_destroyed.h"
 
 #include <dlfcn.h>
 
-#include <filesystem>
-
 namespace front {
 namespace {
 
-std::vector<std::string> FindOwnFolders()
+std::vector<std::filesystem::path> FindOwnFolders()
 {
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void*>(&OwnFolders), &info) == 0 || info.dli_fname == nullptr) {
@@ -22,16 +20,16 @@ std::vector<std::string> FindOwnFolders()
     }
     const auto real = std::filesystem::canonical(loaded, error);
     if (error || real.parent_path() == loaded.parent_path()) {
-        return {loaded.parent_path().string()};
+        return {loaded.parent_path()};
     }
-    return {loaded.parent_path().string(), real.parent_path().string()};
+    return {loaded.parent_path(), real.parent_path()};
 }
 
 } // namespace
 
-const std::vector<std::string>& OwnFolders()
+const std::vector<std::filesystem::path>& OwnFolders()
 {
-    static NeverDestroyed<const std::vector<std::string>> folders(FindOwnFolders());
+    static NeverDestroyed<const std::vector<std::filesystem::path>> folders(FindOwnFolders());
     return folders.Get();
 }
 

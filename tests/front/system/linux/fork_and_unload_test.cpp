@@ -9,7 +9,6 @@
 #include <chrono>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -217,20 +216,6 @@ TEST_F(ForkTest, UnloadingLeavesNoThreadBehind)
     EXPECT_FALSE(IsMapped("tavrik-pkcs11.so"));
     EXPECT_FALSE(IsMapped("libpkcs11_x64.so"));
     f = LoadFront(blackbox::ScriptedFolder());
-    Start();
-    EXPECT_EQ(Slots().size(), 2U);
-}
-
-using UnloadTest = FrontTest;
-
-// The library is let go of then.
-TEST_F(UnloadTest, FinalizeThatFailsAllowsTheNextInitialize)
-{
-    StartWithCard();
-    script->Next("Finalize", {.hook = [] { throw std::runtime_error("no such function"); }});
-    EXPECT_EQ(f->C_Finalize(nullptr), CKR_FUNCTION_FAILED);
-    CK_INFO info{};
-    EXPECT_EQ(f->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
     Start();
     EXPECT_EQ(Slots().size(), 2U);
 }

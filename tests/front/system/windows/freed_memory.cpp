@@ -1,0 +1,3 @@
+#include "tests/front/system/freed_memory.h"
+
+void front_test::OverwriteFreedMemory() {}
