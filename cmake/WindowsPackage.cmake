@@ -1,14 +1,15 @@
 # What is installed on Windows, and what `cpack` makes of it in the build folder: a ZIP and an installer.
 #
-# The software card has a folder of its own, with a copy of the library: beside the library itself its CardAPI.dll would
+# The software card has a folder of its own, with a copy of the library and of its front: beside the library itself its CardAPI.dll would
 # be taken instead of the one that came with the card.
 set(softcard_folder softcard)
 
 install(TARGETS pkcs11_x64 RUNTIME DESTINATION . ARCHIVE DESTINATION lib)
+install(TARGETS tavrik_front RUNTIME DESTINATION .)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/tavrik" DESTINATION include)
 install(TARGETS CardAPI tavrik-card tavrik-scripted-pinentry RUNTIME DESTINATION "${softcard_folder}")
-install(TARGETS pkcs11_x64 RUNTIME DESTINATION "${softcard_folder}" ARCHIVE DESTINATION lib)
-install(FILES README.md CHANGELOG.md docs/configuration.md docs/reading-logs.md docs/softcard.md docs/windows.md
+install(TARGETS pkcs11_x64 tavrik_front RUNTIME DESTINATION "${softcard_folder}" ARCHIVE DESTINATION lib)
+install(FILES README.md CHANGELOG.md docs/configuration.md docs/front.md docs/reading-logs.md docs/softcard.md docs/windows.md
     DESTINATION doc)
 
 set(CPACK_GENERATOR ZIP NSIS)

@@ -23,7 +23,9 @@ pkcs11_x64.dll
 softcard/CardAPI.dll
 softcard/pkcs11_x64.dll
 softcard/tavrik-card.exe
-softcard/tavrik-scripted-pinentry.exe'
+softcard/tavrik-pkcs11.dll
+softcard/tavrik-scripted-pinentry.exe
+tavrik-pkcs11.dll'
 
 zip=("$build"/tavrik-*-x64.zip)
 installer=("$build"/tavrik-*-x64.exe)
@@ -56,8 +58,10 @@ for_user() { # COMMAND LINE
 cd "$programs/softcard"
 for_user "tavrik-card.exe new anna --bok 123456 --puk 1"
 for_user "tavrik-card.exe insert anna"
-said=$(for_user "Z:${build//\//\\}\\bin\\c_host.exe pkcs11_x64.dll 123456 finalize")
-grep -q '^done' <<<"$said" || fail "the host did not sign: $said"
+for library in pkcs11_x64.dll tavrik-pkcs11.dll; do
+    said=$(for_user "Z:${build//\//\\}\\bin\\c_host.exe $library 123456 finalize")
+    grep -q '^done' <<<"$said" || fail "the host did not sign with $library: $said"
+done
 cd /
 
 "$run" "$programs/uninstall.exe" /S

@@ -4,6 +4,7 @@
  *
  *     c_host LIBRARY BOK finalize|unload|exit
  *
+ * LIBRARY is pkcs11_x64.dll or its front, tavrik-pkcs11.dll, whose records are the same.
  * The last word is how it parts from the library, which watches the readers on a thread of its own until
  * then: as it should, or by FreeLibrary alone, or by ending. Says each step on the standard output. The exit
  * code is 0 when all of them worked.
@@ -113,11 +114,16 @@ static CK_OBJECT_HANDLE MakePublicKey(CK_SESSION_HANDLE session, CK_OBJECT_HANDL
     Value modulus = Read(session, key, CKA_MODULUS);
     Value exponent = Read(session, key, CKA_PUBLIC_EXPONENT);
     CK_BBOOL yes = CK_TRUE;
-    CK_ATTRIBUTE parts[] = {{CKA_MODULUS, modulus.bytes, modulus.length},
+    CK_ULONG class = CKO_PUBLIC_KEY;
+    CK_ULONG type = CKK_RSA;
+    CK_ATTRIBUTE parts[] = {{CKA_CLASS, &class, sizeof class},
+                            {CKA_KEY_TYPE, &type, sizeof type},
+                            {CKA_MODULUS, modulus.bytes, modulus.length},
                             {CKA_PUBLIC_EXPONENT, exponent.bytes, exponent.length},
                             {CKA_VERIFY, &yes, sizeof yes}};
     CK_OBJECT_HANDLE publicKey = 0;
-    Check(functions->C_CreateObject(session, parts, 3, &publicKey), "C_CreateObject");
+    Check(functions->C_CreateObject(session, parts, sizeof parts / sizeof *parts, &publicKey),
+          "C_CreateObject");
     return publicKey;
 }
 
@@ -146,11 +152,23 @@ static Value Sign(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, Value* data)
     return signature;
 }
 
-/* The library takes no signature that begins with a zero; without it, the number is the same. */
-static CK_RV Verify(CK_SESSION_HANDLE session, Value* data, Value* signature)
+/* Whether the library is the front, by the name of its file. */
+static int IsFront(const char* file)
+{
+    return strstr(file, "tavrik-pkcs11") != NULL;
+}
+
+static void BeginVerifying(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key)
+{
+    CK_MECHANISM mechanism = {CKM_RSA_PKCS, NULL, 0};
+    Check(functions->C_VerifyInit(session, &mechanism, key), "C_VerifyInit");
+}
+
+/* The library itself takes no signature that begins with a zero; without it, the number is the same. */
+static CK_RV Verify(CK_SESSION_HANDLE session, Value* data, Value* signature, int front)
 {
     CK_ULONG zeros = 0;
-    while (zeros < signature->length && signature->bytes[zeros] == 0) {
+    while (!front && zeros < signature->length && signature->bytes[zeros] == 0) {
         ++zeros;
     }
     return functions->C_Verify(session, data->bytes, data->length, signature->bytes + zeros,
@@ -163,7 +181,8 @@ static void Part(const char* way)
         Check(functions->C_Finalize(NULL), "C_Finalize");
     } else if (strcmp(way, "unload") == 0) {
         Demand(FreeLibrary(library), "FreeLibrary");
-        Demand(GetModuleHandleA("pkcs11_x64.dll") == NULL, "the library is gone");
+        Demand(GetModuleHandleA("pkcs11_x64.dll") == NULL && GetModuleHandleA("tavrik-pkcs11.dll") == NULL,
+               "the library is gone");
     } else {
         Demand(strcmp(way, "exit") == 0, "the end without a word");
     }
@@ -179,11 +198,15 @@ int main(int count, char** words)
     Value data = DigestInfoOf(session, "a text");
     Value signature = Sign(session, key, &data);
     Demand(signature.length == 256, "a signature of 256 bytes");
-    CK_MECHANISM mechanism = {CKM_RSA_PKCS, NULL, 0};
-    Check(functions->C_VerifyInit(session, &mechanism, publicKey), "C_VerifyInit");
-    Check(Verify(session, &data, &signature), "C_Verify");
+    int front = IsFront(words[1]);
+    BeginVerifying(session, publicKey);
+    Check(Verify(session, &data, &signature, front), "C_Verify");
+    if (front) { /* where the operation has ended with that */
+        BeginVerifying(session, publicKey);
+    }
     data.bytes[data.length - 1] ^= 1U;
-    Demand(Verify(session, &data, &signature) == CKR_FUNCTION_FAILED, "C_Verify refuses another text");
+    CK_RV refusal = front ? CKR_SIGNATURE_INVALID : CKR_FUNCTION_FAILED;
+    Demand(Verify(session, &data, &signature, front) == refusal, "C_Verify refuses another text");
     Part(words[3]);
     printf("done\n");
     return EXIT_SUCCESS;

@@ -20,10 +20,12 @@ for_user() {
 for_user tavrik-card.exe new anna --bok 123456 --puk 1
 for_user tavrik-card.exe insert anna
 test -f "$folder/Tavrik/state/readers/Reader 0/card"
-for way in finalize unload exit; do
-    said=$(for_user c_host.exe pkcs11_x64.dll 123456 "$way")
-    echo "$said"
-    grep -q '^done' <<<"$said"
+for library in pkcs11_x64.dll tavrik-pkcs11.dll; do
+    for way in finalize unload exit; do
+        said=$(for_user c_host.exe "$library" 123456 "$way")
+        echo "$said"
+        grep -q '^done' <<<"$said"
+    done
 done
 
 # A wrong code is refused, and the card has counted it: the host did use this card.
