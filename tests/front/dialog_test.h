@@ -2,12 +2,12 @@
 #pragma once
 
 #include "tests/front/front_test.h"
+#include "tests/front/signal.h"
 #include "tests/support/test_certificates.h"
 
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <semaphore>
 #include <thread>
 #include <vector>
 
@@ -29,15 +29,15 @@ protected:
     void OpenDialog(const char* function, std::function<CK_RV()> call)
     {
         script->Next(function, {.hook = [this] {
-                         opened.release();
-                         closed.acquire();
+                         opened.Raise();
+                         closed.Await();
                      }});
         ended = false;
         inDialog = std::thread([this, made = std::move(call)] {
             answer = made();
             ended = true;
         });
-        opened.acquire();
+        opened.Await();
     }
 
     void StartWithDialogInFirstCard()
@@ -52,15 +52,15 @@ protected:
     {
         meanwhile.emplace_back([this, made = std::move(call)] {
             made();
-            answered.release();
+            answered.Raise();
         });
-        return answered.try_acquire_for(std::chrono::seconds(60));
+        return answered.AwaitFor(std::chrono::seconds(60));
     }
 
     void EndDialog()
     {
         EXPECT_FALSE(ended) << "the dialog has ended";
-        closed.release();
+        closed.Raise();
         inDialog.join();
         for (std::thread& thread : meanwhile) {
             thread.join();
@@ -84,9 +84,9 @@ protected:
 private:
     // No futures: Botan, which is not instrumented, would share their code with this program under a
     // sanitizer.
-    std::binary_semaphore opened{0};
-    std::binary_semaphore closed{0};
-    std::counting_semaphore<> answered{0};
+    Signal opened;
+    Signal closed;
+    Signal answered;
     std::thread inDialog;
     std::vector<std::thread> meanwhile;
     std::atomic<bool> ended{false};

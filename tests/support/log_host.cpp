@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 namespace blackbox {
 namespace {
@@ -21,6 +22,19 @@ std::string LogHostCommand(const std::filesystem::path& directory, int calls, co
 {
     return Quoted(program.empty() ? Program("log_host") : program) + " " + Quoted(ScriptedFolder()) + " " +
            Quoted(directory) + " " + std::to_string(calls) + " " + option;
+}
+
+void RunLogHosts(const std::filesystem::path& directory, unsigned hosts, int calls)
+{
+    const std::string command = LogHostCommand(directory, calls);
+    std::vector<std::thread> running;
+    running.reserve(hosts);
+    for (unsigned host = 0; host < hosts; ++host) {
+        running.emplace_back([&command] { EXPECT_NO_THROW(OutputOf(command)); });
+    }
+    for (std::thread& one : running) {
+        one.join();
+    }
 }
 
 std::filesystem::path CopyOfProgram(const std::string& program, const std::filesystem::path& directory,

@@ -12,6 +12,9 @@ namespace blackbox {
 std::string LogHostCommand(const std::filesystem::path& directory, int calls, const std::string& option = "",
                            const std::filesystem::path& program = {});
 
+// Runs so many log_hosts at once, each with so many calls, to their end.
+void RunLogHosts(const std::filesystem::path& directory, unsigned hosts, int calls);
+
 // A copy, under another name, of a program that lies beside the running one; it goes with the directory.
 std::filesystem::path CopyOfProgram(const std::string& program, const std::filesystem::path& directory,
                                     const std::string& name);

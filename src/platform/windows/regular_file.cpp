@@ -49,6 +49,49 @@ int OpenRegular(const std::filesystem::path& file, DWORD access, DWORD dispositi
     return descriptor;
 }
 
+// Keeps the processes that append to one file from doing so at the same time: where the file lies on another machine, or
+// under Wine, appending is a look for the end and then a write. They take a byte that no file reaches. Who waits for a
+// process that stands still goes on without after a moment.
+class TurnToAppend
+{
+public:
+    explicit TurnToAppend(int descriptor) : handle(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)))
+    {
+        constexpr int mostLooks = 100;
+        for (int look = 0; look < mostLooks && !taken; ++look) {
+            OVERLAPPED place = Place();
+            taken = LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
+                               &place) != FALSE;
+            if (!taken && GetLastError() != ERROR_LOCK_VIOLATION) {
+                return; // there are no locks on that file
+            }
+            if (!taken) {
+                Sleep(1);
+            }
+        }
+    }
+    ~TurnToAppend()
+    {
+        if (taken) {
+            OVERLAPPED place = Place();
+            UnlockFileEx(handle, 0, 1, 0, &place);
+        }
+    }
+    TurnToAppend(const TurnToAppend&) = delete;
+    TurnToAppend& operator=(const TurnToAppend&) = delete;
+
+private:
+    static OVERLAPPED Place()
+    {
+        OVERLAPPED place{};
+        place.OffsetHigh = std::numeric_limits<LONG>::max();
+        return place;
+    }
+
+    HANDLE handle;
+    bool taken = false;
+};
+
 // What one call takes.
 unsigned int Portion(std::size_t bytes)
 {
@@ -102,14 +145,19 @@ void AppendedFile::Open(const std::filesystem::path& file)
         return;
     }
     uint64_t size = 0;
-    descriptor = OpenRegular(file, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, OPEN_ALWAYS,
-                             Links::refused, _O_WRONLY | _O_BINARY, size);
+    // Reading is what a lock takes.
+    descriptor = OpenRegular(file, FILE_APPEND_DATA | GENERIC_READ, OPEN_ALWAYS, Links::refused,
+                             _O_WRONLY | _O_BINARY, size);
     failed = descriptor < 0;
 }
 
 void AppendedFile::Write(std::string_view text)
 {
-    while (descriptor >= 0 && !failed && !text.empty()) {
+    if (descriptor < 0 || failed) {
+        return;
+    }
+    const TurnToAppend turn(descriptor);
+    while (!failed && !text.empty()) {
         const int written = _write(descriptor, text.data(), Portion(text.size()));
         failed = written <= 0;
         text.remove_prefix(static_cast<std::size_t>(failed ? 0 : written));
