@@ -23,6 +23,17 @@ type_codes() {
     printf '%s\n' "$@" >"$TAVRIK_PINENTRY_ANSWERS"
 }
 
+all_codes_were_asked_for() {
+    test ! -s "$TAVRIK_PINENTRY_ANSWERS"
+}
+
+expect_failure() { # COMMAND...
+    if "$@"; then
+        echo "this was done: $*"
+        exit 1
+    fi
+}
+
 # Waits until the file, which may come later, has a line with the pattern, for as long as no machine is too slow for.
 await() { # PATTERN FILE
     for _ in $(seq 1200); do

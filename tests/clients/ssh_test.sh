@@ -5,15 +5,7 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
-public_key_of() { # FAMILY, as ssh writes it
-    "$card_tool" export-certificate anna "$1" | openssl x509 -noout -pubkey >"$1.pub.pem"
-    ssh-keygen -i -m PKCS8 -f "$1.pub.pem" | cut -d ' ' -f 1,2
-}
-public_key_of qes >qes.pub
-public_key_of es >es.pub
-all_codes_were_asked_for() {
-    test ! -s "$TAVRIK_PINENTRY_ANSWERS"
-}
+. "$here/ssh_agent.sh"
 
 ssh-keygen -q -t ed25519 -N '' -f host
 echo "server $(cat host.pub)" >known_hosts
@@ -61,22 +53,14 @@ all_codes_were_asked_for
 
 echo "the qualified key does not sign without its PIN"
 type_codes 123456 CANCEL
-if sign_in -I "$front" -o PubkeyAcceptedAlgorithms=rsa-sha2-256 >refused; then
-    exit 1
-fi
+expect_failure sign_in -I "$front" -o PubkeyAcceptedAlgorithms=rsa-sha2-256 >refused
 expect "Permission denied" <refused
 all_codes_were_asked_for
 
 echo "the agent, which asks for the code itself, signs in with the ordinary key"
-cat >askpass <<END
-#!/bin/sh
-echo "\$1" >>"$PWD/asked"
-echo 123456
-END
-chmod +x askpass
-eval "$(ssh-agent -P "$(realpath "$front")")" >/dev/null
-trap 'kill "$SSH_AGENT_PID"; rm -rf "$TAVRIK_HOME"' EXIT
-SSH_ASKPASS=$PWD/askpass SSH_ASKPASS_REQUIRE=force ssh-add -s "$front" 2>added
+start_agent
+trap 'end_agent; rm -rf "$TAVRIK_HOME"' EXIT
+add_card_to_agent 123456
 expect "Card added" <added
 test "$(wc -l <asked)" -eq 1
 ssh-add -L | cut -d ' ' -f 1,2 | diff keys -
