@@ -12,11 +12,32 @@ type_codes 123456
 keytool "${provider[@]}" "${store[@]}" -list 2>&1 | tee listed | expect "PrivateKeyEntry"
 alias=$(sed -n 's/^\(.*\), PrivateKeyEntry.*$/\1/p' listed | head -n 1)
 
-echo "signs and verifies"
 mkdir content
 cp document content/
 jar --create --file archive.jar -C content .
+sign() {
+    jarsigner "${provider[@]}" "${store[@]}" archive.jar "$alias"
+}
+
+echo "signs nothing after a cancelled or a wrong code, and asks for neither again"
+for code in CANCEL 000000; do
+    type_codes "$code"
+    expect_failure sign >refused 2>&1
+    expect "load failed" <refused
+    all_codes_were_asked_for
+done
+
+echo "signs and verifies"
 type_codes 123456
-jarsigner "${provider[@]}" "${store[@]}" archive.jar "$alias" 2>&1 | expect "jar signed."
+sign 2>&1 | expect "jar signed."
 keytool -importcert -noprompt -alias root -file "$authority/root.pem" -keystore trusted.p12 -storepass changeit 2>/dev/null
 jarsigner -verify -verbose -certs -keystore trusted.p12 -storepass changeit archive.jar 2>&1 | expect "jar verified."
+
+echo "OpenSSL verifies what signs the archive"
+jar --extract --file archive.jar META-INF
+openssl cms -verify -inform DER -in META-INF/SIGNING_.RSA -content META-INF/SIGNING_.SF -CAfile authority.pem -purpose any \
+    -binary -out verified 2>&1 | expect "successful"
+for name in content/document META-INF/MANIFEST.MF; do
+    digest=$(openssl dgst -sha256 -binary "$name" | base64)
+    cat META-INF/MANIFEST.MF META-INF/SIGNING_.SF | expect "$digest"
+done

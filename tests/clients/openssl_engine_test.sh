@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# OpenSSL's pkcs11 engine: signs, makes and opens CMS messages, serves TLS, and proves who it is with the ordinary key.
+# OpenSSL's pkcs11 engine: signs, makes and opens CMS messages, makes a certificate request, serves TLS, and proves who it is with the ordinary key.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
@@ -36,6 +36,31 @@ openssl cms -engine pkcs11 -keyform engine -inkey "$ordinary;pin-value=123456" -
     -out message -nodetach -binary 2>/dev/null
 openssl cms -verify -in message -CAfile authority.pem -purpose any -binary -out verified 2>&1 | expect "successful"
 cmp document verified
+
+echo "makes an advanced signature (CAdES) with the qualified key, after the code and the PIN"
+sign_cades() {
+    rm -f message
+    openssl cms -engine pkcs11 -keyform engine -inkey "pkcs11:token=Sig_ZEP;type=private" -sign -cades -signer qualified.pem \
+        -in document -out message -nodetach -binary 2>signing
+}
+type_codes 123456 654321
+sign_cades
+all_codes_were_asked_for
+openssl cms -verify -cades -in message -CAfile authority.pem -purpose any -binary -out verified 2>&1 | expect "CAdES Verification successful"
+cmp document verified
+
+echo "makes none after a cancelled or a wrong code, and asks for none of them again"
+for codes in CANCEL 000000 "123456 CANCEL" "123456 111111"; do
+    # shellcheck disable=SC2086 # each is a code of its own
+    type_codes $codes
+    expect_failure sign_cades
+    all_codes_were_asked_for
+done
+
+echo "makes a request for a certificate of the ordinary key"
+openssl req -new -engine pkcs11 -keyform engine -key "$ordinary;pin-value=123456" -subj "/CN=Anna" -out request.pem 2>/dev/null
+openssl req -in request.pem -noout -verify 2>&1 | expect "verify OK"
+openssl req -in request.pem -noout -pubkey | cmp - ordinary.pub
 
 echo "opens a message that is encrypted for the card"
 openssl cms -encrypt -aes256 -binary -in document -out encrypted ordinary.pem
