@@ -1,20 +1,76 @@
 #!/usr/bin/env bash
-# p11-kit finds the front by its module file and shows its tokens to every program that uses p11-kit.
+# p11-kit finds the front by its module file and shows its tokens to every program that uses p11-kit; and it lends them to
+# programs elsewhere, by a socket and by a command.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
 # As installed: the module file where p11-kit looks for them, and the front where it looks for modules. Both folders are
 # covered in a view of the file system that only this test has.
+echo "finds the front by its module file"
 mkdir files objects
 cp "$here/../../front/tavrik.module" files/
 ln -s "$front" objects/tavrik-pkcs11.so
 as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
-# shellcheck disable=SC2016 # the inner shell expands its own $0
-unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
-    mount --bind files /usr/share/p11-kit/modules
-    mount --bind objects "$0"
-    p11-kit list-modules' "/usr/lib/$(gcc -print-multiarch)/pkcs11" >listed
+libraries=/usr/lib/$(gcc -print-multiarch)
+over_system() { # COMMAND...
+    # shellcheck disable=SC2016 # the inner shell expands its own variables
+    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+        mount --bind files /usr/share/p11-kit/modules
+        mount --bind objects "$0"
+        exec "$@"' "$libraries/pkcs11" "$@"
+}
+over_system p11-kit list-modules >listed
 expect "library-manufacturer: Corvane" <listed
 expect "token: Sig_ZEP" <listed
 expect "token: Sig_EP" <listed
+
+for family in es qes; do
+    "$card_tool" export-certificate anna "$family" | openssl x509 -noout -pubkey >"$family.pub"
+done
+sign_by() { # MODULE TOKEN [COMMAND THAT RUNS IT]...
+    rm -f signature
+    "${@:3}" timeout 60 pkcs11-tool --module "$1" --token-label "$2" --login --sign --mechanism SHA256-RSA-PKCS \
+        --input-file document --output-file signature 2>signing
+}
+expect_signature_of() { # FAMILY
+    all_codes_were_asked_for
+    openssl dgst -sha256 -verify "$1.pub" -signature signature document | expect "Verified OK"
+}
+
+echo "a program signs over the socket of p11-kit's server, at whose machine the card's keyboard asks"
+p11-kit server --foreground --provider "$front" --name "$PWD/socket" "pkcs11:token=Sig_ZEP" "pkcs11:token=Sig_EP" >server.log 2>&1 &
+server=$!
+trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+await "P11_KIT_SERVER_PID" server.log
+export P11_KIT_SERVER_ADDRESS=unix:path=$PWD/socket
+there=$libraries/pkcs11/p11-kit-client.so
+type_codes 123456
+sign_by "$there" Sig_EP
+expect_signature_of es
+type_codes 123456 654321
+sign_by "$there" Sig_ZEP
+expect_signature_of qes
+
+echo "over the socket, a cancelled or a wrong code makes no signature, and a card that is back asks again"
+type_codes CANCEL
+expect_failure sign_by "$there" Sig_EP
+expect CKR_FUNCTION_CANCELED <signing
+all_codes_were_asked_for
+type_codes 000000
+expect_failure sign_by "$there" Sig_EP
+expect CKR_PIN_INCORRECT <signing
+"$card_tool" remove anna
+expect_failure sign_by "$there" Sig_EP
+"$card_tool" insert anna >/dev/null
+type_codes 123456
+sign_by "$there" Sig_EP
+expect_signature_of es
+kill $server
+wait $server || true
+
+echo "a module file lends the front by a command, as ssh may run it on another machine"
+echo "remote: |p11-kit remote $front" >files/tavrik.module
+type_codes 123456
+sign_by "$libraries/p11-kit-proxy.so" Sig_EP over_system
+expect_signature_of es
