@@ -188,6 +188,19 @@ TEST(OwnFile, IsMadeAndGoes)
     EXPECT_EQ(file.Without("a = b\n", piece), "");
 }
 
+TEST(OwnFile, ThatAPersonGoesOnWithIsKnownByItsTellingLine)
+{
+    const OwnFile file("begin\n  module = m;\nend\n", "module = m;", "  module = m;\n");
+    EXPECT_TRUE(file.IsIn("begin\n  module = m;\nend\n"));
+    EXPECT_TRUE(file.IsIn("other\n\tmodule = m; \n"));
+    EXPECT_FALSE(file.IsIn("# module = m;\n"));
+    EXPECT_FALSE(file.IsIn("module = n;\n"));
+    EXPECT_EQ(file.ByHand(), "  module = m;\n");
+    EXPECT_THROW(
+        static_cast<void>(file.Without("begin\n  module = m;\nmine\nend\n", file.PieceFor(std::nullopt))),
+        Refusal);
+}
+
 TEST(OwnFile, IsLeftWhenItHoldsSomethingElse)
 {
     const OwnFile file("a = b\n");

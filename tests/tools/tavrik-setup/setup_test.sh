@@ -2,7 +2,7 @@
 # tavrik-setup: lists, sets up, shows, takes back, and leaves what it must not touch.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/setup.sh"
-every=(p11-kit firefox thunderbird chromium java openssl ssh gnupg)
+every=(p11-kit firefox thunderbird chromium java openssl ssh gnupg pam_pkcs11)
 policies=$root/etc/firefox/policies/policies.json
 
 echo "lists what is installed"
@@ -11,7 +11,7 @@ expect_said "firefox      not installed"
 [ "$(wc -l <<<"$said")" -eq 11 ] || fail "eleven programs have not eleven lines: $said"
 expect_exit 1 setup firefox
 expect_said "Firefox is not installed."
-install_programs p11-kit firefox-esr thunderbird chromium java openssl ssh gnupg-pkcs11-scd modutil certutil openvpn
+install_programs p11-kit firefox-esr thunderbird chromium java openssl ssh gnupg-pkcs11-scd modutil certutil openvpn pkcs11_inspect
 expect_exit 0 setup
 expect_said "firefox      does not use the card"
 expect_said "openvpn      is set up by hand"
@@ -129,17 +129,38 @@ printf 'scdaemon-program /old\n' >"$home/.gnupg/gpg-agent.conf"
 mkdir -p "$root/etc/pkcs11/modules"
 echo "module: other.so" >"$root/etc/pkcs11/modules/tavrik.module"
 head -c 1048577 /dev/zero >"$home/.ssh/config"
-before=$(sha256sum "$policies" "$home/.gnupg/gpg-agent.conf" "$home/.ssh/config" "$root/etc/pkcs11/modules/tavrik.module")
-expect_exit 1 setup p11-kit firefox gnupg ssh openvpn
+mkdir -p "$root/etc/pam_pkcs11" "$root/etc/pam.d"
+echo "pam_pkcs11 { use_pkcs11_module = other; }" >"$root/etc/pam_pkcs11/pam_pkcs11.conf"
+before=$(sha256sum "$policies" "$home/.gnupg/gpg-agent.conf" "$home/.ssh/config" "$root/etc/pkcs11/modules/tavrik.module" \
+    "$root/etc/pam_pkcs11/pam_pkcs11.conf")
+expect_exit 1 setup p11-kit firefox gnupg ssh openvpn pam_pkcs11
 expect_said "policies.json is left as it is. It is no valid JSON: "
 expect_said '"Tavrik": "'"$front"'"'
 expect_said 'It has a line "scdaemon-program /old" already.'
 expect_said "tavrik.module is left as it is. It is there already and holds something else."
 expect_said "config: It is too large."
+expect_said "pam_pkcs11.conf is left as it is. It is there already and holds something else."
+expect_said "module = $front;"
+expect_said "slot_num = 2;"
 expect_said "pkcs11-providers $front"
-[ "$before" = "$(sha256sum "$policies" "$home/.gnupg/gpg-agent.conf" "$home/.ssh/config" "$root/etc/pkcs11/modules/tavrik.module")" ] ||
+[ "$before" = "$(sha256sum "$policies" "$home/.gnupg/gpg-agent.conf" "$home/.ssh/config" "$root/etc/pkcs11/modules/tavrik.module" "$root/etc/pam_pkcs11/pam_pkcs11.conf")" ] ||
     fail "a file of others was changed"
 expect_exit 0 setup --undo gnupg
+
+echo "the configuration of pam_pkcs11 stays set up while its owner works on it; /etc/pam.d is never touched"
+rm "$root/etc/pam_pkcs11/pam_pkcs11.conf"
+echo "auth required pam_unix.so" >"$root/etc/pam.d/common-auth"
+expect_exit 0 setup pam_pkcs11
+expect_said "subject_mapping"
+[ "$(stat -c %a "$root/etc/pam_pkcs11/pam_pkcs11.conf")" = 644 ] || fail "the mode of pam_pkcs11.conf"
+sed -i 's/use_mappers = subject/use_mappers = cn/' "$root/etc/pam_pkcs11/pam_pkcs11.conf"
+expect_exit 0 setup pam_pkcs11
+expect_said "pam_pkcs11: is set up already."
+expect_exit 1 setup --undo pam_pkcs11
+expect_said "pam_pkcs11.conf is left as it is. It was changed since."
+sed -i 's/use_mappers = cn/use_mappers = subject/' "$root/etc/pam_pkcs11/pam_pkcs11.conf"
+expect_exit 0 setup --undo pam_pkcs11
+[ "$(find "$root"/etc/pam* -type f -exec cat {} +)" = "auth required pam_unix.so" ] || fail "something else of PAM is there"
 
 echo "hides no policies of another file, and finds its own when another one comes first by now"
 expect_exit 0 setup --undo firefox
@@ -214,6 +235,12 @@ import json, sys
 assert plan["done"] is False and plan["left"] == [], plan
 (change,) = plan["changes"]
 assert change["action"] == "make" and change["file"].endswith("/.ssh/config") and "+Host *" in change["difference"], change'
+setup --json --dry-run pam_pkcs11 | python3 -c '
+import json, sys
+(plan,) = json.load(sys.stdin)
+(change,) = plan["changes"]
+assert change["file"].endswith("/etc/pam_pkcs11/pam_pkcs11.conf") and "+    use_pkcs11_module = tavrik;" in change["difference"], change'
+[ ! -e "$root/etc/pam_pkcs11/pam_pkcs11.conf" ] || fail "--dry-run has made a file"
 
 echo "refuses arguments that make no sense"
 expect_exit 2 setup nothing-like-this

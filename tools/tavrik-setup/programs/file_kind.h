@@ -88,6 +88,13 @@ class OwnFile : public FileKind
 public:
     explicit OwnFile(std::string itsContent) : text(std::move(itsContent)) {}
 
+    // A file that a person goes on with: one that has the line `telling` says what is wanted, whatever else it holds.
+    // `toAdd` is what a person adds to one that holds something else.
+    OwnFile(std::string itsContent, std::string itsTelling, std::string itsAddition)
+        : text(std::move(itsContent)), telling(std::move(itsTelling)), toAdd(std::move(itsAddition))
+    {
+    }
+
     [[nodiscard]] bool IsIn(const std::string& content) const override;
     [[nodiscard]] Piece PieceFor(const std::optional<std::string>& content) const override;
     [[nodiscard]] std::string Without(const std::string& content, const Piece& piece) const override;
@@ -95,6 +102,8 @@ public:
 
 private:
     std::string text;
+    std::string telling; // may be empty
+    std::string toAdd;   // may be empty
 };
 
 } // namespace setup

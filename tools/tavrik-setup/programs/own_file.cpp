@@ -1,11 +1,12 @@
 #include "tools/tavrik-setup/files/refusal.h"
+#include "tools/tavrik-setup/files/text_line.h"
 #include "tools/tavrik-setup/programs/file_kind.h"
 
 namespace setup {
 
 bool OwnFile::IsIn(const std::string& content) const
 {
-    return content == text;
+    return content == text || (!telling.empty() && HasLine(content, telling));
 }
 
 Piece OwnFile::PieceFor(const std::optional<std::string>& content) const
@@ -26,7 +27,7 @@ std::string OwnFile::Without(const std::string& content, const Piece& piece) con
 
 std::string OwnFile::ByHand() const
 {
-    return text;
+    return toAdd.empty() ? text : toAdd;
 }
 
 } // namespace setup

@@ -72,20 +72,16 @@ bool Planner::IsSet(const Setting& setting) const
     if (const auto* file = std::get_if<FileSetting>(&setting)) {
         return IsSetIn(*file, place.module);
     }
-    if (const auto* database = std::get_if<DatabaseSetting>(&setting)) {
-        return !database->folder.empty() && NssDatabase(database->folder, place).Names(place.module);
-    }
-    const auto& files = std::get<ManualSetting>(setting).files;
-    return std::any_of(files.begin(), files.end(),
-                       [this](const fs::path& file) { return NamesModule(file, place.module); });
+    const auto* database = std::get_if<DatabaseSetting>(&setting);
+    return database != nullptr && !database->folder.empty() &&
+           NssDatabase(database->folder, place).Names(place.module);
 }
 
 Use Planner::UseOf(const Program& program) const
 {
     size_t set = 0;
     for (const Setting& setting : program.settings) {
-        const auto* manual = std::get_if<ManualSetting>(&setting);
-        if (manual != nullptr && manual->files.empty()) {
+        if (std::holds_alternative<ManualSetting>(setting)) {
             return Use::byHand;
         }
         try {
@@ -112,10 +108,9 @@ Plan Planner::Setup(const Program& program) const
             Try(plan, file->file, file->kind->ByHand(), [&] { SetUpFile(program.name, *file, plan); });
         } else if (const auto* database = std::get_if<DatabaseSetting>(&setting)) {
             Try(plan, database->folder, "", [&] { SetUpDatabase(program.name, *database, plan); });
-        } else if (!IsSet(setting)) {
+        } else {
             const auto& manual = std::get<ManualSetting>(setting);
-            plan.left.push_back(
-                {manual.files.empty() ? fs::path() : manual.files.front(), manual.reason, manual.toAdd});
+            plan.left.push_back({{}, manual.reason, manual.toAdd});
         }
     }
     return plan;

@@ -110,8 +110,7 @@ Program LibreOffice(const Place& place)
     }
     if (databases.empty()) {
         databases.emplace_back(
-            ManualSetting{{},
-                          "LibreOffice uses the profile of Firefox or Thunderbird, and there is none. "
+            ManualSetting{"LibreOffice uses the profile of Firefox or Thunderbird, and there is none. "
                           "Start one of them once, and then this again.",
                           ""});
     }
@@ -186,7 +185,6 @@ Program OpenVpn(const std::string& module)
             {"openvpn"},
             {},
             {ManualSetting{
-                {},
                 "Each connection has a file of its own.",
                 "pkcs11-providers " + module +
                     "\npkcs11-protected-authentication 1\npkcs11-id '...'    # one of those that \"openvpn "
@@ -195,6 +193,7 @@ Program OpenVpn(const std::string& module)
             ""};
 }
 
+// What makes it ask for the card stands in /etc/pam.d, which is never changed: a mistake there locks everybody out.
 Program PamPkcs11(const Place& place, const std::string& module)
 {
     return {
@@ -202,12 +201,10 @@ Program PamPkcs11(const Place& place, const std::string& module)
         "pam_pkcs11",
         {"pkcs11_inspect"},
         {"/etc/pam_pkcs11"},
-        {ManualSetting{
-            {place.System("/etc/pam_pkcs11/pam_pkcs11.conf")},
-            "Who may log in with which certificate is yours to decide, and a mistake locks everybody out.",
-            "use_pkcs11_module = tavrik;\npkcs11_module tavrik {\n    module = " + module +
-                ";\n    slot_num = 1;\n}\n"}},
-        ""};
+        {OfSystem(place, "/etc/pam_pkcs11/pam_pkcs11.conf",
+                  Make<OwnFile>(PamConfiguration(module), "module = " + module + ";", PamModule(module)))},
+        "What is left to you: the card's authorities in /etc/pam_pkcs11/cacerts, who may log in with which "
+        "certificate in /etc/pam_pkcs11/subject_mapping, and pam_pkcs11.so in a file of /etc/pam.d."};
 }
 
 } // namespace

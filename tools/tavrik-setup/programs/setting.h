@@ -41,7 +41,6 @@ struct DatabaseSetting
 // What only a person can do.
 struct ManualSetting
 {
-    std::vector<std::filesystem::path> files; // in which it would stand
     std::string reason;
     std::string toAdd;
 };

@@ -1,4 +1,5 @@
 #include "tools/tavrik-setup/files/refusal.h"
+#include "tools/tavrik-setup/files/text_line.h"
 #include "tools/tavrik-setup/programs/file_kind.h"
 
 #include <algorithm>
@@ -8,31 +9,10 @@
 namespace setup {
 namespace {
 
-constexpr std::string_view lineBlanks = " \t\r";
-
-std::string_view Trimmed(std::string_view line)
-{
-    const size_t begin = line.find_first_not_of(lineBlanks);
-    return begin == std::string_view::npos
-               ? std::string_view()
-               : line.substr(begin, line.find_last_not_of(lineBlanks) + 1 - begin);
-}
-
 std::string_view FirstWord(std::string_view line)
 {
     line = Trimmed(line);
     return line.substr(0, line.find_first_of(" \t="));
-}
-
-bool HasLine(const std::string& content, const std::string& wanted)
-{
-    std::istringstream stream(content);
-    for (std::string line; std::getline(stream, line);) {
-        if (Trimmed(line) == Trimmed(wanted)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 // At the beginning of a line, and all of it.
