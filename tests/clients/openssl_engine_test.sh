@@ -40,13 +40,14 @@ cmp document verified
 echo "makes an advanced signature (CAdES) with the qualified key, after the code and the PIN"
 sign_cades() {
     rm -f message
-    openssl cms -engine pkcs11 -keyform engine -inkey "pkcs11:token=Sig_ZEP;type=private" -sign -cades -signer qualified.pem \
-        -in document -out message -nodetach -binary 2>signing
+    openssl cms -engine pkcs11 -keyform engine -inkey "pkcs11:token=Sig_ZEP;type=private" -sign -cades \
+        -signer qualified.pem -in document -out message -nodetach -binary 2>signing
 }
 type_codes 123456 654321
 sign_cades
 all_codes_were_asked_for
-openssl cms -verify -cades -in message -CAfile authority.pem -purpose any -binary -out verified 2>&1 | expect "CAdES Verification successful"
+openssl cms -verify -cades -in message -CAfile authority.pem -purpose any -binary -out verified 2>&1 |
+    expect "CAdES Verification successful"
 cmp document verified
 
 echo "makes none after a cancelled or a wrong code, and asks for none of them again"
@@ -58,7 +59,8 @@ for codes in CANCEL 000000 "123456 CANCEL" "123456 111111"; do
 done
 
 echo "makes a request for a certificate of the ordinary key"
-openssl req -new -engine pkcs11 -keyform engine -key "$ordinary;pin-value=123456" -subj "/CN=Anna" -out request.pem 2>/dev/null
+openssl req -new -engine pkcs11 -keyform engine -key "$ordinary;pin-value=123456" -subj "/CN=Anna" -out request.pem \
+    2>/dev/null
 openssl req -in request.pem -noout -verify 2>&1 | expect "verify OK"
 openssl req -in request.pem -noout -pubkey | cmp - ordinary.pub
 

@@ -31,8 +31,8 @@ expect_openssl_verifies() {
     read -r begin head size < <(openssl asn1parse -inform DER -in signature | grep -A 2 "1.3.6.1.4.1.311.2.1.4" |
         sed -n 's/^ *\([0-9]*\):d=5 *hl=\([0-9]*\) l= *\([0-9]*\) cons: SEQUENCE .*/\1 \2 \3/p')
     tail -c "+$((begin + head + 1))" signature | head -c "$size" >content
-    openssl smime -verify -inform DER -in signature -content content -CAfile maker.pem -purpose any -binary -out verified 2>&1 |
-        expect "successful"
+    openssl smime -verify -inform DER -in signature -content content -CAfile maker.pem -purpose any -binary \
+        -out verified 2>&1 | expect "successful"
     echo >>content
     expect_failure openssl smime -verify -inform DER -in signature -content content -CAfile maker.pem -purpose any -binary \
         -out verified 2>/dev/null

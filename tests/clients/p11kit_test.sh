@@ -39,7 +39,8 @@ expect_signature_of() { # FAMILY
 }
 
 echo "a program signs over the socket of p11-kit's server, at whose machine the card's keyboard asks"
-p11-kit server --foreground --provider "$front" --name "$PWD/socket" "pkcs11:token=Sig_ZEP" "pkcs11:token=Sig_EP" >server.log 2>&1 &
+p11-kit server --foreground --provider "$front" --name "$PWD/socket" "pkcs11:token=Sig_ZEP" "pkcs11:token=Sig_EP" \
+    >server.log 2>&1 &
 server=$!
 trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
 await "P11_KIT_SERVER_PID" server.log

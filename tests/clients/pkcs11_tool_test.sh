@@ -45,8 +45,8 @@ tool --slot 0 --login --pin 123456 --verify --id "$qualified" --mechanism SHA256
     --signature-file qualified.signature | expect "Signature is valid"
 
 echo "signs with pkcs11-spy between it and the front, which writes the calls down"
-PKCS11SPY=$front PKCS11SPY_OUTPUT=$PWD/calls pkcs11-tool --module "/usr/lib/$(gcc -print-multiarch)/pkcs11-spy.so" --slot 1 --login \
-    --pin 123456 --sign --id "$id" --mechanism SHA256-RSA-PKCS --input-file document --output-file spied 2>/dev/null
+PKCS11SPY=$front PKCS11SPY_OUTPUT=$PWD/calls pkcs11-tool --module "/usr/lib/$(gcc -print-multiarch)/pkcs11-spy.so" --slot 1 \
+    --login --pin 123456 --sign --id "$id" --mechanism SHA256-RSA-PKCS --input-file document --output-file spied 2>/dev/null
 cmp signature spied
 sed -n '/: C_Sign$/,/^Returned/p' calls | expect "Returned:  0 CKR_OK"
 
