@@ -63,3 +63,18 @@ expect() { # TEXT in the standard input
         exit 1
     fi
 }
+
+# Runs a command as if the package were installed: the module file is where p11-kit looks for them, and the front where it
+# looks for modules. Both folders are covered in a view of the file system that only this command has.
+with_p11_kit() { # COMMAND...
+    local as_root=()
+    [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
+    mkdir -p files objects
+    cp "$here/../../front/tavrik.module" files/
+    ln -sf "$front" objects/tavrik-pkcs11.so
+    # shellcheck disable=SC2016 # the inner shell expands its own $0
+    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+        mount --bind files /usr/share/p11-kit/modules
+        mount --bind objects "$0"
+        exec "$@"' "/usr/lib/$(gcc -print-multiarch)/pkcs11" "$@"
+}

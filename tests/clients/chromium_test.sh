@@ -4,20 +4,19 @@
 # asks, once. The qualified certificate is none for TLS, so it is the ordinary one that is shown.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+# shellcheck source-path=SCRIPTDIR
+. "$here/tls.sh"
 
 database=sql:$HOME/.pki/nssdb
 mkdir -p .pki/nssdb
 certutil -N -d "$database" --empty-password
 modutil -dbdir "$database" -add tavrik -libfile "$front" -force >/dev/null 2>&1
-openssl req -x509 -newkey rsa:2048 -nodes -keyout server.key -out server.pem -days 1 -subj /CN=localhost \
-    -addext subjectAltName=DNS:localhost 2>/dev/null
+make_certificate server /CN=localhost -addext subjectAltName=DNS:localhost
 certutil -A -d "$database" -n server -t CP,, -i server.pem
 
 openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
     -verify_return_error -www >server.log 2>&1 &
-server=$!
-unlocking=
-trap 'kill $server $unlocking 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+started+=($!)
 port=$(port_of_server)
 
 # The certificate is chosen by a policy, which Chromium reads where only this test has put it.
@@ -39,6 +38,7 @@ open_page() {
 type_codes 123456
 timeout 55 /usr/bin/python3 "$here/chromium_unlock.py" "$PWD/profile" >dialogs &
 unlocking=$!
+started+=("$unlocking")
 TMPDIR=$PWD open_page "https://localhost:$port/" >page 2>chromium.log ||
     { cat dialogs server.log; tail -n 40 chromium.log; exit 1; }
 wait $unlocking

@@ -4,6 +4,8 @@
 # keyboard asks once.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+# shellcheck source-path=SCRIPTDIR
+. "$here/tls.sh"
 
 # A keyboard that can be made to hang.
 cat >keyboard <<END
@@ -17,9 +19,6 @@ END
 chmod +x keyboard
 export TAVRIK_PINENTRY=$PWD/keyboard
 
-make_certificate() { # NAME SUBJECT [OPTION]...
-    openssl req -x509 -newkey rsa:2048 -nodes -keyout "$1.key" -out "$1.pem" -days 1 -subj "$2" "${@:3}" 2>/dev/null
-}
 make_certificate ca "/CN=Authority of the server"
 make_certificate server /CN=localhost -CA ca.pem -CAkey ca.key \
     -addext subjectAltName=DNS:localhost -addext basicConstraints=CA:FALSE
@@ -37,13 +36,12 @@ END
 
 openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
     -verify_return_error -no_ticket -no_cache -www >server.log 2>&1 &
-server=$!
-browser=
-trap 'kill $server $browser 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+started+=($!)
 port=$(port_of_server)
 
 firefox-esr --headless --no-remote --marionette --remote-allow-system-access --profile "$PWD/profile" >firefox.log 2>&1 &
 browser=$!
+started+=("$browser")
 "$card_tool" export-certificate anna es >ordinary.pem
 timeout 150 /usr/bin/python3 "$here/firefox_visits.py" profile "https://localhost:$port/" ordinary.pem "$card_tool" ||
     { tail -n 20 firefox.log server.log; exit 1; }

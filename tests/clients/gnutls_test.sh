@@ -3,6 +3,8 @@
 # the login code, because the token says that it has one.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+# shellcheck source-path=SCRIPTDIR
+. "$here/tls.sh"
 
 tool() {
     type_codes 123456 123456 123456 123456
@@ -33,12 +35,11 @@ expect "Another program, flock (process" <asked
 unset TAVRIK_PINENTRY_LOG
 
 echo "proves to a TLS server who one is"
-openssl req -x509 -newkey rsa:2048 -nodes -keyout server.key -out server.pem -days 1 -subj /CN=localhost \
-    -addext subjectAltName=DNS:localhost 2>/dev/null
+make_certificate server /CN=localhost -addext subjectAltName=DNS:localhost
 openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
     -verify_return_error -naccept 1 -rev -tls1_2 -sigalgs RSA+SHA256 >server.log 2>&1 &
 server=$!
-trap 'kill $server 2>/dev/null || true; rm -rf "$TAVRIK_HOME"' EXIT
+started+=("$server")
 port=$(port_of_server)
 type_codes 123456 123456 123456
 greet | gnutls-cli --provider "$front" --x509keyfile "$key" --x509certfile "$certificate" \

@@ -4,23 +4,9 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
-# As installed: the module file where p11-kit looks for them, and the front where it looks for modules. Both folders are
-# covered in a view of the file system that only this test has.
 echo "finds the front by its module file"
-mkdir files objects
-cp "$here/../../front/tavrik.module" files/
-ln -s "$front" objects/tavrik-pkcs11.so
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
 libraries=/usr/lib/$(gcc -print-multiarch)
-over_system() { # COMMAND...
-    # shellcheck disable=SC2016 # the inner shell expands its own variables
-    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
-        mount --bind files /usr/share/p11-kit/modules
-        mount --bind objects "$0"
-        exec "$@"' "$libraries/pkcs11" "$@"
-}
-over_system p11-kit list-modules >listed
+with_p11_kit p11-kit list-modules >listed
 expect "library-manufacturer: Corvane" <listed
 expect "token: Sig_ZEP" <listed
 expect "token: Sig_EP" <listed
@@ -73,5 +59,5 @@ wait $server || true
 echo "a module file lends the front by a command, as ssh may run it on another machine"
 echo "remote: |p11-kit remote $front" >files/tavrik.module
 type_codes 123456
-sign_by "$libraries/p11-kit-proxy.so" Sig_EP over_system
+sign_by "$libraries/p11-kit-proxy.so" Sig_EP with_p11_kit
 expect_signature_of es
