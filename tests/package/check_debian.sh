@@ -67,10 +67,11 @@ done
 
 # The files that the package brings along name the front where the package puts it; here, the root stands before it.
 for file in man/man1/tavrik-setup.1.gz bash-completion/completions/tavrik-setup tavrik/openssl-card.cnf \
-    tavrik/gnutls-card.conf tavrik/java-sig-zep.cfg tavrik/java-sig-ep.cfg; do
+    tavrik/gnutls-card.conf tavrik/openvpn-card.conf tavrik/java-sig-zep.cfg tavrik/java-sig-ep.cfg; do
     [ -e "$root/usr/share/$file" ] || fail "$file is not there"
 done
 grep -q "^MODULE_PATH = ${front#"$root"}\$" "$root/usr/share/tavrik/openssl-card.cnf" || fail "openssl-card.cnf names another front"
+grep -q "^pkcs11-providers ${front#"$root"}\$" "$root/usr/share/tavrik/openvpn-card.conf" || fail "openvpn-card.conf names another front"
 for file in openssl-card.cnf java-sig-ep.cfg; do
     sed "s|= /usr|= $root/usr|" "$root/usr/share/tavrik/$file" >"$root/$file"
 done

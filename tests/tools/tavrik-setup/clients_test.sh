@@ -63,6 +63,17 @@ modutil -dbdir "sql:$home/.mozilla/firefox/abc.default-esr" -list tavrik 2>&1 | 
 expect_exit 0 setup --undo libreoffice
 cmp before "$home/.mozilla/firefox/abc.default-esr/pkcs11.txt" || fail "the profile is not as before"
 
+echo "OpenVPN, which logs in before it looks for the certificate"
+expect_exit 0 user_setup openvpn
+cat "$TAVRIK_HOME"/state/authority/*.pem >authority.pem
+echo CANCEL >"$TAVRIK_PINENTRY_ANSWERS"
+expect_exit 1 timeout 60 openvpn --client --dev null --remote 127.0.0.1 --ca authority.pem \
+    --config "$home/.config/tavrik/openvpn-card.conf" --pkcs11-id 'Tavrik/Software\x20card/ffffffff/Sig_EP/5369675F45505F30'
+expect_said "Adding PKCS#11 provider '$front'"
+[ ! -s "$TAVRIK_PINENTRY_ANSWERS" ] || fail "OpenVPN has asked for no code: $said"
+expect_exit 0 user_setup --undo openvpn
+[ ! -e "$home/.config" ] || fail "something of OpenVPN is left"
+
 echo "OpenSSL"
 expect_exit 0 user_setup openssl
 OPENSSL_CONF=$home/.config/tavrik/openssl-card.cnf openssl engine -t pkcs11 2>&1 | grep -q "available" || fail "no engine"
@@ -76,7 +87,6 @@ openssl dgst -sha256 -verify ordinary.pub -signature signature document | grep -
 
 echo "OpenSSL proves who one is to a server that speaks TLS 1.3 too, without further options"
 openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -keyout server.key -out server.pem 2>/dev/null
-cat "$TAVRIK_HOME"/state/authority/*.pem >authority.pem
 openssl s_server -accept 127.0.0.1:0 -cert server.pem -key server.key -CAfile authority.pem -Verify 2 \
     -verify_return_error -naccept 1 -rev >server.log 2>&1 &
 server=$!

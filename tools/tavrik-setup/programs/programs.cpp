@@ -178,19 +178,17 @@ Program GnuPg(const Place& place, const std::string& module)
             "certificates."};
 }
 
-Program OpenVpn(const std::string& module)
+Program OpenVpn(const Place& place, const std::string& module)
 {
     return {"openvpn",
             "OpenVPN",
             {"openvpn"},
             {},
-            {ManualSetting{
-                "Each connection has a file of its own.",
-                "pkcs11-providers " + module +
-                    "\npkcs11-protected-authentication 1\npkcs11-id '...'    # one of those that \"openvpn "
-                    "--show-pkcs11-ids " +
-                    module + "\" shows\n"}},
-            ""};
+            {OwnConfiguration(place, "openvpn-card.conf", OpenVpnConfiguration(module))},
+            "Add \"config " + (place.config / "openvpn-card.conf").string() +
+                "\" to the configuration of a connection, and pkcs11-id with one of those that \"openvpn "
+                "--show-pkcs11-ids " +
+                module + " 1\" shows. OPENSSL_CONF is to name the file of openssl for OpenVPN too."};
 }
 
 // What makes it ask for the card stands in /etc/pam.d, which is never changed: a mistake there locks everybody out.
@@ -214,7 +212,7 @@ std::vector<Program> ListPrograms(const Place& place)
     const std::string module = place.module.string();
     return {P11Kit(place, module), Firefox(place, module), Thunderbird(place, module), Chromium(place),
             LibreOffice(place),    Java(place, module),    OpenSsl(place, module),     Ssh(place, module),
-            GnuPg(place, module),  OpenVpn(module),        PamPkcs11(place, module)};
+            GnuPg(place, module),  OpenVpn(place, module),        PamPkcs11(place, module)};
 }
 
 bool IsInstalled(const Program& program, const Place& place)
