@@ -79,7 +79,7 @@ CONF
 start_daemon() { # MACHINE COMMAND...
     cat >"$1/strongswan.conf" <<CONF
 charon-systemd {
-    load = random nonce openssl pem pkcs1 x509 constraints pubkey pkcs11 kernel-libipsec kernel-netlink socket-default vici kdf
+    load = random nonce openssl kdf pem pkcs1 x509 constraints pubkey pkcs11 kernel-libipsec kernel-netlink socket-default vici
     plugins {
         vici {
             socket = unix://$PWD/$1/vici

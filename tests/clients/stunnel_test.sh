@@ -22,7 +22,6 @@ connect = 127.0.0.1:$(port_of_server)
 engineId = pkcs11
 cert = $PWD/ordinary.pem
 key = pkcs11:token=Sig_EP;type=private
-sslVersionMax = TLSv1.2
 CAfile = $PWD/server.pem
 verifyChain = yes
 CONF

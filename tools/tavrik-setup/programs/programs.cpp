@@ -212,7 +212,7 @@ std::vector<Program> ListPrograms(const Place& place)
     const std::string module = place.module.string();
     return {P11Kit(place, module), Firefox(place, module), Thunderbird(place, module), Chromium(place),
             LibreOffice(place),    Java(place, module),    OpenSsl(place, module),     Ssh(place, module),
-            GnuPg(place, module),  OpenVpn(place, module),        PamPkcs11(place, module)};
+            GnuPg(place, module),  OpenVpn(place, module), PamPkcs11(place, module)};
 }
 
 bool IsInstalled(const Program& program, const Place& place)
