@@ -1,5 +1,8 @@
 # For the tests of clients that speak TLS, which source it after card.sh: certificates, a web server that wants a
 # certificate of a client, and the configuration of OpenSSL.
+
+# Servers stand where a user who is not root does not look for programs.
+export PATH=$PATH:/usr/sbin:/sbin
 unset SSL_CERT_FILE SSL_CERT_DIR CURL_CA_BUNDLE GIT_SSL_CAINFO
 
 # The programs that a test starts in the background, by their ids, end with it.

@@ -3,7 +3,7 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/setup.sh"
 card_tool=$3
-export TAVRIK_PINENTRY=$4 TAVRIK_PINENTRY_ANSWERS=$folder/answers
+export TAVRIK_PINENTRY=$4 TAVRIK_PINENTRY_ANSWERS=$folder/answers PATH=$PATH:/usr/sbin
 "$card_tool" new anna --bok 123456 --pin 654321 >/dev/null
 "$card_tool" insert anna >/dev/null
 echo "one hundred and twelve euros" >document
