@@ -34,6 +34,15 @@ expect_failure() { # COMMAND...
     fi
 }
 
+# Makes an NSS database that has the front for a module and trusts the card's authority.
+make_nss_database() { # FOLDER
+    mkdir "$1"
+    certutil -N -d "sql:$1" --empty-password
+    modutil -dbdir "sql:$1" -add tavrik -libfile "$front" -force >/dev/null 2>&1
+    certutil -A -d "sql:$1" -n root -t CT,C,C -i "$authority/root.pem"
+    certutil -A -d "sql:$1" -n issuing -t ,, -i "$authority/issuing.pem"
+}
+
 # Waits until the file, which may come later, has a line with the pattern, for as long as no machine is too slow for.
 await() { # PATTERN FILE
     for _ in $(seq 1200); do

@@ -1,4 +1,5 @@
-"""Firefox's remote control: commands and answers as JSON, each behind its length and a colon, over a TCP connection."""
+"""The remote control of Firefox and Thunderbird: commands and answers as JSON, each behind its length and a colon, over a TCP
+connection."""
 
 import json
 import pathlib
@@ -10,23 +11,23 @@ LONGEST_START = 60
 
 
 class Refused(Exception):
-    """Firefox answers a command with an error."""
+    """A command is answered with an error."""
 
 
 class Marionette:
-    """A connection to the Firefox that runs with the profile. Firefox writes the port into a file there, when it is ready."""
+    """A connection to the program that runs with the profile. It writes the port into a file there, when it is ready."""
 
     def __init__(self, profile):
         port_file = pathlib.Path(profile, "MarionetteActivePort")
         end = time.monotonic() + LONGEST_START
         while not (port_file.exists() and port_file.read_text()):
             if time.monotonic() > end:
-                raise TimeoutError("Firefox does not listen")
+                raise TimeoutError("the program does not listen")
             time.sleep(TIME_BETWEEN_LOOKS)
         self.connection = socket.create_connection(("127.0.0.1", int(port_file.read_text())))
         self.received = b""
         self.number = 0
-        self._read()  # what Firefox says of itself
+        self._read()  # what the program says of itself
         self.call("WebDriver:NewSession")
 
     def begin(self, command, **parameters):
@@ -43,10 +44,10 @@ class Marionette:
             raise Refused(f"{error['error']}: {error['message']}")
         return result.get("value")
 
-    def run_in_browser(self, script):
-        """What a script returns that runs with the browser's own rights."""
+    def run_in_browser(self, script, *arguments):
+        """What a script returns that runs with the browser's own rights, or what the promise that it returns comes to."""
         self.call("Marionette:SetContext", value="chrome")
-        result = self.call("WebDriver:ExecuteScript", script=script, args=[])
+        result = self.call("WebDriver:ExecuteScript", script=script, args=arguments)
         self.call("Marionette:SetContext", value="content")
         return result
 
@@ -62,5 +63,5 @@ class Marionette:
     def _receive(self):
         data = self.connection.recv(65536)
         if not data:
-            raise ConnectionError("Firefox has closed the connection")
+            raise ConnectionError("the program has closed the connection")
         self.received += data

@@ -3,12 +3,8 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
-mkdir nss
-certutil -N -d sql:nss --empty-password
-modutil -dbdir sql:nss -add tavrik -libfile "$front" -force >/dev/null 2>&1
+make_nss_database nss
 modutil -dbdir sql:nss -list tavrik 2>&1 | expect "Token Name: Sig_ZEP"
-certutil -A -d sql:nss -n root -t CT,C,C -i "$authority/root.pem"
-certutil -A -d sql:nss -n issuing -t ,, -i "$authority/issuing.pem"
 
 echo "lists certificates and keys; the card's keyboard asks for the login code"
 type_codes 123456

@@ -5,12 +5,8 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
-mkdir nss
-certutil -N -d sql:nss --empty-password
-modutil -dbdir sql:nss -add tavrik -libfile "$front" -force >/dev/null 2>&1
+make_nss_database nss
 modutil -dbdir sql:nss -disable tavrik -slot "Reader 0; Sig_EP" -force >/dev/null 2>&1
-certutil -A -d sql:nss -n root -t CT,C,C -i "$authority/root.pem"
-certutil -A -d sql:nss -n issuing -t ,, -i "$authority/issuing.pem"
 /usr/bin/python3 "$here/write_pdf.py" contract.pdf
 
 type_codes 123456 654321 654321
