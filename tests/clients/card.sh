@@ -63,6 +63,19 @@ port_of_server() {
     sed -n 's/^ACCEPT .*:\([0-9]*\)$/\1/p' server.log
 }
 
+# Has OpenSSL verify the signature of a PDF file, which is about all of it.
+verify_pdf() { # FILE CERTIFICATE_OF_THE_SIGNER
+    local head tail end
+    read -r head tail end < <(pdfsig "$1" |
+        sed -n 's/.*Signed Ranges: \[0 - \([0-9]*\)\], \[\([0-9]*\) - \([0-9]*\)\]/\1 \2 \3/p')
+    test "$end" -eq "$(stat --format %s "$1")"
+    { head -c "$head" "$1" && tail -c "+$((tail + 1))" "$1"; } >signed-part
+    head -c "$tail" "$1" | tail -c "+$((head + 1))" | tr -d '<>' | tr a-f A-F | basenc --base16 --decode >signature.der
+    openssl cms -verify -binary -inform DER -in signature.der -content signed-part -CAfile authority.pem -purpose any \
+        -signer signer.pem -out /dev/null 2>&1 | expect "successful"
+    cmp <(openssl x509 -in signer.pem) <(openssl x509 -in "$2")
+}
+
 expect() { # TEXT in the standard input
     local text
     text=$(cat)

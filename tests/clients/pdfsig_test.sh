@@ -17,6 +17,8 @@ type_codes 123456
 pdfsig -nssdir "$PWD/nss" -nss-pwd none signed.pdf >verified 2>&1
 expect "Anna" <verified
 expect "Signature is Valid" <verified
+"$card_tool" export-certificate anna qes >qualified.pem
+verify_pdf signed.pdf qualified.pem
 sed 's/twelve euros/twenty euros/' signed.pdf >changed.pdf
 type_codes 123456
 pdfsig -nssdir "$PWD/nss" -nss-pwd none changed.pdf 2>&1 | expect "Digest Mismatch"
