@@ -23,6 +23,12 @@ type_codes() {
     printf '%s\n' "$@" >"$TAVRIK_PINENTRY_ANSWERS"
 }
 
+# The public key of the card as ssh writes it.
+public_key_of() { # FAMILY
+    "$card_tool" export-certificate anna "$1" | openssl x509 -noout -pubkey >"$1.pub.pem"
+    ssh-keygen -i -m PKCS8 -f "$1.pub.pem" | cut -d ' ' -f 1,2
+}
+
 all_codes_were_asked_for() {
     test ! -s "$TAVRIK_PINENTRY_ANSWERS"
 }

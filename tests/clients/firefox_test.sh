@@ -19,10 +19,7 @@ END
 chmod +x keyboard
 export TAVRIK_PINENTRY=$PWD/keyboard
 
-make_certificate ca "/CN=Authority of the server"
-make_certificate server /CN=localhost -CA ca.pem -CAkey ca.key \
-    -addext subjectAltName=DNS:localhost -addext basicConstraints=CA:FALSE
-
+start_tls_server
 mkdir profile
 certutil -N -d sql:profile --empty-password
 certutil -A -d sql:profile -n server -t C,, -i ca.pem
@@ -33,11 +30,6 @@ user_pref("security.default_personal_cert", "Select Automatically");
 user_pref("security.tls.version.max", 3);
 user_pref("marionette.port", 0);
 END
-
-openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
-    -verify_return_error -no_ticket -no_cache -www >server.log 2>&1 &
-started+=($!)
-port=$(port_of_server)
 
 firefox-esr --headless --no-remote --marionette --remote-allow-system-access --profile "$PWD/profile" >firefox.log 2>&1 &
 browser=$!

@@ -91,4 +91,5 @@ def main():
     leave_dialog_open(user)
 
 
-main()
+if __name__ == "__main__":
+    main()

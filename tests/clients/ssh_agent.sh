@@ -1,8 +1,4 @@
 # For the tests of clients of ssh, which source it after card.sh: the card's public keys as ssh writes them, and ssh's agent.
-public_key_of() { # FAMILY
-    "$card_tool" export-certificate anna "$1" | openssl x509 -noout -pubkey >"$1.pub.pem"
-    ssh-keygen -i -m PKCS8 -f "$1.pub.pem" | cut -d ' ' -f 1,2
-}
 public_key_of qes >qes.pub
 public_key_of es >es.pub
 

@@ -4,34 +4,8 @@
 # signature PIN for the qualified key alone.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
-
+. "$here/ssh_server.sh"
 . "$here/ssh_agent.sh"
-
-ssh-keygen -q -t ed25519 -N '' -f host
-echo "server $(cat host.pub)" >known_hosts
-cat >sshd_config <<END
-HostKey $PWD/host
-AuthorizedKeysFile $PWD/authorized_keys
-UsePAM no
-StrictModes no
-END
-# As root, the server wants an empty folder in a place that only the installation makes.
-cat >server <<END
-#!/bin/sh
-set -e
-if [ "\$(id -u)" -eq 0 ]; then
-    mount -t tmpfs none /run
-    mkdir /run/sshd
-fi
-exec /usr/sbin/sshd -i -e -f "$PWD/sshd_config" 2>>"$PWD/sshd.log"
-END
-chmod +x server
-server=$PWD/server
-[ "$(id -u)" -ne 0 ] || server="unshare --mount $server"
-sign_in() { # [OPTION]...
-    timeout 60 ssh -F none -o "ProxyCommand=$server" -o HostKeyAlias=server -o UserKnownHostsFile=known_hosts \
-        -o PreferredAuthentications=publickey "$@" host echo "signed in" 2>ssh.log || { tail -n 20 ssh.log sshd.log; return 1; }
-}
 
 echo "ssh-keygen shows both keys after one code"
 type_codes 123456

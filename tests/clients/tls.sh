@@ -73,6 +73,18 @@ start_web_server() {
     start_nginx
 }
 
+# Starts a web server that wants a certificate of a card, and shows it in its page. Its client trusts it by ca.pem. Sets
+# `port`.
+start_tls_server() {
+    make_certificate ca "/CN=Authority of the server"
+    make_certificate server /CN=localhost -CA ca.pem -CAkey ca.key \
+        -addext subjectAltName=DNS:localhost -addext basicConstraints=CA:FALSE
+    openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
+        -verify_return_error -no_ticket -no_cache -www >server.log 2>&1 &
+    started+=($!)
+    port=$(port_of_server)
+}
+
 # Makes openssl-card.cnf, as the package brings it along.
 make_openssl_card() {
     sed "s|@TAVRIK_MODULE@|$front|" "$here/../../tools/tavrik-setup/templates/openssl-card.cnf.in" >openssl-card.cnf

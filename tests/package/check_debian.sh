@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tries the Debian packages of a folder: lintian, then installing them into an empty root, building the examples against
-# what is installed, signing with them, with OpenSSL and with Java, setting up ssh, and purging.
+# what is installed, signing with them, with OpenSSL and with Java, setting up ssh, using ssh, curl and Firefox, and purging.
 #
 #   check_debian.sh PACKAGES EXAMPLES
 set -euo pipefail
@@ -96,6 +96,8 @@ setup ssh >/dev/null
 ssh -T -F "$root/user/.ssh/config" -G example.org | grep -qx "pkcs11provider $front" || fail "ssh does not take the front"
 setup --undo ssh >/dev/null
 [ ! -e "$root/user/.ssh" ] || fail "tavrik-setup leaves something of ssh"
+
+"$(dirname "$0")/installed_clients_test.sh" "$root" || fail "a program does not work with what is installed"
 
 "$root/usr/bin/tavrik-log" "$TAVRIK_HOME/state" | grep -q "CardAPI, version" || fail "the log cannot be read"
 
