@@ -82,6 +82,15 @@ verify_pdf() { # FILE CERTIFICATE_OF_THE_SIGNER
     cmp <(openssl x509 -in signer.pem) <(openssl x509 -in "$2")
 }
 
+# Runs a command that must fail, and say this.
+expect_refused() { # TEXT COMMAND...
+    if "${@:2}" >refused 2>&1; then
+        echo "this went through: ${*:2}"
+        exit 1
+    fi
+    expect "$1" <refused
+}
+
 expect() { # TEXT in the standard input
     local text
     text=$(cat)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Chromium, without a screen, opens a page of a server that wants a client certificate, and shows whom the server saw.
 # Chromium asks for a code in a dialog of its own, for each slot. What is typed there goes nowhere, and the card's keyboard
-# asks, once. The qualified certificate is none for TLS, so it is the ordinary one that is shown.
+# asks, and once more after a wrong code. The qualified certificate is none for TLS, so it is the ordinary one that is shown.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 # shellcheck source-path=SCRIPTDIR
@@ -35,14 +35,14 @@ open_page() {
         --enable-features=ui-debug-tools-enable-synthetic-events "$@"
 }
 
-type_codes 123456
+type_codes 999999 123456 CANCEL
 timeout 55 /usr/bin/python3 "$here/chromium_unlock.py" "$PWD/profile" >dialogs &
 unlocking=$!
 started+=("$unlocking")
 TMPDIR=$PWD open_page "https://localhost:$port/" >page 2>chromium.log ||
     { cat dialogs server.log; tail -n 40 chromium.log; exit 1; }
 wait $unlocking
-expect "unlock Sig_EP to authenticate to localhost" <dialogs
+test "$(grep -c "unlock Sig_EP to authenticate to localhost" dialogs)" -eq 2
 expect "unlock Sig_ZEP to authenticate to localhost" <dialogs
 
 echo "the page shows the certificate that the server saw"
@@ -52,6 +52,6 @@ sed -n '/BEGIN CERTIFICATE/,/END CERTIFICATE/p' page | openssl x509 -noout -seri
 expect "$(cat ordinary)" <seen
 expect "CN = Anna" <seen
 
-echo "the card's keyboard has asked once, and the letter in the dialog has cost no try"
-test ! -s "$TAVRIK_PINENTRY_ANSWERS"
+echo "the card's keyboard has asked once more after the wrong code and then no more, and the dialog with it"
+test "$(cat "$TAVRIK_PINENTRY_ANSWERS")" = CANCEL
 "$card_tool" list | cut -f 3 | grep -qx 3

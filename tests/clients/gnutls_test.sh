@@ -24,6 +24,11 @@ tool --login --export "$certificate" >ordinary.pem
 openssl x509 -in ordinary.pem -outform DER | cmp expected -
 tool --login --test-sign "$key" | expect "ok"
 
+echo "tells of a wrong and of a cancelled code"
+type_codes 999999 CANCEL
+expect_refused "Error in provided PIN" p11tool --provider "$front" --list-all --login "pkcs11:token=Sig_EP"
+expect_refused "PKCS #11 error" p11tool --provider "$front" --list-all --login "pkcs11:token=Sig_EP"
+
 echo "says so when another program has the card, and so does the keyboard"
 export TAVRIK_PINENTRY_LOG=$PWD/asked
 if flock -o "$TAVRIK_HOME/state/cards/anna/transaction" p11tool --provider "$front" --list-all --login \

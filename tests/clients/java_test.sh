@@ -12,6 +12,11 @@ type_codes 123456
 keytool "${provider[@]}" "${store[@]}" -list 2>&1 | tee listed | expect "PrivateKeyEntry"
 alias=$(sed -n 's/^\(.*\), PrivateKeyEntry.*$/\1/p' listed | head -n 1)
 
+echo "tells of a cancelled code"
+type_codes CANCEL
+expect_refused "load failed" keytool "${provider[@]}" "${store[@]}" -list
+
+echo "signs and verifies"
 mkdir content
 cp document content/
 jar --create --file archive.jar -C content .

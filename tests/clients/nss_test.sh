@@ -12,8 +12,10 @@ certutil -L -d sql:nss -h Sig_EP 2>&1 | expect "Sig_EP:Signing Certificate"
 type_codes 123456
 certutil -K -d sql:nss -h Sig_EP 2>&1 | expect "Signing Key"
 
-echo "signs a message, and OpenSSL verifies it"
-type_codes 123456
+echo "signs a message, not without a code and again after a wrong one, and OpenSSL verifies it"
+type_codes CANCEL CANCEL
+expect_refused "problem signing" cmsutil -S -d sql:nss -N "Sig_EP:Signing Certificate" -G -P -i document -o message
+type_codes 999999 123456
 cmsutil -S -d sql:nss -N "Sig_EP:Signing Certificate" -G -P -i document -o message
 openssl cms -verify -inform DER -in message -CAfile authority.pem -purpose any -binary -out verified 2>&1 | expect "successful"
 cmp document verified

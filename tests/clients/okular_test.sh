@@ -31,9 +31,11 @@ await_window() { # TITLE
     for _ in $(seq 300); do
         title=$(xdotool getactivewindow getwindowname 2>/dev/null || true)
         [ "${title#"$1"}" = "$title" ] || return 0
+        xdotool search --onlyvisible --name "^$1" windowactivate >/dev/null 2>&1 || true # it has come without the focus
         sleep 0.1
     done
-    echo "There is no window '$1', but '$title'."
+    echo "There is no window '$1', but '$title', and in all:"
+    xdotool search --onlyvisible --name "Okular" getwindowname %@ || true
     tail -n 20 okular.log
     exit 1
 }

@@ -31,6 +31,11 @@ openssl dgst -engine pkcs11 -keyform engine -sign "pkcs11:token=Sig_ZEP;type=pri
     -out signature document 2>/dev/null
 openssl dgst -sha256 -verify qualified.pub -signature signature document | expect "Verified OK"
 
+echo "tells of a wrong and of a cancelled code"
+type_codes 999999 CANCEL
+expect_refused "PIN incorrect" openssl dgst -engine pkcs11 -keyform engine -sign "$ordinary" -sha256 document
+expect_refused "Function canceled" openssl dgst -engine pkcs11 -keyform engine -sign "$ordinary" -sha256 document
+
 echo "makes a signed message"
 openssl cms -engine pkcs11 -keyform engine -inkey "$ordinary;pin-value=123456" -sign -signer ordinary.pem -in document \
     -out message -nodetach -binary 2>/dev/null

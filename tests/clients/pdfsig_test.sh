@@ -9,6 +9,9 @@ make_nss_database nss
 modutil -dbdir sql:nss -disable tavrik -slot "Reader 0; Sig_EP" -force >/dev/null 2>&1
 /usr/bin/python3 "$here/write_pdf.py" contract.pdf
 
+type_codes 999999
+expect_refused "Password was not accepted" pdfsig contract.pdf signed.pdf -add-signature -nssdir "$PWD/nss" \
+    -nick "Sig_ZEP:Signing Certificate" -nss-pwd none
 type_codes 123456 654321 654321
 pdfsig contract.pdf signed.pdf -add-signature -nssdir "$PWD/nss" -nick "Sig_ZEP:Signing Certificate" \
     -nss-pwd none >signing 2>&1 ||

@@ -50,6 +50,11 @@ PKCS11SPY=$front PKCS11SPY_OUTPUT=$PWD/calls pkcs11-tool --module "/usr/lib/$(gc
 cmp signature spied
 sed -n '/: C_Sign$/,/^Returned/p' calls | expect "Returned:  0 CKR_OK"
 
+echo "tells of a wrong and of a cancelled code"
+type_codes 999999 CANCEL
+expect_refused CKR_PIN_INCORRECT tool --slot 1 --login --sign --id "$id" --mechanism SHA256-RSA-PKCS --input-file document
+expect_refused CKR_FUNCTION_CANCELED tool --slot 1 --login --sign --id "$id" --mechanism SHA256-RSA-PKCS --input-file document
+
 echo "passes the tool's own tests, with a key that signs whatever it is given"
 "$card_tool" remove anna >/dev/null
 "$card_tool" new raw --bok 123456 --pin 654321 --es-reference 1 >/dev/null

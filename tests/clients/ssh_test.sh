@@ -13,9 +13,14 @@ ssh-keygen -D "$front" | cut -d ' ' -f 1,2 >keys
 cat qes.pub es.pub | diff - keys
 all_codes_were_asked_for
 
-echo "ssh signs in with the ordinary key after one code"
 cp es.pub authorized_keys
-type_codes 123456
+echo "without a code, asked for at each slot, ssh signs nobody in"
+type_codes CANCEL CANCEL
+expect_refused "Permission denied" sign_in -I "$front"
+all_codes_were_asked_for
+
+echo "ssh signs in with the ordinary key after one code, and after a wrong one"
+type_codes 999999 123456
 sign_in -I "$front" | expect "signed in"
 all_codes_were_asked_for
 
@@ -39,6 +44,14 @@ expect "Card added" <added
 test "$(wc -l <asked)" -eq 1
 ssh-add -L | cut -d ' ' -f 1,2 | diff keys -
 cp es.pub authorized_keys
+sign_in | expect "signed in"
+
+echo "of a card that is back, the agent must be told"
+"$card_tool" remove anna >/dev/null
+"$card_tool" insert anna >/dev/null
+expect_refused "Permission denied" sign_in
+ssh-add -e "$front" 2>/dev/null
+SSH_ASKPASS=$PWD/askpass SSH_ASKPASS_REQUIRE=force ssh-add -s "$front" 2>/dev/null
 sign_in | expect "signed in"
 
 echo "and a file"
