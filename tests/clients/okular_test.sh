@@ -17,11 +17,15 @@ export XDG_CONFIG_HOME=$PWD/config XDG_RUNTIME_DIR=$PWD/run
 
 processes=()
 trap 'kill ${processes[@]+"${processes[@]}"} 2>/dev/null || true; wait; rm -rf "$TAVRIK_HOME"' EXIT
-Xvfb -displayfd 3 -screen 0 1280x900x24 3>display 2>screen.log &
+Xvfb -noreset -displayfd 3 -screen 0 1280x900x24 3>display 2>screen.log &
 processes+=($!)
-await . display
+await '^[0-9]*$' display
 DISPLAY=:$(cat display)
 export DISPLAY
+for _ in $(seq 300); do
+    xdotool getdisplaygeometry >/dev/null 2>&1 && break
+    sleep 0.1
+done
 openbox >windows.log 2>&1 &
 processes+=($!)
 
@@ -49,6 +53,17 @@ unlock() {
     xdotool type x
     press Return
 }
+# Okular is started anew for each signature: its library now and then damages its memory when it signs a document more than
+# once, also with keys that are on no card. It ends with the screen at the latest.
+start_okular() {
+    dbus-run-session okular contract.pdf >okular.log 2>&1 &
+    okular=$!
+}
+end_okular() {
+    await_window contract.pdf
+    press ctrl+q
+    wait "$okular"
+}
 begin_signing() {
     await_window contract.pdf
     press alt+t d
@@ -70,6 +85,7 @@ save_as() { # NAME
     press Return
     await_window "$1"
     press alt+F4
+    end_okular
 }
 offers_nothing() {
     await_window "Information"
@@ -79,9 +95,8 @@ all_codes_were_asked_for() {
     diff <(echo CANCEL) answers
 }
 
-dbus-run-session okular contract.pdf >okular.log 2>&1 & # ends with the screen
-
 echo "without a code, no certificate is offered; each slot asks"
+start_okular
 type_codes CANCEL CANCEL CANCEL
 begin_signing
 unlock
@@ -101,15 +116,26 @@ save_as ordinary.pdf
 all_codes_were_asked_for
 
 echo "signs with the qualified key, whose PIN Okular makes the keyboard ask for three times"
-type_codes 654321 654321 654321 CANCEL
+start_okular
+type_codes 123456 654321 654321 654321 CANCEL
 begin_signing
+unlock
+unlock
 draw_signature
 press Down
 press Return
 save_as qualified.pdf
 all_codes_were_asked_for
 
-echo "a card that is back asks for its code"
+echo "while the card is out, no certificate is offered; when it is back, it asks for its code"
+start_okular
+type_codes 123456 CANCEL
+begin_signing
+unlock
+unlock
+draw_signature
+press Escape
+all_codes_were_asked_for
 "$card_tool" remove anna
 sleep 2
 begin_signing
