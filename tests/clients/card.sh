@@ -40,13 +40,16 @@ expect_failure() { # COMMAND...
     fi
 }
 
-# Makes an NSS database that has the front for a module and trusts the card's authority.
-make_nss_database() { # FOLDER
+# Makes an NSS database that trusts the card's authority, and one that has the front for a module too.
+make_trusting_database() { # FOLDER
     mkdir "$1"
     certutil -N -d "sql:$1" --empty-password
-    modutil -dbdir "sql:$1" -add tavrik -libfile "$front" -force >/dev/null 2>&1
     certutil -A -d "sql:$1" -n root -t CT,C,C -i "$authority/root.pem"
     certutil -A -d "sql:$1" -n issuing -t ,, -i "$authority/issuing.pem"
+}
+make_nss_database() { # FOLDER
+    make_trusting_database "$1"
+    modutil -dbdir "sql:$1" -add tavrik -libfile "$front" -force >/dev/null 2>&1
 }
 
 # Waits until the file, which may come later, has a line with the pattern, for as long as no machine is too slow for.
