@@ -7,7 +7,7 @@
 namespace front {
 namespace {
 
-std::vector<std::filesystem::path> FindOwnFolders()
+std::vector<std::filesystem::path::string_type> FindOwnFolders()
 {
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void*>(&OwnFolders), &info) == 0 || info.dli_fname == nullptr) {
@@ -20,16 +20,16 @@ std::vector<std::filesystem::path> FindOwnFolders()
     }
     const auto real = std::filesystem::canonical(loaded, error);
     if (error || real.parent_path() == loaded.parent_path()) {
-        return {loaded.parent_path()};
+        return {loaded.parent_path().native()};
     }
-    return {loaded.parent_path(), real.parent_path()};
+    return {loaded.parent_path().native(), real.parent_path().native()};
 }
 
 } // namespace
 
-const std::vector<std::filesystem::path>& OwnFolders()
+const std::vector<std::filesystem::path::string_type>& OwnFolders()
 {
-    static NeverDestroyed<const std::vector<std::filesystem::path>> folders(FindOwnFolders());
+    static NeverDestroyed<const std::vector<std::filesystem::path::string_type>> folders(FindOwnFolders());
     return folders.Get();
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr DWORD longestPath = 1023; // characters
 
-std::vector<std::filesystem::path> FindOwnFolders()
+std::vector<std::filesystem::path::string_type> FindOwnFolders()
 {
     HMODULE module = nullptr;
     std::array<wchar_t, longestPath + 1> file{};
@@ -25,14 +25,14 @@ std::vector<std::filesystem::path> FindOwnFolders()
     if (length == 0 || length == file.size() || !own.is_absolute()) {
         return {}; // a path that was cut, or a bare name, which would be looked for elsewhere
     }
-    return {own.parent_path()};
+    return {own.parent_path().native()};
 }
 
 } // namespace
 
-const std::vector<std::filesystem::path>& OwnFolders()
+const std::vector<std::filesystem::path::string_type>& OwnFolders()
 {
-    static NeverDestroyed<const std::vector<std::filesystem::path>> folders(FindOwnFolders());
+    static NeverDestroyed<const std::vector<std::filesystem::path::string_type>> folders(FindOwnFolders());
     return folders.Get();
 }
 
