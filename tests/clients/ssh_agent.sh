@@ -10,6 +10,7 @@ END
 chmod +x askpass
 
 start_agent() {
+    # shellcheck disable=SC2154 # card.sh has set it
     eval "$(ssh-agent -P "$(realpath "$front")")" >/dev/null
 }
 # Without an agent, nothing.

@@ -16,7 +16,7 @@ TEST(Trimmed, LosesTheBlanksAtBothEnds)
 
 TEST(HasLine, FindsAWholeLineWhateverItsBlanks)
 {
-    EXPECT_TRUE(HasLine("a\n\tb c \nd", "  b c"));
+    EXPECT_TRUE(HasLine("a\n\tb c \ne", "  b c"));
     EXPECT_TRUE(HasLine("a\nb", "b"));
     EXPECT_FALSE(HasLine("a\nb c\n", "b"));
     EXPECT_FALSE(HasLine("a\n# b\n", "b"));
