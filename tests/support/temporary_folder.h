@@ -18,7 +18,7 @@ public:
         std::random_device random;
         do {
             std::array<char, 9> ending{};
-            std::snprintf(ending.data(), ending.size(), "%08x", random());
+            static_cast<void>(std::snprintf(ending.data(), ending.size(), "%08x", random()));
             path = std::filesystem::temp_directory_path() / (beginning + ending.data());
         } while (!std::filesystem::create_directory(path)); // that name is taken
         std::filesystem::permissions(path, std::filesystem::perms::owner_all);

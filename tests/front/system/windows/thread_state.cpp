@@ -33,7 +33,7 @@ uint32_t OwnThread()
 bool Sleeps(uint32_t thread)
 {
     constexpr DWORD aMoment = 3; // ms
-    const HANDLE handle = OpenThread(THREAD_QUERY_INFORMATION, FALSE, thread);
+    auto* const handle = OpenThread(THREAD_QUERY_INFORMATION, FALSE, thread);
     if (handle == nullptr) {
         return false;
     }
