@@ -11,13 +11,8 @@ database=sql:$HOME/.pki/nssdb
 mkdir -p .pki/nssdb
 certutil -N -d "$database" --empty-password
 modutil -dbdir "$database" -add tavrik -libfile "$front" -force >/dev/null 2>&1
-make_certificate server /CN=localhost -addext subjectAltName=DNS:localhost
-certutil -A -d "$database" -n server -t CP,, -i server.pem
-
-openssl s_server -key server.key -cert server.pem -accept 127.0.0.1:0 -CAfile authority.pem -Verify 2 \
-    -verify_return_error -www >server.log 2>&1 &
-started+=($!)
-port=$(port_of_server)
+start_tls_server
+certutil -A -d "$database" -n server -t C,, -i ca.pem
 
 # The certificate is chosen by a policy, which Chromium reads where only this test has put it.
 mkdir -p settings/policies/managed profile

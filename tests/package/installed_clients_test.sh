@@ -27,8 +27,9 @@ all_codes_were_asked_for
 
 echo "curl"
 sed "s|= /usr|= $root/usr|" "$root/usr/share/tavrik/openssl-card.cnf" >openssl-card.cnf
-OPENSSL_CONF=$PWD/openssl-card.cnf curl --silent --show-error --engine pkcs11 --key-type ENG --cert ordinary.pem \
-    --key "pkcs11:token=Sig_EP;type=private;pin-value=123456" --tls-max 1.2 --cacert ca.pem "https://localhost:$port/" |
+type_codes 123456
+OPENSSL_CONF=$PWD/openssl-card.cnf curl --silent --show-error --cert "pkcs11:token=Sig_EP" --cacert ca.pem \
+    "https://localhost:$port/" |
     expect "$(sed -n 2p ordinary.pem)"
 
 echo "Firefox"
