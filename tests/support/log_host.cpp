@@ -8,28 +8,29 @@
 #include <thread>
 
 namespace blackbox {
-namespace {
 
-std::filesystem::path Program(const std::string& name)
+std::filesystem::path ProgramBeside(const std::string& name)
 {
     return RunningProgram().replace_filename(name).replace_extension(RunningProgram().extension());
 }
 
-} // namespace
-
 std::string LogHostCommand(const std::filesystem::path& directory, int calls, const std::string& option,
                            const std::filesystem::path& program)
 {
-    return Quoted(program.empty() ? Program("log_host") : program) + " " + Quoted(ScriptedFolder()) + " " +
-           Quoted(directory) + " " + std::to_string(calls) + " " + option;
+    return Quoted(program.empty() ? ProgramBeside("log_host") : program) + " " + Quoted(ScriptedFolder()) +
+           " " + Quoted(directory) + " " + std::to_string(calls) + " " + option;
 }
 
 void RunLogHosts(const std::filesystem::path& directory, unsigned hosts, int calls)
 {
-    const std::string command = LogHostCommand(directory, calls);
+    RunTogether(std::vector(hosts, LogHostCommand(directory, calls)));
+}
+
+void RunTogether(const std::vector<std::string>& commands)
+{
     std::vector<std::thread> running;
-    running.reserve(hosts);
-    for (unsigned host = 0; host < hosts; ++host) {
+    running.reserve(commands.size());
+    for (const std::string& command : commands) {
         running.emplace_back([&command] { EXPECT_NO_THROW(OutputOf(command)); });
     }
     for (std::thread& one : running) {
@@ -42,7 +43,7 @@ std::filesystem::path CopyOfProgram(const std::string& program, const std::files
 {
     auto copy = directory / name;
     std::filesystem::remove(copy); // what has the name in other letters, where that counts for nothing
-    std::filesystem::copy_file(Program(program), copy);
+    std::filesystem::copy_file(ProgramBeside(program), copy);
     return copy;
 }
 

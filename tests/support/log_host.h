@@ -15,6 +15,12 @@ std::string LogHostCommand(const std::filesystem::path& directory, int calls, co
 // Runs so many log_hosts at once, each with so many calls, to their end.
 void RunLogHosts(const std::filesystem::path& directory, unsigned hosts, int calls);
 
+// Runs the shell commands at once, each to its end.
+void RunTogether(const std::vector<std::string>& commands);
+
+// The file of a program that lies beside the running one.
+std::filesystem::path ProgramBeside(const std::string& name);
+
 // A copy, under another name, of a program that lies beside the running one; it goes with the directory.
 std::filesystem::path CopyOfProgram(const std::string& program, const std::filesystem::path& directory,
                                     const std::string& name);

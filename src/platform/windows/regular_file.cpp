@@ -6,6 +6,7 @@
 #include <io.h>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <utility>
 
@@ -50,25 +51,21 @@ int OpenRegular(const std::filesystem::path& file, DWORD access, DWORD dispositi
 }
 
 // Keeps the processes that append to one file from doing so at the same time: where the file lies on another machine, or
-// under Wine, appending is a look for the end and then a write. They take a byte that no file reaches. Who waits for a
-// process that stands still goes on without after a moment.
+// under Wine, appending is a look for the end and then a write. They take a byte that no file reaches. A process that
+// stands still with its turn, as in a debugger, is waited for once: lines go on without a turn after that, until there is
+// one to be had again.
 class TurnToAppend
 {
 public:
     explicit TurnToAppend(int descriptor) : handle(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)))
     {
-        constexpr int mostLooks = 100;
-        for (int look = 0; look < mostLooks && !taken; ++look) {
-            OVERLAPPED place = Place();
-            taken = LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
-                               &place) != FALSE;
-            if (!taken && GetLastError() != ERROR_LOCK_VIOLATION) {
-                return; // there are no locks on that file
-            }
-            if (!taken) {
-                Sleep(1);
-            }
+        constexpr int mostLooks = 1000;
+        taken = Take();
+        for (int look = 1; look < mostLooks && !taken && IsTakenByAnother() && !waitedInVain; ++look) {
+            Sleep(1);
+            taken = Take();
         }
+        waitedInVain = !taken;
     }
     ~TurnToAppend()
     {
@@ -81,6 +78,16 @@ public:
     TurnToAppend& operator=(const TurnToAppend&) = delete;
 
 private:
+    [[nodiscard]] bool Take() const
+    {
+        OVERLAPPED place = Place();
+        return LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) !=
+               FALSE;
+    }
+
+    // What the last failure was; another one is that of a file that has no locks.
+    static bool IsTakenByAnother() { return GetLastError() == ERROR_LOCK_VIOLATION; }
+
     static OVERLAPPED Place()
     {
         OVERLAPPED place{};
@@ -88,9 +95,13 @@ private:
         return place;
     }
 
+    static std::atomic<bool> waitedInVain;
+
     HANDLE handle;
     bool taken = false;
 };
+
+std::atomic<bool> TurnToAppend::waitedInVain = false;
 
 // What one call takes.
 unsigned int Portion(std::size_t bytes)

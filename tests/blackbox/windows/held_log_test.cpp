@@ -2,10 +2,38 @@
 #include "tests/support/black_box_test.h"
 #include "tests/support/log_host.h"
 
+#include <windows.h>
+
+#include <chrono>
 #include <fstream>
+#include <limits>
 
 namespace blackbox {
 namespace {
+
+// Takes a log's turn to append, for as long as this lives.
+class HeldTurn
+{
+public:
+    explicit HeldTurn(const std::filesystem::path& log)
+        : file(CreateFileW(log.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                           OPEN_EXISTING, 0, nullptr))
+    {
+        OVERLAPPED place{};
+        place.OffsetHigh = std::numeric_limits<LONG>::max();
+        taken =
+            LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) != FALSE;
+    }
+    ~HeldTurn() { CloseHandle(file); }
+    HeldTurn(const HeldTurn&) = delete;
+    HeldTurn& operator=(const HeldTurn&) = delete;
+
+    [[nodiscard]] bool IsTaken() const { return taken; }
+
+private:
+    HANDLE file;
+    bool taken = false;
+};
 
 using HeldLogTest = BlackBoxTest;
 
@@ -32,6 +60,23 @@ TEST_F(HeldLogTest, LogAndConfigurationCanBeReadWhileTheLibraryWrites)
     ASSERT_EQ(f->C_GetInfo(&info), CKR_OK);
     EXPECT_NE(ReadFile(Directory() / "Pkcs11.log").find("PKCS11_FUNCTION_LEAVING, result 0"),
               std::string::npos);
+}
+
+TEST_F(HeldLogTest, ProcessThatStandsStillInItsTurnIsWaitedForOnce)
+{
+    WriteFile(Directory() / "config.json", R"({"log": {"logFromLevel": "LogLevel_Debug"}})");
+    Initialize();
+    const auto before = CountOf(ReadFile(Directory() / "Pkcs11.log"), "\r\n");
+    const HeldTurn turn(Directory() / "Pkcs11.log");
+    ASSERT_TRUE(turn.IsTaken());
+    const auto begin = std::chrono::steady_clock::now();
+    constexpr size_t calls = 20;
+    for (size_t call = 0; call < calls; ++call) {
+        CK_INFO info{};
+        ASSERT_EQ(f->C_GetInfo(&info), CKR_OK);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_EQ(CountOf(ReadFile(Directory() / "Pkcs11.log"), "\r\n"), before + 2 * calls);
 }
 
 } // namespace
