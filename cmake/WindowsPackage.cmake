@@ -1,7 +1,7 @@
 # What is installed on Windows, and what `cpack` makes of it in the build folder: a ZIP and an installer.
 #
-# The software card has a folder of its own, with a copy of the library and of its front: beside the library itself its CardAPI.dll would
-# be taken instead of the one that came with the card.
+# The software card has a folder of its own, with a copy of the library and of its front: beside the library itself its
+# CardAPI.dll would be taken instead of the one that came with the card.
 set(softcard_folder softcard)
 
 install(TARGETS pkcs11_x64 RUNTIME DESTINATION . ARCHIVE DESTINATION lib)
@@ -20,10 +20,11 @@ set(CPACK_PACKAGE_FILE_NAME "tavrik-${PROJECT_VERSION}-x64")
 set(CPACK_PACKAGE_INSTALL_DIRECTORY "Tavrik")
 set(CPACK_STRIP_FILES ON)
 
+# The installer's script is ours: cmake/windows/NSIS.template.in.
+list(PREPEND CMAKE_MODULE_PATH "${CMAKE_CURRENT_LIST_DIR}/windows")
+set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/windows/PrepareInstaller.cmake")
 set(CPACK_NSIS_PACKAGE_NAME "Tavrik PKCS11 library")
-set(CPACK_NSIS_DISPLAY_NAME "Tavrik PKCS11 library")
 set(CPACK_NSIS_INSTALL_ROOT "$PROGRAMFILES64")
-set(CPACK_NSIS_UNINSTALL_NAME "uninstall")
 # An installer for 64-bit Windows that is a 64-bit program itself.
 set(CPACK_NSIS_DEFINES "Target amd64-unicode")
 

@@ -2,12 +2,13 @@
  * A host in plain C, built with another compiler than the library: from LoadLibrary to a signature of the
  * card in the first reader, which the library then verifies.
  *
- *     c_host LIBRARY BOK finalize|unload|exit
+ *     c_host LIBRARY BOK finalize|unload|exit [FILE]
  *
  * LIBRARY is pkcs11_x64.dll or its front, tavrik-pkcs11.dll, whose records are the same.
- * The last word is how it parts from the library, which watches the readers on a thread of its own until
- * then: as it should, or by FreeLibrary alone, or by ending. Says each step on the standard output. The exit
- * code is 0 when all of them worked.
+ * The third word is how it parts from the library, which watches the readers on a thread of its own until
+ * then: as it should, or by FreeLibrary alone, or by ending. With FILE it makes that file first, waits until somebody
+ * has removed it, and signs once more. Says each step on the standard output. The exit code is 0 when all of
+ * them worked.
  */
 #include "tavrik/cryptoki.h"
 
@@ -188,9 +189,20 @@ static void Part(const char* way)
     }
 }
 
+static void WaitWhileThereIs(const char* file)
+{
+    FILE* made = fopen(file, "w");
+    Demand(made != NULL, "a file that tells that the library is loaded");
+    fclose(made);
+    while (GetFileAttributesA(file) != INVALID_FILE_ATTRIBUTES) {
+        Sleep(20);
+    }
+    printf("the file is gone\n");
+}
+
 int main(int count, char** words)
 {
-    Demand(count == 4, "LIBRARY, BOK, and how to part");
+    Demand(count == 4 || count == 5, "LIBRARY, BOK, how to part, and a file to wait for");
     Load(words[1]);
     CK_SESSION_HANDLE session = LogIn(FindSlot(), words[2]);
     CK_OBJECT_HANDLE key = FindKey(session);
@@ -207,6 +219,12 @@ int main(int count, char** words)
     data.bytes[data.length - 1] ^= 1U;
     CK_RV refusal = front ? CKR_SIGNATURE_INVALID : CKR_FUNCTION_FAILED;
     Demand(Verify(session, &data, &signature, front) == refusal, "C_Verify refuses another text");
+    if (count == 5) {
+        WaitWhileThereIs(words[4]);
+        data.bytes[data.length - 1] ^= 1U;
+        Demand(memcmp(Sign(session, key, &data).bytes, signature.bytes, signature.length) == 0,
+               "the same signature again");
+    }
     Part(words[3]);
     printf("done\n");
     return EXIT_SUCCESS;
