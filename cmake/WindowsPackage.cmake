@@ -22,7 +22,7 @@ set(CPACK_STRIP_FILES ON)
 
 # The installer's script is ours: cmake/windows/NSIS.template.in.
 list(PREPEND CMAKE_MODULE_PATH "${CMAKE_CURRENT_LIST_DIR}/windows")
-set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/windows/PrepareInstaller.cmake")
+list(PREPEND CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/windows/PrepareInstaller.cmake")
 set(CPACK_NSIS_PACKAGE_NAME "Tavrik PKCS11 library")
 set(CPACK_NSIS_INSTALL_ROOT "$PROGRAMFILES64")
 # An installer for 64-bit Windows that is a 64-bit program itself.
