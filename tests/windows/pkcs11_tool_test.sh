@@ -23,9 +23,18 @@ digest_info() {
     openssl dgst -sha256 -binary document
 }
 tries_left() {
-    card_tool list | cut -f 3
+    "$card_tool" list | cut -f 3
 }
 
+# Has OpenSSL verify what the tool has signed.
+expect_signature_of() { # FAMILY FILE
+    openssl dgst -sha256 -verify "$1.pub" -signature "$2" document | expect "Verified OK"
+}
+
+for family in es qes; do
+    "$card_tool" export-certificate anna "$family" >"$family.pem"
+    openssl x509 -in "$family.pem" -noout -pubkey >"$family.pub"
+done
 digest_info >info
 openssl pkeyutl -encrypt -pubin -inkey es.pub -in document -out encrypted
 ordinary=""
@@ -100,9 +109,9 @@ test_module() { # FILE
     test "$(tries_left)" -eq $((before - 1))
 
     echo "$1: has no slots without a card, and the card's when it is back"
-    card_tool remove anna >/dev/null
+    "$card_tool" remove anna >/dev/null
     expect_refused "No slots" tool --list-slots
-    card_tool insert anna >/dev/null
+    "$card_tool" insert anna >/dev/null
     with_ordinary --sign --mechanism RSA-PKCS --input-file info --output-file signature >/dev/null
     expect_signature_of es signature
     test "$(tries_left)" -eq "$before"
