@@ -4,6 +4,7 @@
 #   made     the paths below the output folder that are there in the end
 # defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls make_once.
 # shellcheck shell=bash
+# shellcheck disable=SC2154 # title and made are the script's
 
 if [ $# -ne 1 ]; then
     echo "Usage: .ci/$(basename "$0") OUTPUT_DIR" >&2

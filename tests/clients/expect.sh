@@ -1,5 +1,6 @@
 # What tests of clients expect of a command and of the card's keyboard; card.sh sources it, and the one for Windows does. The
 # file $answers is what the scripted pinentry reads.
+# shellcheck shell=bash
 
 # What a person would type into the card's keyboard, in order.
 type_codes() {

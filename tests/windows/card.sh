@@ -1,5 +1,5 @@
-# For the tests of Windows' clients, which source it, as ../clients/card.sh is for Linux: a folder of the test's own that goes
-# with it, with a software card in a reader.
+# For the tests of Windows' clients, which source it, as ../clients/card.sh is for Linux: a folder of the test's own that
+# goes with it, with a software card in a reader.
 #   CLIENT_test.sh RUN_UNDER_WINE FOLDER_OF_THE_LIBRARY FOLDER_OF_CLIENTS
 # shellcheck shell=bash
 set -euo pipefail
