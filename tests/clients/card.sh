@@ -10,6 +10,9 @@ TAVRIK_HOME=$(mktemp -d)
 export TAVRIK_HOME TAVRIK_PINENTRY=$3 TAVRIK_PINENTRY_ANSWERS=$TAVRIK_HOME/answers HOME=$TAVRIK_HOME
 trap 'rm -rf "$TAVRIK_HOME"' EXIT
 cd "$TAVRIK_HOME"
+# shellcheck disable=SC2034 # expect.sh uses it
+answers=$TAVRIK_PINENTRY_ANSWERS
+. "$here/expect.sh"
 
 "$card_tool" new anna --subject "Anna Horvátová" --bok 123456 --pin 654321 ${card_options[@]+"${card_options[@]}"} \
     >/dev/null
@@ -18,26 +21,10 @@ authority=$TAVRIK_HOME/state/authority
 cat "$authority/root.pem" "$authority/issuing.pem" >authority.pem
 echo "one hundred and twelve euros" >document
 
-# What a person would type into the card's keyboard, in order.
-type_codes() {
-    printf '%s\n' "$@" >"$TAVRIK_PINENTRY_ANSWERS"
-}
-
 # The public key of the card as ssh writes it.
 public_key_of() { # FAMILY
     "$card_tool" export-certificate anna "$1" | openssl x509 -noout -pubkey >"$1.pub.pem"
     ssh-keygen -i -m PKCS8 -f "$1.pub.pem" | cut -d ' ' -f 1,2
-}
-
-all_codes_were_asked_for() {
-    test ! -s "$TAVRIK_PINENTRY_ANSWERS"
-}
-
-expect_failure() { # COMMAND...
-    if "$@"; then
-        echo "this was done: $*"
-        exit 1
-    fi
 }
 
 # Makes an NSS database that trusts the card's authority, and one that has the front for a module too.
@@ -83,25 +70,6 @@ verify_pdf() { # FILE CERTIFICATE_OF_THE_SIGNER
     openssl cms -verify -binary -inform DER -in signature.der -content signed-part -CAfile authority.pem -purpose any \
         -signer signer.pem -out /dev/null 2>&1 | expect "successful"
     cmp <(openssl x509 -in signer.pem) <(openssl x509 -in "$2")
-}
-
-# Runs a command that must fail, and say this.
-expect_refused() { # TEXT COMMAND...
-    if "${@:2}" >refused 2>&1; then
-        echo "this went through: ${*:2}"
-        exit 1
-    fi
-    expect "$1" <refused
-}
-
-expect() { # TEXT in the standard input
-    local text
-    text=$(cat)
-    if ! grep -qF -- "$1" <<<"$text"; then
-        echo "'$1' is not in:"
-        echo "$text"
-        exit 1
-    fi
 }
 
 # Runs a command as if the package were installed: the module file is where p11-kit looks for them, and the front where it

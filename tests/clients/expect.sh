@@ -1,0 +1,39 @@
+# What tests of clients expect of a command and of the card's keyboard; card.sh sources it, and the one for Windows does. The
+# file $answers is what the scripted pinentry reads.
+# shellcheck shell=bash
+
+# What a person would type into the card's keyboard, in order.
+type_codes() {
+    # shellcheck disable=SC2154 # who sources this has set it
+    printf '%s\n' "$@" >"$answers"
+}
+
+all_codes_were_asked_for() {
+    test ! -s "$answers"
+}
+
+expect_failure() { # COMMAND...
+    if "$@"; then
+        echo "this was done: $*"
+        exit 1
+    fi
+}
+
+# Runs a command that must fail, and say this.
+expect_refused() { # TEXT COMMAND...
+    if "${@:2}" >refused 2>&1; then
+        echo "this went through: ${*:2}"
+        exit 1
+    fi
+    expect "$1" <refused
+}
+
+expect() { # TEXT in the standard input
+    local text
+    text=$(cat)
+    if ! grep -qF -- "$1" <<<"$text"; then
+        echo "'$1' is not in:"
+        echo "$text"
+        exit 1
+    fi
+}
