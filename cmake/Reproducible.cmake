@@ -17,6 +17,7 @@ else()
         string(TIMESTAMP CPACK_TAVRIK_EPOCH "%s" UTC)
     endif()
 endif()
-# For what CMake makes now; cpack takes it up in SetPackageDates.cmake.
+# For what CMake makes now, and for what cpack, strip and the compressors make later.
 set(ENV{SOURCE_DATE_EPOCH} "${CPACK_TAVRIK_EPOCH}")
-list(PREPEND CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/SetPackageDates.cmake")
+set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_LIST_DIR}/SetPackageDate.cmake")
+list(PREPEND CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/SetFileDates.cmake")

@@ -35,6 +35,8 @@ done
 
 "$(dirname "$0")/hardening_test.sh" "$root/usr" || fail "a file is not hardened"
 
+! grep -rlF "$(git rev-parse --show-toplevel)" "$root/usr" || fail "the folder of the build is named"
+
 library=$(find "$root/usr/lib" -name libpkcs11_x64.so)
 [ -n "$library" ] || fail "the library is not there"
 [ -e "$root/usr/share/man/man1/tavrik-card.1.gz" ] || fail "the manual is not there"

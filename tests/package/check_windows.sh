@@ -142,6 +142,8 @@ while read -r file; do
         fail "$file is not hardened"
 done < <(grep -E '\.(dll|exe)$' <<<"$expected")
 
+! grep -rlF "$(git -C "$build" rev-parse --show-toplevel)" "$programs" || fail "the folder of the build is named"
+
 # What Windows' list of programs shows, and where applications find the front.
 [ "$(registered "$uninstall_key" DisplayName)" = "Tavrik PKCS11 library" ] || fail "no name"
 [ "$(registered "$uninstall_key" InstallLocation)" = 'C:\Program Files\Tavrik' ] || fail "no folder"
