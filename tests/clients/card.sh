@@ -13,6 +13,7 @@ cd "$TAVRIK_HOME"
 # shellcheck disable=SC2034 # expect.sh uses it
 answers=$TAVRIK_PINENTRY_ANSWERS
 . "$here/expect.sh"
+. "$here/../own_mounts.sh"
 
 "$card_tool" new anna --subject "Anna Horvátová" --bok 123456 --pin 654321 ${card_options[@]+"${card_options[@]}"} \
     >/dev/null
@@ -75,13 +76,11 @@ verify_pdf() { # FILE CERTIFICATE_OF_THE_SIGNER
 # Runs a command as if the package were installed: the module file is where p11-kit looks for them, and the front where it
 # looks for modules. Both folders are covered in a view of the file system that only this command has.
 with_p11_kit() { # COMMAND...
-    local as_root=()
-    [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
     mkdir -p files objects
     cp "$here/../../front/tavrik.module" files/
     ln -sf "$front" objects/tavrik-pkcs11.so
     # shellcheck disable=SC2016 # the inner shell expands its own $0
-    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+    in_own_mounts sh -euc '
         mount --bind files /usr/share/p11-kit/modules
         mount --bind objects "$0"
         exec "$@"' "/usr/lib/$(gcc -print-multiarch)/pkcs11" "$@"

@@ -4,6 +4,7 @@
 # asks, and once more after a wrong code. The qualified certificate is none for TLS, so it is the ordinary one that is shown.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+require_own_mounts
 # shellcheck source-path=SCRIPTDIR
 . "$here/tls.sh"
 
@@ -19,10 +20,8 @@ mkdir -p settings/policies/managed profile
 cat >settings/policies/managed/certificate.json <<END
 {"AutoSelectCertificateForUrls": ["{\"pattern\": \"https://localhost:$port\", \"filter\": {}}"]}
 END
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
 open_page() {
-    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+    in_own_mounts sh -euc '
         mount --bind settings /etc/chromium
         exec timeout 50 chromium "$@"' sh --ssl-version-max=tls1.2 --headless --dump-dom --no-sandbox --disable-gpu \
         --disable-quic --no-first-run --disable-background-networking --disable-component-update --disable-sync \

@@ -3,6 +3,7 @@
 # certificate and also speaks TLS 1.3. For that, it needs the configuration of GnuTLS that the package brings along.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+require_own_mounts
 # shellcheck source-path=SCRIPTDIR
 . "$here/tls.sh"
 start_web_server

@@ -1,5 +1,6 @@
 # For the tests of clients that connect two machines, which source it after tls.sh: two networks with a cable between
 # them, for which the test is root, in namespaces of its own if it is not already.
+require_own_networks
 if [ "$(id -u)" -ne 0 ]; then
     rm -rf "$TAVRIK_HOME"
     exec unshare --map-root-user --mount --net "$here/$(basename "$0")" "$@"

@@ -3,6 +3,7 @@
 # programs elsewhere, by a socket and by a command.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+require_own_mounts
 
 echo "finds the front by its module file"
 libraries=/usr/lib/$(gcc -print-multiarch)

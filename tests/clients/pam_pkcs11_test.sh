@@ -3,6 +3,7 @@
 # pam_pkcs11` has made, in a view of /etc that only this test has.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+require_own_mounts
 setup_tool=$4
 
 mkdir root
@@ -17,11 +18,9 @@ echo "auth required pam_pkcs11.so" >root/etc/pam.d/door
 openssl x509 -in ordinary.pem -noout -subject -nameopt compat | sed 's/^subject= *//; s/$/ -> root/' \
     >root/etc/pam_pkcs11/subject_mapping
 
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
 over_etc() { # COMMAND...
     # shellcheck disable=SC2016 # the inner shell expands its own variables
-    timeout 60 unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc 'mount --bind root/etc /etc; exec "$@"' sh "$@"
+    in_own_mounts timeout 60 sh -euc 'mount --bind root/etc /etc; exec "$@"' sh "$@"
 }
 log_in() { # USER
     over_etc pamtester door "$1" authenticate </dev/null >answer 2>&1

@@ -21,7 +21,10 @@ exec /usr/sbin/sshd -i -e -f "$PWD/sshd_config" 2>>"$PWD/sshd.log"
 END
 chmod +x ssh_server
 ssh_server=$PWD/ssh_server
-[ "$(id -u)" -ne 0 ] || ssh_server="unshare --mount $ssh_server"
+if [ "$(id -u)" -eq 0 ]; then
+    require_own_mounts
+    ssh_server="unshare --mount $ssh_server"
+fi
 
 sign_in() { # [OPTION]...
     timeout 60 ssh -F none -o "ProxyCommand=$ssh_server" -o HostKeyAlias=server -o UserKnownHostsFile=known_hosts \

@@ -4,6 +4,7 @@
 # card's keyboard asks once.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+require_own_mounts
 
 make_trusting_database profile
 cat >profile/user.js <<END
@@ -51,10 +52,8 @@ mkdir -p "profile/Mail/Local Folders"
 # In a view of /etc and of tavrik-setup's record that only this test has.
 mkdir record
 cp -a /etc etc 2>/dev/null || true # but for what only root may read
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
 # shellcheck disable=SC2016 # the inner shell expands its own variables
-unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+in_own_mounts sh -euc '
     mount --bind etc /etc
     mount --bind record /var/lib
     "$0" --module "$1" thunderbird

@@ -2,6 +2,7 @@
 # wget, which uses GnuTLS, finds the card by p11-kit and proves to a web server that also speaks TLS 1.3 who one is.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
+require_own_mounts
 # shellcheck source-path=SCRIPTDIR
 . "$here/tls.sh"
 start_web_server

@@ -187,6 +187,7 @@ struct LogFault
     const char* name;
     void (*make)(const fs::path& log);
     void (*mend)(const fs::path& log);
+    bool inPrivateMounts = false;
     // By the first start. A file is opened once in a process, so the second start writes nothing.
     bool opened = false;
 };
@@ -206,9 +207,9 @@ void MountLog(const fs::path& log)
     blackbox::MountMemory(log, room);
 }
 
-const std::vector<LogFault>& LogFaults()
+std::vector<LogFault> AllLogFaults()
 {
-    static const std::vector<LogFault> logFaults{
+    return {
         {"missing", [](const fs::path& /*log*/) {}, [](const fs::path& log) { fs::create_directory(log); }},
         {"a file", [](const fs::path& log) { blackbox::WriteFile(log, "text"); },
          [](const fs::path& log) {
@@ -220,14 +221,27 @@ const std::vector<LogFault>& LogFaults()
              MountLog(log);
              Remount(log, MS_RDONLY);
          },
-         [](const fs::path& log) { Remount(log, 0); }},
+         [](const fs::path& log) { Remount(log, 0); }, true},
         {"full",
          [](const fs::path& log) {
              MountLog(log);
              blackbox::WriteFile(log / "other", std::string(8UL << 20U, 'x')); // as much as there is room
          },
-         [](const fs::path& log) { fs::remove(log / "other"); }, true},
+         [](const fs::path& log) { fs::remove(log / "other"); }, true, true},
     };
+}
+
+// Those that this system lets be made.
+const std::vector<LogFault>& LogFaults()
+{
+    static const std::vector<LogFault> logFaults = [] {
+        auto faults = AllLogFaults();
+        if (const auto reason = blackbox::WhyNoPrivateMounts(); !reason.empty()) {
+            std::cout << reason << '\n';
+            std::erase_if(faults, [](const LogFault& fault) { return fault.inPrivateMounts; });
+        }
+        return faults;
+    }();
     return logFaults;
 }
 

@@ -99,7 +99,7 @@ ssh -T -F "$root/user/.ssh/config" -G example.org | grep -qx "pkcs11provider $fr
 setup --undo ssh >/dev/null
 [ ! -e "$root/user/.ssh" ] || fail "tavrik-setup leaves something of ssh"
 
-"$(dirname "$0")/installed_clients_test.sh" "$root" || fail "a program does not work with what is installed"
+"$(dirname "$0")/installed_clients_test.sh" "$root" || [ $? -eq 77 ] || fail "a program does not work with what is installed"
 
 "$root/usr/bin/tavrik-log" "$TAVRIK_HOME/state" | grep -q "CardAPI, version" || fail "the log cannot be read"
 

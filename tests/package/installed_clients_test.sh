@@ -42,10 +42,8 @@ user_pref("security.tls.version.max", 3);
 user_pref("marionette.port", 0);
 END
 cp -a /etc etc 2>/dev/null || true # but for what only root may read
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
 # shellcheck disable=SC2016 # the inner shell expands its own variables
-unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+in_own_mounts sh -euc '
     mount --bind etc /etc
     mount --bind state-of-setup /var/lib
     "$0" firefox

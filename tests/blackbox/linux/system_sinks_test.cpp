@@ -95,6 +95,9 @@ TEST_F(SystemSinksTest, FullConsoleDoesNotFailTheLibrary)
 
 TEST_F(SystemSinksTest, DebuggerSinkReachesTheSystemLog)
 {
+    if (!WhyNoPrivateMounts().empty()) {
+        GTEST_SKIP() << WhyNoPrivateMounts();
+    }
     Configure(R"("logToDebugger": true, "logToFile": false, "timeFormat": "LogTimeFormat_Millisec")");
     std::filesystem::create_directory(Directory() / "dev");
     const int exit = ExitOfChild([this] {
@@ -120,6 +123,9 @@ TEST_F(SystemSinksTest, DebuggerSinkReachesTheSystemLog)
 
 TEST_F(SystemSinksTest, FullFileSystemLosesOnlyLinesOfTheFile)
 {
+    if (!WhyNoPrivateMounts().empty()) {
+        GTEST_SKIP() << WhyNoPrivateMounts();
+    }
     const auto folder = FolderForLogs();
     Configure(R"("extensive": true)");
     const int exit = ExitOfChild(
@@ -154,6 +160,9 @@ TEST_F(SystemSinksTest, FullFileSystemLosesOnlyLinesOfTheFile)
 
 TEST_F(SystemSinksTest, FullFileSystemLeavesTheConsoleItsLines)
 {
+    if (!WhyNoPrivateMounts().empty()) {
+        GTEST_SKIP() << WhyNoPrivateMounts();
+    }
     const auto folder = FolderForLogs();
     Configure(R"("logToConsole": true)");
     const auto output = Directory() / "output";

@@ -2,10 +2,12 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -20,6 +22,30 @@ void Require(int answer, const char* what)
 }
 
 } // namespace
+
+std::string WhyNoPrivateMounts()
+{
+    static const std::string reason = [] {
+        const pid_t child = fork();
+        if (child == 0) {
+            try {
+                EnterPrivateMounts();
+                _exit(0);
+            } catch (const std::system_error& error) {
+                _exit(error.code().value());
+            }
+        }
+        int status = 0;
+        if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) {
+            throw std::runtime_error("a child that tries mounts has not ended as it should");
+        }
+        const int error = WEXITSTATUS(status);
+        return error == 0
+                   ? std::string()
+                   : "SKIPPED: no mounts of its own for the test: " + std::generic_category().message(error);
+    }();
+    return reason;
+}
 
 void EnterPrivateMounts()
 {

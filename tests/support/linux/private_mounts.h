@@ -4,8 +4,12 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <string>
 
 namespace blackbox {
+
+// Why this system lets the process have none; empty where it does. As tests print it that can't be run.
+std::string WhyNoPrivateMounts();
 
 // From now on what is mounted is the process's own. For a child process without threads. Throws
 // std::system_error, as the others do.

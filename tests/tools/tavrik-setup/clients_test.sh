@@ -2,6 +2,9 @@
 # The programs themselves see the card as tavrik-setup has set them up, and no more once that is taken back.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/setup.sh"
+# shellcheck source=../../own_mounts.sh
+. "$(dirname "$0")/../../own_mounts.sh"
+require_own_mounts
 card_tool=$3
 export TAVRIK_PINENTRY=$4 TAVRIK_PINENTRY_ANSWERS=$folder/answers PATH=$PATH:/usr/sbin
 "$card_tool" new anna --bok 123456 --pin 654321 >/dev/null
@@ -15,13 +18,11 @@ user_setup() {
 # Runs a command where /etc of the root, and what else the system has there, lies over that of the system, and its folder of
 # p11-kit's modules over the system's, in a view of the files of its own.
 over_system() { # COMMAND...
-    local as_root=()
-    [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
     rm -rf etc
     cp -a /etc . 2>/dev/null || true # but for what only root may read
     cp -a "$root/etc" .
     # shellcheck disable=SC2016 # the inner shell expands its own variables
-    unshare --mount ${as_root[@]+"${as_root[@]}"} sh -euc '
+    in_own_mounts sh -euc '
         mount --bind "$0" /etc
         mount --bind "$1" /usr/share/p11-kit/modules
         shift
