@@ -9,6 +9,8 @@
 #include <botan/rsa.h>
 #include <botan/x509cert.h>
 
+#include <memory>
+
 namespace softcard {
 namespace {
 
@@ -39,10 +41,20 @@ PublicNumbers DecodeNumbers(const std::vector<uint8_t>& encoded)
     return numbers;
 }
 
+// Null for a key of a kind that Botan was made without, as it was for Windows.
+std::unique_ptr<Botan::Public_Key> LoadKey(const Botan::X509_Certificate& certificate)
+{
+    try {
+        return certificate.load_subject_public_key();
+    } catch (const Botan::Decoding_Error&) {
+        return nullptr;
+    }
+}
+
 // Of a key that is called otherwise.
 PublicNumbers LoadNumbers(const Botan::X509_Certificate& certificate)
 {
-    const auto key = certificate.load_subject_public_key();
+    const auto key = LoadKey(certificate);
     const auto* rsaKey = dynamic_cast<const Botan::RSA_PublicKey*>(key.get());
     if (rsaKey == nullptr) {
         throw CardError(eInvalidDataDecoded, noSuchKey);

@@ -64,7 +64,7 @@ TemporaryHome::~TemporaryHome()
     UnsetVariable("TAVRIK_HOME");
 }
 
-Finished RunTool(std::vector<std::string> arguments)
+Finished StartTool(std::vector<std::string> arguments)
 {
     arguments.insert(arguments.begin(), CARD_TOOL);
     return RunProgram(arguments);

@@ -30,7 +30,12 @@ private:
     std::filesystem::path folder;
 };
 
+// The tool with these arguments and an empty standard input. On Linux it is a program, like StartTool's. On Windows its
+// commands run in this process and environment, because the start of a program takes long under Wine.
 Finished RunTool(std::vector<std::string> arguments);
+
+// The tool as a program of its own.
+Finished StartTool(std::vector<std::string> arguments);
 
 // The test has a store with cards in no reader, and the library is started on it. The cards are made once for
 // all tests:

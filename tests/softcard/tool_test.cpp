@@ -2,6 +2,7 @@
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/environment.h"
+#include "tests/softcard/file_age.h"
 
 #include <nlohmann/json.hpp>
 
@@ -19,7 +20,7 @@ protected:
     static void ExpectFailure(const std::vector<std::string>& arguments, int exitCode,
                               const std::string& sentence)
     {
-        const Finished failed = RunTool(arguments);
+        const Finished failed = StartTool(arguments);
         EXPECT_EQ(failed.exitCode, exitCode);
         EXPECT_EQ(failed.errors, "tavrik-card: " + sentence + "\n");
         EXPECT_EQ(failed.output, "");
@@ -27,7 +28,7 @@ protected:
 
     static std::string List()
     {
-        const Finished listed = RunTool({"list"});
+        const Finished listed = StartTool({"list"});
         EXPECT_EQ(listed.exitCode, 0) << listed.errors;
         return listed.output;
     }
@@ -81,7 +82,7 @@ TEST_F(Tool, RefusesToRemoveACardThatIsInNoReader)
 
 TEST_F(Tool, MakesOrdinaryKeysThatSignWhatTheyAreGivenUnlessAskedForOthers)
 {
-    ASSERT_EQ(RunTool({"new", "usual"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"new", "usual"}).exitCode, 0);
     const CardSession session = InsertAndOpen("usual");
     CardKeyInfo qualified{};
     CardKeyInfo ordinary{};
@@ -93,8 +94,8 @@ TEST_F(Tool, MakesOrdinaryKeysThatSignWhatTheyAreGivenUnlessAskedForOthers)
 
 TEST_F(Tool, MakesTheNumberAndSizeOfKeysThatIsAskedFor)
 {
-    ASSERT_EQ(RunTool({"new", "Some_card.1-x", "--bok", "b", "--pin", "a longer code", "--bits", "2048",
-                       "--qes-reference", "3", "--es-reference", "1"})
+    ASSERT_EQ(StartTool({"new", "Some_card.1-x", "--bok", "b", "--pin", "a longer code", "--bits", "2048",
+                         "--qes-reference", "3", "--es-reference", "1"})
                   .exitCode,
               0);
     EXPECT_NE(List().find("Some_card.1-x\t-\t3\t3\tSome_card.1-x\n"), std::string::npos)
@@ -113,8 +114,8 @@ TEST_F(Tool, MakesTheNumberAndSizeOfKeysThatIsAskedFor)
 TEST_F(Tool, MakesACardWithTheGivenDescription)
 {
     const std::string manufacturer(32, 'm');
-    ASSERT_EQ(RunTool({"new", "told", "--manufacturer", manufacturer, "--model", "Sixteen bytes xx",
-                       "--hardware-version", "3.4", "--firmware-version", "255.0", "--puk", "1"})
+    ASSERT_EQ(StartTool({"new", "told", "--manufacturer", manufacturer, "--model", "Sixteen bytes xx",
+                         "--hardware-version", "3.4", "--firmware-version", "255.0", "--puk", "1"})
                   .exitCode,
               0);
     const CardSession session = InsertAndOpen("told");
@@ -130,7 +131,7 @@ TEST_F(Tool, MakesACardWithTheGivenDescription)
 TEST_F(Tool, ShowsACard)
 {
     Insert("ref2");
-    const Finished shown = RunTool({"show", "ref2"});
+    const Finished shown = StartTool({"show", "ref2"});
     EXPECT_EQ(shown.exitCode, 0) << shown.errors;
     EXPECT_NE(shown.output.find("Subject      Žofia Kľačanská\n"), std::string::npos) << shown.output;
     EXPECT_NE(shown.output.find("Reader       Reader 0\n"), std::string::npos);
@@ -141,8 +142,8 @@ TEST_F(Tool, ShowsACard)
 TEST_F(Tool, ListsAsJson)
 {
     Insert("ref2");
-    ASSERT_EQ(RunTool({"lock", "ref2", "pin"}).exitCode, 0);
-    const auto cards = nlohmann::json::parse(RunTool({"list", "--json"}).output);
+    ASSERT_EQ(StartTool({"lock", "ref2", "pin"}).exitCode, 0);
+    const auto cards = nlohmann::json::parse(StartTool({"list", "--json"}).output);
     ASSERT_EQ(cards.size(), 5U);
     EXPECT_EQ(cards[0]["name"], "blank");
     EXPECT_TRUE(cards[0]["reader"].is_null());
@@ -153,7 +154,7 @@ TEST_F(Tool, ListsAsJson)
     EXPECT_EQ(cards[2]["bok"]["triesLeft"], 3);
     EXPECT_EQ(cards[2]["subject"], "Žofia Kľačanská");
 
-    const auto card = nlohmann::json::parse(RunTool({"show", "ref4", "--json"}).output);
+    const auto card = nlohmann::json::parse(StartTool({"show", "ref4", "--json"}).output);
     EXPECT_EQ(card["qes"][0]["bits"], 3072);
     EXPECT_EQ(card["es"][0]["reference"], 4);
     EXPECT_EQ(card["hardwareVersion"], "1.0");
@@ -162,27 +163,27 @@ TEST_F(Tool, ListsAsJson)
 
 TEST_F(Tool, DeletesACard)
 {
-    ASSERT_EQ(RunTool({"delete", "ref1"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"delete", "ref1"}).exitCode, 0);
     EXPECT_EQ(List().find("ref1"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(State() / "cards/ref1"));
     ExpectFailure({"delete", "ref1"}, exitUnknownCard, "There is no card named \"ref1\".");
     const CardSession session = InsertAndOpen("ref2");
     ExpectFailure({"delete", "ref2"}, exitAlreadyInserted,
                   "The card \"ref2\" is in the reader \"Reader 0\"; --force takes it out first.");
-    ASSERT_EQ(RunTool({"delete", "ref2", "--force"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"delete", "ref2", "--force"}).exitCode, 0);
     EXPECT_EQ(VerifyBok(session, bok).returned, 92);
-    ASSERT_EQ(RunTool({"new", "ref2", "--puk", "1"}).exitCode, 0) << "the name is free again";
+    ASSERT_EQ(StartTool({"new", "ref2", "--puk", "1"}).exitCode, 0) << "the name is free again";
 }
 
 TEST_F(Tool, ConnectsAndDisconnectsReaders)
 {
-    ASSERT_EQ(RunTool({"plug", "First"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"plug", "First"}).exitCode, 0);
     Insert("ref2", "Second");
     const CardSession session = Open(u"Second");
-    ASSERT_EQ(RunTool({"plug", "Second"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"plug", "Second"}).exitCode, 0);
     EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "the card stays in a reader that was there already";
-    ASSERT_EQ(RunTool({"unplug", "First"}).exitCode, 0);
-    ASSERT_EQ(RunTool({"unplug", "Second"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"unplug", "First"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"unplug", "Second"}).exitCode, 0);
     uint32_t flags = 0;
     EXPECT_EQ(Library().getSessionFlags(session, &flags), 92);
     ExpectFailure({"unplug", "Second"}, exitUnknownReader, "There is no reader named \"Second\".");
@@ -192,7 +193,7 @@ TEST_F(Tool, ConnectsAndDisconnectsReaders)
 TEST_F(Tool, MakesOneOfTwoCardsOfOneName)
 {
     const Process first = StartProgram({CARD_TOOL, "new", "twin"});
-    const Finished second = RunTool({"new", "twin"});
+    const Finished second = StartTool({"new", "twin"});
     const int firstCode = AwaitProgram(first);
     EXPECT_EQ(std::min(firstCode, second.exitCode), 0);
     EXPECT_EQ(std::max(firstCode, second.exitCode), exitNameTaken);
@@ -204,8 +205,28 @@ TEST_F(Tool, MakesOneOfTwoCardsOfOneName)
 TEST_F(Tool, MakesTheAuthorityOnce)
 {
     const std::string before = softcard::ReadFile(State() / "authority/issuing.pem");
-    ASSERT_EQ(RunTool({"new", "another"}).exitCode, 0);
+    ASSERT_EQ(StartTool({"new", "another"}).exitCode, 0);
     EXPECT_EQ(softcard::ReadFile(State() / "authority/issuing.pem"), before);
+}
+
+TEST_F(Tool, ClearsAwayWhatAKilledOneLeft)
+{
+    const auto make = [this](const std::string& name, std::chrono::hours age) {
+        std::filesystem::path folder = State() / "cards" / name;
+        std::filesystem::create_directory(folder);
+        WriteText(folder / "qes-1.key", "half a card");
+        SetAge(folder, age);
+        return folder;
+    };
+    const auto abandoned = make(".new-aaaaaa", std::chrono::hours(25));
+    const auto fresh = make(".new-bbbbbb", std::chrono::hours(23));
+    const auto halfDeleted = make(".anna.deleted", std::chrono::hours(25));
+    const auto hidden = make(".other", std::chrono::hours(25));
+    ASSERT_EQ(StartTool({"new", "another"}).exitCode, 0);
+    EXPECT_FALSE(std::filesystem::exists(abandoned));
+    EXPECT_TRUE(std::filesystem::exists(fresh)) << "somebody may be at it";
+    EXPECT_FALSE(std::filesystem::exists(halfDeleted));
+    EXPECT_TRUE(std::filesystem::exists(hidden));
 }
 
 TEST(ToolAlone, SaysWhenTheStoreCannotBeReached)
@@ -213,7 +234,7 @@ TEST(ToolAlone, SaysWhenTheStoreCannotBeReached)
     const TemporaryHome home;
     WriteText(home.Folder() / "file", "");
     SetVariable("TAVRIK_HOME", home.Folder() / "file");
-    const Finished failed = RunTool({"list"});
+    const Finished failed = StartTool({"list"});
     EXPECT_EQ(failed.exitCode, 1);
     EXPECT_TRUE(failed.errors.starts_with("tavrik-card: "));
 }
@@ -221,14 +242,14 @@ TEST(ToolAlone, SaysWhenTheStoreCannotBeReached)
 TEST(ToolAlone, ListsNothingInANewStore)
 {
     const TemporaryHome home;
-    const Finished listed = RunTool({"list"});
+    const Finished listed = StartTool({"list"});
     EXPECT_EQ(listed.exitCode, 0);
     EXPECT_EQ(listed.output, "");
 }
 
 TEST(ToolAlone, HelpsOnTheStandardOutput)
 {
-    const Finished helped = RunTool({"--help"});
+    const Finished helped = StartTool({"--help"});
     EXPECT_EQ(helped.exitCode, 0);
     EXPECT_NE(helped.output.find("insert"), std::string::npos);
 }

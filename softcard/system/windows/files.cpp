@@ -1,12 +1,12 @@
-// Folders and files inherit who may open them from the folder that they are made in. A file that another
-// program has open can't be replaced, removed or, as that program likes it, read; such programs are waited
-// for a little.
+// What is made here is its owner's alone. A file that another program has open can't be replaced, removed or, as that
+// program likes it, read; such programs are waited for a little.
 #include "softcard/system/files.h"
 
 #include "softcard/base/text.h"
 #include "softcard/system/file_steps.h"
 #include "softcard/system/windows/handle.h"
 #include "softcard/system/windows/last_error.h"
+#include "softcard/system/windows/owner_rights.h"
 
 #include <algorithm>
 #include <array>
@@ -49,9 +49,11 @@ bool TryForAWhile(const Attempt& attempt)
 Handle Open(const std::filesystem::path& path, DWORD access, DWORD share, DWORD disposition)
 {
     Handle file;
+    SECURITY_ATTRIBUTES rights =
+        OwnFileRights(path); // for a file that is made; one that is there keeps its own
     const bool opened = TryForAWhile([&] {
         file = Own(
-            CreateFileW(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+            CreateFileW(path.c_str(), access, share, &rights, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
         return file != nullptr;
     });
     if (!opened) {
@@ -72,9 +74,21 @@ void WriteAll(const Handle& file, const std::filesystem::path& path, std::string
     }
 }
 
+// What a program that was killed has left there is taken away first: it would keep the rights that it has.
+Handle MakeTemporary(const std::filesystem::path& temporary)
+{
+    const bool isFree = TryForAWhile([&temporary] {
+        return DeleteFileW(temporary.c_str()) != FALSE || GetLastError() == ERROR_FILE_NOT_FOUND;
+    });
+    if (!isFree) {
+        ThrowLastError(temporary);
+    }
+    return Open(temporary, GENERIC_WRITE, 0, CREATE_NEW);
+}
+
 void WriteTemporary(const std::filesystem::path& temporary, std::string_view content)
 {
-    const Handle file = Open(temporary, GENERIC_WRITE, 0, CREATE_ALWAYS);
+    const Handle file = MakeTemporary(temporary);
     WriteAll(file, temporary, content);
     if (FlushFileBuffers(file.get()) == FALSE) {
         ThrowLastError(temporary);
@@ -114,17 +128,19 @@ bool IsDevice(std::string_view name)
 
 void MakePrivateFolder(const std::filesystem::path& folder)
 {
-    if (CreateDirectoryW(folder.c_str(), nullptr) == FALSE && GetLastError() != ERROR_ALREADY_EXISTS) {
+    SECURITY_ATTRIBUTES rights = OwnFolderRights(folder);
+    if (CreateDirectoryW(folder.c_str(), &rights) == FALSE && GetLastError() != ERROR_ALREADY_EXISTS) {
         ThrowLastError(folder);
     }
 }
 
 std::filesystem::path MakeUniqueFolder(const std::filesystem::path& beginning)
 {
+    SECURITY_ATTRIBUTES rights = OwnFolderRights(beginning);
     while (true) {
         std::filesystem::path folder = beginning;
         folder += UniqueEnding();
-        if (CreateDirectoryW(folder.c_str(), nullptr) != FALSE) {
+        if (CreateDirectoryW(folder.c_str(), &rights) != FALSE) {
             return folder;
         }
         if (GetLastError() != ERROR_ALREADY_EXISTS) {

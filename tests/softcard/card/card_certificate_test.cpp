@@ -1,9 +1,9 @@
 #include "softcard/card/card_certificate.h"
 
 #include "softcard/card/card_error.h"
+#include "tests/softcard/curve_certificate.h"
 
 #include <botan/auto_rng.h>
-#include <botan/ecdsa.h>
 #include <botan/exceptn.h>
 #include <botan/rsa.h>
 #include <botan/x509self.h>
@@ -82,8 +82,9 @@ TEST_F(CertificateTest, IsRefusedWithNumbersThatMakeNoKey)
 
 TEST_F(CertificateTest, IsRefusedWithAKeyOfAnotherKind)
 {
-    const Botan::ECDSA_PrivateKey other(generator, Botan::EC_Group("secp256r1"));
-    EXPECT_THROW(PublicNumbersOf(CertifiedKey(other)), CardError);
+    CardKey cardKey;
+    cardKey.certificate = softcard::test::CurveCertificate();
+    EXPECT_THROW(PublicNumbersOf(cardKey), CardError);
 }
 
 TEST_F(CertificateTest, MustNotBeLongerThanWhatCanBeToldOf)

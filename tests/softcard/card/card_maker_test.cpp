@@ -2,6 +2,7 @@
 
 #include "softcard/card/card_store.h"
 #include "tests/softcard/card_home.h"
+#include "tests/softcard/file_age.h"
 #include "tests/softcard/refusals.h"
 
 #include <functional>
@@ -92,9 +93,8 @@ TEST_F(CardMakerTest, ClearsAwayWhatKilledProgramsLeftADayAgo)
         fs::create_directory(directories.Cards() / name);
     }
     WriteText(directories.Cards() / ".new-file", "");
-    const auto before = fs::file_time_type::clock::now() - std::chrono::hours(25);
     for (const char* name : {".new-old", ".ref1.deleted", ".other", ".new-file"}) {
-        fs::last_write_time(directories.Cards() / name, before);
+        SetAge(directories.Cards() / name, std::chrono::hours(25));
     }
     Make();
     for (const char* name : {".new-old", ".ref1.deleted"}) {

@@ -1,19 +1,13 @@
-// What others do at the same moment, and those who stop in the middle of something.
+// Others in the middle of something, as only Linux shows or stops them.
 #include "softcard/system/files.h"
 #include "softcard/system/linux/file_descriptor.h"
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
-#include "tests/softcard/environment.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <string>
 #include <system_error>
-#include <thread>
-#include <vector>
 
 #include <poll.h>
 #include <sys/inotify.h>
@@ -49,70 +43,17 @@ private:
     softcard::FileDescriptor events{inotify_init1(IN_CLOEXEC)};
 };
 
-class Races : public CardTest
+class LinuxRaces : public CardTest
 {
 protected:
-    static std::string List() { return RunTool({"list"}).output; }
     [[nodiscard]] bool CardIsThere(const std::string& name) const
     {
         return fs::exists(State() / "cards" / name);
     }
-
-    // Nothing is left in the store but cards.
-    void ExpectNoLitter() const
-    {
-        for (const auto& entry : fs::directory_iterator(State() / "cards")) {
-            EXPECT_FALSE(entry.path().filename().string().starts_with('.')) << entry.path();
-        }
-    }
 };
 
-// Starts all at once, and gives their exit codes.
-std::vector<int> RunTogether(const std::vector<std::vector<std::string>>& commands)
-{
-    std::vector<Process> processes;
-    for (std::vector<std::string> command : commands) {
-        command.insert(command.begin(), CARD_TOOL);
-        processes.push_back(StartProgram(command));
-    }
-    std::vector<int> exitCodes;
-    std::transform(processes.begin(), processes.end(), std::back_inserter(exitCodes), AwaitProgram);
-    return exitCodes;
-}
-
-TEST_F(Races, OneOfTwoDeletesSucceeds)
-{
-    for (int round = 0; round < 10; ++round) {
-        fs::copy(State() / "cards/ref1", State() / "cards/twin", fs::copy_options::recursive);
-        std::vector<int> exitCodes =
-            RunTogether({{"delete", "twin"}, {"delete", "twin"}, {"delete", "twin"}});
-        std::sort(exitCodes.begin(), exitCodes.end());
-        EXPECT_EQ(exitCodes, (std::vector<int>{0, exitUnknownCard, exitUnknownCard}));
-        EXPECT_FALSE(CardIsThere("twin"));
-    }
-    ExpectNoLitter();
-}
-
-TEST_F(Races, OneOfDeleteAndInsertSucceeds)
-{
-    for (int round = 0; round < 15; ++round) {
-        fs::copy(State() / "cards/ref1", State() / "cards/torn", fs::copy_options::recursive);
-        const std::vector<int> exitCodes = RunTogether({{"delete", "torn"}, {"insert", "torn"}});
-        if (exitCodes[0] == 0) {
-            EXPECT_EQ(exitCodes[1], exitUnknownCard);
-            EXPECT_FALSE(CardIsThere("torn"));
-            EXPECT_FALSE(fs::exists(fs::symlink_status(State() / "readers/Reader 0/card")));
-        } else {
-            EXPECT_EQ(exitCodes, (std::vector<int>{exitAlreadyInserted, 0}));
-            EXPECT_NE(List().find("torn\tReader 0\t"), std::string::npos);
-            ASSERT_EQ(RunTool({"delete", "torn", "--force"}).exitCode, 0);
-        }
-    }
-    ExpectNoLitter();
-}
-
 // Whoever has the readers' lock is in the middle of inserting the card.
-TEST_F(Races, DeleteRefusesACardThatIsBeingInserted)
+TEST_F(LinuxRaces, DeleteRefusesACardThatIsBeingInserted)
 {
     Process deletion = 0;
     {
@@ -124,50 +65,18 @@ TEST_F(Races, DeleteRefusesACardThatIsBeingInserted)
         fs::create_symlink("../../cards/ref1", State() / "readers/Reader 0/card");
     }
     EXPECT_EQ(AwaitProgram(deletion), exitAlreadyInserted);
-    EXPECT_NE(List().find("ref1\tReader 0\t"), std::string::npos);
+    EXPECT_NE(RunTool({"list"}).output.find("ref1\tReader 0\t"), std::string::npos);
 }
 
-TEST_F(Races, OfDeleteAndNewReportWhatHappened)
-{
-    for (int round = 0; round < 5; ++round) {
-        ASSERT_EQ(RunTool({"new", "anew", "--puk", "1"}).exitCode, 0);
-        const std::vector<int> exitCodes = RunTogether({{"delete", "anew"}, {"new", "anew", "--puk", "2"}});
-        EXPECT_EQ(exitCodes[0], 0);
-        EXPECT_TRUE(exitCodes[1] == 0 || exitCodes[1] == exitNameTaken) << exitCodes[1];
-        EXPECT_EQ(CardIsThere("anew"), exitCodes[1] == 0);
-        if (CardIsThere("anew")) {
-            EXPECT_EQ(RunTool({"unblock", "anew", "bok", "--puk", "2"}).exitCode, 0)
-                << "and it is the new one";
-            ASSERT_EQ(RunTool({"delete", "anew"}).exitCode, 0);
-        }
-    }
-    ExpectNoLitter();
-}
-
-// What is being taken apart elsewhere does not stand in the way.
-TEST_F(Races, DeleteIgnoresTheRemainsOfAnotherDelete)
-{
-    fs::create_directories(State() / "cards/.ref1.deleted");
-    WriteText(State() / "cards/.ref1.deleted/es-1.key", "of the other");
-    EXPECT_EQ(RunTool({"delete", "ref1"}).exitCode, 0);
-    EXPECT_FALSE(CardIsThere("ref1"));
-    EXPECT_EQ(softcard::ReadFile(State() / "cards/.ref1.deleted/es-1.key"), "of the other");
-}
-
-TEST_F(Races, DeleteWaitsForAVerification)
-{
-    const softcard::FileLock use = softcard::FileLock::TryShared(State() / "cards/ref1/transaction").value();
-    EXPECT_EQ(RunTool({"delete", "ref1"}).exitCode, exitCardBusy);
-    EXPECT_TRUE(CardIsThere("ref1"));
-}
-
-TEST_F(Races, LeaveNoCardWhosePukWasNotPrinted)
+TEST_F(LinuxRaces, LeaveNoCardWhosePukWasNotPrinted)
 {
     const Finished lost = RunProgram({"sh", "-c", CARD_TOOL " new unseen >/dev/full"});
     EXPECT_EQ(lost.exitCode, 1);
     EXPECT_EQ(lost.errors, "tavrik-card: The standard output cannot be written.\n");
     EXPECT_FALSE(CardIsThere("unseen"));
-    ExpectNoLitter();
+    for (const auto& entry : fs::directory_iterator(State() / "cards")) {
+        EXPECT_FALSE(entry.path().filename().string().starts_with('.')) << entry.path();
+    }
     EXPECT_EQ(RunProgram({"sh", "-c", CARD_TOOL " new told --puk 1 >/dev/full"}).exitCode, 0)
         << "what says nothing loses nothing";
     EXPECT_TRUE(CardIsThere("told"));
@@ -205,7 +114,7 @@ private:
     pid_t process = 0;
 };
 
-TEST_F(Races, StoppedProcessDoesNotBlockOthersForever)
+TEST_F(LinuxRaces, StoppedProcessDoesNotBlockOthersForever)
 {
     const CardSession session = InsertAndOpen("ref2");
     const fs::path lockFile = State() / "cards/ref2/lock";
@@ -220,22 +129,7 @@ TEST_F(Races, StoppedProcessDoesNotBlockOthersForever)
     EXPECT_EQ(FlagsOf(session), cardPresentFlag) << "what is public can be read";
 }
 
-TEST(Locks, AreWaitedForAsLongAsIsAskedFor)
-{
-    const TemporaryHome home;
-    const fs::path file = home.Folder() / "lock";
-    const softcard::FileLock held(file);
-    const auto start = std::chrono::steady_clock::now();
-    try {
-        const softcard::FileLock another(file, std::chrono::milliseconds(50));
-        ADD_FAILURE() << "it is held";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code(), softcard::FileFault::lockHeld);
-    }
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
-}
-
-TEST(Locks, OfARemovedFileDoNotBlock)
+TEST(LinuxLocks, OfARemovedFileDoNotBlock)
 {
     const TemporaryHome home;
     const fs::path file = home.Folder() / "lock";

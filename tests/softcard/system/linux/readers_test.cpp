@@ -1,4 +1,5 @@
 // Readers and cards that a person handles with `mkdir`, `ln -s`, `mv` and `rm` alone.
+#include "softcard/card/reader_directory.h"
 #include "softcard/system/files.h"
 #include "tests/softcard/answers.h"
 #include "tests/softcard/card_home.h"
@@ -184,6 +185,8 @@ TEST_F(Readers, AreFoldersAndNothingElse)
     }
     std::u16string buffer(1024, u'\1');
     EXPECT_EQ(Library().getReaderList(buffer.data(), 1023), 9) << "only \"Reader 0\"";
+    EXPECT_EQ(softcard::ReaderFolders(ReaderFolder()).size(), 1U);
+    EXPECT_EQ(softcard::ReaderDirectory({Home() / "config", State()}).List().size(), 1U);
     EXPECT_TRUE(EventsNow().empty());
     for (const char* name : {"File", "Linked"}) {
         EXPECT_EQ(RunTool({"plug", name}).exitCode, exitReaderOccupied) << name;

@@ -17,7 +17,7 @@ TEST_F(WindowsTool, ReadsCodesWithEitherEndOfALine)
     const Finished set = RunProgramOn(Scratch("codes"), {CARD_TOOL, "set-code", "ref2", "bok"});
     EXPECT_EQ(set.exitCode, 0) << set.errors;
     EXPECT_EQ(VerifyBok(InsertAndOpen("ref2"), "second").returned, 0);
-    const Finished without = RunTool({"set-code", "ref2", "bok"});
+    const Finished without = StartTool({"set-code", "ref2", "bok"});
     EXPECT_EQ(without.exitCode, 2);
     EXPECT_NE(without.errors.find("Old code is missing"), std::string::npos) << without.errors;
 }
@@ -25,9 +25,9 @@ TEST_F(WindowsTool, ReadsCodesWithEitherEndOfALine)
 TEST_F(WindowsTool, WritesBytesAsTheyAre)
 {
     const auto der = ReadBytes(State() / "cards/ref2/es-1.der");
-    const Finished written = RunTool({"export-certificate", "ref2", "es", "--der"});
+    const Finished written = StartTool({"export-certificate", "ref2", "es", "--der"});
     EXPECT_EQ(std::vector<uint8_t>(written.output.begin(), written.output.end()), der);
-    EXPECT_EQ(RunTool({"list"}).output.find('\r'), std::string::npos);
+    EXPECT_EQ(StartTool({"list"}).output.find('\r'), std::string::npos);
 }
 
 TEST_F(WindowsTool, TakesAndWritesPathsOfAnyName)
@@ -35,7 +35,7 @@ TEST_F(WindowsTool, TakesAndWritesPathsOfAnyName)
     const std::filesystem::path odd = Scratch("") / L"\u017D \u65E5.pem";
     const std::u8string name = odd.u8string();
     const Finished written =
-        RunTool({"export-certificate", "ref2", "es", "--out", std::string(name.begin(), name.end())});
+        StartTool({"export-certificate", "ref2", "es", "--out", std::string(name.begin(), name.end())});
     EXPECT_EQ(written.exitCode, 0) << written.errors;
     EXPECT_TRUE(std::filesystem::exists(odd));
 }

@@ -1,4 +1,5 @@
 #include "tests/softcard/card_home.h"
+#include "tests/softcard/judge.h"
 #include "tests/softcard/key_use.h"
 
 #include <algorithm>
@@ -45,50 +46,17 @@ Output Sign(const Family& family, CardSession session, const std::vector<uint8_t
 class Keys : public CardTest
 {
 protected:
-    // The public key as a file, taken out of the certificate that the card gave.
-    std::string WritePublicKey(const Family& family, CardSession session) const
+    // Of the key in the certificate that the card gives.
+    [[nodiscard]] Judge JudgeOf(const Family& family, CardSession session) const
     {
         const auto records = GetRecords(family.getCertificates, session);
         const CardCertificate& certificate = records->certificates[0];
-        WriteBytes(Scratch("certificate.der"), {certificate.data, certificate.data + certificate.length});
-        std::string path = Scratch("public.pem").string();
-        EXPECT_EQ(RunProgram({"openssl", "x509", "-inform", "DER", "-in", Scratch("certificate.der").string(),
-                              "-noout", "-pubkey", "-out", path})
-                      .exitCode,
-                  0);
-        return path;
+        return {Home(), {certificate.data, certificate.data + certificate.length}};
     }
 
-    // Whether openssl takes the signature for one of the text.
-    [[nodiscard]] bool OpensslAccepts(const std::string& publicKey, const std::string& text, const char* hash,
-                                      const std::vector<uint8_t>& signature) const
+    [[nodiscard]] std::vector<uint8_t> Hash(const std::string& text, const char* hash) const
     {
-        WriteText(Scratch("text"), text);
-        WriteBytes(Scratch("signature"), signature);
-        return RunProgram({"openssl", "dgst", std::string("-") + hash, "-verify", publicKey, "-signature",
-                           Scratch("signature").string(), Scratch("text").string()})
-                   .exitCode == 0;
-    }
-
-    [[nodiscard]] std::vector<uint8_t> HashByOpenssl(const std::string& text, const char* hash) const
-    {
-        WriteText(Scratch("text"), text);
-        EXPECT_EQ(RunProgram({"openssl", "dgst", std::string("-") + hash, "-binary", "-out",
-                              Scratch("hash").string(), Scratch("text").string()})
-                      .exitCode,
-                  0);
-        return ReadBytes(Scratch("hash"));
-    }
-
-    [[nodiscard]] std::vector<uint8_t> EncryptByOpenssl(const std::string& publicKey,
-                                                        const std::string& text) const
-    {
-        WriteText(Scratch("text"), text);
-        EXPECT_EQ(RunProgram({"openssl", "pkeyutl", "-encrypt", "-pubin", "-inkey", publicKey, "-in",
-                              Scratch("text").string(), "-out", Scratch("secret").string()})
-                      .exitCode,
-                  0);
-        return ReadBytes(Scratch("secret"));
+        return HashByJudge(Home(), text, hash);
     }
 };
 
@@ -114,13 +82,13 @@ TEST_P(HashingKeys, SignTheBareHashWithADigestInfoAround)
     const Family family = qualified ? QualifiedFamily() : OrdinaryFamily();
     const CardSession session = InsertAndOpen("ref" + std::to_string(reference));
     ASSERT_EQ(family.verify(session, family.code).returned, 0);
-    const auto hash = HashByOpenssl("a text", hashName[reference]);
+    const auto hash = Hash("a text", hashName[reference]);
     const Output signature = Sign(family, session, hash);
     ASSERT_EQ(signature.status, 0);
     EXPECT_EQ(signature.bytes.size(), reference == 4 ? 384U : 256U);
-    const std::string publicKey = WritePublicKey(family, session);
-    EXPECT_TRUE(OpensslAccepts(publicKey, "a text", hashName[reference], signature.bytes));
-    EXPECT_FALSE(OpensslAccepts(publicKey, "another text", hashName[reference], signature.bytes));
+    const Judge judge = JudgeOf(family, session);
+    EXPECT_TRUE(judge.Accepts("a text", hashName[reference], signature.bytes));
+    EXPECT_FALSE(judge.Accepts("another text", hashName[reference], signature.bytes));
 }
 
 TEST_P(HashingKeys, RefuseEveryOtherLength)
@@ -143,18 +111,12 @@ TEST_F(Keys, OfReferenceOneSignTheBytesAsTheyStand)
 {
     const CardSession session = InsertAndOpen("ref1");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
-    const std::string publicKey = WritePublicKey(OrdinaryFamily(), session);
+    const Judge judge = JudgeOf(OrdinaryFamily(), session);
     for (const size_t length : {size_t{0}, size_t{1}, size_t{35}, size_t{36}, size_t{51}, size_t{245}}) {
         const std::vector<uint8_t> data(length, 0xA5);
         const Output signature = Sign(OrdinaryFamily(), session, data);
         ASSERT_EQ(signature.status, 0) << length;
-        WriteBytes(Scratch("signature"), signature.bytes);
-        const Finished judged =
-            RunProgram({"openssl", "pkeyutl", "-verifyrecover", "-pubin", "-inkey", publicKey, "-in",
-                        Scratch("signature").string(), "-out", Scratch("recovered").string(), "-pkeyopt",
-                        "rsa_padding_mode:pkcs1"});
-        EXPECT_EQ(judged.exitCode, 0) << length << judged.errors;
-        EXPECT_EQ(ReadBytes(Scratch("recovered")), data);
+        EXPECT_EQ(judge.Recover(signature.bytes), data) << length;
     }
     EXPECT_EQ(Sign(OrdinaryFamily(), session, std::vector<uint8_t>(246, 1)).status, 1);
 }
@@ -165,12 +127,11 @@ TEST_F(Keys, OfReferenceOneSignAWholeDigestInfo)
     ASSERT_EQ(VerifyPin(session, pin).returned, 0);
     std::vector<uint8_t> digestInfo = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
                                        0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
-    const auto hash = HashByOpenssl("a text", "sha256");
+    const auto hash = Hash("a text", "sha256");
     digestInfo.insert(digestInfo.end(), hash.begin(), hash.end());
     const Output signature = Sign(QualifiedFamily(), session, digestInfo);
     ASSERT_EQ(signature.status, 0);
-    EXPECT_TRUE(
-        OpensslAccepts(WritePublicKey(QualifiedFamily(), session), "a text", "sha256", signature.bytes));
+    EXPECT_TRUE(JudgeOf(QualifiedFamily(), session).Accepts("a text", "sha256", signature.bytes));
 }
 
 TEST_F(Keys, SignOnceForOnePin)
@@ -216,7 +177,7 @@ TEST_F(Keys, AuthorisationBelongsToOneSession)
 TEST_F(Keys, OfTheOrdinaryFamilyWorkAsLongAsSecureMessaging)
 {
     const CardSession session = InsertAndOpen("ref2");
-    const auto secret = EncryptByOpenssl(WritePublicKey(OrdinaryFamily(), session), "a secret");
+    const auto secret = JudgeOf(OrdinaryFamily(), session).Encrypt("a secret");
     const std::vector<uint8_t> hash(32, 7);
     EXPECT_EQ(Sign(OrdinaryFamily(), session, hash).status, 27);
     EXPECT_EQ(Decrypt(session, secret).status, 27);
@@ -239,13 +200,13 @@ TEST_F(Keys, NeedRoomForTheSignature)
     EXPECT_EQ(fitting.bytes.size(), 256U);
 }
 
-TEST_F(Keys, DecryptWhatOpensslEncrypted)
+TEST_F(Keys, DecryptWhatOthersEncrypted)
 {
     const CardSession session = InsertAndOpen("ref4");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
-    const std::string publicKey = WritePublicKey(OrdinaryFamily(), session);
+    const Judge judge = JudgeOf(OrdinaryFamily(), session);
     for (const std::string& text : {std::string("a secret"), std::string(373, 'x')}) {
-        const Output plain = Decrypt(session, EncryptByOpenssl(publicKey, text));
+        const Output plain = Decrypt(session, judge.Encrypt(text));
         EXPECT_EQ(plain.status, 0);
         EXPECT_EQ(std::string(plain.bytes.begin(), plain.bytes.end()), text);
     }
@@ -255,7 +216,7 @@ TEST_F(Keys, DecryptWithTheMarkOfEncryptedDataInFront)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
-    auto secret = EncryptByOpenssl(WritePublicKey(OrdinaryFamily(), session), "a secret");
+    auto secret = JudgeOf(OrdinaryFamily(), session).Encrypt("a secret");
     secret.insert(secret.begin(), 0x81);
     const Output plain = Decrypt(session, secret);
     EXPECT_EQ(plain.status, 0);
@@ -271,12 +232,12 @@ TEST_F(Keys, RefuseToDecryptWhatIsNotTheirs)
 {
     const CardSession session = InsertAndOpen("ref2");
     ASSERT_EQ(VerifyBok(session, bok).returned, 0);
-    auto secret = EncryptByOpenssl(WritePublicKey(OrdinaryFamily(), session), "a secret");
+    auto secret = JudgeOf(OrdinaryFamily(), session).Encrypt("a secret");
     EXPECT_EQ(Decrypt(session, secret, 0, 7).status, 6);
     EXPECT_EQ(Decrypt(session, secret, 1).status, 21) << "no such certificate";
     EXPECT_EQ(Decrypt(session, std::vector<uint8_t>(255, 1)).status, 1);
     EXPECT_EQ(Decrypt(session, std::vector<uint8_t>(256, 0xFF)).status, 9);
-    const auto foreign = EncryptByOpenssl(WritePublicKey(QualifiedFamily(), session), "a secret");
+    const auto foreign = JudgeOf(QualifiedFamily(), session).Encrypt("a secret");
     EXPECT_EQ(Decrypt(session, foreign).status, 9);
 }
 
@@ -291,15 +252,12 @@ TEST_F(Keys, AreDescribedLeastSignificantByteFirst)
         ASSERT_EQ(key.modulusLength, 384U);
         ASSERT_EQ(key.publicExponentLength, 3U);
         EXPECT_TRUE(std::equal(key.publicExponent, key.publicExponent + 3, std::begin({1, 0, 1})));
-        std::string expected = "Modulus=";
+        std::string expected;
         for (size_t i = key.modulusLength; i > 0; --i) {
             const char* digits = "0123456789ABCDEF";
             expected += {digits[key.modulus[i - 1] >> 4], digits[key.modulus[i - 1] & 0xF]};
         }
-        const std::string publicKey = WritePublicKey(family, session);
-        const Finished modulus =
-            RunProgram({"openssl", "rsa", "-pubin", "-in", publicKey, "-noout", "-modulus"});
-        EXPECT_EQ(modulus.output, expected + "\n");
+        EXPECT_EQ(JudgeOf(family, session).Modulus(), expected);
     }
 }
 

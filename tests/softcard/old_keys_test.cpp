@@ -12,8 +12,6 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 using namespace softcard::test;
 using softcard::CodeKind;
 using softcard::KeyFamily;
