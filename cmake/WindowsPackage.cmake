@@ -6,10 +6,11 @@ set(softcard_folder softcard)
 
 install(TARGETS pkcs11_x64 RUNTIME DESTINATION . ARCHIVE DESTINATION lib)
 install(TARGETS tavrik_front RUNTIME DESTINATION .)
+install(TARGETS tavrik-setup RUNTIME DESTINATION .)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/tavrik" DESTINATION include)
 install(TARGETS CardAPI tavrik-card tavrik-scripted-pinentry RUNTIME DESTINATION "${softcard_folder}")
 install(TARGETS pkcs11_x64 tavrik_front RUNTIME DESTINATION "${softcard_folder}" ARCHIVE DESTINATION lib)
-install(FILES README.md CHANGELOG.md docs/configuration.md docs/front.md docs/reading-logs.md docs/softcard.md docs/windows.md
+install(FILES README.md CHANGELOG.md docs/applications.md docs/configuration.md docs/front.md docs/reading-logs.md docs/softcard.md docs/windows.md
     DESTINATION doc)
 
 set(CPACK_GENERATOR ZIP NSIS)

@@ -26,7 +26,8 @@ softcard/pkcs11_x64.dll
 softcard/tavrik-card.exe
 softcard/tavrik-pkcs11.dll
 softcard/tavrik-scripted-pinentry.exe
-tavrik-pkcs11.dll'
+tavrik-pkcs11.dll
+tavrik-setup.exe'
 
 zip=("$build"/tavrik-*-x64.zip)
 installer=("$build"/tavrik-*-x64.exe)

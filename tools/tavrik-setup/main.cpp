@@ -2,24 +2,26 @@
 //
 // Exit codes: 0 done, or nothing wrong; 1 something is left undone, or wrong; 2 bad arguments. Every failure is told on the
 // standard error.
+#include "softcard/base/text.h"
 #include "softcard/system/environment.h"
 #include "tools/command_line/description.h"
+#include "tools/command_line/system/program_start.h"
 #include "tools/tavrik-setup/doctor/doctor.h"
+#include "tools/tavrik-setup/doctor/look.h"
 #include "tools/tavrik-setup/files/refusal.h"
 #include "tools/tavrik-setup/report.h"
+#include "tools/tavrik-setup/system/options.h"
+#include "tools/tavrik-setup/system/process.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <utility>
 #include <vector>
-
-#include <unistd.h>
 
 namespace {
 
@@ -36,9 +38,8 @@ struct Arguments
     bool dryRun = false;
     bool json = false;
     bool check = false;
-    std::string hosts;
-    std::string root;
     std::string module;
+    SystemArguments system;
 };
 
 void Tell(const std::string& text)
@@ -63,12 +64,9 @@ void AddOptions(CLI::App& app, Arguments& arguments)
     app.add_flag("--undo", arguments.undo, "Take back what was set up");
     app.add_flag("--dry-run", arguments.dryRun, "Show what would be changed, and change nothing");
     app.add_flag("--json", arguments.json, "One JSON value");
-    app.add_option("--host", arguments.hosts, "The hosts, as in ssh's Host, for which ssh uses the card");
     app.add_option("--module", arguments.module, "The front, where it is not the one that is installed")
         ->check(command_line::Offer("<file>"));
-    app.add_option("--root", arguments.root,
-                   "The folder of the system that is set up, such as an image of one")
-        ->check(command_line::Offer("<file>"));
+    AddSystemOptions(app, arguments.system);
     app.add_subcommand("check", "Look for what keeps applications from using the card")
         ->fallthrough()
         ->callback([&arguments] { arguments.check = true; });
@@ -76,15 +74,16 @@ void AddOptions(CLI::App& app, Arguments& arguments)
 
 void CheckArguments(const Arguments& arguments)
 {
+    const SystemArguments& system = arguments.system;
     const bool isAlone = arguments.programs.empty() && !arguments.undo && !arguments.dryRun &&
-                         arguments.hosts.empty() && arguments.root.empty();
+                         system.hosts.empty() && system.root.empty() && !system.forAllUsers;
     if (arguments.check && !isAlone) {
         throw CLI::ValidationError("check", "it goes with --json and --module alone");
     }
-    if (arguments.programs.empty() && (arguments.undo || arguments.dryRun || !arguments.hosts.empty())) {
+    if (arguments.programs.empty() && (arguments.undo || arguments.dryRun || !system.hosts.empty())) {
         throw CLI::ValidationError("PROGRAM", "which program is meant?");
     }
-    for (const std::string* text : {&arguments.hosts, &arguments.module, &arguments.root}) {
+    for (const std::string* text : {&system.hosts, &arguments.module, &system.root}) {
         const auto isControl = [](unsigned char byte) { return byte < ' ' || byte == 0x7F; };
         if (std::any_of(text->begin(), text->end(), isControl)) {
             throw CLI::ValidationError("\"" + *text + "\"", "control characters are for no file");
@@ -121,7 +120,8 @@ void Perform(Plan& plan)
 bool ChangesIn(const fs::path& home, const Plan& plan)
 {
     return !home.empty() && std::any_of(plan.steps.begin(), plan.steps.end(), [&home](const Step& step) {
-        return step.file.string().starts_with(home.string() + "/");
+        const auto end = std::mismatch(home.begin(), home.end(), step.file.begin(), step.file.end());
+        return end.first == home.end() && end.second != step.file.end();
     });
 }
 
@@ -151,8 +151,8 @@ int Change(const Planner& planner, const std::vector<Program>& programs, const A
     if (arguments.json) {
         std::cout << JsonLines(all);
     }
-    if (isHome && geteuid() == 0 && secure_getenv("SUDO_UID") != nullptr) {
-        Tell("The files in " + home.string() + " are those of root. For your own, call this without sudo.");
+    if (const std::string note = isHome ? NoteOnHome(home) : ""; !note.empty()) {
+        Tell(note);
     }
     return isLeft ? exitUndone : 0;
 }
@@ -169,28 +169,30 @@ int Check(const Place& place, bool json)
 
 int Run(const Arguments& arguments)
 {
-    Place place = FindPlace(arguments.root, arguments.module);
+    const SystemArguments& system = arguments.system;
+    const Place place = FindPlace({softcard::PathOf(system.root), softcard::PathOf(arguments.module),
+                                   system.hosts, system.forAllUsers});
     if (arguments.check) {
         return Check(place, arguments.json);
     }
-    place.sshHosts = arguments.hosts;
     const Planner planner(place);
     const std::vector<Program> programs = ListPrograms(place);
     return arguments.programs.empty() ? List(planner, programs, place, arguments.json)
                                       : Change(planner, programs, arguments, place.home);
 }
 
-int ParseAndRun(int count, char** values)
+int ParseAndRun(std::vector<std::string> words)
 {
     CLI::App app("Sets up applications for the card", "tavrik-setup");
     app.set_version_flag("--version", "tavrik-setup " TAVRIK_VERSION);
     Arguments arguments;
     AddOptions(app, arguments);
-    if (command_line::DescribeOnRequest(app, {values + std::min(count, 1), values + count})) {
+    if (command_line::DescribeOnRequest(app, words)) {
         return 0;
     }
     try {
-        app.parse(count, values);
+        std::reverse(words.begin(), words.end()); // as the parser wants them
+        app.parse(std::move(words));
         CheckArguments(arguments);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
@@ -210,14 +212,16 @@ int ParseAndRun(int count, char** values)
 
 int main(int argumentCount, char** argumentValues)
 {
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a write then fails, which is told
+    const std::vector<std::string> arguments = command_line::StartProgram(argumentCount, argumentValues);
+    OutliveReaders();
     if (softcard::HasBorrowedRights()) {
         Tell("This program changes files where its user's environment says, and so works with that user's "
              "rights only.");
         return exitUndone;
     }
     try {
-        return ParseAndRun(argumentCount, argumentValues);
+        TakeLookOnRequest(arguments);
+        return ParseAndRun(arguments);
     } catch (const std::exception& error) {
         Tell(error.what());
         return exitUndone;

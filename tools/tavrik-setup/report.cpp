@@ -72,7 +72,7 @@ std::string Done(const std::string& action)
 
 std::string LeftAsText(const Left& left)
 {
-    std::string text = left.file.empty() ? "" : left.file.string() + " is left as it is. ";
+    std::string text = left.file.empty() ? "" : softcard::Utf8Of(left.file) + " is left as it is. ";
     text += left.reason + "\n";
     if (!left.toAdd.empty()) {
         text += "  Add by hand:\n" + Indented(left.toAdd);
@@ -115,7 +115,7 @@ std::string PlanAsText(const ProgramPlan& planned, bool isDone, bool isUndo)
     std::string text;
     for (const Step& step : plan.steps) {
         text += planned.program->name + ": " + (isDone ? Done(step.action) : "would " + step.action) + " " +
-                step.file.string() + "\n" + (isDone ? "" : Indented(step.difference));
+                softcard::Utf8Of(step.file) + "\n" + (isDone ? "" : Indented(step.difference));
     }
     for (const Left& left : plan.left) {
         text += planned.program->name + ": " + LeftAsText(left);
@@ -132,12 +132,13 @@ ordered_json PlanAsJson(const ProgramPlan& planned, bool isDone)
 {
     ordered_json changes = ordered_json::array();
     for (const Step& step : planned.plan.steps) {
-        changes.push_back(
-            {{"action", step.action}, {"file", step.file.string()}, {"difference", step.difference}});
+        changes.push_back({{"action", step.action},
+                           {"file", softcard::Utf8Of(step.file)},
+                           {"difference", step.difference}});
     }
     ordered_json left = ordered_json::array();
     for (const Left& one : planned.plan.left) {
-        left.push_back({{"file", one.file.string()}, {"reason", one.reason}, {"toAdd", one.toAdd}});
+        left.push_back({{"file", softcard::Utf8Of(one.file)}, {"reason", one.reason}, {"toAdd", one.toAdd}});
     }
     return {{"program", planned.program->name},
             {"done", isDone},

@@ -214,6 +214,9 @@ found "^fault library: libpkcs11_x64.so does not lie beside the front"
 cp "$libraries/libpkcs11_x64.so" front/
 check 1 "$PWD/front/tavrik-pkcs11.so"
 found "^fault card layer: The card layer cannot be used: .*libCardAPI.so"
+LD_LIBRARY_PATH=$libraries check 0 "$PWD/front/tavrik-pkcs11.so"
+found "^fine card layer: The card layer is .*libCardAPI.so"
+found "^warning card layer: This is the software card, which does not lie beside the library"
 cc_library() { # FILE CODE
     echo "$2" | cc -shared -fPIC -x c -o "$1" -
 }

@@ -3,17 +3,17 @@
 #include "softcard/base/text.h"
 #include "src/card/card_status.h"
 #include "src/log/log_settings.h"
+#include "src/platform/platform.h"
+#include "tools/tavrik-setup/doctor/system/shared_library.h"
 
 #include <botan/data_src.h>
 #include <botan/x509cert.h>
-
-#include <dlfcn.h>
-#include <link.h>
 
 #include <array>
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,7 +22,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* cardLayerFile = "libCardAPI.so";
+constexpr const char* cardLayerStem = "CardAPI";
 constexpr uint32_t longestFolder = 4096;
 constexpr uint32_t longestReaderList = 65536;
 
@@ -39,7 +39,7 @@ std::string Bind(void* library, CardFunctions& functions)
 {
     std::string missing;
     const auto find = [&missing, library](const char* name, auto& function) {
-        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
+        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(FindFunction(library, name));
         if (function == nullptr) {
             missing += std::string(" ") + name;
         }
@@ -151,25 +151,30 @@ void LookAtReaders(const CardFunctions& functions, json& seen)
     }
 }
 
-std::string PathOfLibrary(void* library)
+// Null when there is none.
+void* LoadElsewhere(const std::string& name)
 {
-    link_map* map = nullptr;
-    return dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 ? std::string(map->l_name) : std::string();
+    try {
+        return Platform::LoadSharedLibrary(name);
+    } catch (const std::runtime_error&) {
+        return nullptr; // the reason that counts is why it is not the one beside the library
+    }
 }
 
 } // namespace
 
 json LookAtCards(const std::filesystem::path& libraryFolder)
 {
-    void* library = dlopen((libraryFolder / cardLayerFile).c_str(), RTLD_NOW | RTLD_LOCAL);
-    const char* besideReason = library == nullptr ? dlerror() : "";
-    json seen{{"error", besideReason}};
-    library = library == nullptr ? dlopen(cardLayerFile, RTLD_NOW | RTLD_LOCAL) : library;
+    const std::string name = Platform::LibraryFileName(cardLayerStem);
+    std::string besideReason;
+    Platform::SearchLibrariesIn(libraryFolder);
+    void* library = libraryFolder.empty() ? nullptr : LoadByPath(libraryFolder / name, besideReason);
+    library = library == nullptr ? LoadElsewhere(name) : library;
     if (library == nullptr) {
-        return seen;
+        return {{"error", besideReason.empty() ? name + " is not there" : besideReason}};
     }
     CardFunctions functions;
-    seen = {{"file", PathOfLibrary(library)}};
+    json seen{{"file", FileOf(library)}};
     const std::string missing = Bind(library, functions);
     if (!missing.empty()) {
         seen["error"] = "it lacks" + missing;

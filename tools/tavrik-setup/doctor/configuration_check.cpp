@@ -1,17 +1,16 @@
 #include "tools/tavrik-setup/doctor/configuration_check.h"
 
+#include "softcard/base/text.h"
 #include "softcard/system/files.h"
 #include "src/log/configuration.h"
+#include "tools/tavrik-setup/doctor/system/advice.h"
+#include "tools/tavrik-setup/doctor/system/write_check.h"
 #include "tools/tavrik-setup/files/json_member.h"
 #include "tools/tavrik-setup/files/refusal.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <string>
 #include <system_error>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace setup {
 namespace {
@@ -99,21 +98,6 @@ Findings CheckText(const std::string& text, const std::string& file)
     return findings;
 }
 
-// Whether a file can be made in the folder.
-int TryToWrite(const fs::path& folder)
-{
-    std::string name = (folder / ".tavrik-setup-XXXXXX").string();
-    const int file = mkstemp(name.data());
-    if (file < 0) {
-        return errno;
-    }
-    const bool isWritten = write(file, "x", 1) == 1;
-    const int error = isWritten ? 0 : errno;
-    close(file);
-    unlink(name.c_str());
-    return error;
-}
-
 } // namespace
 
 Findings CheckConfiguration(const fs::path& folder)
@@ -122,13 +106,13 @@ Findings CheckConfiguration(const fs::path& folder)
     std::error_code missing;
     if (!fs::exists(fs::symlink_status(file, missing))) {
         return {{Severity::fine, configurationArea,
-                 "There is no " + file.string() + ", so the library's defaults are in force.", ""}};
+                 "There is no " + softcard::Utf8Of(file) + ", so the library's defaults are in force.", ""}};
     }
     try {
-        return CheckText(softcard::ReadFile(file, softcard::Links::followed), file.string());
+        return CheckText(softcard::ReadFile(file, softcard::Links::followed), softcard::Utf8Of(file));
     } catch (const std::system_error& error) {
         return {{Severity::fault, configurationArea,
-                 file.string() + " cannot be read: " + error.code().message() + ".",
+                 softcard::Utf8Of(file) + " cannot be read: " + error.code().message() + ".",
                  "The library reads a regular file that you may read."}};
     }
 }
@@ -137,22 +121,21 @@ Findings CheckLogFolder(const fs::path& folder)
 {
     std::error_code missing;
     if (!fs::is_directory(folder, missing)) {
-        return {{Severity::warning, "log", "There is no folder " + folder.string() + " for the log.",
+        return {{Severity::warning, "log", "There is no folder " + softcard::Utf8Of(folder) + " for the log.",
                  "It is made when a card is used; if not, make it."}};
     }
-    if (const int error = TryToWrite(folder); error != 0) {
+    if (const std::string trouble = TroubleWithWritingIn(folder); !trouble.empty()) {
         return {{Severity::fault, "log",
-                 "The library cannot write its log in " + folder.string() + ": " +
-                     std::generic_category().message(error) + ".",
-                 "Give the folder back to yourself with chown and chmod, or make room on the disk."}};
+                 "The library cannot write its log in " + softcard::Utf8Of(folder) + ": " + trouble + ".",
+                 SystemAdvice().logFolder}};
     }
     const fs::path log = folder / logFile;
-    const auto status = fs::symlink_status(log, missing);
-    if (fs::exists(status) && (!fs::is_regular_file(status) || access(log.c_str(), W_OK) != 0)) {
-        return {{Severity::fault, "log", log.string() + " is no regular file that you may write to.",
+    if (fs::exists(fs::symlink_status(log, missing)) && !IsWritable(log)) {
+        return {{Severity::fault, "log", softcard::Utf8Of(log) + " is no regular file that you may write to.",
                  "Take it away; the library makes a new one."}};
     }
-    return {{Severity::fine, "log", "The library can write its log in " + folder.string() + ".", ""}};
+    return {
+        {Severity::fine, "log", "The library can write its log in " + softcard::Utf8Of(folder) + ".", ""}};
 }
 
 } // namespace setup

@@ -1,15 +1,16 @@
 #include "tools/tavrik-setup/doctor/doctor.h"
 
 #include "front/abi/cryptoki.h"
-#include "tools/tavrik-setup/doctor/card_look.h"
-#include "tools/tavrik-setup/doctor/child.h"
+#include "softcard/base/text.h"
+#include "src/platform/platform.h"
 #include "tools/tavrik-setup/doctor/configuration_check.h"
-#include "tools/tavrik-setup/doctor/front_look.h"
 #include "tools/tavrik-setup/doctor/loaded_files.h"
+#include "tools/tavrik-setup/doctor/look.h"
 #include "tools/tavrik-setup/doctor/pinentry_check.h"
 #include "tools/tavrik-setup/doctor/software_card.h"
+#include "tools/tavrik-setup/doctor/system/advice.h"
 
-#include <ctime>
+#include <chrono>
 #include <iomanip>
 #include <sstream>
 #include <system_error>
@@ -21,9 +22,12 @@ using nlohmann::json;
 namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds longestLook{60};
-constexpr const char* libraryFile = "libpkcs11_x64.so";
-constexpr std::time_t secondsOfDay = 86400;
-constexpr std::time_t daysOfWarning = 30;
+constexpr std::chrono::days daysOfWarning{30};
+
+std::string LibraryFile()
+{
+    return Platform::LibraryFileName("pkcs11_x64");
+}
 
 void Add(Findings& findings, const Findings& more)
 {
@@ -35,7 +39,7 @@ fs::path LibraryFolder(const fs::path& module)
 {
     std::error_code error;
     for (const fs::path& folder : {module.parent_path(), fs::canonical(module, error).parent_path()}) {
-        if (!folder.empty() && fs::exists(folder / libraryFile, error)) {
+        if (!folder.empty() && fs::exists(folder / LibraryFile(), error)) {
             return folder;
         }
     }
@@ -51,9 +55,9 @@ std::string ListOfSlots(const json& slots)
     return text;
 }
 
-Findings JudgeFront(const ChildAnswer& answer, const fs::path& module)
+Findings JudgeFront(const LookAnswer& answer, const fs::path& module)
 {
-    const std::string file = module.string();
+    const std::string file = softcard::Utf8Of(module);
     if (answer.value.is_null()) {
         return {{Severity::fault, "front", file + " " + answer.trouble + ".",
                  "Look at the log with tavrik-log, and take readers out one by one."}};
@@ -61,7 +65,7 @@ Findings JudgeFront(const ChildAnswer& answer, const fs::path& module)
     if (answer.value.contains("error")) {
         return {{Severity::fault, "front",
                  "The front cannot be loaded: " + answer.value["error"].get<std::string>() + ".",
-                 "Install tavrik-pkcs11 again."}};
+                 SystemAdvice().installFront}};
     }
     Findings findings;
     if (answer.value.contains("library")) {
@@ -85,6 +89,16 @@ Findings JudgeFront(const ChildAnswer& answer, const fs::path& module)
     return findings;
 }
 
+// Such as 2030-01-31, in the time of Greenwich.
+std::string DayOf(std::chrono::sys_seconds time)
+{
+    const std::chrono::year_month_day day(std::chrono::floor<std::chrono::days>(time));
+    std::ostringstream text;
+    text << std::setfill('0') << std::setw(4) << static_cast<int>(day.year()) << '-' << std::setw(2)
+         << static_cast<unsigned>(day.month()) << '-' << std::setw(2) << static_cast<unsigned>(day.day());
+    return text.str();
+}
+
 Findings JudgeCertificate(const json& certificate, const std::string& reader)
 {
     const std::string label = certificate.value("label", "");
@@ -95,29 +109,26 @@ Findings JudgeCertificate(const json& certificate, const std::string& reader)
                  "Clean the card and put it in again; if that does not help, have it looked at where it was "
                  "issued."}};
     }
-    const auto end = certificate["end"].get<std::time_t>();
-    std::tm day{};
-    gmtime_r(&end, &day);
-    std::ostringstream text;
-    text << std::put_time(&day, "%Y-%m-%d");
+    const std::chrono::sys_seconds end{std::chrono::seconds(certificate["end"].get<int64_t>())};
     const std::string who = label + " of " + certificate.value("subject", "") + " in " + reader;
-    const std::time_t left = end - std::time(nullptr);
+    const auto left = end - std::chrono::system_clock::now();
     const std::string renew = "Have the certificate renewed where the card was issued.";
-    if (left < 0) {
-        return {{Severity::fault, "certificate", who + " ended on " + text.str() + ".", renew}};
+    if (left.count() < 0) {
+        return {{Severity::fault, "certificate", who + " ended on " + DayOf(end) + ".", renew}};
     }
-    if (left < daysOfWarning * secondsOfDay) {
+    if (left < daysOfWarning) {
         return {{Severity::warning, "certificate",
-                 who + " ends on " + text.str() + ", in " + std::to_string(left / secondsOfDay) + " days.",
+                 who + " ends on " + DayOf(end) + ", in " +
+                     std::to_string(std::chrono::floor<std::chrono::days>(left).count()) + " days.",
                  renew}};
     }
-    return {{Severity::fine, "certificate", who + " is valid until " + text.str() + ".", ""}};
+    return {{Severity::fine, "certificate", who + " is valid until " + DayOf(end) + ".", ""}};
 }
 
 Finding JudgeHold(const std::string& reader, const std::string& cardLayer)
 {
     std::string names;
-    for (const std::string& program : ProgramsWith(cardLayer)) {
+    for (const std::string& program : ProgramsWith(softcard::PathOf(cardLayer))) {
         names += (names.empty() ? "" : ", ") + program;
     }
     return {Severity::warning, "card",
@@ -151,7 +162,7 @@ Findings JudgeReader(const json& reader, const std::string& cardLayer)
     return findings;
 }
 
-Findings JudgeCards(const ChildAnswer& answer)
+Findings JudgeCards(const LookAnswer& answer)
 {
     const std::string cardLayer = "card layer";
     if (answer.value.is_null()) {
@@ -161,15 +172,15 @@ Findings JudgeCards(const ChildAnswer& answer)
     if (answer.value.contains("error")) {
         return {{Severity::fault, cardLayer,
                  "The card layer cannot be used: " + answer.value["error"].get<std::string>() + ".",
-                 "Install the software of the card, or tavrik-softcard, which has libCardAPI.so."}};
+                 SystemAdvice().installCardLayer}};
     }
     const std::string file = answer.value["file"].get<std::string>();
     Findings findings{{Severity::fine, cardLayer, "The card layer is " + file + ".", ""}};
-    Add(findings, CheckConfiguration(answer.value["configFolder"].get<std::string>()));
-    Add(findings, CheckLogFolder(answer.value["logFolder"].get<std::string>()));
+    Add(findings, CheckConfiguration(softcard::PathOf(answer.value["configFolder"].get<std::string>())));
+    Add(findings, CheckLogFolder(softcard::PathOf(answer.value["logFolder"].get<std::string>())));
     if (answer.value["readersError"].get<bool>()) {
-        findings.push_back({Severity::fault, "reader", "The card layer cannot list the readers.",
-                            "See whether the reader service (pcscd) runs."});
+        findings.push_back(
+            {Severity::fault, "reader", "The card layer cannot list the readers.", SystemAdvice().readers});
     } else if (answer.value["readers"].empty()) {
         findings.push_back({Severity::warning, "reader", "There is no reader.", "Plug one in."});
     }
@@ -183,19 +194,20 @@ Findings JudgeCards(const ChildAnswer& answer)
 
 Findings Diagnose(const fs::path& module)
 {
-    Findings findings = JudgeFront(AskChild(longestLook, [&module] { return LookAtFront(module); }), module);
+    Findings findings = JudgeFront(TakeLook(Look::front, module, longestLook), module);
     const fs::path folder = LibraryFolder(module);
     if (folder.empty()) {
         findings.push_back(
             {Severity::fault, "library",
-             std::string(libraryFile) + " does not lie beside the front " + module.string() + ".",
-             "Install tavrik-pkcs11 again."});
+             LibraryFile() + " does not lie beside the front " + softcard::Utf8Of(module) + ".",
+             SystemAdvice().installFront});
     }
-    const ChildAnswer cards = AskChild(longestLook, [&folder] { return LookAtCards(folder); });
+    const LookAnswer cards = TakeLook(Look::cards, folder, longestLook);
     Add(findings, JudgeCards(cards));
     if (cards.value.is_object() && IsSoftwareCard(cards.value)) {
+        Add(findings, CheckSoftwareCard(cards.value, folder));
         Add(findings, CheckCodes());
-        Add(findings, CheckPinentry(cards.value["configFolder"].get<std::string>()));
+        Add(findings, CheckPinentry(softcard::PathOf(cards.value["configFolder"].get<std::string>())));
     }
     return findings;
 }

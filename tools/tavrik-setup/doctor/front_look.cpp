@@ -1,9 +1,10 @@
 #include "tools/tavrik-setup/doctor/front_look.h"
 
 #include "front/abi/cryptoki.h"
+#include "softcard/base/text.h"
+#include "src/platform/platform.h"
 #include "tools/tavrik-setup/doctor/loaded_files.h"
-
-#include <dlfcn.h>
+#include "tools/tavrik-setup/doctor/system/shared_library.h"
 
 #include <string>
 #include <vector>
@@ -49,8 +50,8 @@ json LookWith(const front::CK_FUNCTION_LIST& functions)
     const front::CK_RV result = functions.C_Initialize(nullptr);
     seen["result"] = result;
     const json files = LoadedFiles();
-    for (const auto& [key, name] :
-         {std::pair("library", "libpkcs11_x64.so"), std::pair("cardLayer", "libCardAPI.so")}) {
+    for (const auto& [key, stem] : {std::pair("library", "pkcs11_x64"), std::pair("cardLayer", "CardAPI")}) {
+        const std::string name = Platform::LibraryFileName(stem);
         if (files.contains(name)) {
             seen[key] = files[name];
         }
@@ -71,15 +72,16 @@ json LookWith(const front::CK_FUNCTION_LIST& functions)
 
 json LookAtFront(const std::filesystem::path& module)
 {
-    void* loaded = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string reason;
+    void* loaded = LoadByPath(module, reason);
     if (loaded == nullptr) {
-        return {{"error", dlerror()}};
+        return {{"error", reason}};
     }
     const auto getFunctionList = reinterpret_cast<front::CK_RV (*)(front::CK_FUNCTION_LIST_PTR_PTR)>(
-        dlsym(loaded, "C_GetFunctionList"));
+        FindFunction(loaded, "C_GetFunctionList"));
     front::CK_FUNCTION_LIST_PTR functions = nullptr;
     if (getFunctionList == nullptr || getFunctionList(&functions) != CKR_OK) {
-        return {{"error", module.string() + " is no PKCS#11 module"}};
+        return {{"error", softcard::Utf8Of(module) + " is no PKCS#11 module"}};
     }
     return LookWith(*functions);
 }

@@ -1,13 +1,8 @@
 #include "tools/tavrik-setup/programs/file_change.h"
 
-#include "tools/tavrik-setup/files/careful_file.h"
 #include "tools/tavrik-setup/files/refusal.h"
 
-#include <system_error>
 #include <utility>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace setup {
 
@@ -53,32 +48,16 @@ FileChange ChangeToSet(const Record& record, const std::string& program, const f
     return change;
 }
 
-void RequireWritable(const fs::path& file)
-{
-    fs::path folder = file.parent_path();
-    std::error_code error;
-    if (fs::exists(file, error)) {
-        folder = fs::canonical(file, error).parent_path();
-    }
-    while (!fs::exists(folder, error) && folder.has_relative_path()) {
-        folder = folder.parent_path();
-    }
-    if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-        throw Refusal("You may not write to " + folder.string() +
-                      (geteuid() == 0 ? "." : ". This needs root: call tavrik-setup with sudo."));
-    }
-}
-
 // The record is written first: what it says of a change that did not come about does no harm, and a change that it does not
 // know of could not be taken back.
-void SetFile(const Record& record, FileChange change, mode_t fileMode, mode_t folderMode)
+void SetFile(const Record& record, FileChange change, Readers readers)
 {
     const auto earlier = record.Find(change.entry.program, change.entry.file);
-    const auto made = MakeFolders(change.entry.file.parent_path(), folderMode);
+    const auto made = MakeFolders(change.entry.file.parent_path(), readers);
     change.entry.madeFolders.insert(change.entry.madeFolders.end(), made.begin(), made.end());
     try {
         record.Put(change.entry);
-        ReplaceFile(change.entry.file, change.before, *change.after, fileMode);
+        ReplaceContent(change.entry.file, change.before, *change.after, readers);
     } catch (const Refusal&) {
         DeleteEmptyFolders(made);
         if (earlier) {
@@ -94,9 +73,9 @@ void UndoChange(const Record& record, const FileChange& change)
 {
     const Entry& entry = change.entry;
     if (change.before && !change.after) {
-        DeleteFile(entry.file, *change.before);
+        RemoveFile(entry.file, *change.before);
     } else if (change.before != change.after) {
-        ReplaceFile(entry.file, change.before, *change.after, 0);
+        ReplaceContent(entry.file, change.before, *change.after, Readers::owner);
     }
     if (!change.after) { // the record may have been given more folders since the change was planned
         DeleteEmptyFolders(record.Find(entry.program, entry.file).value_or(entry).madeFolders);

@@ -1,14 +1,13 @@
 // The change of one file, between its planning and its doing.
 #pragma once
 
+#include "tools/tavrik-setup/files/careful_file.h"
 #include "tools/tavrik-setup/programs/file_kind.h"
 #include "tools/tavrik-setup/programs/record.h"
 
 #include <filesystem>
 #include <optional>
 #include <string>
-
-#include <sys/types.h>
 
 namespace setup {
 
@@ -28,10 +27,8 @@ FileChange ChangeToSet(const Record& record, const std::string& program, const s
 // What takes that away again: with the file as it was left, to the byte.
 FileChange ChangeToUndo(const Entry& entry, const FileKind& kind);
 
-// When it is certain already that the file cannot be written.
-void RequireWritable(const std::filesystem::path& file);
-
-void SetFile(const Record& record, FileChange change, mode_t fileMode, mode_t folderMode);
+// The readers are those of what is new.
+void SetFile(const Record& record, FileChange change, Readers readers);
 void UndoChange(const Record& record, const FileChange& change);
 
 } // namespace setup

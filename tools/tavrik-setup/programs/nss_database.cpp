@@ -19,7 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t databaseFolderMode = 0700;
 constexpr std::chrono::seconds longestRun{60}; // the tools load the module
 constexpr std::array databaseFiles{"cert9.db", "key4.db"};
 
@@ -136,7 +135,7 @@ Entry NssDatabase::Add(const fs::path& module, const std::optional<Entry>& earli
     entry.file = folder / nssModuleList;
     const bool isMade = !Exists();
     if (isMade) {
-        entry.madeFolders = MakeFolders(folder, databaseFolderMode);
+        entry.madeFolders = MakeFolders(folder, Readers::owner);
         Make();
         for (const char* file : databaseFiles) {
             entry.madeBeside[file] = DigestOf(Content(folder / file));
@@ -149,7 +148,7 @@ Entry NssDatabase::Add(const fs::path& module, const std::optional<Entry>& earli
         if (isMade) {
             Delete(entry);
         } else if (ModuleList() != original) {
-            ReplaceFile(entry.file, ModuleList(), original, 0);
+            ReplaceContent(entry.file, ModuleList(), original, Readers::owner);
         }
         throw;
     }
@@ -185,9 +184,9 @@ bool NssDatabase::IsAsMade(const Entry& entry) const
 void NssDatabase::Delete(const Entry& entry) const
 {
     for (const auto& file : entry.madeBeside) {
-        DeleteFile(folder / file.first, Content(folder / file.first));
+        RemoveFile(folder / file.first, Content(folder / file.first));
     }
-    DeleteFile(entry.file, ModuleList());
+    RemoveFile(entry.file, ModuleList());
     DeleteEmptyFolders(entry.madeFolders);
 }
 
@@ -199,7 +198,7 @@ void NssDatabase::Remove(const Entry& entry) const
         const std::string now = ModuleList();
         std::string before = now;
         before.erase(entry.piece.offset, entry.piece.text.size());
-        ReplaceFile(entry.file, now, before, 0);
+        ReplaceContent(entry.file, now, before, Readers::owner);
     } else if (HasName()) {
         Run(modutil, {"-dbdir", "sql:" + folder.string(), "-delete", nssModuleName, "-force"});
     }

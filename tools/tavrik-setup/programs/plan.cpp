@@ -1,10 +1,10 @@
 #include "tools/tavrik-setup/programs/plan.h"
 
+#include "softcard/base/text.h"
 #include "tools/tavrik-setup/files/careful_file.h"
 #include "tools/tavrik-setup/files/difference.h"
 #include "tools/tavrik-setup/files/refusal.h"
 #include "tools/tavrik-setup/programs/file_change.h"
-#include "tools/tavrik-setup/programs/nss_database.h"
 
 #include <algorithm>
 #include <utility>
@@ -14,32 +14,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t privateFolder = 0700;
-constexpr mode_t publicFolder = 0755;
-constexpr const char* systemState = "/var/lib/tavrik";
-constexpr const char* recordFile = "setup.json";
 constexpr const char* noHome = "There is no home folder that can be used.";
+using Tool = std::shared_ptr<const ToolSetting>;
 
-mode_t FolderMode(Level level)
+Readers ReadersAt(Level level)
 {
-    return level == Level::user ? privateFolder : publicFolder;
+    return level == Level::user ? Readers::owner : Readers::everybody;
 }
 
 bool NamesModule(const fs::path& file, const fs::path& module)
 {
-    const auto content = file.empty() ? std::nullopt : ReadIfThere(file);
-    return content && content->find(module.filename().string()) != std::string::npos;
-}
-
-// The file that a change stands in.
-fs::path FileOf(const DatabaseSetting& setting)
-{
-    return setting.folder / nssModuleList;
+    const auto content = ReadIfThere(file);
+    return content && content->find(softcard::Utf8Of(module.filename())) != std::string::npos;
 }
 
 bool IsSetIn(const FileSetting& setting, const fs::path& module)
 {
-    if (NamesModule(setting.instead, module)) {
+    if (std::any_of(setting.instead.begin(), setting.instead.end(),
+                    [&module](const fs::path& file) { return NamesModule(file, module); })) {
         return true;
     }
     const auto content = setting.file.empty() ? std::nullopt : ReadIfThere(setting.file);
@@ -61,10 +53,14 @@ void Try(Plan& plan, const fs::path& file, const std::string& toAdd, const Work&
 
 Planner::Planner(Place itsPlace) : place(std::move(itsPlace)) {}
 
+bool Planner::HasRecord(Level level) const
+{
+    return level == Level::system || !place.userRecord.empty();
+}
+
 Record Planner::RecordOf(Level level) const
 {
-    return level == Level::user ? Record(place.state / recordFile, privateFolder)
-                                : Record(place.System(systemState) / recordFile, publicFolder);
+    return {level == Level::user ? place.userRecord : place.systemRecord, ReadersAt(level)};
 }
 
 bool Planner::IsSet(const Setting& setting) const
@@ -72,9 +68,8 @@ bool Planner::IsSet(const Setting& setting) const
     if (const auto* file = std::get_if<FileSetting>(&setting)) {
         return IsSetIn(*file, place.module);
     }
-    const auto* database = std::get_if<DatabaseSetting>(&setting);
-    return database != nullptr && !database->folder.empty() &&
-           NssDatabase(database->folder, place).Names(place.module);
+    const auto* tool = std::get_if<Tool>(&setting);
+    return tool != nullptr && (*tool)->IsSet();
 }
 
 Use Planner::UseOf(const Program& program) const
@@ -106,8 +101,8 @@ Plan Planner::Setup(const Program& program) const
     for (const Setting& setting : program.settings) {
         if (const auto* file = std::get_if<FileSetting>(&setting)) {
             Try(plan, file->file, file->kind->ByHand(), [&] { SetUpFile(program.name, *file, plan); });
-        } else if (const auto* database = std::get_if<DatabaseSetting>(&setting)) {
-            Try(plan, database->folder, "", [&] { SetUpDatabase(program.name, *database, plan); });
+        } else if (const auto* tool = std::get_if<Tool>(&setting)) {
+            Try(plan, (*tool)->Place(), "", [&] { SetUpTool(program.name, **tool, plan); });
         } else {
             const auto& manual = std::get<ManualSetting>(setting);
             plan.left.push_back({{}, manual.reason, manual.toAdd});
@@ -127,36 +122,20 @@ void Planner::SetUpFile(const std::string& program, const FileSetting& setting, 
     const Record record = RecordOf(setting.level);
     const auto change = ChangeToSet(record, program, setting.file, *setting.kind);
     RequireWritable(setting.file);
-    plan.steps.push_back({change.before ? "change" : "make", setting.file,
-                          Difference(change.before.value_or(""), change.after.value_or("")),
-                          [record, change, mode = setting.mode, folders = FolderMode(setting.level)] {
-                              SetFile(record, change, mode, folders);
-                          }});
+    plan.steps.push_back(
+        {change.before ? "change" : "make", setting.file,
+         Difference(change.before.value_or(""), change.after.value_or("")),
+         [record, change, readers = ReadersAt(setting.level)] { SetFile(record, change, readers); }});
 }
 
-void Planner::SetUpDatabase(const std::string& program, const DatabaseSetting& setting, Plan& plan) const
+void Planner::SetUpTool(const std::string& program, const ToolSetting& setting, Plan& plan) const
 {
-    if (setting.folder.empty()) {
+    if (setting.Place().empty()) {
         throw Refusal(noHome);
     }
-    const NssDatabase database(setting.folder, place);
-    if (database.Names(place.module)) {
-        return;
+    if (!setting.IsSet()) {
+        setting.SetUp(program, RecordOf(Level::user), plan);
     }
-    database.RequireUsable();
-    const Record record = RecordOf(Level::user);
-    const auto entry = record.Find(program, FileOf(setting));
-    if (!entry && database.HasName()) {
-        throw Refusal("It has a module \"" + std::string(nssModuleName) +
-                      "\" already, which is another one.");
-    }
-    plan.steps.push_back({database.Exists() ? "change" : "make", setting.folder,
-                          database.Commands(place.module, entry.has_value()),
-                          [record, program, database, entry, module = place.module] {
-                              Entry added = database.Add(module, entry);
-                              added.program = program;
-                              record.Put(added);
-                          }});
 }
 
 Plan Planner::Undo(const Program& program) const
@@ -165,17 +144,10 @@ Plan Planner::Undo(const Program& program) const
     for (const Setting& setting : program.settings) {
         if (const auto* file = std::get_if<FileSetting>(&setting)) {
             Try(plan, file->file, "", [&] { UndoFileSetting(program.name, *file, plan); });
-        } else if (const auto* database = std::get_if<DatabaseSetting>(&setting)) {
-            Try(plan, database->folder, "", [&] {
-                const auto entry = place.state.empty()
-                                       ? std::nullopt
-                                       : RecordOf(Level::user).Find(program.name, FileOf(*database));
-                if (entry) {
-                    UndoDatabase(*entry, *database, plan);
-                } else if (IsSet(setting)) {
-                    throw Refusal("It was not tavrik-setup that set this up.");
-                }
-            });
+        } else if (const auto* tool = std::get_if<Tool>(&setting);
+                   tool != nullptr && HasRecord(Level::user)) {
+            Try(plan, (*tool)->Place(), "",
+                [&] { (*tool)->Undo(program.name, RecordOf(Level::user), plan); });
         }
     }
     return plan;
@@ -185,7 +157,7 @@ Plan Planner::Undo(const Program& program) const
 void Planner::UndoFileSetting(const std::string& program, const FileSetting& setting, Plan& plan) const
 {
     bool isRecorded = false;
-    if (setting.level == Level::system || !place.state.empty()) {
+    if (HasRecord(setting.level)) {
         for (const Entry& entry : RecordOf(setting.level).Of(program)) {
             if (entry.file.filename() == setting.file.filename()) {
                 isRecorded = true;
@@ -208,18 +180,6 @@ void Planner::UndoFile(const Entry& entry, const FileSetting& setting, Plan& pla
     plan.steps.push_back({change.after ? "change" : "remove", entry.file,
                           Difference(change.before.value_or(""), change.after.value_or("")),
                           [record, change] { UndoChange(record, change); }});
-}
-
-void Planner::UndoDatabase(const Entry& entry, const DatabaseSetting& setting, Plan& plan) const
-{
-    const NssDatabase database(setting.folder, place);
-    database.RequireUsable();
-    plan.steps.push_back({database.IsAsMade(entry) ? "remove" : "change", setting.folder,
-                          database.CommandsToRemove(entry),
-                          [record = RecordOf(Level::user), database, entry] {
-                              database.Remove(entry);
-                              record.Drop(entry.program, entry.file);
-                          }});
 }
 
 } // namespace setup

@@ -55,12 +55,13 @@ public:
 private:
     // Which record a file's change stands in.
     [[nodiscard]] Record RecordOf(Level level) const;
+    // Not for a user without a home.
+    [[nodiscard]] bool HasRecord(Level level) const;
 
     void SetUpFile(const std::string& program, const FileSetting& setting, Plan& plan) const;
-    void SetUpDatabase(const std::string& program, const DatabaseSetting& setting, Plan& plan) const;
+    void SetUpTool(const std::string& program, const ToolSetting& setting, Plan& plan) const;
     void UndoFileSetting(const std::string& program, const FileSetting& setting, Plan& plan) const;
     void UndoFile(const Entry& entry, const FileSetting& setting, Plan& plan) const;
-    void UndoDatabase(const Entry& entry, const DatabaseSetting& setting, Plan& plan) const;
     [[nodiscard]] bool IsSet(const Setting& setting) const;
 
     Place place;

@@ -1,6 +1,6 @@
 #include "tools/tavrik-setup/programs/record.h"
 
-#include "tools/tavrik-setup/files/careful_file.h"
+#include "softcard/base/text.h"
 #include "tools/tavrik-setup/files/refusal.h"
 
 #include <botan/hash.h>
@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 namespace setup {
@@ -18,17 +17,16 @@ using nlohmann::json;
 namespace fs = std::filesystem;
 
 constexpr int recordIndentation = 2;
-constexpr mode_t fileMode = 0600;
 
 json ToJson(const Entry& entry)
 {
     json folders = json::array();
     for (const fs::path& folder : entry.madeFolders) {
-        folders.push_back(folder.string());
+        folders.push_back(softcard::Utf8Of(folder));
     }
     // Bytes as they were in the file, which need not be UTF-8.
     const auto* text = reinterpret_cast<const uint8_t*>(entry.piece.text.data());
-    return {{"program", entry.program},     {"file", entry.file.string()},
+    return {{"program", entry.program},     {"file", softcard::Utf8Of(entry.file)},
             {"offset", entry.piece.offset}, {"text", Botan::hex_encode(text, entry.piece.text.size())},
             {"digest", entry.digest},       {"madeFile", entry.madeFile},
             {"madeFolders", folders},       {"madeBeside", entry.madeBeside}};
@@ -38,14 +36,14 @@ Entry FromJson(const json& value)
 {
     Entry entry;
     entry.program = value.at("program").get<std::string>();
-    entry.file = value.at("file").get<std::string>();
+    entry.file = softcard::PathOf(value.at("file").get<std::string>());
     entry.piece.offset = value.at("offset").get<size_t>();
     const auto text = Botan::hex_decode(value.at("text").get<std::string>());
     entry.piece.text.assign(text.begin(), text.end());
     entry.digest = value.at("digest").get<std::string>();
     entry.madeFile = value.at("madeFile").get<bool>();
     for (const json& folder : value.at("madeFolders")) {
-        entry.madeFolders.emplace_back(folder.get<std::string>());
+        entry.madeFolders.push_back(softcard::PathOf(folder.get<std::string>()));
     }
     entry.madeBeside = value.at("madeBeside").get<std::map<std::string, std::string>>();
     return entry;
@@ -59,7 +57,7 @@ std::vector<Entry> Parse(const std::optional<std::string>& content, const fs::pa
             entries.push_back(FromJson(value));
         }
     } catch (const std::exception&) {
-        throw Refusal(path.string() + ", which says what tavrik-setup has changed, is damaged.");
+        throw Refusal(softcard::Utf8Of(path) + ", which says what tavrik-setup has changed, is damaged.");
     }
     return entries;
 }
@@ -71,9 +69,8 @@ bool IsBelow(const fs::path& file, const fs::path& folder)
 
 void HandOver(const fs::path& folder, std::vector<Entry>& entries)
 {
-    std::error_code missing;
     for (Entry& entry : entries) {
-        if (IsBelow(entry.file, folder) && fs::exists(folder, missing)) {
+        if (IsBelow(entry.file, folder) && IsThere(folder)) {
             entry.madeFolders.insert(entry.madeFolders.begin(), folder);
             return;
         }
@@ -95,9 +92,7 @@ std::string DigestOf(const std::string& content)
     return Botan::hex_encode(hash->final(), false);
 }
 
-Record::Record(fs::path itsFile, mode_t itsFolderMode) : path(std::move(itsFile)), folderMode(itsFolderMode)
-{
-}
+Record::Record(fs::path itsFile, Readers itsReaders) : path(std::move(itsFile)), readers(itsReaders) {}
 
 std::vector<Entry> Record::Of(const std::string& program) const
 {
@@ -145,7 +140,8 @@ void Record::Store(const std::optional<std::string>& before, const std::vector<E
 {
     if (entries.empty()) {
         if (before) {
-            DeleteFile(path, *before);
+            RemoveFile(path, *before);
+            DeleteEmptyFolders({path.parent_path()}); // which has our name
         }
         return;
     }
@@ -153,8 +149,8 @@ void Record::Store(const std::optional<std::string>& before, const std::vector<E
     for (const Entry& entry : entries) {
         list.push_back(ToJson(entry));
     }
-    MakeFolders(path.parent_path(), folderMode);
-    ReplaceFile(path, before, list.dump(recordIndentation, ' ', true) + "\n", fileMode);
+    MakeFolders(path.parent_path(), readers);
+    ReplaceContent(path, before, list.dump(recordIndentation, ' ', true) + "\n", Readers::owner);
 }
 
 } // namespace setup

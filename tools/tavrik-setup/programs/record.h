@@ -1,6 +1,7 @@
 // What was changed, kept so that it can be taken back.
 #pragma once
 
+#include "tools/tavrik-setup/files/careful_file.h"
 #include "tools/tavrik-setup/files/piece.h"
 
 #include <filesystem>
@@ -8,8 +9,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace setup {
 
@@ -30,7 +29,8 @@ std::string DigestOf(const std::string& content);
 class Record
 {
 public:
-    Record(std::filesystem::path itsFile, mode_t itsFolderMode);
+    // Its folder, if it is new, gets these readers.
+    Record(std::filesystem::path itsFile, Readers itsReaders);
 
     [[nodiscard]] std::vector<Entry> Of(const std::string& program) const;
     [[nodiscard]] std::optional<Entry> Find(const std::string& program,
@@ -45,7 +45,7 @@ private:
     void Store(const std::optional<std::string>& before, const std::vector<Entry>& entries) const;
 
     std::filesystem::path path;
-    mode_t folderMode;
+    Readers readers;
 };
 
 } // namespace setup

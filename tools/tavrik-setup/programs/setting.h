@@ -10,32 +10,40 @@
 #include <variant>
 #include <vector>
 
-#include <sys/types.h>
-
 namespace setup {
 
-enum class Level
-{
-    user,
-    system
-};
+class Record;
+struct Plan;
 
 // A change in a file.
 struct FileSetting
 {
     Level level;
     std::filesystem::path file; // empty for a user without a home
-    mode_t mode;                // of a new file
     std::shared_ptr<const FileKind> kind;
-    std::filesystem::path
-        instead; // of a package, which makes the change needless where it names the module; may be empty
+    std::vector<std::filesystem::path>
+        instead; // one of which makes the change needless where it names the module
 };
 
-// The module in an NSS database of the user.
-struct DatabaseSetting
+// The module in what a tool of others keeps, such as a database. The functions throw Refusal.
+class ToolSetting
 {
-    std::filesystem::path folder; // empty for a user without a home
-    bool isMade;                  // when it is not there
+public:
+    ToolSetting() = default;
+    virtual ~ToolSetting() = default;
+    ToolSetting(const ToolSetting&) = delete;
+    ToolSetting& operator=(const ToolSetting&) = delete;
+    ToolSetting(ToolSetting&&) = delete;
+    ToolSetting& operator=(ToolSetting&&) = delete;
+
+    // What is changed, as a person knows it; empty for a user without a home.
+    [[nodiscard]] virtual std::filesystem::path Place() const = 0;
+
+    [[nodiscard]] virtual bool IsSet() const = 0;
+
+    // Add to the plan what is to be done.
+    virtual void SetUp(const std::string& program, const Record& record, Plan& plan) const = 0;
+    virtual void Undo(const std::string& program, const Record& record, Plan& plan) const = 0;
 };
 
 // What only a person can do.
@@ -45,7 +53,7 @@ struct ManualSetting
     std::string toAdd;
 };
 
-using Setting = std::variant<FileSetting, DatabaseSetting, ManualSetting>;
+using Setting = std::variant<FileSetting, std::shared_ptr<const ToolSetting>, ManualSetting>;
 
 struct Program
 {

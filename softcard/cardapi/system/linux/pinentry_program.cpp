@@ -1,7 +1,8 @@
 // Any pinentry program, spoken to through pipes.
 #include "softcard/cardapi/system/pinentry_program.h"
 
-#include "softcard/cardapi/system/linux/program_path.h"
+#include "softcard/cardapi/system/linux/system_path.h"
+#include "softcard/cardapi/system/program_path.h"
 #include "softcard/system/environment.h"
 #include "softcard/system/linux/file_descriptor.h"
 
@@ -241,7 +242,7 @@ std::vector<std::string> Options()
 
 std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program, const Question& question)
 {
-    const std::string found = FindProgram(program.string());
+    const std::string found = FindProgram(program);
     if (found.empty()) {
         return std::nullopt;
     }
@@ -252,7 +253,7 @@ std::optional<SecretText> AskThroughProgram(const std::filesystem::path& program
 
 std::optional<SecretText> AskWithoutChoice(const Question& question)
 {
-    return AskThroughProgram(usualPinentry, question);
+    return AskThroughProgram(UsualPinentry(), question);
 }
 
 } // namespace softcard

@@ -2,33 +2,14 @@
 #include "softcard/cardapi/system/pinentry_program.h"
 
 #include "softcard/base/text.h"
+#include "softcard/cardapi/system/program_path.h"
 #include "softcard/cardapi/system/windows/piped_program.h"
-#include "softcard/system/environment.h"
 #include "softcard/system/windows/console.h"
 
 #include <string>
 
 namespace softcard {
 namespace {
-
-// Empty when there is no such program. The folder that the host is in is nothing to look in.
-std::filesystem::path FindProgram(const std::filesystem::path& name)
-{
-    if (name.has_parent_path()) {
-        return name;
-    }
-    const std::filesystem::path path = PathFromEnvironment("PATH");
-    std::wstring found(MAX_PATH, L'\0');
-    auto needed = static_cast<DWORD>(found.size());
-    do {
-        found.resize(needed);
-        needed = path.empty() ? 0
-                              : SearchPathW(path.c_str(), name.c_str(), L".exe",
-                                            static_cast<DWORD>(found.size()), found.data(), nullptr);
-    } while (needed > found.size());
-    found.resize(needed);
-    return found;
-}
 
 // The lines of a program, as its question has them.
 class PipedLines : public ProgramLines

@@ -56,7 +56,7 @@ TEST_F(CarefulFile, KeepsModeAndOwner)
         ASSERT_EQ(chown(file.c_str(), someoneElse, someoneElse), 0);
     }
     const struct stat before = Facts(file);
-    ReplaceFile(file, "before", "after", 0600);
+    ReplaceContent(file, "before", "after", Readers::owner);
     const struct stat after = Facts(file);
     EXPECT_EQ(ReadIfThere(file), "after");
     EXPECT_EQ(after.st_mode, before.st_mode);
@@ -69,7 +69,7 @@ TEST_F(CarefulFile, KeepsModeAndOwner)
 TEST_F(CarefulFile, NewOneGetsItsModeWhateverTheMaskIs)
 {
     const mode_t mask = umask(0);
-    ReplaceFile(file, std::nullopt, "x", 0600);
+    ReplaceContent(file, std::nullopt, "x", Readers::owner);
     umask(mask);
     EXPECT_EQ(Facts(file).st_mode & 07777, 0600U);
 }
@@ -81,13 +81,13 @@ TEST_F(CarefulFile, FollowsLinksOfTheUserAloneAndKeepsThem)
     const fs::path target = folder.Path() / "dotfiles" / "ssh";
     Write(target, "before");
     fs::create_symlink("dotfiles/ssh", file);
-    ReplaceFile(file, "before", "after", 0600);
+    ReplaceContent(file, "before", "after", Readers::owner);
     EXPECT_TRUE(fs::is_symlink(file));
     EXPECT_EQ(ReadIfThere(target), "after");
     if (geteuid() == 0) {
         ASSERT_EQ(lchown(file.c_str(), someoneElse, someoneElse), 0);
         EXPECT_THROW(static_cast<void>(ReadIfThere(file)), Refusal);
-        EXPECT_THROW(ReplaceFile(file, "after", "other", 0600), Refusal);
+        EXPECT_THROW(ReplaceContent(file, "after", "other", Readers::owner), Refusal);
         EXPECT_EQ(ReadIfThere(target), "after");
     }
 }
@@ -135,9 +135,9 @@ TEST_F(CarefulFile, RefusesWhatIsTooLarge)
 TEST_F(CarefulFile, LeavesAFileThatHasChangedMeanwhile)
 {
     Write(file, "other");
-    EXPECT_THROW(ReplaceFile(file, "before", "after", 0600), Refusal);
-    EXPECT_THROW(ReplaceFile(file, std::nullopt, "after", 0600), Refusal);
-    EXPECT_THROW(DeleteFile(file, "before"), Refusal);
+    EXPECT_THROW(ReplaceContent(file, "before", "after", Readers::owner), Refusal);
+    EXPECT_THROW(ReplaceContent(file, std::nullopt, "after", Readers::owner), Refusal);
+    EXPECT_THROW(RemoveFile(file, "before"), Refusal);
     EXPECT_EQ(ReadIfThere(file), "other");
     EXPECT_EQ(Count(), 1U);
 }
@@ -151,9 +151,9 @@ TEST_F(CarefulFile, ThatIsNotThereHasNoContent)
 TEST_F(CarefulFile, MakesFoldersAndTakesThemAwayWhenTheyAreEmpty)
 {
     const fs::path deep = folder.Path() / "a" / "b";
-    const auto made = MakeFolders(deep, 0700);
+    const auto made = MakeFolders(deep, Readers::owner);
     ASSERT_EQ(made, (std::vector{deep.parent_path(), deep}));
-    EXPECT_TRUE(MakeFolders(deep, 0700).empty());
+    EXPECT_TRUE(MakeFolders(deep, Readers::owner).empty());
     Write(deep.parent_path() / "mine", "x");
     DeleteEmptyFolders(made);
     EXPECT_FALSE(fs::exists(deep));

@@ -17,6 +17,8 @@ namespace fs = std::filesystem;
 constexpr std::array commandFolders{"/usr/local/bin", "/usr/bin", "/bin",     "/usr/local/sbin",
                                     "/usr/sbin",      "/sbin",    "/snap/bin"};
 constexpr const char* frontFile = "tavrik-pkcs11.so";
+constexpr const char* systemRecord = "/var/lib/tavrik/setup.json";
+constexpr const char* recordFile = "setup.json";
 
 // From the folder of this program: as installed, and as built.
 constexpr std::array frontFolders{TAVRIK_MODULE_FOLDER, "../lib"};
@@ -51,7 +53,7 @@ void FindUserFolders(Place& place)
         place.home = softcard::UserHome();
         const softcard::Directories own = softcard::UserDirectories();
         place.config = own.config;
-        place.state = own.state;
+        place.userRecord = own.state / recordFile;
     } catch (const softcard::StoreTrouble&) {
         place.home.clear(); // what concerns the system can be set up all the same
     }
@@ -66,6 +68,9 @@ fs::path Place::System(std::string_view path) const
 
 fs::path Place::Command(std::string_view name) const
 {
+    if (root.empty()) {
+        return {};
+    }
     for (const char* folder : commandFolders) {
         fs::path candidate = System(folder) / name;
         std::error_code missing;
@@ -76,11 +81,13 @@ fs::path Place::Command(std::string_view name) const
     return {};
 }
 
-Place FindPlace(const fs::path& root, const fs::path& module)
+Place FindPlace(const PlaceWishes& wishes)
 {
     Place place;
-    place.root = fs::absolute(root.empty() ? fs::path("/") : root);
-    place.module = module.empty() ? FindModule() : fs::absolute(module).lexically_normal();
+    place.root = fs::absolute(wishes.root.empty() ? fs::path("/") : wishes.root);
+    place.module = wishes.module.empty() ? FindModule() : fs::absolute(wishes.module).lexically_normal();
+    place.systemRecord = place.System(systemRecord);
+    place.sshHosts = wishes.sshHosts;
     RequirePlainPath(place.module);
     FindUserFolders(place);
     return place;

@@ -1,4 +1,4 @@
-#include "tools/tavrik-setup/doctor/child.h"
+#include "tools/tavrik-setup/doctor/system/linux/child.h"
 
 #include "softcard/system/linux/file_descriptor.h"
 
@@ -83,7 +83,7 @@ int AwaitChild(pid_t child)
 
 } // namespace
 
-ChildAnswer AskChild(std::chrono::seconds longest, const std::function<json()>& make)
+LookAnswer AskChild(std::chrono::seconds longest, const std::function<json()>& make)
 {
     std::array<int, 2> ends{-1, -1};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {

@@ -22,6 +22,16 @@ using softcard::FileDescriptor;
 
 constexpr mode_t permissions = 07777;
 
+mode_t FileMode(Readers readers)
+{
+    return readers == Readers::owner ? 0600 : 0644;
+}
+
+mode_t FolderMode(Readers readers)
+{
+    return readers == Readers::owner ? 0700 : 0755;
+}
+
 [[noreturn]] void RefuseForError(const fs::path& path, int error)
 {
     std::string sentence = path.string() + ": " + std::generic_category().message(error) + ".";
@@ -221,8 +231,8 @@ std::optional<std::string> ReadIfThere(const fs::path& file)
     return location ? Read(*location) : std::nullopt;
 }
 
-void ReplaceFile(const fs::path& file, const std::optional<std::string>& before, const std::string& after,
-                 mode_t modeOfNew)
+void ReplaceContent(const fs::path& file, const std::optional<std::string>& before, const std::string& after,
+                    Readers readersOfNew)
 {
     const Location location = RequireLocation(file);
     const FileDescriptor folder = OpenFolder(location.folder);
@@ -231,14 +241,14 @@ void ReplaceFile(const fs::path& file, const std::optional<std::string>& before,
     if (facts) {
         made.TakeOwnerAndMode(*facts);
     } else {
-        made.TakeMode(modeOfNew);
+        made.TakeMode(FileMode(readersOfNew));
     }
     made.Write(after);
     RequireUnchanged(location, before);
     made.Place(before ? 0 : RENAME_NOREPLACE);
 }
 
-void DeleteFile(const fs::path& file, const std::string& before)
+void RemoveFile(const fs::path& file, const std::string& before)
 {
     const Location location = RequireLocation(file);
     const FileDescriptor folder = OpenFolder(location.folder);
@@ -249,7 +259,7 @@ void DeleteFile(const fs::path& file, const std::string& before)
     fsync(folder.Get());
 }
 
-std::vector<fs::path> MakeFolders(const fs::path& folder, mode_t mode)
+std::vector<fs::path> MakeFolders(const fs::path& folder, Readers readers)
 {
     std::error_code missing;
     if (fs::is_directory(folder, missing)) {
@@ -257,18 +267,40 @@ std::vector<fs::path> MakeFolders(const fs::path& folder, mode_t mode)
     }
     std::vector<fs::path> made;
     if (folder.has_relative_path()) {
-        made = MakeFolders(folder.parent_path(), mode);
+        made = MakeFolders(folder.parent_path(), readers);
     }
     RequireSafeFolder(Resolve(folder.parent_path()));
-    if (mkdir(folder.c_str(), mode) == 0) {
+    if (mkdir(folder.c_str(), FolderMode(readers)) == 0) {
         made.push_back(folder);
-        chmod(folder.c_str(), mode); // which the mask of the process has cut
+        chmod(folder.c_str(), FolderMode(readers)); // which the mask of the process has cut
     } else if (errno != EEXIST) {
         const int error = errno;
         DeleteEmptyFolders(made);
         RefuseForError(folder, error);
     }
     return made;
+}
+
+void RequireWritable(const fs::path& file)
+{
+    fs::path folder = file.parent_path();
+    std::error_code error;
+    if (fs::exists(file, error)) {
+        folder = fs::canonical(file, error).parent_path();
+    }
+    while (!fs::exists(folder, error) && folder.has_relative_path()) {
+        folder = folder.parent_path();
+    }
+    if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+        throw Refusal("You may not write to " + folder.string() +
+                      (geteuid() == 0 ? "." : ". This needs root: call tavrik-setup with sudo."));
+    }
+}
+
+bool IsThere(const fs::path& path)
+{
+    std::error_code missing;
+    return fs::exists(path, missing);
 }
 
 void DeleteEmptyFolders(const std::vector<fs::path>& folders)

@@ -1,4 +1,4 @@
-#include "tools/tavrik-setup/doctor/child.h"
+#include "tools/tavrik-setup/doctor/system/linux/child.h"
 
 #include <gtest/gtest.h>
 

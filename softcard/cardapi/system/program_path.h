@@ -1,14 +1,14 @@
 #pragma once
 
-#include <string>
+#include <filesystem>
 
 namespace softcard {
 
-inline constexpr const char* usualPinentry = "pinentry"; // where none was chosen
-inline constexpr const char* systemPath = "/usr/bin:/bin";
+// The program that asks for codes where none was chosen; empty where the host's console asks then.
+std::filesystem::path UsualPinentry();
 
 // The path of a program, looked for on the PATH unless its name has a folder; for a program with borrowed rights, on that of
 // the system. Empty when there is no such program.
-std::string FindProgram(const std::string& name);
+std::filesystem::path FindProgram(const std::filesystem::path& name);
 
 } // namespace softcard

@@ -1,6 +1,7 @@
-// The table of the programs.
+// The table of the programs on Linux.
 #include "tools/tavrik-setup/programs/nss_profiles.h"
-#include "tools/tavrik-setup/programs/setting.h"
+#include "tools/tavrik-setup/programs/nss_setting.h"
+#include "tools/tavrik-setup/programs/shared_programs.h"
 
 #include <setup_templates.h>
 
@@ -13,15 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t forAll = 0644;
-constexpr mode_t forUser = 0600;
 constexpr const char* everyHost = "*";
-
-template <typename Kind, typename... Arguments>
-std::shared_ptr<const FileKind> Make(Arguments&&... arguments)
-{
-    return std::make_shared<Kind>(std::forward<Arguments>(arguments)...);
-}
 
 // Below the home, if there is one.
 fs::path AtHome(const Place& place, const char* path)
@@ -31,7 +24,7 @@ fs::path AtHome(const Place& place, const char* path)
 
 FileSetting OfSystem(const Place& place, const char* path, std::shared_ptr<const FileKind> kind)
 {
-    return {Level::system, place.System(path), forAll, std::move(kind), {}};
+    return {Level::system, place.System(path), std::move(kind), {}};
 }
 
 // The policies of a program, which reads the first of these files that there is: a new one must not hide another.
@@ -47,48 +40,16 @@ FileSetting Policies(const Place& place, std::initializer_list<const char*> file
 
 FileSetting OfUser(fs::path file, std::shared_ptr<const FileKind> kind)
 {
-    return {Level::user, std::move(file), forUser, std::move(kind), {}};
-}
-
-FileSetting OwnConfiguration(const Place& place, const char* name, const std::string& text)
-{
-    return OfUser(place.config.empty() ? fs::path() : place.config / name, Make<OwnFile>(text));
+    return {Level::user, std::move(file), std::move(kind), {}};
 }
 
 Program P11Kit(const Place& place, const std::string& module)
 {
     FileSetting file = OfSystem(place, "/etc/pkcs11/modules/tavrik.module",
                                 Make<OwnFile>("# The electronic-identity card.\nmodule: " + module + "\n"));
-    file.instead = place.System("/usr/share/p11-kit/modules/tavrik.module");
+    file.instead = {place.System("/usr/share/p11-kit/modules/tavrik.module")};
     return {"p11-kit", "p11-kit (GnuTLS, GNOME and others)", {"p11-kit"}, {"/etc/pkcs11/pkcs11.conf.example"},
             {file},    "\"p11-kit list-modules\" shows it."};
-}
-
-Program Firefox(const Place& place, const std::string& module)
-{
-    return {
-        "firefox",
-        "Firefox",
-        {"firefox-esr", "firefox"},
-        {},
-        {Policies(place,
-                  {"/etc/firefox/policies/policies.json", "/usr/lib/firefox-esr/distribution/policies.json",
-                   "/usr/lib/firefox/distribution/policies.json"},
-                  module)},
-        "Start Firefox anew."};
-}
-
-Program Thunderbird(const Place& place, const std::string& module)
-{
-    return {"thunderbird",
-            "Thunderbird",
-            {"thunderbird"},
-            {},
-            {Policies(place,
-                      {"/etc/thunderbird/policies/policies.json",
-                       "/usr/lib/thunderbird/distribution/policies.json"},
-                      module)},
-            "Start Thunderbird anew."};
 }
 
 Program Chromium(const Place& place)
@@ -97,7 +58,7 @@ Program Chromium(const Place& place)
             "Chromium, Chrome",
             {"chromium", "google-chrome", "google-chrome-stable"},
             {},
-            {DatabaseSetting{AtHome(place, ".pki/nssdb"), true}},
+            {std::make_shared<NssSetting>(AtHome(place, ".pki/nssdb"), place)},
             "Start Chromium anew, with --ssl-version-max=tls1.2 for servers that speak TLS 1.3."};
 }
 
@@ -106,7 +67,7 @@ Program LibreOffice(const Place& place)
 {
     std::vector<Setting> databases;
     for (const fs::path& folder : DefaultProfiles(place.home)) {
-        databases.emplace_back(DatabaseSetting{folder, false});
+        databases.emplace_back(std::make_shared<NssSetting>(folder, place));
     }
     if (databases.empty()) {
         databases.emplace_back(
@@ -116,18 +77,6 @@ Program LibreOffice(const Place& place)
     }
     return {
         "libreoffice", "LibreOffice", {"libreoffice", "soffice"}, {}, databases, "Start LibreOffice anew."};
-}
-
-Program Java(const Place& place, const std::string& module)
-{
-    return {"java",
-            "Java",
-            {"java", "keytool", "jarsigner"},
-            {},
-            {OwnConfiguration(place, "java-sig-zep.cfg", JavaConfiguration(module, "Sig_ZEP", "0")),
-             OwnConfiguration(place, "java-sig-ep.cfg", JavaConfiguration(module, "Sig_EP", "1"))},
-            "Give keytool or jarsigner \"-providerClass sun.security.pkcs11.SunPKCS11 -providerArg " +
-                (place.config / "java-sig-ep.cfg").string() + " -keystore NONE -storetype PKCS11\"."};
 }
 
 Program OpenSsl(const Place& place, const std::string& module)
@@ -178,19 +127,6 @@ Program GnuPg(const Place& place, const std::string& module)
             "certificates."};
 }
 
-Program OpenVpn(const Place& place, const std::string& module)
-{
-    return {"openvpn",
-            "OpenVPN",
-            {"openvpn"},
-            {},
-            {OwnConfiguration(place, "openvpn-card.conf", OpenVpnConfiguration(module))},
-            "Add \"config " + (place.config / "openvpn-card.conf").string() +
-                "\" to the configuration of a connection, and pkcs11-id with one of those that \"openvpn "
-                "--show-pkcs11-ids " +
-                module + " 1\" shows. OPENSSL_CONF is to name the file of openssl for OpenVPN too."};
-}
-
 // What makes it ask for the card stands in /etc/pam.d, which is never changed: a mistake there locks everybody out.
 Program PamPkcs11(const Place& place, const std::string& module)
 {
@@ -210,18 +146,24 @@ Program PamPkcs11(const Place& place, const std::string& module)
 std::vector<Program> ListPrograms(const Place& place)
 {
     const std::string module = place.module.string();
-    return {P11Kit(place, module), Firefox(place, module), Thunderbird(place, module), Chromium(place),
-            LibreOffice(place),    Java(place, module),    OpenSsl(place, module),     Ssh(place, module),
-            GnuPg(place, module),  OpenVpn(place, module), PamPkcs11(place, module)};
-}
-
-bool IsInstalled(const Program& program, const Place& place)
-{
-    std::error_code missing;
-    return std::any_of(program.commands.begin(), program.commands.end(),
-                       [&](const std::string& command) { return !place.Command(command).empty(); }) ||
-           std::any_of(program.files.begin(), program.files.end(),
-                       [&](const std::string& file) { return fs::exists(place.System(file), missing); });
+    return {P11Kit(place, module),
+            Firefox(Policies(place,
+                             {"/etc/firefox/policies/policies.json",
+                              "/usr/lib/firefox-esr/distribution/policies.json",
+                              "/usr/lib/firefox/distribution/policies.json"},
+                             module)),
+            Thunderbird(Policies(place,
+                                 {"/etc/thunderbird/policies/policies.json",
+                                  "/usr/lib/thunderbird/distribution/policies.json"},
+                                 module)),
+            Chromium(place),
+            LibreOffice(place),
+            Java(place),
+            OpenSsl(place, module),
+            Ssh(place, module),
+            GnuPg(place, module),
+            OpenVpn(place, "the file of openssl"),
+            PamPkcs11(place, module)};
 }
 
 } // namespace setup

@@ -1,0 +1,166 @@
+#!/usr/bin/env bash
+# tavrik-setup.exe check: finds nothing where all is well, and each fault that is made on purpose.
+#   doctor_test.sh RUN-UNDER-WINE TOOL FRONT CARD-TOOL PINENTRY BROKEN-LIBRARY HOST EXAMPLE-CONFIGURATION
+# HOST holds a card while it runs; BROKEN-LIBRARY is one that is no PKCS#11 module and lacks the functions of a card layer.
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/setup.sh"
+card_tool=$4
+pinentry=$5
+broken_library=$6
+host=$7
+example=$8
+libraries=$(dirname "$front")
+config=$local_data/Tavrik/config
+state=$local_data/Tavrik/state
+# As installed, with the software card in its folder beside the program.
+installed="$drive/Program Files/Tavrik"
+mkdir -p "$installed/softcard"
+cp "$tool" "$front" "$libraries/pkcs11_x64.dll" "$installed/"
+cp "$card_tool" "$front" "$libraries/pkcs11_x64.dll" "$libraries/CardAPI.dll" "$installed/softcard/"
+software_front='C:\Program Files\Tavrik\softcard\tavrik-pkcs11.dll'
+TAVRIK_PINENTRY=$(as_windows "$pinentry")
+export TAVRIK_PINENTRY
+
+# Each finding in a line: severity, area, text, advice.
+check() { # EXIT-CODE [FRONT]
+    expect_exit "$1" "$installed/tavrik-setup.exe" --module "${2:-$software_front}" check --json
+    found=$(python3 -c '
+import json, sys
+for finding in json.loads(sys.argv[1]):
+    print(finding["severity"], finding["area"] + ":", finding["text"], "=>", finding["advice"])' "$said")
+}
+
+found() { # PATTERN
+    grep -E "$1" <<<"$found" >/dev/null || fail "'$1' is not among: $found"
+}
+
+not_found() { # PATTERN
+    ! grep -E "$1" <<<"$found" >/dev/null || fail "'$1' is among: $found"
+}
+
+card() { # ARGUMENTS
+    expect_exit 0 "$installed/softcard/tavrik-card.exe" "$@"
+}
+
+echo "no reader, no card"
+check 0
+found "^warning reader: There is no reader"
+found "^fine front: Applications see no card"
+
+echo "all is well"
+card new anna --subject "Anna Horvátová" --bok 123456 --pin 654321
+card insert anna
+check 0
+not_found "^(warning|fault)"
+found '^fine front: C:\\Program Files\\Tavrik\\softcard\\tavrik-pkcs11.dll, version 4.0, starts'
+found "^fine front: Applications see Reader 0; Sig_ZEP, Reader 0; Sig_EP"
+found '^fine library: The front works with C:\\Program Files\\Tavrik\\softcard\\pkcs11_x64.dll'
+found '^fine card layer: The card layer is C:\\Program Files\\Tavrik\\softcard\\CardAPI.dll'
+found '^fine log: The library can write its log in C:\\users\\.*\\AppData\\Local\\Tavrik\\state'
+found "^fine certificate: Sig_ZEP of Anna Horvátová in Reader 0 is valid until [0-9]{4}-[01][0-9]-[0-3][0-9]"
+found "^fine code: The login code of the card \"anna\" has 3 tries left"
+found "^fine pinentry: .*answers"
+expect_exit 0 "$installed/tavrik-setup.exe" --module "$software_front" check
+expect_said "reader: Reader 0 has a card."
+
+echo "a user folder with letters that no code page has"
+TAVRIK_HOME=$(as_windows "$folder/Ďurčová 漢") check 0
+found '^fine log: .*\\Ďurčová 漢\\state|^warning log: There is no folder .*\\Ďurčová 漢\\state'
+
+echo "the configuration: each fault with its line"
+mkdir -p "$config"
+cp "$example" "$config/"
+check 0
+found "^fine configuration: .*config.json is valid"
+configure() { # TEXT
+    printf '%b' "$1" >"$config/config.json"
+}
+configure '{\n  "log": {\n    "extensive": true,\n  }\n}'
+check 1
+found "^fault configuration: .*no valid JSON.*line 4"
+configure '{\r\n  "log": {\r\n    "extensive": "yes"\r\n  }\r\n}\r\n'
+check 1
+found "^fault configuration: .*line 3: \"extensive\" cannot be \"yes\""
+configure '{\n  "log": {\n    "logtofile": true\n  }\n}'
+check 0
+found "^warning configuration: .*line 3: \"logtofile\" is no key that the library knows"
+rm "$config/config.json"
+mkdir "$config/config.json"
+check 1
+found "^fault configuration: .*cannot be read: It is no regular file"
+rmdir "$config/config.json"
+
+echo "the log"
+rm -f "$state"/Pkcs11*.log
+mkdir "$state/Pkcs11.log"
+check 1
+found "^fault log: .*Pkcs11.log is no regular file"
+rmdir "$state/Pkcs11.log"
+
+echo "the card"
+card fault anna OpenSession --status eCardCommErr --count 9
+check 1
+found "^fault card: The card in Reader 0 cannot be opened: eCardCommErr"
+card fault anna --clear
+card fault anna QES_GetCertificates --status eCardCommErr --count 9
+check 1
+found "^fault certificate: A certificate of Sig_ZEP in Reader 0 cannot be read: eCardCommErr"
+card fault anna --clear
+card lock anna pin
+check 1
+found "^fault code: The signature PIN of the card \"anna\" is locked"
+card remove anna
+check 0
+found "^fine reader: Reader 0 has no card"
+
+echo "a card that another program holds, and which"
+card new boris --bok 123456 --pin 654321
+card insert boris
+: >hold
+"$run" "$host" "$software_front" 123456 "$(as_windows "$folder/ready")" "$(as_windows "$folder/hold")" >host.log 2>&1 </dev/null &
+holder=$!
+for _ in $(seq 600); do [ -e ready ] && break; sleep 0.1; done
+check 0
+found "^warning card: Another program holds the card in Reader 0. .*$(basename "$host") \([0-9]+\)"
+rm hold
+wait $holder || fail "the host: $(cat host.log)"
+check 0
+not_found "holds the card"
+
+echo "pinentry: missing, mute, and none chosen"
+TAVRIK_PINENTRY='C:\nowhere\pinentry.exe' check 1
+found '^fault pinentry: .*C:\\nowhere\\pinentry.exe, is not there'
+TAVRIK_PINENTRY='C:\windows\system32\where.exe' check 1
+found '^fault pinentry: .*where.exe does not speak as a pinentry does'
+TAVRIK_PINENTRY='' check 0
+found "^warning pinentry: No program is chosen"
+
+echo "the front, the library and the card layer: missing, broken, of others"
+check 1 'C:\nowhere\tavrik-pkcs11.dll'
+found '^fault front: The front cannot be loaded: C:\\nowhere\\tavrik-pkcs11.dll: '
+mkdir "$drive/front"
+echo "no library" >"$drive/front/tavrik-pkcs11.dll"
+check 1 'C:\front\tavrik-pkcs11.dll'
+found '^fault front: The front cannot be loaded: C:\\front\\tavrik-pkcs11.dll: '
+cp "$broken_library" "$drive/front/tavrik-pkcs11.dll"
+check 1 'C:\front\tavrik-pkcs11.dll'
+found "^fault front: .*is no PKCS#11 module"
+cp "$front" "$drive/front/tavrik-pkcs11.dll"
+check 1 'C:\front\tavrik-pkcs11.dll'
+found "^fault front: .*does not start: C_Initialize answers 5"
+found "^fault library: pkcs11_x64.dll does not lie beside the front"
+cp "$libraries/pkcs11_x64.dll" "$drive/front/"
+check 1 'C:\front\tavrik-pkcs11.dll'
+found '^fault card layer: The card layer cannot be used: .*CardAPI.dll'
+cp "$broken_library" "$drive/front/CardAPI.dll"
+check 1 'C:\front\tavrik-pkcs11.dll'
+found "^fault card layer: .*it lacks CardAPI_GetAppDataDir"
+rm "$drive/front/CardAPI.dll"
+
+echo "the software card on PATH, in the place of a real one"
+printf '@set PATH=C:\\Program Files\\Tavrik\\softcard;%%PATH%%\r\n@"C:\\Program Files\\Tavrik\\tavrik-setup.exe" check\r\n' >"$drive/check.bat"
+expect_exit 0 cmd /c 'C:\check.bat'
+expect_said 'card layer: The card layer is C:\Program Files\Tavrik\softcard\CardAPI.dll.'
+expect_said "warning: card layer: This is the software card, which does not lie beside the library."
+check 1 'C:\Program Files\Tavrik\tavrik-pkcs11.dll'
+found "^fault card layer: The card layer cannot be used"
