@@ -25,6 +25,7 @@ softcard/pkcs11_x64.dll
 softcard/tavrik-card.exe
 softcard/tavrik-pkcs11.dll
 softcard/tavrik-scripted-pinentry.exe
+tavrik-log.exe
 tavrik-pkcs11.dll'
 
 zip=("$build"/tavrik-*-x64.zip)
@@ -62,6 +63,7 @@ for library in pkcs11_x64.dll tavrik-pkcs11.dll; do
     said=$(for_user "Z:${build//\//\\}\\bin\\c_host.exe $library 123456 finalize")
     grep -q '^done' <<<"$said" || fail "the host did not sign with $library: $said"
 done
+for_user "..\\tavrik-log.exe" | grep -q "CardAPI, version" || fail "the log cannot be read"
 cd /
 
 "$run" "$programs/uninstall.exe" /S

@@ -1,5 +1,7 @@
 #include "tools/tavrik-card/system/program_start.h"
 
+#include "tools/command_line/system/program_start.h"
+
 #include <botan/mem_ops.h>
 
 #include <cstring>
@@ -14,7 +16,7 @@ std::vector<char*> started; // what the system shows of the arguments, which can
 std::vector<std::string> StartProgram(int argumentCount, char** argumentValues)
 {
     started.assign(argumentValues + (argumentCount > 0 ? 1 : 0), argumentValues + argumentCount);
-    return {started.begin(), started.end()};
+    return command_line::StartProgram(argumentCount, argumentValues);
 }
 
 void WipeArgument(size_t number, size_t start)
