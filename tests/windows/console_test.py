@@ -37,7 +37,7 @@ def run_at_console(command, folder, environment, keys, prompt="BOK:"):
                 shown += os.read(terminal, 4096)
             except OSError:  # the other end is closed
                 break
-        elif not typed and without_movements(shown).endswith(prompt):
+        elif not typed and without_movements(shown).rstrip().endswith(prompt):
             os.write(terminal, keys.encode())
             typed = True
     else:
