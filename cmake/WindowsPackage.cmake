@@ -5,8 +5,7 @@
 set(softcard_folder softcard)
 
 install(TARGETS pkcs11_x64 RUNTIME DESTINATION . ARCHIVE DESTINATION lib)
-install(TARGETS tavrik_front RUNTIME DESTINATION .)
-install(TARGETS tavrik-setup RUNTIME DESTINATION .)
+install(TARGETS tavrik_front tavrik-log tavrik-setup RUNTIME DESTINATION .)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/tavrik" DESTINATION include)
 install(TARGETS CardAPI tavrik-card tavrik-scripted-pinentry RUNTIME DESTINATION "${softcard_folder}")
 install(TARGETS pkcs11_x64 tavrik_front RUNTIME DESTINATION "${softcard_folder}" ARCHIVE DESTINATION lib)

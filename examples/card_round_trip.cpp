@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <vector>
 
 namespace {
 
@@ -27,16 +28,16 @@ struct Options
 };
 
 // Nothing when the command line makes no sense.
-std::optional<Options> ReadOptions(int count, char** words)
+std::optional<Options> ReadOptions(const std::vector<std::string>& words)
 {
-    const CommandLine line = SplitCommandLine(count, words, {"--module", "--code"});
+    const CommandLine line = SplitCommandLine(words, {"--module", "--code"});
     if (line.files.size() != 1 || line.files[0].starts_with("--")) {
         return std::nullopt;
     }
     Options options;
-    options.module = line.Value("--module").value_or(LibraryBesideProgram().string());
+    options.module = PathOf(line.Value("--module").value_or(TextOf(LibraryBesideProgram())));
     options.code = line.Value("--code");
-    options.document = line.files[0];
+    options.document = PathOf(line.files[0]);
     return options;
 }
 
@@ -44,7 +45,7 @@ Bytes ReadDocument(const std::filesystem::path& file)
 {
     std::ifstream input(file, std::ios::binary);
     if (!input) {
-        throw std::runtime_error("The document " + file.string() + " cannot be read.");
+        throw std::runtime_error("The document " + TextOf(file) + " cannot be read.");
     }
     return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
 }
@@ -123,5 +124,5 @@ void RunRoundTrip(const Options& options)
 int main(int count, char** words)
 {
     return RunProgram(
-        "card_round_trip", usage, [&] { return ReadOptions(count, words); }, RunRoundTrip);
+        "card_round_trip", usage, [&] { return ReadOptions(WordsOf(count, words)); }, RunRoundTrip);
 }

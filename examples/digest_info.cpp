@@ -1,5 +1,7 @@
 #include "digest_info.h"
 
+#include "example_program.h"
+
 #include <botan/hash.h>
 #include <botan/hash_id.h>
 
@@ -11,7 +13,7 @@ std::vector<uint8_t> DigestInfoOfFile(const std::filesystem::path& file, const s
 {
     std::ifstream input(file, std::ios::binary);
     if (!input) {
-        throw std::runtime_error("The document " + file.string() + " cannot be read.");
+        throw std::runtime_error("The document " + TextOf(file) + " cannot be read.");
     }
     const auto function = Botan::HashFunction::create_or_throw(hash);
     std::array<char, 65536> buffer{};

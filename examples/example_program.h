@@ -1,6 +1,8 @@
 // What the example programs have around their own work.
 #pragma once
 
+#include "system/module.h"
+
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -10,11 +12,16 @@
 #include <string>
 #include <vector>
 
-// The library as it stands after a build: in lib/, beside the program's bin/. The system is asked for the
-// program's own file, since a program that was found by its name alone has no folder in its first word.
-inline std::filesystem::path LibraryBesideProgram()
+// Paths and texts are UTF-8 here, whatever the system has.
+inline std::filesystem::path PathOf(const std::string& text)
 {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "../lib/libpkcs11_x64.so";
+    return std::u8string(text.begin(), text.end());
+}
+
+inline std::string TextOf(const std::filesystem::path& path)
+{
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
 }
 
 // The words of a command line: options with a value, options without one, and the rest in its order.
@@ -32,13 +39,14 @@ struct CommandLine
 };
 
 // A word that is no option counts as a file, and so does an option that lacks its value.
-inline CommandLine SplitCommandLine(int count, char** words, const std::set<std::string>& withValue,
+inline CommandLine SplitCommandLine(const std::vector<std::string>& words,
+                                    const std::set<std::string>& withValue,
                                     const std::set<std::string>& withoutValue = {})
 {
     CommandLine line;
-    for (int i = 1; i < count; ++i) {
-        const std::string word = words[i];
-        if (withValue.contains(word) && i + 1 < count) {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string& word = words[i];
+        if (withValue.contains(word) && i + 1 < words.size()) {
             line.values[word] = words[++i];
         } else if (withoutValue.contains(word)) {
             line.flags.insert(word);

@@ -1,6 +1,6 @@
 #include "pkcs11_client.h"
 
-#include <dlfcn.h>
+#include "system/module.h"
 
 #include <algorithm>
 #include <utility>
@@ -34,6 +34,15 @@ void Check(const std::string& step, CK_RV result)
     }
 }
 
+void* Load(const std::filesystem::path& library)
+{
+    try {
+        return LoadModule(library);
+    } catch (const std::runtime_error& error) {
+        throw Pkcs11Error("The library cannot be loaded: " + std::string(error.what()));
+    }
+}
+
 // A text field of a record, which is padded with blanks.
 template <std::size_t width>
 std::string FieldText(const CK_UTF8CHAR (&field)[width])
@@ -47,12 +56,9 @@ std::string FieldText(const CK_UTF8CHAR (&field)[width])
 
 Pkcs11Client::Pkcs11Client(const std::filesystem::path& library)
 {
-    void* module = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (module == nullptr) {
-        throw Pkcs11Error("The library cannot be loaded: " + std::string(dlerror()));
-    }
+    void* module = Load(library);
     const auto getFunctionList =
-        reinterpret_cast<CK_RV (*)(CK_FUNCTION_LIST_PTR_PTR)>(dlsym(module, "C_GetFunctionList"));
+        reinterpret_cast<CK_RV (*)(CK_FUNCTION_LIST_PTR_PTR)>(FunctionOf(module, "C_GetFunctionList"));
     if (getFunctionList == nullptr) {
         throw Pkcs11Error("The library is no PKCS#11 library.");
     }

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iostream>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -44,12 +45,12 @@ struct Options
 };
 
 // Nothing when the command line makes no sense.
-std::optional<Options> ReadOptions(int count, char** words)
+std::optional<Options> ReadOptions(const std::vector<std::string>& words)
 {
     const CommandLine line =
-        SplitCommandLine(count, words, {"--module", "--code", "--hash", "--count"}, {"--watch"});
+        SplitCommandLine(words, {"--module", "--code", "--hash", "--count"}, {"--watch"});
     Options options;
-    options.module = line.Value("--module").value_or(LibraryBesideProgram().string());
+    options.module = PathOf(line.Value("--module").value_or(TextOf(LibraryBesideProgram())));
     options.code = line.Value("--code");
     options.hash = line.Value("--hash").value_or(options.hash);
     options.watch = line.flags.contains("--watch");
@@ -58,8 +59,8 @@ std::optional<Options> ReadOptions(int count, char** words)
     if (line.files.size() != 2 || !counted || line.files[0].starts_with("--")) {
         return std::nullopt;
     }
-    options.document = line.files[0];
-    options.folder = line.files[1];
+    options.document = PathOf(line.files[0]);
+    options.folder = PathOf(line.files[1]);
     return options;
 }
 
@@ -79,9 +80,9 @@ void WriteFile(const std::filesystem::path& file, const std::string& content)
     std::ofstream output(file, std::ios::binary);
     output << content << std::flush;
     if (!output) {
-        throw std::runtime_error("The file " + file.string() + " cannot be written.");
+        throw std::runtime_error("The file " + TextOf(file) + " cannot be written.");
     }
-    std::cout << "    wrote " << file.string() << "\n";
+    std::cout << "    wrote " << TextOf(file) << "\n";
 }
 
 void SignWithSlot(const Pkcs11Client& client, const SlotDescription& slot, const Options& options,
@@ -117,7 +118,7 @@ void SignDocument(const Options& options)
         std::cout << "    " << slot.id << "  " << slot.description << "  (token \"" << slot.label << "\", "
                   << slot.manufacturer << " " << slot.model << ")\n";
     }
-    std::cout << options.hash << " of " << options.document.string() << " in a DigestInfo of "
+    std::cout << options.hash << " of " << TextOf(options.document) << " in a DigestInfo of "
               << digestInfo.size() << " bytes\n";
     // The two slots of a card stand side by side.
     SignWithSlot(client, slots[0], options, digestInfo);
@@ -183,6 +184,6 @@ void WatchCards(const Options& options)
 int main(int count, char** words)
 {
     return RunProgram(
-        "sign_document", usage, [&] { return ReadOptions(count, words); },
+        "sign_document", usage, [&] { return ReadOptions(WordsOf(count, words)); },
         [](const Options& options) { (options.watch ? WatchCards : SignDocument)(options); });
 }

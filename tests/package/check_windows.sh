@@ -26,6 +26,7 @@ softcard/pkcs11_x64.dll
 softcard/tavrik-card.exe
 softcard/tavrik-pkcs11.dll
 softcard/tavrik-scripted-pinentry.exe
+tavrik-log.exe
 tavrik-pkcs11.dll
 tavrik-setup.exe'
 
@@ -144,6 +145,7 @@ while read -r file; do
 done < <(grep -E '\.(dll|exe)$' <<<"$expected")
 
 ! grep -rlF "$(git -C "$build" rev-parse --show-toplevel)" "$programs" || fail "the folder of the build is named"
+for_user "..\\tavrik-log.exe" | grep "CardAPI, version" >/dev/null || fail "the log cannot be read"
 
 # What Windows' list of programs shows, and where applications find the front.
 [ "$(registered "$uninstall_key" DisplayName)" = "Tavrik PKCS11 library" ] || fail "no name"

@@ -1,52 +1,25 @@
 // The program as a whole, from its command line.
+#include "src/log/logger.h"
+#include "tests/softcard/environment.h"
+#include "tests/support/program.h"
+#include "tests/tools/program_sample.h"
 #include "tests/tools/run_tool.h"
-#include "tests/tools/test_log.h"
-
-#include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
 #include <thread>
-
-#include <sys/resource.h>
-#include <sys/stat.h>
-
-namespace {
-
-class ProgramTest : public testing::Test
-{
-protected:
-    std::string Quoted() const { return "'" + log.Folder().string() + "'"; }
-
-    // A retired file and a current one, with a session each.
-    void WriteSample() const
-    {
-        log.Append("Pkcs11_1.log",
-                   Header("2026-11-11 09:00:00") +
-                       ExtensiveLine(" DBG", "Wed Nov 11 09:00:01 2026 00000100", entering, "a", "C_Login") +
-                       ExtensiveLine(" ERR", "Wed Nov 11 09:00:02 2026 00001100",
-                                     "PKCS11_FUNCTION_LEAVING, result a0 CKR_PIN_INCORRECT", "a", "C_Login"));
-        log.Append("Pkcs11.log", Header("2026-11-12 12:00:00") +
-                                     ExtensiveLine(" DBG", testTime + " 00000100", entering, "b", "C_Sign") +
-                                     ExtensiveLine("INFO", testTime + " 00000105", "Session opened", "b",
-                                                   "C_OpenSession", "slotID 1") +
-                                     ExtensiveLine(" DBG", testTime + " 00000117", leaving, "b", "C_Sign"));
-    }
-
-    const TestLog log;
-};
-
-std::size_t LineCount(const std::string& text)
-{
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
-} // namespace
+#include <vector>
 
 TEST_F(ProgramTest, PrintsTheFilesInTheirOrderWithTheirHeaders)
 {
     WriteSample();
-    const ToolRun run = RunTool(Quoted());
+    const ToolRun run = RunTool({Folder()});
     EXPECT_EQ(run.exitCode, 0);
     const auto login = run.output.find("C_Login");
     const auto session = run.output.find("DateTime: 2026-11-12 12:00:00");
@@ -60,40 +33,72 @@ TEST_F(ProgramTest, PrintsTheFilesInTheirOrderWithTheirHeaders)
 TEST_F(ProgramTest, PrintsOneFile)
 {
     WriteSample();
-    const ToolRun run = RunTool("'" + (log.Folder() / "Pkcs11_1.log").string() + "'");
+    const ToolRun run = RunTool({FileInLog("Pkcs11_1.log")});
     EXPECT_NE(run.output.find("C_Login"), std::string::npos);
     EXPECT_EQ(run.output.find("C_Sign"), std::string::npos);
+}
+
+TEST_F(ProgramTest, TakesAFolderWithASeparatorAtItsEnd)
+{
+    WriteSample();
+    const ToolRun run = RunTool({Folder() + "/"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_NE(run.output.find("C_Sign"), std::string::npos);
+}
+
+TEST_F(ProgramTest, TakesNamesOfAnyCharacters)
+{
+    const std::u8string name = u8"\u017D \u65E5";
+    const std::string text(name.begin(), name.end());
+    std::filesystem::create_directory(log.Folder() / name);
+    std::ofstream(log.Folder() / name / "Pkcs11.log", std::ios::binary) << PlainLine("INFO", testTime, text);
+    const ToolRun run = RunTool({Folder() + "/" + text});
+    EXPECT_EQ(run.exitCode, 0) << run.output;
+    EXPECT_NE(run.output.find("  " + text + "\n"), std::string::npos) << run.output;
+    EXPECT_NE(RunTool({Folder() + "/" + text + text}).output.find("in " + Folder()), std::string::npos);
+    EXPECT_NE(RunTool({Folder() + "/" + text + text}).output.find(text + text + "."), std::string::npos);
+}
+
+TEST_F(ProgramTest, ReadsStandardInput)
+{
+    WriteSample();
+    const auto finished =
+        softcard::test::RunProgramOn(FileInLog("Pkcs11.log"), {LOG_TOOL, "--level", "info", "-"});
+    EXPECT_EQ(finished.exitCode, 0) << finished.errors;
+    EXPECT_EQ(LineCount(finished.output), 1U) << finished.output;
 }
 
 TEST_F(ProgramTest, FiltersByLevelFunctionAndTime)
 {
     WriteSample();
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --level error").output), 1U);
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --level info").output), 2U);
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --function 'C_S*'").output), 2U);
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --function C_Sign --function C_Login").output), 4U);
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --since 2026-11-12").output), 3U);
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --until '2026-11-11 09:00:01'").output), 1U);
-    EXPECT_EQ(LineCount(RunTool(Quoted() + " --since 2026-11-11 --level error --function C_Login").output),
-              1U);
+    EXPECT_EQ(LineCount(RunTool({"--level", "error", Folder()}).output), 1U);
+    EXPECT_EQ(LineCount(RunTool({"--level", "info", Folder()}).output), 2U);
+    EXPECT_EQ(LineCount(RunTool({"--function", "C_S*", Folder()}).output), 2U);
+    EXPECT_EQ(LineCount(RunTool({"--function", "C_Sign", "--function", "C_Login", Folder()}).output), 4U);
+    EXPECT_EQ(LineCount(RunTool({"--since", "2026-11-12", Folder()}).output), 3U);
+    EXPECT_EQ(LineCount(RunTool({"--until", "2026-11-11 09:00:01", Folder()}).output), 1U);
+    EXPECT_EQ(
+        LineCount(
+            RunTool({"--since", "2026-11-11", "--level", "error", "--function", "C_Login", Folder()}).output),
+        1U);
 }
 
 TEST_F(ProgramTest, ListsCallsWithTheirTimes)
 {
     WriteSample();
-    const ToolRun run = RunTool("calls " + Quoted());
+    const ToolRun run = RunTool({"calls", Folder()});
     EXPECT_EQ(run.output,
               "   1000 ms  Wed Nov 11 09:00:01 2026 00000100  0xa  C_Login  a0 CKR_PIN_INCORRECT\n"
               "     17 ms  " +
                   testTime + " 00000100  0xb  C_Sign   0 CKR_OK\n");
-    EXPECT_EQ(LineCount(RunTool("calls --function C_Sign " + Quoted()).output), 1U);
-    EXPECT_EQ(LineCount(RunTool("calls --since 2026-11-12 " + Quoted()).output), 1U);
+    EXPECT_EQ(LineCount(RunTool({"calls", "--function", "C_Sign", Folder()}).output), 1U);
+    EXPECT_EQ(LineCount(RunTool({"calls", "--since", "2026-11-12", Folder()}).output), 1U);
 }
 
 TEST_F(ProgramTest, CallsOfALogWithoutFunctionsAreExplained)
 {
     log.Append("Pkcs11.log", PlainLine(" DBG", testTime, entering));
-    const ToolRun run = RunTool("calls " + Quoted());
+    const ToolRun run = RunTool({"calls", Folder()});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_NE(run.output.find("\"extensive\" in config.json"), std::string::npos);
 }
@@ -102,171 +107,75 @@ TEST_F(ProgramTest, JsonIsOneObjectPerLine)
 {
     WriteSample();
     log.Append("Pkcs11.log", PlainLine("INFO", testTime, "bad \xFF byte"));
-    std::istringstream lines(RunTool("--json " + Quoted()).output);
+    std::istringstream lines(RunTool({"--json", Folder()}).output);
     int framed = 0;
     for (std::string line; std::getline(lines, line);) {
         framed += nlohmann::json::parse(line).contains("level") ? 1 : 0;
     }
     EXPECT_EQ(framed, 6);
-    std::istringstream calls(RunTool("calls --json " + Quoted()).output);
+    std::istringstream calls(RunTool({"calls", "--json", Folder()}).output);
     std::string first;
     std::getline(calls, first);
     EXPECT_EQ(nlohmann::json::parse(first).at("duration"), 1000);
 }
 
-TEST_F(ProgramTest, TerminalGetsColoursAndItsWidth)
-{
-    log.Append("Pkcs11.log", PlainLine(" ERR", testTime, std::string(100, 'x')));
-    const ToolRun run = RunToolOnTerminal(Quoted(), 80, "NO_COLOR=");
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.output, "\x1b[31mERR   " + testTime + "  pkcs11_x64  " + std::string(36, 'x') + "\n" +
-                              std::string(44, ' ') + std::string(36, 'x') + "\n" + std::string(44, ' ') +
-                              std::string(28, 'x') + "\x1b[0m\n");
-}
-
-TEST_F(ProgramTest, ColoursCanBeChosen)
-{
-    log.Append("Pkcs11.log", PlainLine(" ERR", testTime, "x"));
-    const std::string escape = "\x1b[31m";
-    EXPECT_EQ(RunToolOnTerminal(Quoted(), 80, "NO_COLOR=1").output.find(escape), std::string::npos);
-    EXPECT_EQ(RunToolOnTerminal("--color never " + Quoted(), 80, "NO_COLOR=").output.find(escape),
-              std::string::npos);
-    EXPECT_EQ(RunToolOnTerminal("--color always " + Quoted(), 80, "NO_COLOR=1").output.find(escape), 0U);
-    EXPECT_EQ(RunTool("--color always " + Quoted()).output.find(escape), 0U);
-    EXPECT_EQ(RunTool("--color sometimes " + Quoted()).exitCode, 2);
-}
-
-TEST_F(ProgramTest, ControlCharactersOfALogDoNotReachATerminal)
-{
-    const std::string commands = "\x1b[2J\x7f\u009b2J\u202e";
-    log.Append("Pkcs11.log", Header("2026-11-12 12:00:00" + commands) +
-                                 ExtensiveLine("INFO", testTime, commands, commands, commands, commands));
-    for (const char* arguments : {"--color never ", "--color never --json ", "--color never calls "}) {
-        const ToolRun run = RunToolOnTerminal(arguments + Quoted(), 80, "");
-        EXPECT_EQ(run.exitCode, 0);
-        for (const char* command : {"\x1b", "\x7f", "\u009b", "\u202e"}) {
-            EXPECT_EQ(run.output.find(command), std::string::npos) << run.output;
-        }
-    }
-}
-
-TEST_F(ProgramTest, PipeAndDeviceInTheFolderAreLeftOut)
-{
-    WriteSample();
-    const auto fifo = log.Folder() / "Pkcs11_2.log";
-    const auto device = log.Folder() / "Pkcs11_3.log";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    std::filesystem::create_symlink("/dev/zero", device);
-    const ToolRun run = RunTool("--level error " + Quoted(), "timeout 60");
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_NE(run.output.find("C_Login"), std::string::npos);
-    EXPECT_NE(run.output.find(fifo.string() + " is no regular file and is left out."), std::string::npos);
-    EXPECT_NE(run.output.find(device.string() + " is no regular file and is left out."), std::string::npos);
-}
-
-TEST_F(ProgramTest, PathThatIsAPipeOrADeviceIsRefused)
-{
-    const auto fifo = log.Folder() / "fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    for (const std::string& path : {fifo.string(), std::string("/dev/zero")}) {
-        const ToolRun run = RunTool("'" + path + "'", "timeout 60");
-        EXPECT_EQ(run.exitCode, 1);
-        EXPECT_EQ(run.output, "tavrik-log: " + path + " is no regular file.\n");
-    }
-}
-
-TEST_F(ProgramTest, StandardInputIsReadWhateverItIs)
-{
-    WriteSample();
-    const std::string file = "'" + (log.Folder() / "Pkcs11.log").string() + "'";
-    for (const ToolRun& run :
-         {RunTool("--level info /dev/stdin", "cat " + file + " |"),
-          RunTool("--level info /dev/stdin <" + file), RunTool("--level info /dev/fd/5 5<" + file)}) {
-        EXPECT_EQ(run.exitCode, 0);
-        EXPECT_EQ(LineCount(run.output), 1U) << run.output;
-    }
-}
-
-TEST_F(ProgramTest, LineOfAnyLengthTakesLittleMemory)
-{
-    constexpr std::uintmax_t lineLength = std::uintmax_t{600} << 20U;
-    constexpr long memoryKilobytes = 300L << 10U; // room for a sanitizer's own
-    log.Append("Pkcs11.log", "");
-    std::filesystem::resize_file(log.Folder() / "Pkcs11.log", lineLength);
-    log.Append("Pkcs11.log", "\r\n" + PlainLine("INFO", testTime, "behind it"));
-    const ToolRun run = RunTool(Quoted(), "", "| tail -c 100");
-    EXPECT_TRUE(run.output.ends_with("? [cut]\nINFO  " + testTime + "  pkcs11_x64  behind it\n"))
-        << run.output;
-    rusage ended{};
-    ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &ended), 0);
-    EXPECT_LT(ended.ru_maxrss, memoryKilobytes);
-}
-
 TEST_F(ProgramTest, LineWithAShortDateIsOneWithoutAFrame)
 {
     log.Append("Pkcs11.log", "INFO; Thu Nov 1 12:10:02 2026; m; d\r\n" + PlainLine("INFO", testTime, "next"));
-    const ToolRun run = RunTool(Quoted());
+    const ToolRun run = RunTool({Folder()});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.output, "INFO; Thu Nov 1 12:10:02 2026; m; d\nINFO  " + testTime + "  pkcs11_x64  next\n");
-}
-
-TEST_F(ProgramTest, PipeWhoseReaderGoesEndsItQuietly)
-{
-    std::string many;
-    for (int count = 0; count < 20000; ++count) {
-        many += PlainLine("INFO", testTime, "line " + std::to_string(count));
-    }
-    log.Append("Pkcs11.log", many);
-    const ToolRun run = RunTool(Quoted(), "bash -o pipefail -c \"", "| head -n 1\"");
-    EXPECT_EQ(run.output, "INFO  " + testTime + "  pkcs11_x64  line 0\n");
-    EXPECT_EQ(run.exitCode, 0);
 }
 
 TEST_F(ProgramTest, DefaultIsTheFolderOfTheSoftwareCard)
 {
     std::filesystem::create_directory(log.Folder() / "state");
     log.Append("state/Pkcs11.log", PlainLine("INFO", testTime, "found"));
-    EXPECT_NE(RunTool("", "TAVRIK_HOME=" + Quoted()).output.find("found"), std::string::npos);
+    softcard::test::SetVariable("TAVRIK_HOME", log.Folder());
+    EXPECT_NE(RunTool({}).output.find("found"), std::string::npos);
+    softcard::test::UnsetVariable("TAVRIK_HOME");
 }
 
 TEST_F(ProgramTest, StemOfTheFilesCanBeChosen)
 {
     log.Append("Other.log", PlainLine("INFO", testTime, "other"));
-    EXPECT_NE(RunTool("--name Other " + Quoted()).output.find("other"), std::string::npos);
+    EXPECT_NE(RunTool({"--name", "Other", Folder()}).output.find("other"), std::string::npos);
 }
 
 TEST_F(ProgramTest, NoLogIsAFailureInOneSentence)
 {
-    const ToolRun run = RunTool(Quoted());
+    const ToolRun run = RunTool({Folder()});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.output, "tavrik-log: There is no log in " + log.Folder().string() + ".\n");
+    EXPECT_EQ(run.output, "tavrik-log: There is no log in " + Folder() + ".\n");
 }
 
 TEST_F(ProgramTest, BadArgumentsAreTold)
 {
-    for (const char* arguments :
-         {"--level loud", "--level 0", "--since tomorrow", "--until x", "--nothing", "calls --level info"}) {
+    const std::vector<std::vector<std::string>> bad = {{"--level", "loud"},     {"--level", "0"},
+                                                       {"--since", "tomorrow"}, {"--until", "x"},
+                                                       {"--nothing"},           {"calls", "--level", "info"}};
+    for (const std::vector<std::string>& arguments : bad) {
         const ToolRun run = RunTool(arguments);
-        EXPECT_EQ(run.exitCode, 2) << arguments;
+        EXPECT_EQ(run.exitCode, 2) << arguments.front() << " " << arguments.back();
         EXPECT_TRUE(run.output.starts_with("tavrik-log: ")) << run.output;
         EXPECT_EQ(LineCount(run.output), 1U) << run.output;
     }
-    EXPECT_EQ(RunTool("--help").exitCode, 0);
+    EXPECT_EQ(RunTool({"--help"}).exitCode, 0);
 }
 
 TEST_F(ProgramTest, FollowsAcrossARotationAndADeletion)
 {
     log.Append("Pkcs11.log", PlainLine("INFO", testTime, "first"));
-    FollowingTool tool(Quoted());
+    FollowingTool tool({Folder()});
     tool.ReadUntil("first\n");
     log.Append("Pkcs11.log", PlainLine("INFO", testTime, "second"));
     log.Rename("Pkcs11.log", "Pkcs11_1.log");
     log.Append("Pkcs11.log", Header("2026-11-12 13:00:00") + PlainLine("INFO", testTime, "third"));
     tool.ReadUntil("third\n");
-    log.Remove("Pkcs11.log");
+    log.RemoveAndAwait("Pkcs11.log");
     log.Append("Pkcs11.log", PlainLine("INFO", testTime, "fourth"));
     const std::string text = tool.ReadUntil("fourth\n");
-    EXPECT_EQ(tool.Interrupt(), 0);
+    EXPECT_EQ(tool.CloseReader(), 0);
     for (const char* word : {"first\n", "second\n", "third\n", "fourth\n"}) {
         const auto found = text.find(word);
         ASSERT_NE(found, std::string::npos) << word;
@@ -275,30 +184,52 @@ TEST_F(ProgramTest, FollowsAcrossARotationAndADeletion)
     EXPECT_LT(text.find("second"), text.find("third"));
 }
 
+// Each line once, and no more files than the library is told to keep: it is not held up by who reads them.
+TEST_F(ProgramTest, FollowsWhatTheLibraryWritesAndRetires)
+{
+    constexpr int lineCount = 150;
+    LogSettings settings;
+    settings.logDirectory = log.Folder().u16string() + u"/";
+    settings.logFileName = u"Pkcs11";
+    settings.rotationMode = 2; // by size
+    settings.maxFileSize = 1500;
+    settings.fileCount = 3;
+    Logger logger;
+    logger.Initialize(&settings);
+    FollowingTool tool({"--level", "error", Folder()});
+    for (int number = 1; number <= lineCount; ++number) {
+        std::string message = "line " + std::to_string(number) + ".";
+        message.push_back('\0');
+        logger.Emit(LogLevel_Error, message.data(), "C_Sign");
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    const std::string last = "line " + std::to_string(lineCount) + ".";
+    const std::string text = tool.ReadUntil(last);
+    EXPECT_EQ(tool.CloseReader(), 0);
+    for (int number = 1; number <= lineCount; ++number) {
+        const std::string line = "line " + std::to_string(number) + ".";
+        const auto found = text.find(line);
+        ASSERT_NE(found, std::string::npos) << line;
+        EXPECT_EQ(text.find(line, found + 1), std::string::npos) << line << " is shown twice";
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(log.Folder()), {}), settings.fileCount + 1);
+    constexpr std::uintmax_t sizeWithALateMove = 3000;
+    EXPECT_LT(std::filesystem::file_size(log.Folder() / "Pkcs11.log"), sizeWithALateMove);
+}
+
 TEST_F(ProgramTest, FollowsAFolderThatComesLater)
 {
-    FollowingTool tool("'" + (log.Folder() / "later").string() + "'");
+    FollowingTool tool({FileInLog("later")});
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     std::filesystem::create_directory(log.Folder() / "later");
     log.Append("later/Pkcs11.log", PlainLine("INFO", testTime, "there"));
     EXPECT_NE(tool.ReadUntil("there\n").find("there\n"), std::string::npos);
 }
 
-TEST_F(ProgramTest, FollowedCallsThatAreOpenAreShownAtTheEnd)
-{
-    log.Append("Pkcs11.log", ExtensiveLine(" DBG", testTime, entering, "a", "C_Login") +
-                                 ExtensiveLine(" DBG", testTime, leaving, "a", "C_Login") +
-                                 ExtensiveLine(" DBG", testTime, entering, "a", "C_Sign"));
-    FollowingTool tool("calls " + Quoted());
-    tool.ReadUntil("C_Login");
-    EXPECT_EQ(tool.Interrupt(), 0);
-    EXPECT_NE(tool.ReadUntil("C_Sign").find("C_Sign   no leaving line\n"), std::string::npos);
-}
-
 TEST_F(ProgramTest, FollowingEndsWhenItsReaderGoes)
 {
     log.Append("Pkcs11.log", PlainLine("INFO", testTime, "first"));
-    FollowingTool tool(Quoted());
+    FollowingTool tool({Folder()});
     tool.ReadUntil("first\n");
     EXPECT_EQ(tool.CloseReader(), 0) << "without anything more to write";
 }

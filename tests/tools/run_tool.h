@@ -1,29 +1,23 @@
 // Runs tavrik-log.
 #pragma once
 
+#include <memory>
 #include <string>
-
-#include <sys/types.h>
+#include <vector>
 
 struct ToolRun
 {
     int exitCode = -1;
-    std::string output; // standard output and standard error
+    std::string output; // standard output, and standard error behind it
 };
 
-// Through a shell, with the arguments as they would be typed; `before` stands in front of the program,
-// `behind` after the arguments.
-ToolRun RunTool(const std::string& arguments, const std::string& before = "", const std::string& behind = "");
+ToolRun RunTool(const std::vector<std::string>& arguments);
 
-// With a terminal of so many columns; "\r\n" is given as "\n".
-ToolRun RunToolOnTerminal(const std::string& arguments, unsigned short columns,
-                          const std::string& before = "");
-
-// Started with --follow and a pipe for its output. Interrupted and awaited at its end.
+// Started with --follow and a pipe for its output. Ended and awaited at its end.
 class FollowingTool
 {
 public:
-    explicit FollowingTool(const std::string& arguments);
+    explicit FollowingTool(std::vector<std::string> arguments);
     ~FollowingTool();
     FollowingTool(const FollowingTool&) = delete;
     FollowingTool& operator=(const FollowingTool&) = delete;
@@ -32,16 +26,15 @@ public:
     std::string ReadUntil(const std::string& text);
 
     // Ends it like a person at the keyboard and gives its exit code; the output that is left is then what
-    // ReadUntil gives.
+    // ReadUntil gives. On Linux only: Wine has no console without a terminal, and tests/windows/console_test.py interrupts
+    // it there.
     int Interrupt();
 
     // Closes the reading end of the pipe, and gives the exit code.
     int CloseReader();
 
 private:
-    int Await();
-
-    pid_t process = -1;
-    int reading = -1;
+    struct Running;
+    std::unique_ptr<Running> running;
     std::string output;
 };

@@ -1,6 +1,10 @@
 #include "tests/tools/test_log.h"
 
+#include "tests/support/eventually.h"
+
+#include <algorithm>
 #include <fstream>
+#include <stdexcept>
 
 void TestLog::Append(const std::string& name, const std::string& text) const
 {
@@ -15,6 +19,19 @@ void TestLog::Rename(const std::string& from, const std::string& to) const
 void TestLog::Remove(const std::string& name) const
 {
     std::filesystem::remove(Folder() / name);
+}
+
+void TestLog::RemoveAndAwait(const std::string& name) const
+{
+    Remove(name);
+    const auto isGone = [this, &name] {
+        const std::filesystem::directory_iterator entries(Folder());
+        return std::none_of(begin(entries), end(entries),
+                            [&name](const auto& entry) { return entry.path().filename() == name; });
+    };
+    if (!blackbox::Eventually(isGone)) {
+        throw std::runtime_error(name + " is still there");
+    }
 }
 
 std::string PlainLine(const std::string& level, const std::string& time, const std::string& description)

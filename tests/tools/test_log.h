@@ -18,6 +18,9 @@ public:
     void Rename(const std::string& from, const std::string& to) const;
     void Remove(const std::string& name) const;
 
+    // Until a file can have its name again, which on Windows who reads it puts off.
+    void RemoveAndAwait(const std::string& name) const;
+
 private:
     TemporaryFolder folder;
 };

@@ -22,8 +22,8 @@ def without_movements(text):
     return re.sub(rb"\x1b\[[?0-9;]*[a-zA-Z]", b"", text).replace(b" ", b"").decode()
 
 
-def run_at_console(command, folder, environment, code):
-    """Types the code when the prompt stands there; returns what was shown and the exit code."""
+def run_at_console(command, folder, environment, keys, prompt="BOK:"):
+    """Presses the keys when the prompt stands there; returns the bytes that were shown and the exit code."""
     child, terminal = pty.fork()
     if child == 0:
         os.chdir(folder)
@@ -37,13 +37,13 @@ def run_at_console(command, folder, environment, code):
                 shown += os.read(terminal, 4096)
             except OSError:  # the other end is closed
                 break
-        elif not typed and without_movements(shown).endswith("BOK:"):
-            os.write(terminal, code.encode() + b"\r")
+        elif not typed and without_movements(shown).rstrip().endswith(prompt):
+            os.write(terminal, keys.encode())
             typed = True
     else:
         os.kill(child, 9)
     status = os.waitpid(child, 0)[1]
-    return without_movements(shown), os.waitstatus_to_exitcode(status)
+    return shown, os.waitstatus_to_exitcode(status)
 
 
 def demand(holds, what, shown):
@@ -61,14 +61,24 @@ def main():
         subprocess.run(card_tool + ["insert", "anna"], env=environment, check=True)
         host = [run, "c_host.exe", "pkcs11_x64.dll", "", "finalize"]  # a code of no length has the card ask
 
-        shown, status = run_at_console(host, programs, environment, RIGHT_CODE)
+        shown, status = run_at_console(host, programs, environment, RIGHT_CODE + "\r")
+        shown = without_movements(shown)
         demand("logincode(BOK)ofthecard\"anna\"" in shown, "the card did not ask", shown)
         demand(status == 0 and "done" in shown, "the host did not sign", shown)
         demand(RIGHT_CODE not in shown, "the code was shown", shown)
 
-        shown, status = run_at_console(host, programs, environment, WRONG_CODE)
+        shown, status = run_at_console(host, programs, environment, WRONG_CODE + "\r")
+        shown = without_movements(shown)
         demand(status == 1 and "0xa0:C_Login" in shown, "a wrong code was not refused", shown)
         demand(WRONG_CODE not in shown, "the wrong code was shown", shown)
+
+        with open(f"{home}/Pkcs11.log", "w", encoding="utf-8", newline="") as log:
+            log.write(" ERR; Thu Nov 12 12:10:02 2026; m; wr\u00f6ng\r\n")
+        follow = [run, f"{programs}/tavrik-log.exe", "--follow", environment["TAVRIK_HOME"]]
+        shown, status = run_at_console(follow, programs, environment, "\x03", prompt="wr\u00f6ng")
+        demand(b"\x1b[31m" in shown, "tavrik-log has no colours", shown)
+        demand("wr\u00f6ng".encode() in shown, "tavrik-log writes no UTF-8", shown)
+        demand(status == 0, f"Ctrl+C is a failure to tavrik-log: {status}", shown)
 
 
 main()

@@ -1,10 +1,36 @@
 #include "tools/tavrik-log/line_filter.h"
 
 #include <algorithm>
-
-#include <fnmatch.h>
+#include <string_view>
 
 namespace logtool {
+namespace {
+
+// Whether a text is as the pattern says, in which * stands for any text and ? for any character.
+bool Matches(std::string_view pattern, std::string_view text)
+{
+    size_t place = 0;
+    size_t star = std::string_view::npos; // the last one that was met, which can stand for more
+    size_t behindStar = 0;                // what it stands for ends there in the text
+    size_t at = 0;
+    while (at < text.size()) {
+        if (place < pattern.size() && pattern[place] == '*') {
+            star = place++;
+            behindStar = at;
+        } else if (place < pattern.size() && (pattern[place] == '?' || pattern[place] == text[at])) {
+            ++place;
+            ++at;
+        } else if (star != std::string_view::npos) {
+            place = star + 1;
+            at = ++behindStar;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', place) == std::string_view::npos;
+}
+
+} // namespace
 
 bool LineFilter::ShowsTime(int file, const LogLine& line)
 {
@@ -29,9 +55,8 @@ bool LineFilter::ShowsTime(int file, const LogLine& line)
 bool LineFilter::ShowsFunction(const std::string& function) const
 {
     return choice.functions.empty() ||
-           std::any_of(choice.functions.begin(), choice.functions.end(), [&](const std::string& pattern) {
-               return fnmatch(pattern.c_str(), function.c_str(), 0) == 0;
-           });
+           std::any_of(choice.functions.begin(), choice.functions.end(),
+                       [&](const std::string& pattern) { return Matches(pattern, function); });
 }
 
 bool LineFilter::Shows(int file, const LogLine& line)

@@ -1,6 +1,8 @@
 #include "tools/tavrik-log/log_folder.h"
 
+#include "softcard/base/text.h"
 #include "softcard/system/user_directories.h"
+#include "tools/tavrik-log/system/log_file.h"
 
 #include <algorithm>
 #include <charconv>
@@ -43,6 +45,9 @@ std::filesystem::path DefaultFolder()
 
 std::vector<std::filesystem::path> ListLogFiles(const std::filesystem::path& path, const std::string& stem)
 {
+    if (NamesStream(path)) {
+        return {path};
+    }
     std::error_code missing;
     if (!std::filesystem::exists(path, missing)) {
         return {};
@@ -52,7 +57,7 @@ std::vector<std::filesystem::path> ListLogFiles(const std::filesystem::path& pat
     }
     std::vector<std::pair<uint64_t, std::filesystem::path>> numbered;
     for (const auto& entry : std::filesystem::directory_iterator(path)) {
-        if (const auto number = FileNumber(entry.path().filename().string(), stem)) {
+        if (const auto number = FileNumber(softcard::Utf8Of(entry.path().filename()), stem)) {
             numbered.emplace_back(*number, entry.path());
         }
     }

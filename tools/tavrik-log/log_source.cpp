@@ -1,17 +1,12 @@
 #include "tools/tavrik-log/log_source.h"
 
+#include "softcard/base/text.h"
 #include "tools/tavrik-log/log_folder.h"
 #include "tools/tavrik-log/log_line.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace logtool {
 namespace {
@@ -19,24 +14,6 @@ namespace {
 constexpr size_t chunkSize = 262144;
 static_assert(chunkSize <= longestReadLine, "a line that stands in a chunk is whole");
 constexpr int mostListings = 10;
-// So many deleted files stay open for what other processes still write there.
-constexpr size_t mostDeleted = 16;
-
-[[noreturn]] void ThrowSystemError(const std::string& what)
-{
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-struct stat StatusOf(int descriptor)
-{
-    struct stat status
-    {
-    };
-    if (fstat(descriptor, &status) != 0) {
-        ThrowSystemError("fstat");
-    }
-    return status;
-}
 
 std::string_view WithoutReturn(std::string_view line)
 {
@@ -66,13 +43,6 @@ void TakeLines(int file, std::string& begun, std::string_view text, const LogSou
     AppendWithinLimit(begun, text);
 }
 
-// Whether the path names a descriptor that this process was started with.
-bool NamesDescriptor(const std::filesystem::path& path)
-{
-    const std::string& text = path.native();
-    return text == "/dev/stdin" || text.starts_with("/dev/fd/") || text.starts_with("/proc/self/fd/");
-}
-
 } // namespace
 
 LogSource::LogSource(std::filesystem::path where, std::string fileStem)
@@ -80,17 +50,10 @@ LogSource::LogSource(std::filesystem::path where, std::string fileStem)
 {
 }
 
-LogSource::~LogSource()
-{
-    for (const auto& entry : files) {
-        close(entry.second.descriptor);
-    }
-}
-
 LogSource::Finding LogSource::LeaveOut(const std::filesystem::path& name)
 {
     if (name == path) {
-        throw std::runtime_error(name.string() + " is no regular file.");
+        throw std::runtime_error(softcard::Utf8Of(name) + " is no regular file.");
     }
     leftOut.insert(name);
     return Finding::leftOut;
@@ -99,41 +62,34 @@ LogSource::Finding LogSource::LeaveOut(const std::filesystem::path& name)
 // A file is looked at before it is opened, since to open a device can do something to it, and once more then.
 LogSource::Finding LogSource::TakeFile(const std::filesystem::path& name, size_t rank)
 {
-    struct stat status
-    {
-    };
-    if (stat(name.c_str(), &status) != 0) {
-        if (errno == ELOOP) {
-            return LeaveOut(name);
-        }
-        if (errno != ENOENT) {
-            ThrowSystemError(name.string());
-        }
+    const FileFacts there = LookAt(name);
+    if (there.kind == FileKind::missing) {
         return Finding::vanished;
     }
-    if (const auto known = files.find({status.st_dev, status.st_ino}); known != files.end()) {
+    if (const auto known = files.find(there.identity); known != files.end()) {
         known->second.rank = rank;
-        return Finding::known;
+        const Resumption resumption = known->second.opened->Resume(name);
+        if (resumption != Resumption::replaced) {
+            return resumption == Resumption::goesOn ? Finding::known : Finding::vanished;
+        }
+        files.erase(known);
     }
-    const bool anyKind = NamesDescriptor(name);
-    if (!anyKind && !S_ISREG(status.st_mode)) {
+    const bool anyKind = NamesStream(name);
+    if (!anyKind && there.kind != FileKind::regular) {
         return LeaveOut(name);
     }
-    const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | (anyKind ? 0 : O_NONBLOCK));
-    if (descriptor < 0) {
-        if (errno != ENOENT) {
-            ThrowSystemError(name.string());
-        }
+    std::unique_ptr<LogFile> file = LogFile::Open(name);
+    if (!file) {
         return Finding::vanished;
     }
-    status = StatusOf(descriptor);
-    const bool wanted = anyKind || S_ISREG(status.st_mode);
-    if (!wanted ||
-        !files.try_emplace({status.st_dev, status.st_ino}, OpenFile{descriptor, rank, 0, {}}).second) {
-        close(descriptor);
-        return wanted ? Finding::vanished : LeaveOut(name);
+    const FileFacts opened = file->Facts();
+    if (!anyKind && opened.kind != FileKind::regular) {
+        return LeaveOut(name);
     }
-    return Finding::opened;
+    const bool isNew =
+        files.try_emplace(opened.identity, OpenFile{std::move(file), nextNumber, rank, false, 0, {}}).second;
+    ++nextNumber;
+    return isNew ? Finding::opened : Finding::vanished;
 }
 
 // True when there were new files, or when one went away under the listing.
@@ -153,18 +109,14 @@ bool LogSource::TakeListing()
 
 void LogSource::ReadMore(OpenFile& file, const Sink& sink)
 {
-    if (S_ISREG(StatusOf(file.descriptor).st_mode) && StatusOf(file.descriptor).st_size < file.position) {
+    if (file.opened->Facts().kind == FileKind::regular && file.opened->Size() < file.position) {
         file.position = 0; // somebody emptied the file
         file.begun.clear();
-        lseek(file.descriptor, 0, SEEK_SET);
+        file.opened->GoToBegin();
     }
-    ssize_t length = 0;
-    while ((length = read(file.descriptor, chunk.data(), chunk.size())) > 0) {
+    for (size_t length = 0; (length = file.opened->Read(chunk)) > 0;) {
         file.position += length;
-        TakeLines(file.descriptor, file.begun, {chunk.data(), static_cast<size_t>(length)}, sink);
-    }
-    if (length < 0) {
-        ThrowSystemError(path.string());
+        TakeLines(file.number, file.begun, {chunk.data(), length}, sink);
     }
 }
 
@@ -172,8 +124,7 @@ void LogSource::CloseDeleted()
 {
     size_t deleted = 0;
     for (auto entry = files.begin(); entry != files.end();) {
-        if (StatusOf(entry->second.descriptor).st_nlink == 0 && ++deleted > mostDeleted) {
-            close(entry->second.descriptor);
+        if (entry->second.isDeleted && ++deleted > mostDeletedFiles) {
             entry = files.erase(entry);
         } else {
             ++entry;
@@ -188,12 +139,16 @@ void LogSource::Poll(const Sink& sink)
     }
     std::vector<OpenFile*> ordered;
     for (auto& entry : files) {
-        ordered.push_back(&entry.second);
+        if (entry.second.opened->IsOpen()) {
+            entry.second.isDeleted = entry.second.opened->IsDeleted(); // before it is read to its end
+            ordered.push_back(&entry.second);
+        }
     }
     std::stable_sort(ordered.begin(), ordered.end(),
                      [](const OpenFile* a, const OpenFile* b) { return a->rank < b->rank; });
     for (OpenFile* file : ordered) {
         ReadMore(*file, sink);
+        file->opened->Rest();
     }
     CloseDeleted();
 }
@@ -202,7 +157,7 @@ void LogSource::Finish(const Sink& sink)
 {
     for (auto& entry : files) {
         if (!entry.second.begun.empty()) {
-            sink(entry.second.descriptor, WithoutReturn(entry.second.begun));
+            sink(entry.second.number, WithoutReturn(entry.second.begun));
             entry.second.begun.clear();
         }
     }

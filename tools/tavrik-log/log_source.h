@@ -1,24 +1,26 @@
 // The lines of all log files of a folder, also while the library writes and rotates them.
 #pragma once
 
+#include "tools/tavrik-log/system/log_file.h"
+
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace logtool {
 
-// A file is known by its device and inode number and kept open. So a rename neither loses nor repeats a line,
-// what another process still appends to a retired file is seen, and the end of a deleted file can be read.
+// A file is known by its identity, and not by its name. So a rename neither loses nor repeats a line, and what another
+// process still appends to a retired file is seen. Where nobody minds, it is kept open, so that the end of a deleted file
+// can be read too.
 //
-// Only regular files are read, so that no pipe or device lets it wait or has no end; but a path that names an
-// open descriptor of this process (/dev/stdin, /dev/fd/N) is read whatever it is.
+// Only regular files are read, so that no pipe or device lets it wait or has no end; but a path that names what this
+// process was started with, such as its standard input, is read whatever it is.
 class LogSource
 {
 public:
@@ -27,13 +29,10 @@ public:
     using Sink = std::function<void(int file, std::string_view line)>;
 
     LogSource(std::filesystem::path where, std::string fileStem);
-    ~LogSource();
-    LogSource(const LogSource&) = delete;
-    LogSource& operator=(const LogSource&) = delete;
 
     // Gives the whole lines that came since the last call, those of older files first. Throws
-    // std::system_error when a file cannot be opened or read, and std::runtime_error when the path that was
-    // given is neither a folder nor a regular file.
+    // std::runtime_error when a file cannot be opened or read, or the path that was given is neither a folder nor
+    // a regular file.
     void Poll(const Sink& sink);
 
     // Gives what stands behind the last line ending of each file.
@@ -45,12 +44,13 @@ public:
     [[nodiscard]] const std::set<std::filesystem::path>& LeftOut() const { return leftOut; }
 
 private:
-    using Identity = std::pair<dev_t, ino_t>;
     struct OpenFile
     {
-        int descriptor;
+        std::unique_ptr<LogFile> opened;
+        int number;  // for the sink
         size_t rank; // place in the last listing; deleted files come first
-        off_t position = 0;
+        bool isDeleted = false;
+        uint64_t position = 0;
         std::string begun; // a line without its ending yet
     };
 
@@ -70,7 +70,8 @@ private:
 
     std::filesystem::path path;
     std::string stem;
-    std::map<Identity, OpenFile> files;
+    std::map<FileIdentity, OpenFile> files;
+    int nextNumber = 0;
     std::set<std::filesystem::path> leftOut;
     std::vector<char> chunk;
 };

@@ -1,5 +1,8 @@
 #include "tools/tavrik-log/log_time.h"
 
+#include "tools/tavrik-log/system/local_time.h"
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -11,7 +14,10 @@ constexpr size_t secondPlace = 17; // of the seconds' two digits in it
 constexpr size_t secondEnd = 19;
 constexpr size_t longestNumber = 19;
 constexpr std::string_view headerMark = "DateTime: ";
-constexpr const char* lineForm = "%a %b %d %H:%M:%S %Y";
+constexpr std::string_view lineForm = "a b d H:M:S Y";
+constexpr std::array<std::string_view, 7> days = {"sun", "mon", "tue", "wed", "thu", "fri", "sat"};
+constexpr std::array<std::string_view, 12> months = {"jan", "feb", "mar", "apr", "may", "jun",
+                                                     "jul", "aug", "sep", "oct", "nov", "dec"};
 
 std::optional<uint64_t> ParseNumber(std::string_view text)
 {
@@ -21,11 +27,94 @@ std::optional<uint64_t> ParseNumber(std::string_view text)
     return whole && text.size() <= longestNumber ? std::optional(number) : std::nullopt;
 }
 
-// The whole text must have the form. Fields that the form lacks stay as they are in `record`.
-std::optional<std::time_t> ParseDate(const std::string& text, const char* form, std::tm record)
+bool IsDigit(char c)
 {
-    const char* end = strptime(text.c_str(), form, &record);
-    if (end != text.c_str() + text.size()) { // a text of a log can have zeros in it
+    return c >= '0' && c <= '9';
+}
+
+void SkipBlanks(std::string_view& text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+}
+
+char Lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Takes one of the names, in either case, off the begin of a text.
+template <size_t count>
+bool TakeName(std::string_view& text, const std::array<std::string_view, count>& names, int& number)
+{
+    for (size_t index = 0; index < count; ++index) {
+        const std::string_view name = names[index];
+        if (text.size() >= name.size() && std::equal(name.begin(), name.end(), text.begin(),
+                                                     [](char a, char b) { return a == Lower(b); })) {
+            text.remove_prefix(name.size());
+            number = static_cast<int>(index);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Takes a number of so many digits at most, with blanks in front, off the begin of a text.
+bool TakeNumber(std::string_view& text, size_t mostDigits, int least, int most, int& number)
+{
+    SkipBlanks(text);
+    size_t digits = 0;
+    number = 0;
+    for (; digits < mostDigits && digits < text.size() && IsDigit(text[digits]); ++digits) {
+        number = number * 10 + (text[digits] - '0');
+    }
+    text.remove_prefix(digits);
+    return digits > 0 && number >= least && number <= most;
+}
+
+// One letter of a form, which stands for a part of a date; a blank for any number of them, and any other character for itself.
+bool TakePart(std::string_view& text, char part, std::tm& record)
+{
+    constexpr int firstYear = 1900;
+    constexpr int lastYear = 9999;
+    int number = 0;
+    bool taken = false;
+    switch (part) {
+    case 'a':
+        return TakeName(text, days, number); // the date itself says which day it is
+    case 'b':
+        return TakeName(text, months, record.tm_mon);
+    case 'd':
+        return TakeNumber(text, 2, 1, 31, record.tm_mday);
+    case 'H':
+        return TakeNumber(text, 2, 0, 23, record.tm_hour);
+    case 'M':
+        return TakeNumber(text, 2, 0, 59, record.tm_min);
+    case 'S':
+        return TakeNumber(text, 2, 0, 60, record.tm_sec);
+    case 'm':
+        taken = TakeNumber(text, 2, 1, 12, number);
+        record.tm_mon = number - 1;
+        return taken;
+    case 'Y':
+        taken = TakeNumber(text, 4, firstYear, lastYear, number);
+        record.tm_year = number - firstYear;
+        return taken;
+    case ' ':
+        SkipBlanks(text);
+        return true;
+    default:
+        taken = text.starts_with(part);
+        text.remove_prefix(taken ? 1 : 0);
+        return taken;
+    }
+}
+
+// The whole text must have the form. Fields that the form lacks stay as they are in `record`.
+std::optional<std::time_t> ParseDate(std::string_view text, std::string_view form, std::tm record)
+{
+    const bool has = std::all_of(form.begin(), form.end(),
+                                 [&text, &record](char part) { return TakePart(text, part, record); });
+    if (!has || !text.empty()) {
         return std::nullopt;
     }
     record.tm_isdst = -1;
@@ -44,7 +133,7 @@ std::optional<int> SecondOf(std::string_view text)
     }
     for (size_t index = 0; index < shape.size(); ++index) {
         const char c = text[index];
-        const bool digit = c >= '0' && c <= '9';
+        const bool digit = IsDigit(c);
         const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
         const char wanted = shape[index];
         if (!(wanted == 'a'   ? letter
@@ -83,7 +172,7 @@ std::optional<std::time_t> TimeReader::ReadDate(std::string_view text)
         text.substr(secondEnd) == std::string_view(minute).substr(secondEnd)) {
         return minuteBegin + *second == -1 ? std::nullopt : std::optional(minuteBegin + *second);
     }
-    const auto time = ParseDate(std::string(text), lineForm, {});
+    const auto time = ParseDate(text, lineForm, {});
     if (time && second) {
         minute = text;
         minuteBegin = *time - *second;
@@ -125,20 +214,19 @@ std::optional<std::time_t> ParseHeaderTime(std::string_view line)
     if (mark == std::string_view::npos) {
         return std::nullopt;
     }
-    return ParseDate(std::string(line.substr(mark + headerMark.size())), "%Y-%m-%d %H:%M:%S", {});
+    return ParseDate(line.substr(mark + headerMark.size()), "Y-m-d H:M:S", {});
 }
 
 std::optional<std::time_t> ParseTimeArgument(const std::string& text, std::time_t now)
 {
-    for (const char* form : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%d"}) {
+    for (const char* form : {"Y-m-d H:M:S", "Y-m-dTH:M:S", "Y-m-d H:M", "Y-m-d"}) {
         if (const auto time = ParseDate(text, form, {})) {
             return time;
         }
     }
-    std::tm today{};
-    localtime_r(&now, &today);
+    std::tm today = LocalTime(now);
     today.tm_sec = 0;
-    for (const char* form : {"%H:%M:%S", "%H:%M"}) {
+    for (const char* form : {"H:M:S", "H:M"}) {
         if (const auto time = ParseDate(text, form, today)) {
             return time;
         }
@@ -148,8 +236,7 @@ std::optional<std::time_t> ParseTimeArgument(const std::string& text, std::time_
 
 std::string IsoTime(std::time_t time)
 {
-    std::tm record{};
-    localtime_r(&time, &record);
+    const std::tm record = LocalTime(time);
     std::array<char, 32> text{};
     const size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &record);
     return {text.data(), length};

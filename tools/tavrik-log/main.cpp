@@ -2,24 +2,28 @@
 //
 // Exit codes: 0 done, 1 there is no log or it cannot be read, 2 bad arguments. Every failure is told in one
 // sentence on the standard error.
+#include "softcard/base/text.h"
+#include "softcard/system/environment.h"
 #include "tools/command_line/description.h"
+#include "tools/command_line/system/program_start.h"
 #include "tools/tavrik-log/call_list.h"
 #include "tools/tavrik-log/line_filter.h"
 #include "tools/tavrik-log/log_folder.h"
 #include "tools/tavrik-log/log_source.h"
-#include "tools/tavrik-log/output.h"
 #include "tools/tavrik-log/printer.h"
+#include "tools/tavrik-log/system/interruption.h"
+#include "tools/tavrik-log/system/log_file.h"
+#include "tools/tavrik-log/system/output.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>
-#include <csignal>
-#include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -31,8 +35,6 @@ constexpr int exitBadArguments = 2;
 constexpr int pollMilliseconds = 50;
 constexpr std::array levels{Level::error, Level::warning, Level::info, Level::debug};
 constexpr size_t blockSize = 65536; // what is gathered before it is written
-
-volatile std::sig_atomic_t interrupted = 0;
 
 // One sentence on the standard error. Names in it may hold any characters.
 void Tell(const std::string& text)
@@ -113,9 +115,10 @@ std::optional<std::time_t> TimeArgument(const char* option, const std::string& t
     return time;
 }
 
-void Parse(CLI::App& app, Arguments& arguments, int count, char** values)
+void Parse(CLI::App& app, Arguments& arguments, std::vector<std::string> words)
 {
-    app.parse(count, values);
+    std::reverse(words.begin(), words.end()); // as the parser wants them
+    app.parse(std::move(words));
     arguments.filter.level = LevelArgument(arguments.level);
     arguments.filter.since = TimeArgument("--since", arguments.since);
     arguments.filter.until = TimeArgument("--until", arguments.until);
@@ -124,15 +127,14 @@ void Parse(CLI::App& app, Arguments& arguments, int count, char** values)
     }
 }
 
-PrintChoice ChoosePrint(const Arguments& arguments)
+PrintChoice ChoosePrint(const Arguments& arguments, const Terminal& terminal)
 {
     PrintChoice choice;
     choice.json = arguments.json;
-    choice.terminal = OutputIsTerminal();
-    const char* noColour = secure_getenv("NO_COLOR");
-    const bool wanted = choice.terminal && (noColour == nullptr || *noColour == '\0');
+    choice.terminal = terminal.IsThere();
+    const bool wanted = terminal.TakesColours() && softcard::PathFromEnvironment("NO_COLOR").empty();
     choice.colour = arguments.colour == "always" || (arguments.colour == "auto" && wanted);
-    choice.width = choice.terminal ? TerminalWidth() : 0;
+    choice.width = terminal.Width();
     return choice;
 }
 
@@ -141,7 +143,7 @@ class View
 {
 public:
     explicit View(const Arguments& arguments)
-        : calls(arguments.calls), filter(arguments.filter), printer(ChoosePrint(arguments))
+        : calls(arguments.calls), filter(arguments.filter), printer(ChoosePrint(arguments, terminal))
     {
     }
 
@@ -196,6 +198,7 @@ private:
         }
     }
 
+    Terminal terminal;
     bool calls;
     LineReader reader;
     LineFilter filter;
@@ -204,35 +207,39 @@ private:
     std::string gathered;
 };
 
-// An interrupt is how following ends, and not a failure.
-void EndFollowingOnSignals()
+// "-" is the standard input. A folder's path may end with a separator, as shells complete it.
+std::filesystem::path PathOfLog(const std::string& argument)
 {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        static_cast<void>(std::signal(signal, [](int) { interrupted = 1; }));
+    if (argument.empty()) {
+        return DefaultFolder();
     }
+    if (argument == "-") {
+        return StandardInputPath();
+    }
+    const std::filesystem::path path = softcard::PathOf(argument);
+    return path.has_filename() ? path : path.parent_path();
 }
 
 int Run(const Arguments& arguments)
 {
-    const std::filesystem::path path =
-        arguments.path.empty() ? DefaultFolder() : std::filesystem::path(arguments.path);
+    const std::filesystem::path path = PathOfLog(arguments.path);
     LogSource source(path, arguments.stem);
     View view(arguments);
     const auto take = [&view](int file, std::string_view line) { view.Take(file, line); };
     if (arguments.follow) {
-        EndFollowingOnSignals();
+        TakeInterruptions(); // an interrupt is how following ends, and not a failure
     }
     source.Poll(take);
-    while (arguments.follow && interrupted == 0) {
+    while (arguments.follow && !IsInterrupted()) {
         view.Flush();
         WaitForReader(pollMilliseconds);
         source.Poll(take);
     }
     for (const std::filesystem::path& other : source.LeftOut()) {
-        Tell(other.string() + " is no regular file and is left out.");
+        Tell(softcard::Utf8Of(other) + " is no regular file and is left out.");
     }
     if (!source.FoundFiles()) {
-        Tell("There is no log in " + path.string() + ".");
+        Tell("There is no log in " + softcard::Utf8Of(path) + ".");
         return exitNoLog;
     }
     source.Finish(take);
@@ -240,16 +247,16 @@ int Run(const Arguments& arguments)
     return 0;
 }
 
-int ParseAndRun(int count, char** values)
+int ParseAndRun(std::vector<std::string> words)
 {
     CLI::App app("Shows the library's log files, the oldest lines first", "tavrik-log");
     Arguments arguments;
     AddOptions(app, arguments);
-    if (command_line::DescribeOnRequest(app, {values + std::min(count, 1), values + count})) {
+    if (command_line::DescribeOnRequest(app, words)) {
         return 0;
     }
     try {
-        Parse(app, arguments, count, values);
+        Parse(app, arguments, std::move(words));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error);
@@ -264,14 +271,13 @@ int ParseAndRun(int count, char** values)
 
 int main(int argumentCount, char** argumentValues)
 {
-    static_cast<void>(
-        std::signal(SIGPIPE, SIG_IGN)); // a write then fails, and that is told apart from other failures
+    LetWritesFail(); // which is told apart from other failures
     try {
-        return ParseAndRun(argumentCount, argumentValues);
+        return ParseAndRun(command_line::StartProgram(argumentCount, argumentValues));
     } catch (const ReaderGone&) {
         return 0;
     } catch (const std::filesystem::filesystem_error& error) {
-        Tell(error.path1().string() + ": " + error.code().message());
+        Tell(softcard::Utf8Of(error.path1()) + ": " + error.code().message());
         return exitNoLog;
     } catch (const std::exception& error) {
         Tell(error.what());

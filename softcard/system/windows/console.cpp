@@ -1,9 +1,24 @@
 #include "softcard/system/windows/console.h"
 
-#include <array>
+#include <atomic>
 
 namespace softcard {
 namespace {
+
+// The console that shows nothing at the moment and its mode before, for a process that is ended meanwhile.
+std::atomic<HANDLE> silenced{nullptr};
+std::atomic<DWORD> modeBefore{0};
+
+// Ctrl+C, Ctrl+Break and the closing of the window end the process unless its own handlers say otherwise, on a thread of the
+// system's: they come after this one.
+BOOL WINAPI GiveBackEcho(DWORD /*event*/)
+{
+    HANDLE console = silenced.exchange(nullptr);
+    if (console != nullptr) {
+        SetConsoleMode(console, modeBefore);
+    }
+    return FALSE;
+}
 
 class SilentConsole
 {
@@ -11,10 +26,18 @@ public:
     explicit SilentConsole(HANDLE shown) : console(shown)
     {
         GetConsoleMode(console, &before);
+        modeBefore = before;
+        silenced = console;
+        SetConsoleCtrlHandler(GiveBackEcho, TRUE); // in front of all others
         SetConsoleMode(console, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT);
     }
 
-    ~SilentConsole() { SetConsoleMode(console, before); }
+    ~SilentConsole()
+    {
+        SetConsoleMode(console, before);
+        silenced = nullptr;
+        SetConsoleCtrlHandler(GiveBackEcho, FALSE);
+    }
 
     SilentConsole(const SilentConsole&) = delete;
     SilentConsole& operator=(const SilentConsole&) = delete;

@@ -173,8 +173,10 @@ ImportedKey ParseKey(const std::string& certificates, const std::function<std::s
         const SecretString keyText(readKeyFile());
         pair = ReadPem(certificates, keyText.text, askPassword);
     }
-    if (!pair.key || !pair.certificate ||
-        X509_check_private_key(pair.certificate.get(), pair.key.get()) != 1) {
+    if (!pair.key) {
+        Refuse("There is no private key in the file.");
+    }
+    if (!pair.certificate || X509_check_private_key(pair.certificate.get(), pair.key.get()) != 1) {
         Refuse("There is no certificate for the private key.");
     }
     ImportedKey imported{ConvertKey(pair.key.get()), ConvertCertificate(pair.certificate.get())};

@@ -1,15 +1,16 @@
-// With Botan, which knows PEM and DER: PKCS#8 for keys, encrypted or not, and PKCS#1 in clear.
+// With Botan, which knows PEM and DER: PKCS#8 for keys, encrypted or not, and PKCS#1 in clear; and bundles.
 #include "tools/tavrik-card/system/key_parser.h"
 
 #include "softcard/base/store_error.h"
+#include "tools/tavrik-card/system/windows/key_bundle.h"
+#include "tools/tavrik-card/system/windows/password_encryption.h"
 
 #include <botan/ber_dec.h>
-#include <botan/data_src.h>
 #include <botan/pem.h>
-#include <botan/pkcs8.h>
+#include <botan/rsa.h>
 #include <botan/x509cert.h>
 
-#include <optional>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -20,7 +21,6 @@ struct PemBlock
 {
     std::string label;
     SecretBytes content;
-    std::string_view text; // with its frame
 };
 
 [[noreturn]] void Refuse(const std::string& sentence)
@@ -42,9 +42,9 @@ std::vector<PemBlock> PemBlocksOf(std::string_view text)
         if (end == std::string_view::npos) {
             break;
         }
-        PemBlock block{label, {}, text.substr(start, end + last.size() - start)};
+        PemBlock block{label, {}};
         try {
-            const SecretString framed{std::string(block.text)};
+            const SecretString framed{std::string(text.substr(start, end + last.size() - start))};
             std::string decodedLabel;
             block.content = Botan::PEM_Code::decode(framed.text, decodedLabel);
         } catch (const Botan::Exception&) {
@@ -61,45 +61,47 @@ SecretBytes BytesOf(std::string_view text)
     return {text.begin(), text.end()};
 }
 
-// PKCS#12 begins with its version, which is 3.
-bool IsBundle(const std::string& content)
+using RsaKey = std::unique_ptr<Botan::RSA_PrivateKey>;
+
+constexpr char noKey[] = "There is no private key that can be read, or the password is wrong.";
+
+// A key of another kind is refused. Throws Botan::Exception for what is no key.
+RsaKey LoadPkcs8(const SecretBytes& der)
 {
-    try {
-        size_t version = 0;
-        Botan::BER_Decoder(reinterpret_cast<const uint8_t*>(content.data()), content.size())
-            .start_cons(Botan::SEQUENCE)
-            .decode(version);
-        return version == 3;
-    } catch (const Botan::Exception&) {
-        return false;
+    size_t version = 0;
+    Botan::AlgorithmIdentifier algorithm;
+    SecretBytes key;
+    Botan::BER_Decoder(der)
+        .start_cons(Botan::SEQUENCE)
+        .decode(version)
+        .decode(algorithm)
+        .decode(key, Botan::OCTET_STRING);
+    if (algorithm.get_oid().to_string() != "1.2.840.113549.1.1.1") {
+        Refuse("The private key is not an RSA key.");
     }
+    return std::make_unique<Botan::RSA_PrivateKey>(algorithm, key);
 }
 
-std::unique_ptr<Botan::Private_Key> LoadPkcs8(const SecretBytes& der)
+RsaKey LoadEncrypted(const SecretBytes& der, const AskPassword& askPassword)
 {
-    Botan::DataSource_Memory source(der);
-    return Botan::PKCS8::load_key(source);
-}
-
-std::unique_ptr<Botan::Private_Key> LoadEncrypted(const SecretBytes& bytes, const AskPassword& askPassword)
-{
-    Botan::DataSource_Memory source(bytes);
-    return Botan::PKCS8::load_key(source, [&askPassword] {
-        const SecretText password = askPassword();
-        return std::string(password.begin(), password.end());
-    });
+    Botan::AlgorithmIdentifier algorithm;
+    std::vector<uint8_t> encrypted;
+    Botan::BER_Decoder(der)
+        .start_cons(Botan::SEQUENCE)
+        .decode(algorithm)
+        .decode(encrypted, Botan::OCTET_STRING);
+    return LoadPkcs8(Decrypt(algorithm, encrypted, askPassword(), NoPassword::isEmpty));
 }
 
 // The first private key among the blocks.
-std::unique_ptr<Botan::Private_Key> LoadFromPem(const std::vector<PemBlock>& blocks,
-                                                const AskPassword& askPassword)
+RsaKey LoadFromPem(const std::vector<PemBlock>& blocks, const AskPassword& askPassword)
 {
     for (const PemBlock& block : blocks) {
         if (block.label == "PRIVATE KEY") {
             return LoadPkcs8(block.content);
         }
         if (block.label == "ENCRYPTED PRIVATE KEY") {
-            return LoadEncrypted(BytesOf(block.text), askPassword);
+            return LoadEncrypted(block.content, askPassword);
         }
         if (block.label == "RSA PRIVATE KEY") {
             if (block.content.empty()) {
@@ -108,27 +110,17 @@ std::unique_ptr<Botan::Private_Key> LoadFromPem(const std::vector<PemBlock>& blo
             return std::make_unique<Botan::RSA_PrivateKey>(Botan::AlgorithmIdentifier(), block.content);
         }
     }
-    return nullptr;
+    Refuse(noKey);
 }
 
-std::unique_ptr<Botan::RSA_PrivateKey> LoadKey(const std::string& content, const AskPassword& askPassword)
+RsaKey LoadKey(const std::string& content, const AskPassword& askPassword)
 {
-    std::unique_ptr<Botan::Private_Key> loaded;
     try {
         const auto blocks = PemBlocksOf(content);
-        loaded = blocks.empty() ? LoadPkcs8(BytesOf(content)) : LoadFromPem(blocks, askPassword);
+        return blocks.empty() ? LoadPkcs8(BytesOf(content)) : LoadFromPem(blocks, askPassword);
     } catch (const Botan::Exception&) {
-        loaded.reset();
+        Refuse(noKey);
     }
-    if (!loaded) {
-        Refuse("There is no private key that can be read, or the password is wrong.");
-    }
-    auto* rsaKey = dynamic_cast<Botan::RSA_PrivateKey*>(loaded.get());
-    if (rsaKey == nullptr) {
-        Refuse("The private key is not an RSA key.");
-    }
-    (void)loaded.release();
-    return std::unique_ptr<Botan::RSA_PrivateKey>(rsaKey);
 }
 
 // The content of each certificate; a file without frames is one.
@@ -157,22 +149,39 @@ bool IsFor(const SecretBytes& der, const Botan::RSA_PrivateKey& key)
     }
 }
 
-} // namespace
-
-ImportedKey ParseKey(const std::string& certificates, const std::function<std::string()>& readKeyFile,
-                     const AskPassword& askPassword)
+ImportedKey Paired(RsaKey key, const std::vector<SecretBytes>& certificates)
 {
-    if (IsBundle(certificates)) {
-        Refuse("A PKCS#12 file cannot be imported on Windows; its key and its certificate can, as PEM.");
-    }
-    const SecretString keyText(readKeyFile());
-    auto key = LoadKey(keyText.text, askPassword);
-    for (const SecretBytes& der : CertificatesOf(certificates)) {
+    for (const SecretBytes& der : certificates) {
         if (IsFor(der, *key)) {
             return {std::move(key), {der.begin(), der.end()}};
         }
     }
     Refuse("There is no certificate for the private key.");
+}
+
+ImportedKey ParseBundle(const std::string& content, const AskPassword& askPassword)
+{
+    const KeyBundle bundle = OpenKeyBundle(content, askPassword);
+    if (bundle.keys.empty()) {
+        Refuse("There is no private key in the file.");
+    }
+    try {
+        return Paired(LoadPkcs8(bundle.keys.front()), bundle.certificates);
+    } catch (const Botan::Exception&) {
+        Refuse("The private key cannot be read.");
+    }
+}
+
+} // namespace
+
+ImportedKey ParseKey(const std::string& certificates, const std::function<std::string()>& readKeyFile,
+                     const AskPassword& askPassword)
+{
+    if (IsKeyBundle(certificates)) {
+        return ParseBundle(certificates, askPassword);
+    }
+    const SecretString keyText(readKeyFile());
+    return Paired(LoadKey(keyText.text, askPassword), CertificatesOf(certificates));
 }
 
 } // namespace softcard

@@ -1,6 +1,7 @@
-#include "tools/tavrik-log/output.h"
+#include "tools/tavrik-log/system/output.h"
 
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 
 #include <poll.h>
@@ -8,6 +9,11 @@
 #include <unistd.h>
 
 namespace logtool {
+
+void LetWritesFail()
+{
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+}
 
 void WriteOut(std::string_view text)
 {
@@ -31,15 +37,12 @@ void WaitForReader(int milliseconds)
     }
 }
 
-bool OutputIsTerminal()
-{
-    return isatty(STDOUT_FILENO) == 1;
-}
-
-size_t TerminalWidth()
+Terminal::Terminal() : isThere(isatty(STDOUT_FILENO) == 1), takesColours(isThere)
 {
     winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+    width = isThere && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
+
+Terminal::~Terminal() = default;
 
 } // namespace logtool
