@@ -1,8 +1,9 @@
-# For the scripts that make something for 64-bit Windows, which Debian has no package of, out of a source package of
+# For the scripts that make something for 64-bit Windows, which Debian has no package of, out of source packages of
 # Debian's, with Debian's MinGW-w64. Such a script has one argument, the output folder; it sources this file and sets
 #   title    what its messages begin with
 #   made     the paths below the output folder that are there in the end
-# defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls make_once.
+# defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls make_once or
+# make_once_from_release.
 # shellcheck shell=bash
 # shellcheck disable=SC2154 # title and made are the script's
 
@@ -47,36 +48,46 @@ step() { # TEXT COMMAND...
     fi
 }
 
-# One deb-src line for each place that the machine gets this release's packages from.
-write_sources() {
-    local codename
-    codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
-    apt-get indextargets --format "\$(RELEASE) \$(COMPONENT) \$(REPO_URI)" 'Created-By: Packages' |
-        awk -v codename="$codename" -v keyring="$keyring" '
-            ($1 == codename || $1 == codename "-updates" || $1 == codename "-security") && $2 == "main" {
-                print "deb-src [signed-by=" keyring "] " $3 " " $1 " main"
-            }' | sort -u >"$work/sources.list"
-    [ -s "$work/sources.list" ] || { echo "apt has no source of Debian's packages of $codename"; return 1; }
+codename_of_machine() {
+    sed -n 's/^VERSION_CODENAME=//p' /etc/os-release
 }
 
-# The list of sources is signed and has the checksums of the package's files; apt-get checks both. The signature of the
+# One deb-src line for each place that the machine gets its own release's packages from, with the named release.
+write_sources() { # CODENAME
+    local own
+    own=$(codename_of_machine)
+    apt-get indextargets --format "\$(RELEASE) \$(COMPONENT) \$(REPO_URI)" 'Created-By: Packages' |
+        awk -v own="$own" -v wanted="$1" -v keyring="$keyring" '
+            ($1 == own || $1 == own "-updates" || $1 == own "-security") && $2 == "main" {
+                print "deb-src [signed-by=" keyring "] " $3 " " wanted substr($1, length(own) + 1) " main"
+            }' | sort -u >"$work/sources.list"
+    [ -s "$work/sources.list" ] || { echo "apt has no source of Debian's packages of $own"; return 1; }
+}
+
+# The list of sources is signed and has the checksums of the packages' files; apt-get checks both. The signature of a
 # package's uploader adds nothing to that, and its key need not be installed.
-fetch() { # SOURCE_PACKAGE VERSION
-    write_sources && mkdir -p "$work/lists/partial" "$work/cache/archives/partial" &&
+fetch() { # CODENAME SOURCE_PACKAGE... [OPTION]...
+    write_sources "$1" && mkdir -p "$work/lists/partial" "$work/cache/archives/partial" &&
         apt-get "${apt_options[@]}" update &&
-        (cd "$work" && apt-get "${apt_options[@]}" --download-only source "$1=$2")
+        (cd "$work" && apt-get "${apt_options[@]}" --download-only source "${@:2}")
 }
 
 unpack() { # SOURCE_PACKAGE
     dpkg-source --no-check --extract "$work/$1"_*.dsc "$source"
 }
 
-# What was made of the same version by the same script stays as it is. The version is that of an installed package of the
-# same sources, so that both systems get the same.
-make_once() { # SOURCE_PACKAGE INSTALLED_PACKAGE
-    local version identity
-    version=$(dpkg-query --show --showformat='${source:Version}' "$2")
-    identity="$1 $version, scripts $(cat "$0" "${BASH_SOURCE[0]}" | sha256sum | cut -d ' ' -f 1)"
+unpack_tarballs() { # SOURCE_PACKAGE...
+    local package
+    for package in "$@"; do
+        mkdir -p "$source/$package" &&
+            tar --extract --file "$work/$package"_*.orig.tar.* --directory "$source/$package" --strip-components=1 || return 1
+    done
+}
+
+# What was made of the same by the same script stays as it is.
+make_unless_made() { # OF_WHAT COMMAND... that gets the sources
+    local identity
+    identity="$1, scripts $(cat "$0" "${BASH_SOURCE[0]}" | sha256sum | cut -d ' ' -f 1)"
     if is_complete "$identity"; then
         return
     fi
@@ -89,10 +100,31 @@ make_once() { # SOURCE_PACKAGE INSTALLED_PACKAGE
     fi
     rm -rf "$stamp" "$log" "$work" "${made[@]/#/$output/}"
     mkdir -p "$work"
-    step "getting Debian's sources of $version" fetch "$1" "$version"
-    step "unpacking them" unpack "$1"
+    "${@:2}"
     make_it
     rm -rf "$work"
     echo "$identity" >"$stamp"
     is_complete "$identity"
+}
+
+get_package() { # SOURCE_PACKAGE VERSION
+    step "getting Debian's sources of $2" fetch "$(codename_of_machine)" "$1=$2"
+    step "unpacking them" unpack "$1"
+}
+
+get_tarballs() { # CODENAME SOURCE_PACKAGE...
+    step "getting the sources of Debian's $1" fetch "$@" --tar-only
+    step "unpacking them" unpack_tarballs "${@:2}"
+}
+
+# With the version of an installed package of the same sources, so that both systems get the same.
+make_once() { # SOURCE_PACKAGE INSTALLED_PACKAGE
+    local version
+    version=$(dpkg-query --show --showformat='${source:Version}' "$2")
+    make_unless_made "$1 $version" get_package "$1" "$version"
+}
+
+# With what another release of Debian has, as its authors have published it, in a folder of each package's name.
+make_once_from_release() { # CODENAME SOURCE_PACKAGE...
+    make_unless_made "$*" get_tarballs "$@"
 }

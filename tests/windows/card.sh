@@ -1,13 +1,14 @@
 # For the tests of Windows' clients, which source it, as ../clients/card.sh is for Linux: a folder of the test's own that
 # goes with it, with a software card in a reader.
-#   CLIENT_test.sh RUN_UNDER_WINE FOLDER_OF_THE_LIBRARY FOLDER_OF_CLIENTS
+#   CLIENT_test.sh RUN_UNDER_WINE FOLDER_OF_THE_LIBRARY FOLDER_OF_OPENSC FOLDER_OF_P11_KIT
 # shellcheck shell=bash
 set -euo pipefail
 
 run=$1
 programs=$2
-# shellcheck disable=SC2034 # the tests use it
-clients=$3
+opensc=$3
+# shellcheck disable=SC2034 # its test uses it
+p11_kit=$4
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -34,3 +35,23 @@ chmod +x "$card_tool"
 "$card_tool" new anna --subject "Anna" --bok 123456 --pin 654321 >/dev/null
 "$card_tool" insert anna >/dev/null
 echo "one hundred and twelve euros" >document
+
+# OpenSC's tool, with the module that $module names.
+tool() {
+    # shellcheck disable=SC2154 # the tests set it
+    "$run" "$opensc/bin/pkcs11-tool.exe" --module "$module" "$@" 2>&1
+}
+
+# What a client says is of interest only when it fails.
+quietly() { # COMMAND...
+    "$@" >said || { cat said; return 1; }
+}
+
+tries_left() {
+    "$card_tool" list | cut -f 3
+}
+
+# Has OpenSSL verify what a client has signed, with the public key that the test has put into FAMILY.pub.
+expect_signature_of() { # FAMILY FILE
+    openssl dgst -sha256 -verify "$1.pub" -signature "$2" document | expect "Verified OK"
+}

@@ -4,19 +4,12 @@
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 
-tool() {
-    "$run" "$clients/bin/pkcs11-tool.exe" --module "$module" "$@" 2>&1
-}
 # With one of the card's keys.
 with_ordinary() {
     tool --token-label Sig_EP --login --pin 123456 --id "$ordinary" "$@"
 }
 with_qualified() {
     tool --token-label Sig_ZEP --login --id "$qualified" "$@"
-}
-# What the tool says is of interest only when it fails.
-quietly() { # COMMAND...
-    "$@" >said || { cat said; return 1; }
 }
 id_in() { # LISTING
     sed -n 's/^ *ID: *\([0-9a-f]*\).*/\1/p' "$1" | sed -n 1p
@@ -25,14 +18,6 @@ id_in() { # LISTING
 digest_info() {
     printf '\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20'
     openssl dgst -sha256 -binary document
-}
-tries_left() {
-    "$card_tool" list | cut -f 3
-}
-
-# Has OpenSSL verify what the tool has signed.
-expect_signature_of() { # FAMILY FILE
-    openssl dgst -sha256 -verify "$1.pub" -signature "$2" document | expect "Verified OK"
 }
 
 for family in es qes; do
@@ -159,7 +144,7 @@ expect "No errors" <tested
 
 echo "signs with pkcs11-spy between the tool and the front, which writes the calls down"
 spied=$module
-module=$(on_windows "$clients/bin/pkcs11-spy.dll")
+module=$(on_windows "$opensc/bin/pkcs11-spy.dll")
 export PKCS11SPY=$spied PKCS11SPY_OUTPUT=${TAVRIK_HOME}\\calls
 quietly with_ordinary --sign --mechanism SHA256-RSA-PKCS --input-file document --output-file signature
 cmp hashed signature
