@@ -75,8 +75,20 @@ is_installed() { # VERSION
     done <<<"$expected"
     [ "$(registered "$uninstall_key" DisplayVersion)" = "$1" ] || fail "the version is not $1"
 }
-"$run" "$folder/older/older.exe" /S
+# Firefox is set up for all users, as far as can be seen without it, and Thunderbird is not there.
+"$run" cmd /c exit # which makes that Windows, if there is none
+mkdir "$WINEPREFIX/drive_c/Program Files/Mozilla Firefox"
+touch "$WINEPREFIX/drive_c/Program Files/Mozilla Firefox/firefox.exe"
+policy='HKLM\Software\Policies\Mozilla\Firefox\SecurityDevices\Add'
+firefox_is_set_up() {
+    [ "$(registered "$policy" Tavrik)" = 'C:\Program Files\Tavrik\tavrik-pkcs11.dll' ]
+}
+code=0
+said=$("$run" "$folder/older/older.exe" /S /FIREFOX /THUNDERBIRD) || code=$?
+[ "$code" -eq 4 ] || fail "the missing Thunderbird gives $code"
+grep -i thunderbird <<<"$said" >/dev/null || fail "nobody is told of Thunderbird: $said"
 is_installed 3.9.9
+firefox_is_set_up || fail "Firefox is not set up"
 [ -f "$programs/older.txt" ] || fail "the older version is not whole"
 is_signed "$programs/uninstall.exe" || fail "the uninstaller is not signed"
 
@@ -124,6 +136,7 @@ end
 begin sign tavrik-pkcs11.dll
 "$run" "${installer[0]}" /S
 is_installed "$version"
+firefox_is_set_up || fail "Firefox is no longer set up"
 [ ! -e "$programs/older.txt" ] || fail "a file of the older version is still there"
 end
 grep -q '^done' "$folder/said" || fail "the host did not go on: $(cat "$folder/said")"
@@ -167,6 +180,8 @@ end
 grep -q '^done' "$folder/said" || fail "the host did not go on: $(cat "$folder/said")"
 [ -f "$folder/Tavrik/state/readers/Reader 0/card" ] || fail "the card is gone"
 ! "$run" reg query "$uninstall_key" >/dev/null 2>&1 || fail "Windows still takes it for installed"
+! "$run" reg query "$policy" >/dev/null 2>&1 || fail "Firefox is still set up"
+rm -r "$WINEPREFIX/drive_c/Program Files/Mozilla Firefox"
 
 # Uninstalled as Windows does it.
 "$run" "${installer[0]}" /S
