@@ -44,6 +44,7 @@ std::vector<NamedCall> EveryCallWithASession(CK_FUNCTION_LIST_3_0* f, CK_SESSION
         {"C_LoginUser", [=] { return f->C_LoginUser(session, CKU_USER, nullptr, 0, nullptr, 0); }},
         {"C_Logout", [=] { return f->C_Logout(session); }},
         {"C_CreateObject", [=] { return f->C_CreateObject(session, &attribute, 1, &anyHandle); }},
+        {"C_CopyObject", [=] { return f->C_CopyObject(session, 1, &attribute, 1, &anyHandle); }},
         {"C_DestroyObject", [=] { return f->C_DestroyObject(session, 1); }},
         {"C_GetObjectSize", [=] { return f->C_GetObjectSize(session, 1, &bytesLength); }},
         {"C_GetAttributeValue", [=] { return f->C_GetAttributeValue(session, 1, &attribute, 1); }},
