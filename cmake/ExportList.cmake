@@ -8,9 +8,14 @@ function(tavrik_read_list variable file macro name)
     set(${variable} "${entries}" PARENT_SCOPE)
 endfunction()
 
-# tavrik_read_function_names(variable): the Cryptoki functions.
+# tavrik_read_function_names(variable): the Cryptoki functions that library and front have.
 macro(tavrik_read_function_names variable)
     tavrik_read_list(${variable} include/tavrik/functions.inc "CRYPTOKI_[A-Z_]+\\((C_[A-Za-z]+)," "\\1")
+endmacro()
+
+# tavrik_read_later_function_names(variable): those of version 3.0, which the front alone has.
+macro(tavrik_read_later_function_names variable)
+    tavrik_read_list(${variable} include/tavrik/functions.inc "CRYPTOKI_3_[A-Z_]+\\((C_[A-Za-z]+)," "\\1")
 endmacro()
 
 # tavrik_read_card_functions(variable): the functions of the card-access library.

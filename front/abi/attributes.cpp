@@ -49,6 +49,7 @@ AttributeKind KindOf(CK_ATTRIBUTE_TYPE type)
 #define ATTRIBUTE(name, value, ...)                                                                          \
     case name:                                                                                               \
         return AttributeKind::value;
+#define LATER ATTRIBUTE
 #define OTHER(name, value)                                                                                   \
     case name:                                                                                               \
         return AttributeKind::value;
@@ -105,6 +106,12 @@ Bytes TextValue(const char* text)
     return {view.begin(), view.end()};
 }
 
+std::span<const uint8_t> ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
+{
+    const auto found = attributes.find(type);
+    return found == attributes.end() ? std::span<const uint8_t>() : found->second;
+}
+
 std::optional<CK_ULONG> NumberOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
 {
     const auto found = attributes.find(type);
@@ -120,6 +127,11 @@ bool FlagOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
 {
     const auto found = attributes.find(type);
     return found != attributes.end() && IsTrue(found->second);
+}
+
+bool IsOfClass(const Attributes& attributes, CK_OBJECT_CLASS objectClass)
+{
+    return NumberOf(attributes, CKA_CLASS) == objectClass;
 }
 
 bool Match(const Attributes& attributes, const Template& wanted)

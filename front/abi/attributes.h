@@ -48,10 +48,14 @@ Bytes BooleanValue(bool flag);
 bool IsTrue(const Bytes& value); // of a boolean
 Bytes TextValue(const char* text);
 
+// Empty when the attribute is missing.
+std::span<const uint8_t> ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type);
 // None when the attribute is missing or of another width.
 std::optional<CK_ULONG> NumberOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type);
 // False when the attribute is missing.
 bool FlagOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type);
+
+bool IsOfClass(const Attributes& attributes, CK_OBJECT_CLASS objectClass);
 
 // Whether the attributes have all that the template asks for. Booleans are compared as booleans, all else
 // byte by byte.

@@ -1,4 +1,4 @@
-// Cryptoki 2.20 as the system's applications speak it: CK_ULONG and with it every handle and slot id as wide as
+// Cryptoki 2.20 to 3.0 as the system's applications speak it: CK_ULONG and with it every handle and slot id as wide as
 // `unsigned long`, and records in their natural alignment on Linux, packed to one byte on Windows, where `unsigned long`
 // has 32 bits. All of it stands in the namespace `front`; the form that the library speaks, which is that of Windows on
 // every system, is in `packed`. The constants are macros of the library's header and have the same numbers in both forms,
@@ -25,6 +25,8 @@ using CK_ULONG = unsigned long;
 // same names with other types.
 #define CRYPTOKI_WORKS(name, parameters) CK_RV name parameters __asm__(#name);
 #define CRYPTOKI_REFUSES(name, parameters, answer) CK_RV name parameters __asm__(#name);
+#define CRYPTOKI_3_WORKS CRYPTOKI_WORKS
+#define CRYPTOKI_3_REFUSES CRYPTOKI_REFUSES
 #include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS

@@ -1,5 +1,6 @@
 // Start, end, and random numbers.
 #include "front/door/boundary.h"
+#include "front/door/function_lists.h"
 #include "front/model/rsa_public.h"
 
 namespace front {
@@ -36,13 +37,19 @@ CK_RV C_Finalize(CK_VOID_PTR pReserved)
     });
 }
 
-CK_RV C_GetInfo(CK_INFO_PTR pInfo)
+CK_RV TellInfo(CK_INFO_PTR info, CK_VERSION version)
 {
     return InFront([&](Front& front) -> CK_RV {
-        Require(pInfo != nullptr, CKR_ARGUMENTS_BAD);
-        *pInfo = front.Info();
+        Require(info != nullptr, CKR_ARGUMENTS_BAD);
+        *info = front.Info();
+        info->cryptokiVersion = version;
         return CKR_OK;
     });
+}
+
+CK_RV C_GetInfo(CK_INFO_PTR pInfo)
+{
+    return TellInfo(pInfo, version220);
 }
 
 CK_RV C_SeedRandom(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSeed, CK_ULONG ulSeedLen)

@@ -31,6 +31,17 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_
     });
 }
 
+CK_RV C_CopyObject(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, CK_ATTRIBUTE_PTR /*pTemplate*/,
+                   CK_ULONG /*ulCount*/, CK_OBJECT_HANDLE_PTR phNewObject)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        const SessionUse session = front.Use(hSession);
+        Require(phNewObject != nullptr, CKR_ARGUMENTS_BAD);
+        static_cast<void>(RequireObject(front, *session, hObject));
+        return CKR_ACTION_PROHIBITED; // no object is CKA_COPYABLE
+    });
+}
+
 CK_RV C_DestroyObject(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject)
 {
     return InFront([&](Front& front) -> CK_RV {

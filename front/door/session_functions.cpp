@@ -1,5 +1,6 @@
 // Sessions and logins.
 #include "front/door/boundary.h"
+#include "front/door/sign_ending.h"
 #include "front/model/key_use.h"
 
 #include <algorithm>
@@ -26,10 +27,11 @@ void CheckCode(const CK_UTF8CHAR* code, CK_ULONG length)
     Require(std::find(code, code + length, CK_UTF8CHAR{0}) == code + length, CKR_PIN_INVALID);
 }
 
-CK_RV Login(Front& front, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_UTF8CHAR* code,
-            CK_ULONG length)
+CK_RV LoginAtOnce(Front& front, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_UTF8CHAR* code,
+                  CK_ULONG length, CK_ULONG lengthOfName)
 {
     const SessionUse session = front.Use(handle);
+    Require(lengthOfName == 0, CKR_ARGUMENTS_BAD); // the card knows no names
     if (user == CKU_SO) {
         return front.logins.RefusalOfSecurityOfficer(*session);
     }
@@ -40,6 +42,36 @@ CK_RV Login(Front& front, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_
     }
     RequireActive(front, *session, session->sign);
     return front.cardWork.Authorise(*session, code, length);
+}
+
+CK_RV Login(Front& front, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_UTF8CHAR* code,
+            CK_ULONG length, CK_ULONG lengthOfName = 0)
+{
+    const auto begun = std::chrono::steady_clock::now();
+    const CK_RV answer =
+        Guarded([&] { return LoginAtOnce(front, handle, user, code, length, lengthOfName); });
+    if (code == nullptr) {
+        front.waits.Until(begun + leastTimeOfDialog); // with no lock, so that nobody else waits
+    }
+    return answer;
+}
+
+// Ends the operations, where there are any, as if each had come to its own end.
+void EndOperations(Front& front, Session& session, CK_FLAGS operations)
+{
+    const auto end = [operations](CK_FLAGS flag, auto& operation) {
+        if ((operations & flag) != 0) {
+            operation.reset();
+        }
+    };
+    if ((operations & CKF_SIGN) != 0) {
+        const SignEnding ending(front, session);
+    }
+    end(CKF_FIND_OBJECTS, session.search);
+    end(CKF_DIGEST, session.digest);
+    end(CKF_VERIFY, session.verify);
+    end(CKF_ENCRYPT, session.encrypt);
+    end(CKF_DECRYPT, session.decrypt);
 }
 
 } // namespace
@@ -84,14 +116,14 @@ CK_RV C_GetSessionInfo(CK_SESSION_HANDLE hSession, CK_SESSION_INFO_PTR pInfo)
 
 CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen)
 {
-    return InFront([&](Front& front) -> CK_RV {
-        const auto begun = std::chrono::steady_clock::now();
-        const CK_RV answer = Guarded([&] { return Login(front, hSession, userType, pPin, ulPinLen); });
-        if (pPin == nullptr) {
-            front.waits.Until(begun + leastTimeOfDialog); // with no lock, so that nobody else waits
-        }
-        return answer;
-    });
+    return InFront([&](Front& front) { return Login(front, hSession, userType, pPin, ulPinLen); });
+}
+
+CK_RV C_LoginUser(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen,
+                  CK_UTF8CHAR_PTR /*pUsername*/, CK_ULONG ulUsernameLen)
+{
+    return InFront(
+        [&](Front& front) { return Login(front, hSession, userType, pPin, ulPinLen, ulUsernameLen); });
 }
 
 CK_RV C_Logout(CK_SESSION_HANDLE hSession)
@@ -99,6 +131,16 @@ CK_RV C_Logout(CK_SESSION_HANDLE hSession)
     return InFront([&](Front& front) -> CK_RV {
         const SessionUse session = front.Use(hSession);
         front.logins.Logout(*session);
+        return CKR_OK;
+    });
+}
+
+CK_RV C_SessionCancel(CK_SESSION_HANDLE hSession, CK_FLAGS flags)
+{
+    return InFront([&](Front& front) -> CK_RV {
+        Require(!front.IsAtCard(hSession, flags), CKR_OPERATION_CANCEL_FAILED);
+        const SessionUse session = front.Use(hSession);
+        EndOperations(front, *session, flags);
         return CKR_OK;
     });
 }

@@ -1,33 +1,12 @@
 // Signing. The card does it; hashing and the DigestInfo are made here.
 #include "front/door/boundary.h"
 #include "front/door/output.h"
+#include "front/door/sign_ending.h"
 #include "front/model/key_use.h"
 #include "front/model/rsa_public.h"
 
 namespace front {
 namespace {
-
-// An authorisation that was not used up ends with the operation.
-class SignEnding : public Ending<SignOperation>
-{
-public:
-    SignEnding(Front& itsFront, Session& itsSession)
-        : Ending(itsSession.sign), front(itsFront), session(itsSession)
-    {
-    }
-    ~SignEnding()
-    {
-        if (Ends() && session.sign && session.sign->authorised) {
-            front.cardSessions.Drop(session);
-        }
-    }
-    SignEnding(const SignEnding&) = delete;
-    SignEnding& operator=(const SignEnding&) = delete;
-
-private:
-    Front& front;
-    Session& session;
-};
 
 // The library's signatures are as long as the bits of the key say, and callers have room for the modulus.
 void RequireRoomForSignature(const Object& key)

@@ -5,6 +5,22 @@
 #include "front/model/rsa_public.h"
 
 namespace front {
+namespace {
+
+// Says that the card works for an operation of the session, for as long as that takes.
+class WorkOfCard
+{
+public:
+    WorkOfCard(Session& itsSession, CK_FLAGS operation) : session(itsSession) { session.atCard = operation; }
+    ~WorkOfCard() { session.atCard = 0; }
+    WorkOfCard(const WorkOfCard&) = delete;
+    WorkOfCard& operator=(const WorkOfCard&) = delete;
+
+private:
+    Session& session;
+};
+
+} // namespace
 
 CardWork::CardWork(const Library& itsLibrary, const Readers& itsReaders, LoginTable& itsLogins,
                    CardSessions& itsCardSessions)
@@ -16,6 +32,7 @@ CK_RV CardWork::Authorise(Session& session, const CK_UTF8CHAR* code, CK_ULONG le
 {
     Require(FlagOf(session.sign->key->attributes, CKA_ALWAYS_AUTHENTICATE), CKR_OPERATION_NOT_INITIALIZED);
     Require(!session.sign->authorised, CKR_USER_ALREADY_LOGGED_IN);
+    const WorkOfCard work(session, CKF_SIGN);
     const LibraryAccessLock lock(cardSessions.access, LibraryAccess::Duration::mayBeLong);
     const CK_RV accepted = library.Login(cardSessions.ForWork(session), CKU_CONTEXT_SPECIFIC, code, length);
     session.sign->authorised = accepted == CKR_OK;
@@ -24,6 +41,7 @@ CK_RV CardWork::Authorise(Session& session, const CK_UTF8CHAR* code, CK_ULONG le
 
 Bytes CardWork::Sign(Session& session, const Object& key, const Bytes& data)
 {
+    const WorkOfCard work(session, CKF_SIGN);
     Bytes signature;
     try {
         const LibraryAccessLock lock(cardSessions.access, LibraryAccess::Duration::mayBeLong);
@@ -38,6 +56,7 @@ Bytes CardWork::Sign(Session& session, const Object& key, const Bytes& data)
 
 Bytes CardWork::Decrypt(Session& session, const Object& key, const Bytes& data)
 {
+    const WorkOfCard work(session, CKF_DECRYPT);
     Bytes plain;
     const LibraryAccessLock lock(cardSessions.access, LibraryAccess::Duration::mayBeLong);
     const CK_RV answer = library.Decrypt(cardSessions.ForWork(session), key.libraryHandle, data, plain);

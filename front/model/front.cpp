@@ -41,6 +41,13 @@ std::shared_ptr<Session> Front::FindSession(CK_SESSION_HANDLE handle)
     return session;
 }
 
+std::shared_ptr<Session> Front::FindOpenSession(CK_SESSION_HANDLE handle)
+{
+    auto session = FindSession(handle);
+    Require(session->open, CKR_SESSION_HANDLE_INVALID);
+    return session;
+}
+
 SessionUse Front::Use(CK_SESSION_HANDLE handle)
 {
     return SessionUse(FindSession(handle));
@@ -48,8 +55,7 @@ SessionUse Front::Use(CK_SESSION_HANDLE handle)
 
 CK_SESSION_INFO Front::InfoOf(CK_SESSION_HANDLE handle)
 {
-    const auto session = FindSession(handle); // not its lock: a dialog in the session is no hindrance
-    Require(session->open, CKR_SESSION_HANDLE_INVALID);
+    const auto session = FindOpenSession(handle);
     CK_SESSION_INFO told{};
     told.slotID = session->slot;
     told.flags = session->readWrite ? CKF_SERIAL_SESSION | CKF_RW_SESSION : CKF_SERIAL_SESSION;
@@ -59,6 +65,11 @@ CK_SESSION_INFO Front::InfoOf(CK_SESSION_HANDLE handle)
         told.state = session->readWrite ? CKS_RW_PUBLIC_SESSION : CKS_RO_PUBLIC_SESSION;
     }
     return told;
+}
+
+bool Front::IsAtCard(CK_SESSION_HANDLE handle, CK_FLAGS operations)
+{
+    return (FindOpenSession(handle)->atCard & operations) != 0;
 }
 
 void Front::CloseSession(Session& session)

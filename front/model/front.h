@@ -23,7 +23,10 @@ public:
     [[nodiscard]] KeySizes SizesOfKeys(const Slot& slot) const;
 
     SessionUse Use(CK_SESSION_HANDLE handle);
+    // These two do not wait for a call that is at work in the session.
     CK_SESSION_INFO InfoOf(CK_SESSION_HANDLE handle);
+    // Whether the card is at work for one of these operations (CKF_SIGN, CKF_DECRYPT) of the session.
+    bool IsAtCard(CK_SESSION_HANDLE handle, CK_FLAGS operations);
     void CloseSession(Session& session);
     void CloseAllSessions(CK_SLOT_ID slot);
 
@@ -33,6 +36,7 @@ public:
 
 private:
     std::shared_ptr<Session> FindSession(CK_SESSION_HANDLE handle);
+    std::shared_ptr<Session> FindOpenSession(CK_SESSION_HANDLE handle);
 
     const Library& library;
     const CK_INFO info;

@@ -1,6 +1,7 @@
 #include "front/model/objects.h"
 
 #include "front/abi/refusal.h"
+#include "front/model/derived_attributes.h"
 #include "front/model/sessions.h"
 
 #include <botan/bigint.h>
@@ -19,18 +20,6 @@ constexpr CK_SESSION_HANDLE noSession = 0;   // the owner of the card's objects
 
 std::atomic<CK_OBJECT_HANDLE> lastObjectHandle{0}; // of the process, so that no handle comes twice
 
-bool IsOfClass(const Attributes& attributes, CK_ULONG objectClass)
-{
-    return NumberOf(attributes, CKA_CLASS) == objectClass;
-}
-
-// A missing attribute counts as one without a value.
-std::span<const uint8_t> ValueOf(const Attributes& attributes, CK_ATTRIBUTE_TYPE type)
-{
-    const auto found = attributes.find(type);
-    return found == attributes.end() ? std::span<const uint8_t>() : found->second;
-}
-
 bool AreAlike(const Attributes& one, const Attributes& other, CK_ATTRIBUTE_TYPE type)
 {
     const auto value = ValueOf(one, type);
@@ -45,7 +34,8 @@ enum class Default
     no,
     yes,
     zero,
-    unknown
+    unknown,
+    sha1
 };
 
 Bytes ValueOfDefault(Default chosen)
@@ -59,12 +49,14 @@ Bytes ValueOfDefault(Default chosen)
         return NumberValue(0);
     case Default::unknown:
         return NumberValue(CK_UNAVAILABLE_INFORMATION);
+    case Default::sha1:
+        return NumberValue(CKM_SHA_1);
     default:
         return {};
     }
 }
 
-// What the standard gives an object that doesn't say otherwise. Nothing that is there is replaced.
+// What the standard gives an object that doesn't say otherwise.
 void AddDefaults(Attributes& attributes)
 {
     const bool isCertificate = IsOfClass(attributes, CKO_CERTIFICATE);
@@ -79,14 +71,38 @@ void AddDefaults(Attributes& attributes)
     };
 #define ATTRIBUTE(type, value, certificate, key, certificate_default, public_default, private_default, ...)  \
     add(type, Default::certificate_default, Default::public_default, Default::private_default);
+#define LATER ATTRIBUTE
 #include "src/cryptoki/attributes.inc"
+}
+
+// Nothing that is there is replaced.
+void Complete(Attributes& attributes)
+{
+    AddDerived(attributes);
+    AddDefaults(attributes);
+}
+
+// A key is told from others with the same numbers by its certificate.
+void GiveUniqueIds(std::vector<Object>& objects)
+{
+    UniqueIds ids;
+    for (Object& object : objects) {
+        std::span<const uint8_t> certificate;
+        for (const Object& other : objects) {
+            if (IsOfClass(other.attributes, CKO_CERTIFICATE) &&
+                AreAlike(other.attributes, object.attributes, CKA_ID)) {
+                certificate = ValueOf(other.attributes, CKA_VALUE);
+            }
+        }
+        object.attributes[CKA_UNIQUE_ID] = ids.OfCardObject(object.attributes, certificate);
+    }
 }
 
 Attributes PublicPartOf(const Attributes& privateKey)
 {
     Attributes attributes;
-    for (const CK_ATTRIBUTE_TYPE type :
-         {CKA_ID, CKA_KEY_TYPE, CKA_SUBJECT, CKA_MODULUS, CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT, CKA_TOKEN}) {
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_ID, CKA_KEY_TYPE, CKA_SUBJECT, CKA_MODULUS, CKA_MODULUS_BITS,
+                                         CKA_PUBLIC_EXPONENT, CKA_PUBLIC_KEY_INFO, CKA_TOKEN}) {
         if (const auto found = privateKey.find(type); found != privateKey.end()) {
             attributes.insert(*found);
         }
@@ -162,6 +178,7 @@ void RequireGivable(CK_ATTRIBUTE_TYPE type)
     case name:                                                                                               \
         Require((creation) == CKR_OK, creation);                                                             \
         return;
+#define LATER ATTRIBUTE
 #include "src/cryptoki/attributes.inc"
     default:
         throw Refusal{never};
@@ -197,6 +214,7 @@ void RequirePublicKeyAttribute(CK_ATTRIBUTE_TYPE type, const Bytes& value)
 {
     RequireGivable(type);
     Require(type != CKA_TRUSTED || !IsTrue(value), CKR_ATTRIBUTE_READ_ONLY); // the security officer's to set
+    Require(type != CKA_COPYABLE || !IsTrue(value), CKR_ATTRIBUTE_VALUE_INVALID);
     const bool isDate = type == CKA_START_DATE || type == CKA_END_DATE;
     Require(!isDate || IsDate(value), CKR_ATTRIBUTE_VALUE_INVALID);
 }
@@ -236,12 +254,13 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
             }
             Object publicKey;
             publicKey.attributes = PublicPartOf(object.attributes);
-            AddDefaults(publicKey.attributes);
+            Complete(publicKey.attributes);
             objects.push_back(std::move(publicKey));
         }
-        AddDefaults(object.attributes);
+        Complete(object.attributes);
         objects.insert(hasPublicPart ? objects.end() - 1 : objects.end(), std::move(object));
     }
+    GiveUniqueIds(objects);
     return objects;
 }
 
@@ -264,11 +283,17 @@ Object PublicKeyOf(const Template& wanted)
     }
     RequireRsaNumbers(object.attributes[CKA_MODULUS], object.attributes[CKA_PUBLIC_EXPONENT]);
     object.attributes[CKA_MODULUS_BITS] = NumberValue(BitsOf(object.attributes[CKA_MODULUS]));
+    const Bytes info = PublicKeyInfoOf(object.attributes);
+    Bytes& toldInfo = object.attributes[CKA_PUBLIC_KEY_INFO];
+    Require(toldInfo.empty() || toldInfo == info, CKR_PUBLIC_KEY_INVALID);
+    toldInfo = info;
+    object.attributes[CKA_UNIQUE_ID] = NewUniqueId(object.attributes);
     object.attributes.insert({CKA_TOKEN, BooleanValue(false)});
     object.attributes.insert({CKA_PRIVATE, BooleanValue(false)});
     object.attributes.insert({CKA_VERIFY, BooleanValue(true)});
     object.attributes.insert({CKA_ENCRYPT, BooleanValue(true)});
-    AddDefaults(object.attributes);
+    object.attributes.insert({CKA_DESTROYABLE, BooleanValue(true)});
+    Complete(object.attributes);
     return object;
 }
 
@@ -325,9 +350,7 @@ void Objects::Destroy(const Session& session, CK_OBJECT_HANDLE handle)
     const MutexLock lock(mutex);
     const auto object = FindHeld(session.slot, handle);
     Require(object != nullptr, CKR_OBJECT_HANDLE_INVALID);
-    if (object->owner == 0) {
-        throw Refusal{session.readWrite ? CKR_TOKEN_WRITE_PROTECTED : CKR_SESSION_READ_ONLY};
-    }
+    Require(FlagOf(object->attributes, CKA_DESTROYABLE), CKR_ACTION_PROHIBITED);
     RemoveHeld(handle);
 }
 

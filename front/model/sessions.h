@@ -25,6 +25,9 @@ struct Session
     // sets it and takes it away.
     std::atomic<packed::CK_SESSION_HANDLE> librarySession{0};
 
+    // The operation that the card works for (CKF_SIGN, CKF_DECRYPT), or 0. Others may read it meanwhile.
+    std::atomic<CK_FLAGS> atCard{0};
+
     // One call at a time works with what follows. A call reaches a session through SessionUse, which holds this.
     Mutex use;
     Active<SearchOperation> search;

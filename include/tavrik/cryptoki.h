@@ -1,6 +1,7 @@
 /*
  * Cryptoki 2.20 as this library speaks it: every record packed to one byte, CK_ULONG and with it every handle
- * and slot id 32 bits wide, on every platform. Plain C, so that a host in C can include it.
+ * and slot id 32 bits wide, on every platform. Plain C, so that a host in C can include it. What is of later versions,
+ * records and numbers, is the front's alone.
  */
 #ifndef TAVRIK_CRYPTOKI_H
 #define TAVRIK_CRYPTOKI_H
@@ -54,12 +55,26 @@ extern "C" {
 
 #define CKF_DONT_BLOCK 0x1U
 
+#define CKF_INTERFACE_FORK_SAFE 0x1U
+
 #define CKF_HW 0x1U
+#define CKF_MESSAGE_ENCRYPT 0x2U
+#define CKF_MESSAGE_DECRYPT 0x4U
+#define CKF_MESSAGE_SIGN 0x8U
+#define CKF_MESSAGE_VERIFY 0x10U
+#define CKF_FIND_OBJECTS 0x40U
 #define CKF_ENCRYPT 0x100U
 #define CKF_DECRYPT 0x200U
 #define CKF_DIGEST 0x400U
 #define CKF_SIGN 0x800U
+#define CKF_SIGN_RECOVER 0x1000U
 #define CKF_VERIFY 0x2000U
+#define CKF_VERIFY_RECOVER 0x4000U
+#define CKF_GENERATE 0x8000U
+#define CKF_GENERATE_KEY_PAIR 0x10000U
+#define CKF_WRAP 0x20000U
+#define CKF_UNWRAP 0x40000U
+#define CKF_DERIVE 0x80000U
 
 #define CKU_SO 0U
 #define CKU_USER 1U
@@ -94,6 +109,7 @@ extern "C" {
 #define CKA_TOKEN 0x1U
 #define CKA_PRIVATE 0x2U
 #define CKA_LABEL 0x3U
+#define CKA_UNIQUE_ID 0x4U
 #define CKA_VALUE 0x11U
 #define CKA_OBJECT_ID 0x12U
 #define CKA_CERTIFICATE_TYPE 0x80U
@@ -108,6 +124,7 @@ extern "C" {
 #define CKA_URL 0x89U
 #define CKA_HASH_OF_SUBJECT_PUBLIC_KEY 0x8AU
 #define CKA_HASH_OF_ISSUER_PUBLIC_KEY 0x8BU
+#define CKA_NAME_HASH_ALGORITHM 0x8CU
 #define CKA_CHECK_VALUE 0x90U
 #define CKA_KEY_TYPE 0x100U
 #define CKA_SUBJECT 0x101U
@@ -133,6 +150,7 @@ extern "C" {
 #define CKA_EXPONENT_1 0x126U
 #define CKA_EXPONENT_2 0x127U
 #define CKA_COEFFICIENT 0x128U
+#define CKA_PUBLIC_KEY_INFO 0x129U
 #define CKA_PRIME_BITS 0x133U
 #define CKA_SUBPRIME_BITS 0x134U
 #define CKA_VALUE_BITS 0x160U
@@ -143,6 +161,8 @@ extern "C" {
 #define CKA_ALWAYS_SENSITIVE 0x165U
 #define CKA_KEY_GEN_MECHANISM 0x166U
 #define CKA_MODIFIABLE 0x170U
+#define CKA_COPYABLE 0x171U
+#define CKA_DESTROYABLE 0x172U
 #define CKA_EC_PARAMS 0x180U
 #define CKA_EC_POINT 0x181U
 #define CKA_SECONDARY_AUTH 0x200U
@@ -185,6 +205,7 @@ extern "C" {
 #define CKR_ATTRIBUTE_SENSITIVE 0x11U
 #define CKR_ATTRIBUTE_TYPE_INVALID 0x12U
 #define CKR_ATTRIBUTE_VALUE_INVALID 0x13U
+#define CKR_ACTION_PROHIBITED 0x1BU
 #define CKR_DATA_INVALID 0x20U
 #define CKR_DATA_LEN_RANGE 0x21U
 #define CKR_DEVICE_ERROR 0x30U
@@ -257,7 +278,10 @@ extern "C" {
 #define CKR_MUTEX_NOT_LOCKED 0x1A1U
 #define CKR_NEW_PIN_MODE 0x1B0U
 #define CKR_NEXT_OTP 0x1B1U
+#define CKR_PUBLIC_KEY_INVALID 0x1B9U
 #define CKR_FUNCTION_REJECTED 0x200U
+#define CKR_TOKEN_RESOURCE_EXCEEDED 0x201U
+#define CKR_OPERATION_CANCEL_FAILED 0x202U
 #define CKR_VENDOR_DEFINED 0x80000000U
 
 #endif

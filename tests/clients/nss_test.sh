@@ -4,6 +4,8 @@
 . "$(dirname "$0")/card.sh"
 
 make_nss_database nss
+echo "takes the interface of version 3.0"
+modutil -dbdir sql:nss -list tavrik 2>&1 | expect "PKCS #11 Version 3.0"
 modutil -dbdir sql:nss -list tavrik 2>&1 | expect "Token Name: Sig_ZEP"
 
 echo "lists certificates and keys; the card's keyboard asks for the login code"

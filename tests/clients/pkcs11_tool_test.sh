@@ -7,6 +7,11 @@ tool() {
     pkcs11-tool --module "$front" "$@" 2>&1
 }
 
+echo "finds the interfaces, and takes that of version 3.0"
+tool --list-interfaces | expect "version: 3.0"
+tool --list-interfaces | expect "version: 2.40"
+tool --show-info | expect "Cryptoki version 3.0"
+
 echo "lists"
 tool --list-slots | expect "Slot 1"
 tool --list-mechanisms --slot 1 | expect "SHA256-RSA-PKCS"
@@ -48,6 +53,7 @@ echo "signs with pkcs11-spy between it and the front, which writes the calls dow
 PKCS11SPY=$front PKCS11SPY_OUTPUT=$PWD/calls pkcs11-tool --module "/usr/lib/$(gcc -print-multiarch)/pkcs11-spy.so" --slot 1 \
     --login --pin 123456 --sign --id "$id" --mechanism SHA256-RSA-PKCS --input-file document --output-file spied 2>/dev/null
 cmp signature spied
+expect "C_GetInterface" <calls
 sed -n '/: C_Sign$/,/^Returned/p' calls | expect "Returned:  0 CKR_OK"
 
 echo "tells of a wrong and of a cancelled code"

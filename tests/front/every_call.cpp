@@ -22,7 +22,7 @@ CK_MECHANISM_INFO mechanismInfo{};
 
 } // namespace
 
-std::vector<NamedCall> EveryCallWithASlot(CK_FUNCTION_LIST* f, CK_SLOT_ID slot)
+std::vector<NamedCall> EveryCallWithASlot(CK_FUNCTION_LIST_3_0* f, CK_SLOT_ID slot)
 {
     return {
         {"C_GetSlotInfo", [=] { return f->C_GetSlotInfo(slot, &slotInfo); }},
@@ -35,14 +35,16 @@ std::vector<NamedCall> EveryCallWithASlot(CK_FUNCTION_LIST* f, CK_SLOT_ID slot)
     };
 }
 
-std::vector<NamedCall> EveryCallWithASession(CK_FUNCTION_LIST* f, CK_SESSION_HANDLE session)
+std::vector<NamedCall> EveryCallWithASession(CK_FUNCTION_LIST_3_0* f, CK_SESSION_HANDLE session)
 {
     CK_BYTE* data = bytes.data();
     return {
         {"C_GetSessionInfo", [=] { return f->C_GetSessionInfo(session, &sessionInfo); }},
         {"C_Login", [=] { return f->C_Login(session, CKU_USER, nullptr, 0); }},
+        {"C_LoginUser", [=] { return f->C_LoginUser(session, CKU_USER, nullptr, 0, nullptr, 0); }},
         {"C_Logout", [=] { return f->C_Logout(session); }},
         {"C_CreateObject", [=] { return f->C_CreateObject(session, &attribute, 1, &anyHandle); }},
+        {"C_CopyObject", [=] { return f->C_CopyObject(session, 1, &attribute, 1, &anyHandle); }},
         {"C_DestroyObject", [=] { return f->C_DestroyObject(session, 1); }},
         {"C_GetObjectSize", [=] { return f->C_GetObjectSize(session, 1, &bytesLength); }},
         {"C_GetAttributeValue", [=] { return f->C_GetAttributeValue(session, 1, &attribute, 1); }},
@@ -67,6 +69,7 @@ std::vector<NamedCall> EveryCallWithASession(CK_FUNCTION_LIST* f, CK_SESSION_HAN
         {"C_VerifyFinal", [=] { return f->C_VerifyFinal(session, data, 1); }},
         {"C_SeedRandom", [=] { return f->C_SeedRandom(session, data, 1); }},
         {"C_GenerateRandom", [=] { return f->C_GenerateRandom(session, data, 1); }},
+        {"C_SessionCancel", [=] { return f->C_SessionCancel(session, CKF_SIGN | CKF_DIGEST); }},
         {"C_CloseSession", [=] { return f->C_CloseSession(session); }},
     };
 }

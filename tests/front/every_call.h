@@ -16,7 +16,8 @@ struct NamedCall
 };
 
 // With arguments that are good as far as they don't depend on the slot or the session.
-std::vector<NamedCall> EveryCallWithASlot(front::CK_FUNCTION_LIST* f, front::CK_SLOT_ID slot);
-std::vector<NamedCall> EveryCallWithASession(front::CK_FUNCTION_LIST* f, front::CK_SESSION_HANDLE session);
+std::vector<NamedCall> EveryCallWithASlot(front::CK_FUNCTION_LIST_3_0* f, front::CK_SLOT_ID slot);
+std::vector<NamedCall> EveryCallWithASession(front::CK_FUNCTION_LIST_3_0* f,
+                                             front::CK_SESSION_HANDLE session);
 
 } // namespace front_test

@@ -1,5 +1,6 @@
 #include "tests/front/front_test.h"
 
+#include "tests/support/module_types.h"
 #include "tests/support/script.h"
 #include "tests/support/system.h"
 #include "tests/support/test_certificates.h"
@@ -207,7 +208,8 @@ FrontTest::FrontTest() : script(blackbox::Script())
     const std::u16string writable = directory.Path().u16string() + u"/";
     script->SetDirectories(writable, writable);
     script->SignWith(SignatureOfCard);
-    f = LoadFront(blackbox::ScriptedFolder());
+    f = LoadFront(blackbox::ScriptedFolder(), &loadedFront);
+    f3 = blackbox::LaterFunctionsOf(loadedFront);
 }
 
 FrontTest::~FrontTest()

@@ -107,6 +107,8 @@ protected:
     void ProcessEvents();
 
     ScriptedCard* script;
+    void* loadedFront = nullptr;
+    CK_FUNCTION_LIST_3_0* f3 = nullptr;
 
 private:
     TemporaryFolder directory{"tavrik_front_"};

@@ -21,6 +21,10 @@ static_assert(sizeof(CK_MECHANISM_INFO) == (natural ? 24 : 12));
 static_assert(sizeof(CK_C_INITIALIZE_ARGS) == (natural ? 48 : 44));
 static_assert(sizeof(CK_FUNCTION_LIST) == (natural ? 8 + 68 * sizeof(void*) : 2 + 68 * sizeof(void*)));
 static_assert(offsetof(CK_FUNCTION_LIST, C_Initialize) == (natural ? 8 : 2));
+static_assert(sizeof(CK_INTERFACE) == (natural ? 24 : 20));
+static_assert(offsetof(CK_INTERFACE, flags) == 16);
+static_assert(sizeof(CK_FUNCTION_LIST_3_0) == (natural ? 8 + 92 * sizeof(void*) : 2 + 92 * sizeof(void*)));
+static_assert(offsetof(CK_FUNCTION_LIST_3_0, C_GetInterfaceList) == sizeof(CK_FUNCTION_LIST));
 static_assert(offsetof(CK_INFO, flags) == (natural ? 40 : 34));
 
 TEST(RecordsTest, EveryFieldOfTheTokenInfoArrives)

@@ -33,7 +33,7 @@ TEST_F(SessionsTest, EveryCallRefusesAClosedSession)
     StartWithCard();
     const CK_SESSION_HANDLE session = Open(qualified);
     ASSERT_EQ(f->C_CloseSession(session), CKR_OK);
-    for (const NamedCall& call : EveryCallWithASession(f, session)) {
+    for (const NamedCall& call : EveryCallWithASession(f3, session)) {
         EXPECT_EQ(call.make(), CKR_SESSION_HANDLE_INVALID) << call.name;
     }
 }

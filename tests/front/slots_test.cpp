@@ -176,7 +176,7 @@ TEST_F(SlotsTest, SlotInfoDescribesTheReader)
     EXPECT_EQ(info.hardwareVersion.minor, 2);
     EXPECT_EQ(info.firmwareVersion.major, 3);
     EXPECT_EQ(f->C_GetSlotInfo(3, &info), CKR_SLOT_ID_INVALID);
-    for (const NamedCall& call : EveryCallWithASlot(f, 3)) {
+    for (const NamedCall& call : EveryCallWithASlot(f3, 3)) {
         EXPECT_EQ(call.make(), CKR_SLOT_ID_INVALID) << call.name;
     }
 }

@@ -222,7 +222,7 @@ TEST_F(DialogTest, CardThatGoesDuringADialogOfAnotherIsGoneAtOnce)
     RemoveCard(readerB);
     CK_SESSION_INFO info{};
     EXPECT_EQ(f->C_GetSessionInfo(second, &info), CKR_SESSION_HANDLE_INVALID);
-    for (const NamedCall& call : EveryCallWithASession(f, second)) {
+    for (const NamedCall& call : EveryCallWithASession(f3, second)) {
         EXPECT_EQ(call.make(), CKR_SESSION_HANDLE_INVALID) << call.name;
     }
     EXPECT_EQ(Slots().size(), 2U);
@@ -250,7 +250,7 @@ TEST_F(DialogTest, CardThatComesDuringADialogOfAnotherIsThereAtOnce)
     InsertCard(readerB);
     EXPECT_TRUE(IsAnsweredMeanwhile([this] {
         EXPECT_EQ(Slots().size(), 4U);
-        for (const NamedCall& call : EveryCallWithASlot(f, 3)) {
+        for (const NamedCall& call : EveryCallWithASlot(f3, 3)) {
             EXPECT_NE(call.make(), CKR_TOKEN_NOT_PRESENT) << call.name;
         }
         CK_ULONG count = 0;

@@ -23,7 +23,7 @@ struct CallFuzzer
 constexpr Powers anyCalls{.cards = true, .restarts = true};
 constexpr Powers anyAnswers{.cards = true, .answers = true, .restarts = true};
 // Objects and templates, and what works with keys.
-constexpr Powers valuesOfFront{.operations = "NFfxGZDKkpPVvEeQq"};
+constexpr Powers valuesOfFront{.operations = "NFfxGZDYKkpPVvEeQqc"};
 constexpr Powers valuesOfLibrary{.operations = "NFfxGZKkVvEeQq"};
 // Sessions are open and logged in on both slots.
 constexpr std::string_view prologueOfFront = "O0 4, O1 4, L01\"123456\" L11\"123456\" F0.f050,x0 F1.f150,x1";

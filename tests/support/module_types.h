@@ -24,6 +24,19 @@ struct FrontTypes : front::NaturalForm
     static constexpr char fileName[] = "tavrik-pkcs11.so";
 };
 
+// The list of version 3.0 of a loaded front. Throws std::runtime_error when it has none.
+inline front::CK_FUNCTION_LIST_3_0* LaterFunctionsOf(void* loaded)
+{
+    auto* const getInterface =
+        reinterpret_cast<decltype(&front::C_GetInterface)>(SymbolOf(loaded, "C_GetInterface"));
+    front::CK_VERSION version{3, 0};
+    front::CK_INTERFACE* found = nullptr;
+    if (getInterface(nullptr, &version, &found, 0) != CKR_OK) {
+        throw std::runtime_error("no interface of version 3.0");
+    }
+    return static_cast<front::CK_FUNCTION_LIST_3_0*>(found->pFunctionList);
+}
+
 // Of a loaded library or front. Throws std::runtime_error when it has none.
 template <typename Types>
 typename Types::FunctionList* FunctionListOf(void* loaded)

@@ -73,6 +73,26 @@ void TryModule(const std::string& file, void* module)
     Require(list->C_Finalize(nullptr) == CKR_OK, "C_Finalize fails");
 }
 
+// The functions of version 3.0.
+void TryLaterFunctions(const std::string& file, void* module)
+{
+    using GetInterface =
+        front::CK_RV(const char*, front::CK_VERSION*, front::CK_INTERFACE**, front::CK_FLAGS);
+    front::CK_INTERFACE* found = nullptr;
+    auto* const getInterface = reinterpret_cast<GetInterface*>(Symbol(module, "C_GetInterface"));
+    Require(getInterface("PKCS 11", nullptr, &found, 0) == CKR_OK && found != nullptr, "no interface");
+    RequireFrom(file, found, "the interface");
+    RequireFrom(file, found->pFunctionList, "the list of version 3.0");
+    const auto* list = static_cast<const front::CK_FUNCTION_LIST_3_0*>(found->pFunctionList);
+#define CRYPTOKI_WORKS(name, parameters) RequireFrom(file, reinterpret_cast<const void*>(list->name), #name);
+#define CRYPTOKI_REFUSES(name, parameters, answer) CRYPTOKI_WORKS(name, parameters)
+#define CRYPTOKI_3_WORKS CRYPTOKI_WORKS
+#define CRYPTOKI_3_REFUSES CRYPTOKI_REFUSES
+#include "tavrik/functions.inc" // NOLINT(readability-duplicate-include): once for each use of the list
+#undef CRYPTOKI_REFUSES
+#undef CRYPTOKI_WORKS
+}
+
 // An object of the library's one class with a table of virtual functions, made and ended by its own members.
 void TryClasses(const std::string& file, void* module)
 {
@@ -99,6 +119,7 @@ void Run(const std::vector<std::string>& arguments)
     void* const module = Load(file, RTLD_LOCAL);
     if (arguments[next] == "front") {
         TryModule<front::CK_FUNCTION_LIST, front::CK_ULONG, front::CK_RV>(file, module);
+        TryLaterFunctions(file, module);
     } else {
         TryModule<packed::CK_FUNCTION_LIST, packed::CK_ULONG, packed::CK_RV>(file, module);
         TryClasses(file, module);

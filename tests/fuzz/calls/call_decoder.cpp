@@ -44,6 +44,10 @@ constexpr std::array attributeTypes = {
     NamedAttribute{'M', CKA_ALLOWED_MECHANISMS},
     NamedAttribute{'C', CKA_CERTIFICATE_TYPE},
     NamedAttribute{'L', CKA_LOCAL},
+    NamedAttribute{'U', CKA_UNIQUE_ID},
+    NamedAttribute{'P', CKA_PUBLIC_KEY_INFO},
+    NamedAttribute{'y', CKA_COPYABLE},
+    NamedAttribute{'x', CKA_DESTROYABLE},
 };
 
 constexpr std::size_t longestTemplate = 40; // records that a text gives
@@ -75,6 +79,8 @@ const char* NameOf(Function function)
     constexpr const char* names[] = {
 #define CRYPTOKI_WORKS(name, parameters) #name,
 #define CRYPTOKI_REFUSES(name, parameters, answer) #name,
+#define CRYPTOKI_3_WORKS CRYPTOKI_WORKS
+#define CRYPTOKI_3_REFUSES CRYPTOKI_REFUSES
 #include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS
@@ -118,7 +124,8 @@ template <typename Types>
 void CallDecoder<Types>::PlayOperation(char operation, CallText& text)
 {
     static_cast<void>(PlayCardOperation(operation, text) || PlayGeneralOperation(operation, text) ||
-                      PlayObjectOperation(operation, text) || PlayCryptoOperation(operation, text));
+                      PlayObjectOperation(operation, text) || PlayCryptoOperation(operation, text) ||
+                      PlayLaterOperation(operation, text));
 }
 
 template <typename Types>
@@ -260,6 +267,9 @@ bool CallDecoder<Types>::PlayObjectOperation(char operation, CallText& text)
     switch (operation) {
     case 'N':
         CreateObject(text);
+        return true;
+    case 'Y':
+        CopyObject(text);
         return true;
     case 'D': {
         CallRecord record{.function = Function::C_DestroyObject, .session = Session(text)};
@@ -574,6 +584,25 @@ void CallDecoder<Types>::CreateObject(CallText& text)
     judge.Called(record);
 }
 
+// The template is wild, since nobody may read it.
+template <typename Types>
+void CallDecoder<Types>::CopyObject(CallText& text)
+{
+    CallRecord record{.function = Function::C_CopyObject, .session = Session(text)};
+    record.key = Object(text);
+    const uint64_t wild = text.Number() * 0x0101010101010101U;
+    GuardedBuffer handle(sizeof(Ulong));
+    record.bufferGiven = !text.Take('n');
+    Make(record, [&] {
+        return f->C_CopyObject(static_cast<Ulong>(record.session), static_cast<Ulong>(record.key),
+                               reinterpret_cast<typename Types::Attribute*>(wild), static_cast<Ulong>(wild),
+                               record.bufferGiven ? reinterpret_cast<Ulong*>(handle.Data()) : nullptr);
+    });
+    Check(handle.GuardsHold(), NameOf(record.function), "writes into the handle alone");
+    record.untouched = handle.IsUntouchedFrom(0);
+    judge.Called(record);
+}
+
 template <typename Types>
 void CallDecoder<Types>::ReadAttributes(CallText& text)
 {
@@ -713,8 +742,8 @@ void CallDecoder<Types>::Refuse(CallText& text)
         Make(record, [&] { return f->C_GetOperationState(number, bytes, numbers); });
         break;
     case 3:
-        record.function = Function::C_CopyObject;
-        Make(record, [&] { return f->C_CopyObject(number, number, attributes, number, numbers); });
+        record.function = Function::C_SetAttributeValue;
+        Make(record, [&] { return f->C_SetAttributeValue(number, number, attributes, number); });
         break;
     case 4:
         record.function = Function::C_DecryptVerifyUpdate;

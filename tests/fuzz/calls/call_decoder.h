@@ -36,9 +36,11 @@ public:
     using Ulong = typename Types::Ulong;
     using FunctionList = typename Types::FunctionList;
 
-    CallDecoder(FunctionList* itsFunctions, CallPool& itsPool, CardWorld& itsWorld, Judge& itsJudge,
-                Powers itsPowers)
-        : f(itsFunctions), pool(itsPool), world(itsWorld), judge(itsJudge), powers(itsPowers)
+    // The later functions are those of the front, and null for the library.
+    CallDecoder(FunctionList* itsFunctions, front::CK_FUNCTION_LIST_3_0* itsLaterFunctions, CallPool& itsPool,
+                CardWorld& itsWorld, Judge& itsJudge, Powers itsPowers)
+        : f(itsFunctions), f3(itsLaterFunctions), pool(itsPool), world(itsWorld), judge(itsJudge),
+          powers(itsPowers)
     {
     }
 
@@ -64,6 +66,8 @@ private:
     bool PlayGeneralOperation(char operation, CallText& text);
     bool PlayObjectOperation(char operation, CallText& text);
     bool PlayCryptoOperation(char operation, CallText& text);
+    // Those of version 3.0; nothing for the library.
+    bool PlayLaterOperation(char operation, CallText& text);
 
     template <typename Info>
     void AskForInfo(CallRecord record, CallText& text, const std::function<Ulong(Info*)>& call);
@@ -71,12 +75,18 @@ private:
     void OpenSession(CallText& text);
     void Login(CallText& text);
     void CreateObject(CallText& text);
+    void CopyObject(CallText& text);
     void ReadAttributes(CallText& text);
     void BeginSearch(CallText& text);
     void ContinueSearch(CallText& text);
     void GenerateRandom(CallText& text);
     void Refuse(CallText& text);
     void Restart();
+    void LoginWithName(CallText& text);
+    void CancelOperations(CallText& text);
+    void ListInterfaces(CallText& text);
+    void GetInterface(CallText& text);
+    void RefuseMessage(CallText& text);
 
     struct Begin
     {
@@ -106,6 +116,7 @@ private:
     std::optional<Bytes> TakeInput(CallText& text);
 
     FunctionList* f;
+    front::CK_FUNCTION_LIST_3_0* f3;
     CallPool& pool;
     CardWorld& world;
     Judge& judge;
@@ -115,5 +126,21 @@ private:
     std::optional<Bytes> parameter;
     bool mayRestart = false;
 };
+
+// In later_calls.cpp.
+template <>
+bool CallDecoder<LibraryTypes>::PlayLaterOperation(char operation, CallText& text);
+template <>
+bool CallDecoder<FrontTypes>::PlayLaterOperation(char operation, CallText& text);
+template <>
+void CallDecoder<FrontTypes>::LoginWithName(CallText& text);
+template <>
+void CallDecoder<FrontTypes>::CancelOperations(CallText& text);
+template <>
+void CallDecoder<FrontTypes>::ListInterfaces(CallText& text);
+template <>
+void CallDecoder<FrontTypes>::GetInterface(CallText& text);
+template <>
+void CallDecoder<FrontTypes>::RefuseMessage(CallText& text);
 
 } // namespace fuzz

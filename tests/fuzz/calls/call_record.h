@@ -14,6 +14,8 @@ enum class Function
 {
 #define CRYPTOKI_WORKS(name, parameters) name,
 #define CRYPTOKI_REFUSES(name, parameters, answer) name,
+#define CRYPTOKI_3_WORKS CRYPTOKI_WORKS
+#define CRYPTOKI_3_REFUSES CRYPTOKI_REFUSES
 #include "tavrik/functions.inc"
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS

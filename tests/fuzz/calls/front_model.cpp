@@ -69,17 +69,35 @@ bool IsWithoutSession(Function function)
     case Function::C_OpenSession:
     case Function::C_CloseAllSessions:
     case Function::C_WaitForSlotEvent:
+    case Function::C_GetInterfaceList:
+    case Function::C_GetInterface:
         return true;
     default:
         return false;
     }
 }
 
+bool IsLogin(const CallRecord& call)
+{
+    return call.function == Function::C_Login || call.function == Function::C_LoginUser;
+}
+
 bool OnlyRefuses(const CallRecord& call)
 {
     return call.result == CKR_FUNCTION_NOT_PARALLEL ||
-           (call.result == CKR_FUNCTION_NOT_SUPPORTED && call.function != Function::C_Login);
+           (call.result == CKR_FUNCTION_NOT_SUPPORTED && !IsLogin(call));
 }
+
+// What C_SessionCancel calls the operations.
+struct NamedOperation
+{
+    uint64_t flag;
+    Operation operation;
+};
+constexpr NamedOperation cancelledOperations[] = {
+    {CKF_FIND_OBJECTS, Operation::search}, {CKF_DIGEST, Operation::digest},
+    {CKF_SIGN, Operation::sign},           {CKF_VERIFY, Operation::verify},
+    {CKF_ENCRYPT, Operation::encrypt},     {CKF_DECRYPT, Operation::decrypt}};
 
 std::size_t Index(Operation operation)
 {
@@ -178,10 +196,18 @@ void FrontModel::Called(const CallRecord& call)
     if (call.operation != Operation::none) {
         CheckOperation(call, session);
     }
-    const bool asksCard = call.function == Function::C_Login || call.function == Function::C_Logout ||
+    if (call.function == Function::C_SessionCancel) {
+        Cancelled(call, session);
+    }
+    if (call.function == Function::C_LoginUser) {
+        Rule(!call.lengthGiven || call.result == CKR_ARGUMENTS_BAD ||
+                 call.result == CKR_SESSION_HANDLE_INVALID,
+             call, "takes no user's name");
+    }
+    const bool asksCard = IsLogin(call) || call.function == Function::C_Logout ||
                           call.operation == Operation::sign || call.operation == Operation::decrypt;
     if (asksCard) {
-        LookAtLogins(call.function == Function::C_Login && call.result == CKR_OK);
+        LookAtLogins(IsLogin(call) && call.result == CKR_OK);
     }
 }
 
@@ -234,6 +260,10 @@ void FrontModel::CheckObjects(const CallRecord& call, Session& session)
         Rule(!namesGone, call, "knows no object that has gone");
         goneObjects.insert(call.key);
     }
+    if (call.function == Function::C_CopyObject) {
+        Rule(call.untouched, call, "writes nothing when it fails");
+        Rule(!namesGone || call.result != CKR_ACTION_PROHIBITED, call, "knows no object that has gone");
+    }
     if (call.function == Function::C_GetAttributeValue || call.function == Function::C_GetObjectSize) {
         Rule(!namesGone || call.result != CKR_OK, call, "knows no object that has gone");
     }
@@ -242,6 +272,18 @@ void FrontModel::CheckObjects(const CallRecord& call, Session& session)
     }
     for (const uint64_t object : call.handles) {
         Rule(object != 0 && !session.goneBeforeSearch.contains(object), call, "finds objects that there are");
+    }
+}
+
+// No other thread has the card work.
+void FrontModel::Cancelled(const CallRecord& call, Session& session) const
+{
+    Rule(call.result == CKR_OK || call.result == CKR_SESSION_HANDLE_INVALID, call,
+         "cancels what nobody works for");
+    for (const auto& [flag, operation] : cancelledOperations) {
+        if (call.result == CKR_OK && (call.key & flag) != 0) {
+            session.activities[Index(operation)] = {};
+        }
     }
 }
 

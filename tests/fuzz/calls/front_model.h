@@ -65,6 +65,7 @@ private:
     void Worked(const CallRecord& call, Activity& activity);
     void CheckResult(const CallRecord& call, const Activity& activity) const;
     void CheckObjects(const CallRecord& call, Session& session);
+    void Cancelled(const CallRecord& call, Session& session) const;
     // A login or its end takes what private keys have begun with it.
     void LookAtLogins(bool mayBeNew);
     [[nodiscard]] bool IsLoggedIn(uint64_t session) const;

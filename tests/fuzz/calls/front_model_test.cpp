@@ -69,6 +69,16 @@ CallRecord Closed(uint64_t handle = session)
     return {.function = Function::C_CloseSession, .session = handle, .result = CKR_OK};
 }
 
+CallRecord Cancelled(uint64_t flags, uint64_t result = CKR_OK)
+{
+    return {.function = Function::C_SessionCancel, .session = session, .result = result, .key = flags};
+}
+
+CallRecord Copied(uint64_t object, uint64_t result)
+{
+    return {.function = Function::C_CopyObject, .session = session + 1, .result = result, .key = object};
+}
+
 struct BrokenRule
 {
     std::string rule;
@@ -126,6 +136,20 @@ std::vector<BrokenRule> BrokenRules()
          {Opened(session), DigestBegun(), tooSmall, Digested(CKR_OPERATION_NOT_INITIALIZED)}},
         {"takes no whole after parts", {Opened(session), DigestBegun(), part, Digested(CKR_ARGUMENTS_BAD)}},
         {"gives the digest", {Opened(session), DigestBegun(), Digested(CKR_OK)}},
+        {"works for an operation that was begun",
+         {Opened(session), DigestBegun(), Cancelled(CKF_SIGN | CKF_DIGEST), Digested(CKR_ARGUMENTS_BAD)}},
+        {"says that an operation is active",
+         {Opened(session), DigestBegun(), Cancelled(CKF_DIGEST), DigestBegun(CKR_OPERATION_ACTIVE)}},
+        {"knows an operation that is active",
+         {Opened(session), DigestBegun(), Cancelled(CKF_SIGN), Digested(CKR_OPERATION_NOT_INITIALIZED)}},
+        {"cancels what nobody works for",
+         {Opened(session), Cancelled(CKF_DIGEST, CKR_OPERATION_CANCEL_FAILED)}},
+        {"takes no user's name",
+         {Opened(session),
+          {.function = Function::C_LoginUser, .session = session, .result = CKR_OK, .lengthGiven = true}}},
+        {"knows no object that has gone",
+         {Opened(session), Opened(session + 1), Made(9), Closed(), Copied(9, CKR_ACTION_PROHIBITED)}},
+        {"gives a result that it may give", {Opened(session + 1), Copied(9, CKR_OK)}},
         {"finds objects that there are",
          {Opened(session), Opened(session + 1), Made(9), Closed(), searched, found}},
     };

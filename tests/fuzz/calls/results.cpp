@@ -47,6 +47,16 @@ const Table& FrontTable()
     const Results signing = giving + onCard + Results{CKR_DATA_LEN_RANGE};
     const Results verifying = working + Results{CKR_SIGNATURE_INVALID, CKR_SIGNATURE_LEN_RANGE,
                                                 CKR_DATA_LEN_RANGE, CKR_FUNCTION_FAILED};
+    const Results loggingIn = onSession + onCard +
+                              Results{CKR_DEVICE_ERROR,
+                                      CKR_USER_TYPE_INVALID,
+                                      CKR_PIN_LEN_RANGE,
+                                      CKR_PIN_INVALID,
+                                      CKR_USER_ALREADY_LOGGED_IN,
+                                      CKR_OPERATION_NOT_INITIALIZED,
+                                      CKR_SESSION_READ_ONLY_EXISTS,
+                                      CKR_USER_ANOTHER_ALREADY_LOGGED_IN,
+                                      CKR_FUNCTION_NOT_SUPPORTED};
     static const Table table{
         {Function::C_GetInfo, {CKR_OK, CKR_ARGUMENTS_BAD}},
         {Function::C_GetSlotList, {CKR_OK, CKR_ARGUMENTS_BAD, CKR_BUFFER_TOO_SMALL}},
@@ -59,18 +69,15 @@ const Table& FrontTable()
         {Function::C_CloseSession, onSession},
         {Function::C_CloseAllSessions, {CKR_OK, CKR_SLOT_ID_INVALID, CKR_TOKEN_NOT_PRESENT}},
         {Function::C_GetSessionInfo, argued},
-        {Function::C_Login,
-         onSession + onCard +
-             Results{CKR_DEVICE_ERROR, CKR_USER_TYPE_INVALID, CKR_PIN_LEN_RANGE, CKR_PIN_INVALID,
-                     CKR_USER_ALREADY_LOGGED_IN, CKR_OPERATION_NOT_INITIALIZED, CKR_SESSION_READ_ONLY_EXISTS,
-                     CKR_USER_ANOTHER_ALREADY_LOGGED_IN, CKR_FUNCTION_NOT_SUPPORTED}},
+        {Function::C_Login, loggingIn},
         {Function::C_Logout, onSession + Results{CKR_USER_NOT_LOGGED_IN, CKR_DEVICE_REMOVED}},
         {Function::C_CreateObject,
          onTemplate + Results{CKR_ATTRIBUTE_READ_ONLY, CKR_ATTRIBUTE_TYPE_INVALID, CKR_TEMPLATE_INCOMPLETE,
                               CKR_TEMPLATE_INCONSISTENT, CKR_TOKEN_WRITE_PROTECTED, CKR_SESSION_READ_ONLY,
-                              CKR_USER_NOT_LOGGED_IN, CKR_DEVICE_REMOVED}},
-        {Function::C_DestroyObject,
-         onSession + Results{CKR_OBJECT_HANDLE_INVALID, CKR_TOKEN_WRITE_PROTECTED, CKR_SESSION_READ_ONLY}},
+                              CKR_USER_NOT_LOGGED_IN, CKR_DEVICE_REMOVED, CKR_PUBLIC_KEY_INVALID}},
+        {Function::C_CopyObject,
+         {CKR_SESSION_HANDLE_INVALID, CKR_ARGUMENTS_BAD, CKR_OBJECT_HANDLE_INVALID, CKR_ACTION_PROHIBITED}},
+        {Function::C_DestroyObject, onSession + Results{CKR_OBJECT_HANDLE_INVALID, CKR_ACTION_PROHIBITED}},
         {Function::C_GetObjectSize, argued + Results{CKR_OBJECT_HANDLE_INVALID}},
         {Function::C_GetAttributeValue, argued + Results{CKR_OBJECT_HANDLE_INVALID, CKR_ATTRIBUTE_SENSITIVE,
                                                          CKR_ATTRIBUTE_TYPE_INVALID, CKR_BUFFER_TOO_SMALL}},
@@ -97,6 +104,10 @@ const Table& FrontTable()
          {CKR_SESSION_HANDLE_INVALID, CKR_ARGUMENTS_BAD, CKR_RANDOM_SEED_NOT_SUPPORTED}},
         {Function::C_GenerateRandom, argued},
         {Function::C_WaitForSlotEvent, {CKR_OK, CKR_ARGUMENTS_BAD, CKR_NO_EVENT}},
+        {Function::C_GetInterfaceList, {CKR_OK, CKR_ARGUMENTS_BAD, CKR_BUFFER_TOO_SMALL}},
+        {Function::C_GetInterface, {CKR_OK, CKR_ARGUMENTS_BAD}},
+        {Function::C_LoginUser, loggingIn + Results{CKR_ARGUMENTS_BAD}},
+        {Function::C_SessionCancel, onSession + Results{CKR_OPERATION_CANCEL_FAILED}},
     };
     return table;
 }

@@ -77,17 +77,14 @@ private:
 };
 
 template <typename Types>
-typename Types::FunctionList* Load()
-{
-    return blackbox::FunctionListOf<Types>(blackbox::Load(blackbox::ScriptedFolder() / Types::fileName));
-}
-
-template <typename Types>
 class Target
 {
 public:
-    Target(typename Types::InitializeArguments* arguments, bool logs) : f(Load<Types>()), world(logs)
+    Target(typename Types::InitializeArguments* arguments, bool logs) : world(logs)
     {
+        void* const loaded = blackbox::Load(blackbox::ScriptedFolder() / Types::fileName);
+        f = blackbox::FunctionListOf<Types>(loaded);
+        f3 = Types::isFront ? blackbox::LaterFunctionsOf(loaded) : nullptr;
         // The log's lines go there.
         static_cast<void>(std::freopen("/dev/null", "w", stdout));
         Check(f->C_Initialize(arguments) == CKR_OK, "C_Initialize", "starts");
@@ -102,9 +99,13 @@ public:
     }
     void End() { world.End(); }
 
-    CallDecoder<Types> Decoder(Judge& judge, const Powers& powers) { return {f, pool, world, judge, powers}; }
+    CallDecoder<Types> Decoder(Judge& judge, const Powers& powers)
+    {
+        return {f, f3, pool, world, judge, powers};
+    }
 
-    typename Types::FunctionList* f;
+    typename Types::FunctionList* f = nullptr;
+    front::CK_FUNCTION_LIST_3_0* f3 = nullptr;
     CardWorld world;
     CallPool pool;
 };

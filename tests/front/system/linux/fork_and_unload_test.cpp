@@ -60,7 +60,7 @@ TEST_F(ForkTest, NoCallOfTheChildWorksBeforeItsStart)
     const int failed = blackbox::ExitOfChild([&] {
         CK_ULONG count = 0;
         int others = f->C_GetSlotList(CK_TRUE, nullptr, &count) == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
-        for (const auto& calls : {EveryCallWithASlot(f, ordinary), EveryCallWithASession(f, session)}) {
+        for (const auto& calls : {EveryCallWithASlot(f3, ordinary), EveryCallWithASession(f3, session)}) {
             for (const NamedCall& call : calls) {
                 others += call.make() == CKR_CRYPTOKI_NOT_INITIALIZED ? 0 : 1;
             }
