@@ -1,5 +1,6 @@
 // How hosts get the function lists, what these have, and the functions of version 3.0 that have no test of their own.
 #include "tests/front/front_test.h"
+#include "tests/support/call_with.h"
 #include "tests/support/system.h"
 
 #include <array>
@@ -165,23 +166,6 @@ TEST_F(InterfacesTest, InfoTellsTheVersionOfItsList)
     }
 }
 
-// As an argument of any kind.
-template <typename Argument>
-Argument ValueAs(uintptr_t value)
-{
-    if constexpr (std::is_pointer_v<Argument>) {
-        return reinterpret_cast<Argument>(value);
-    } else {
-        return static_cast<Argument>(value);
-    }
-}
-
-template <typename... Arguments>
-CK_RV CallWith(CK_RV (*function)(Arguments...), uintptr_t value)
-{
-    return function(ValueAs<Arguments>(value)...);
-}
-
 TEST_F(InterfacesTest, FunctionsOfMessagesAreRefusedOnceStarted)
 {
     struct Refused
@@ -193,7 +177,8 @@ TEST_F(InterfacesTest, FunctionsOfMessagesAreRefusedOnceStarted)
 #define CRYPTOKI_WORKS(name, parameters)
 #define CRYPTOKI_REFUSES(name, parameters, answer)
 #define CRYPTOKI_3_REFUSES(name, parameters, answer)                                                         \
-    {#name, [](CK_FUNCTION_LIST_3_0* list, uintptr_t value) { return CallWith(list->name, value); }},
+    {#name,                                                                                                  \
+     [](CK_FUNCTION_LIST_3_0* list, uintptr_t value) { return blackbox::CallWith(list->name, value); }},
 #include "tavrik/functions.inc" // NOLINT(readability-duplicate-include): once for each use of the list
 #undef CRYPTOKI_REFUSES
 #undef CRYPTOKI_WORKS

@@ -1,29 +1,10 @@
 #include "tests/support/function_calls.h"
 
+#include "tests/support/call_with.h"
+
 #include <stdexcept>
-#include <type_traits>
 
 namespace blackbox {
-namespace {
-
-template <typename Argument>
-Argument ArgumentOf(uintptr_t value)
-{
-    if constexpr (std::is_pointer_v<Argument>) {
-        return reinterpret_cast<Argument>(value);
-    } else {
-        return static_cast<Argument>(value);
-    }
-}
-
-template <typename... Arguments>
-CK_RV CallWith(CK_RV (*function)(Arguments...), uintptr_t value)
-{
-    return function(ArgumentOf<Arguments>(value)...);
-}
-
-} // namespace
-
 const std::vector<FunctionCall>& FunctionCalls()
 {
     static const std::vector<FunctionCall> functions{

@@ -2,6 +2,7 @@
 # tavrik-setup check: finds nothing where all is well, and each fault that is made on purpose.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/setup.sh"
+. "$(dirname "$0")/doctor_faults.sh"
 card_tool=$3
 pinentry=$4
 libraries=$(dirname "$front")
@@ -26,14 +27,18 @@ not_found() { # PATTERN
     ! grep -qE "$1" <<<"$found" || fail "'$1' is among: $found"
 }
 
+card() { # ARGUMENTS
+    "$card_tool" "$@" >/dev/null
+}
+
 echo "no reader, no card"
 check 0
 found "^warning reader: There is no reader"
 found "^fine front: Applications see no card"
 
 echo "all is well"
-"$card_tool" new anna --subject "Anna Horvátová" --bok 123456 --pin 654321 >/dev/null
-"$card_tool" insert anna >/dev/null
+card new anna --subject "Anna Horvátová" --bok 123456 --pin 654321
+card insert anna
 check 0
 not_found "^(warning|fault)"
 found "^fine front: .*tavrik-pkcs11.so, version 4.0, starts"
@@ -48,25 +53,11 @@ expect_exit 0 "$tool" --module "$front" check
 expect_said "reader: Reader 0 has a card."
 
 echo "the configuration: each fault with its line"
-cp "$(dirname "$0")/../../../examples/config.json" "$config/"
-check 0
-found "^fine configuration: .*config.json is valid"
-configure() { # TEXT
-    printf '%b' "$1" >"$config/config.json"
-}
-configure '{\n  "log": {\n    "extensive": true,\n  }\n}'
-check 1
-found "^fault configuration: .*no valid JSON.*line 4"
-configure '{\n  "log": {\n    "extensive": "yes",\n    "fileCount": 3\n  }\n}'
-check 1
-found "^fault configuration: .*line 3: \"extensive\" cannot be \"yes\""
+check_faults_of_the_configuration "$(dirname "$0")/../../../examples/config.json"
 configure '{\n  "pinPadEnabled": 1,\n  "log": {\n\n    "logFromLevel": "LogLevel_All"\n  }\n}'
 check 1
 found "^fault configuration: .*line 2: \"pinPadEnabled\" cannot be 1"
 found "^fault configuration: .*line 5: \"logFromLevel\" cannot be \"LogLevel_All\""
-configure '{\n  "log": {\n    "logtofile": true\n  }\n}'
-check 0
-found "^warning configuration: .*line 3: \"logtofile\" is no key that the library knows"
 configure '{ "logToFile": true }'
 check 1
 found "^fault configuration: .*has no object \"log\""
@@ -83,22 +74,11 @@ found "^fault configuration: .*cannot be read: It is no regular file"
 rm "$config/config.json"
 
 echo "the log"
-rm -f "$state"/Pkcs11*.log
-mkdir "$state/Pkcs11.log"
-check 1
-found "^fault log: .*Pkcs11.log is no regular file"
-rmdir "$state/Pkcs11.log"
+check_fault_of_the_log
 
 echo "the card"
-"$card_tool" fault anna OpenSession --status eCardCommErr --count 9
-check 1
-found "^fault card: The card in Reader 0 cannot be opened: eCardCommErr"
-"$card_tool" fault anna --clear
-"$card_tool" fault anna QES_GetCertificates --status eCardCommErr --count 9
-check 1
-found "^fault certificate: A certificate of Sig_ZEP in Reader 0 cannot be read: eCardCommErr"
-"$card_tool" fault anna --clear
-"$card_tool" remove anna >/dev/null
+check_faults_of_the_card
+card remove anna
 check 0
 found "^fine reader: Reader 0 has no card"
 
@@ -106,19 +86,19 @@ echo "certificates that end, have ended, and are not there"
 own_certificate() { # NAME DAYS
     openssl req -x509 -newkey rsa:2048 -nodes -subj "/CN=$1" -days "$2" -keyout "$1.key" -out "$1.pem" 2>/dev/null
     cat "$1.key" "$1.pem" >"$1.both"
-    "$card_tool" new "$1" --bok 123456 --pin 654321 --qes-certificates 0 --es-certificates 0 >/dev/null
-    "$card_tool" import "$1" es "$1.both" --code 123456 >/dev/null
-    "$card_tool" insert "$1" >/dev/null
+    card new "$1" --bok 123456 --pin 654321 --qes-certificates 0 --es-certificates 0
+    card import "$1" es "$1.both" --code 123456
+    card insert "$1"
 }
 own_certificate short 20
 check 0
 found "^warning certificate: Sig_EP of short in Reader 0 ends on .*, in (19|20) days.*renewed"
-"$card_tool" remove short >/dev/null
+card remove short
 own_certificate long 35
 check 0
 found "^fine certificate: Sig_EP of long"
-"$card_tool" remove long >/dev/null
-"$card_tool" new past --bok 123456 --pin 654321 --qes-certificates 0 --es-certificates 0 >/dev/null
+card remove long
+card new past --bok 123456 --pin 654321 --qes-certificates 0 --es-certificates 0
 openssl genrsa -out past.key 2048 2>/dev/null
 openssl req -new -key past.key -subj /CN=past -out past.csr
 mkdir authority && : >authority/index && echo 01 >authority/serial
@@ -126,20 +106,20 @@ printf '[ca]\ndefault_ca=a\n[a]\ndatabase=authority/index\nserial=authority/seri
 openssl ca -config ca.cnf -batch -selfsign -keyfile past.key -in past.csr -out past.pem -notext \
     -startdate 20200101000000Z -enddate 20210101000000Z 2>/dev/null
 cat past.key past.pem >past.both
-"$card_tool" import past es past.both --code 123456 >/dev/null
-"$card_tool" insert past >/dev/null
+card import past es past.both --code 123456
+card insert past
 check 1
 found "^fault certificate: Sig_EP of past in Reader 0 ended on 2021-01-01"
-"$card_tool" remove past >/dev/null
-"$card_tool" new empty --bok 123456 --qes-certificates 0 --es-certificates 0 >/dev/null
-"$card_tool" insert empty >/dev/null
+card remove past
+card new empty --bok 123456 --qes-certificates 0 --es-certificates 0
+card insert empty
 check 0
 found "^warning certificate: The card in Reader 0 has no certificates"
-"$card_tool" remove empty >/dev/null
+card remove empty
 
 echo "codes with few tries"
-"$card_tool" insert anna >/dev/null
-"$card_tool" lock anna pin >/dev/null
+card insert anna
+card lock anna pin
 "$card_tool" set-code anna bok --old 000000 --new 222222 >/dev/null 2>&1 || true
 "$card_tool" set-code anna bok --old 000000 --new 222222 >/dev/null 2>&1 || true
 check 1
@@ -147,9 +127,9 @@ found "^fault code: The signature PIN of the card \"anna\" is locked"
 found "^warning code: The login code of the card \"anna\" has one try left"
 
 echo "a card that another program holds, and which"
-"$card_tool" new boris --bok 123456 --pin 654321 >/dev/null
-"$card_tool" remove anna >/dev/null
-"$card_tool" insert boris >/dev/null
+card new boris --bok 123456 --pin 654321
+card remove anna
+card insert boris
 mkfifo hold
 python3 - "$front" hold <<'END' &
 import ctypes, sys

@@ -1,11 +1,5 @@
-#include "tools/tavrik-setup/files/careful_file.h"
+#include "tests/tools/tavrik-setup/careful_file_fixture.h"
 
-#include "tests/support/temporary_folder.h"
-#include "tools/tavrik-setup/files/refusal.h"
-
-#include <gtest/gtest.h>
-
-#include <fstream>
 #include <string>
 
 #include <sys/stat.h>
@@ -18,33 +12,14 @@ namespace {
 
 constexpr uid_t someoneElse = 65534;
 
-class CarefulFile : public testing::Test
+struct stat Facts(const fs::path& path)
 {
-protected:
-    void Write(const fs::path& path, const std::string& content)
+    struct stat facts
     {
-        std::ofstream(path, std::ios::binary) << content;
-    }
-
-    // Nothing lies beside the files that the test has made.
-    [[nodiscard]] size_t Count() const
-    {
-        return static_cast<size_t>(
-            std::distance(fs::directory_iterator(folder.Path()), fs::directory_iterator()));
-    }
-
-    static struct stat Facts(const fs::path& path)
-    {
-        struct stat facts
-        {
-        };
-        EXPECT_EQ(lstat(path.c_str(), &facts), 0);
-        return facts;
-    }
-
-    TemporaryFolder folder{"careful-file-"};
-    fs::path file = folder.Path() / "config";
-};
+    };
+    EXPECT_EQ(lstat(path.c_str(), &facts), 0);
+    return facts;
+}
 
 } // namespace
 
@@ -124,38 +99,4 @@ TEST_F(CarefulFile, RefusesWhatIsNoRegularFileWithoutWaiting)
     fs::remove(file);
     fs::create_symlink("/dev/zero", file);
     EXPECT_THROW(static_cast<void>(ReadIfThere(file)), Refusal);
-}
-
-TEST_F(CarefulFile, RefusesWhatIsTooLarge)
-{
-    Write(file, std::string(1048577, 'x'));
-    EXPECT_THROW(static_cast<void>(ReadIfThere(file)), Refusal);
-}
-
-TEST_F(CarefulFile, LeavesAFileThatHasChangedMeanwhile)
-{
-    Write(file, "other");
-    EXPECT_THROW(ReplaceContent(file, "before", "after", Readers::owner), Refusal);
-    EXPECT_THROW(ReplaceContent(file, std::nullopt, "after", Readers::owner), Refusal);
-    EXPECT_THROW(RemoveFile(file, "before"), Refusal);
-    EXPECT_EQ(ReadIfThere(file), "other");
-    EXPECT_EQ(Count(), 1U);
-}
-
-TEST_F(CarefulFile, ThatIsNotThereHasNoContent)
-{
-    EXPECT_EQ(ReadIfThere(file), std::nullopt);
-    EXPECT_EQ(ReadIfThere(folder.Path() / "no" / "folder"), std::nullopt);
-}
-
-TEST_F(CarefulFile, MakesFoldersAndTakesThemAwayWhenTheyAreEmpty)
-{
-    const fs::path deep = folder.Path() / "a" / "b";
-    const auto made = MakeFolders(deep, Readers::owner);
-    ASSERT_EQ(made, (std::vector{deep.parent_path(), deep}));
-    EXPECT_TRUE(MakeFolders(deep, Readers::owner).empty());
-    Write(deep.parent_path() / "mine", "x");
-    DeleteEmptyFolders(made);
-    EXPECT_FALSE(fs::exists(deep));
-    EXPECT_TRUE(fs::exists(deep.parent_path()));
 }

@@ -4,6 +4,8 @@
 # HOST holds a card while it runs; BROKEN-LIBRARY is one that is no PKCS#11 module and lacks the functions of a card layer.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/setup.sh"
+# shellcheck source=../../doctor_faults.sh
+. "$(dirname "$0")/../../doctor_faults.sh"
 card_tool=$4
 pinentry=$5
 broken_library=$6
@@ -69,43 +71,17 @@ found '^fine log: .*\\Ďurčová 漢\\state|^warning log: There is no folder .*\
 
 echo "the configuration: each fault with its line"
 mkdir -p "$config"
-cp "$example" "$config/"
-check 0
-found "^fine configuration: .*config.json is valid"
-configure() { # TEXT
-    printf '%b' "$1" >"$config/config.json"
-}
-configure '{\n  "log": {\n    "extensive": true,\n  }\n}'
-check 1
-found "^fault configuration: .*no valid JSON.*line 4"
-configure '{\r\n  "log": {\r\n    "extensive": "yes"\r\n  }\r\n}\r\n'
-check 1
-found "^fault configuration: .*line 3: \"extensive\" cannot be \"yes\""
-configure '{\n  "log": {\n    "logtofile": true\n  }\n}'
-check 0
-found "^warning configuration: .*line 3: \"logtofile\" is no key that the library knows"
-rm "$config/config.json"
+check_faults_of_the_configuration "$example"
 mkdir "$config/config.json"
 check 1
 found "^fault configuration: .*cannot be read: It is no regular file"
 rmdir "$config/config.json"
 
 echo "the log"
-rm -f "$state"/Pkcs11*.log
-mkdir "$state/Pkcs11.log"
-check 1
-found "^fault log: .*Pkcs11.log is no regular file"
-rmdir "$state/Pkcs11.log"
+check_fault_of_the_log
 
 echo "the card"
-card fault anna OpenSession --status eCardCommErr --count 9
-check 1
-found "^fault card: The card in Reader 0 cannot be opened: eCardCommErr"
-card fault anna --clear
-card fault anna QES_GetCertificates --status eCardCommErr --count 9
-check 1
-found "^fault certificate: A certificate of Sig_ZEP in Reader 0 cannot be read: eCardCommErr"
-card fault anna --clear
+check_faults_of_the_card
 card lock anna pin
 check 1
 found "^fault code: The signature PIN of the card \"anna\" is locked"
