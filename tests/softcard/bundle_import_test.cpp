@@ -1,6 +1,5 @@
 // Keys brought to a card out of PKCS#12 files that others made.
-#include "tests/softcard/answers.h"
-#include "tests/softcard/card_home.h"
+#include "tests/softcard/bundle_import.h"
 #include "tests/softcard/key_use.h"
 
 #include <botan/auto_rng.h>
@@ -15,44 +14,20 @@ using namespace softcard::test;
 
 namespace {
 
-class BundleImport : public CardTest
+// That the second key of the ordinary family decrypts for the certificate of the bundles.
+void ExpectDecryption(CardSession session)
 {
-protected:
-    // In Windows' own form, where a slash at the begin looks like an option.
-    static std::string Bundle(const std::string& name)
-    {
-        return std::filesystem::absolute(std::filesystem::path(BUNDLES) / (name + ".p12"))
-            .make_preferred()
-            .string();
-    }
-
-    static Finished Import(const std::string& name, const std::string& password = "geheim")
-    {
-        return RunTool({"import", "ref2", "es", Bundle(name), "--password", password, "--code", bok});
-    }
-
-    // The sentence stands behind the file's name.
-    static void ExpectRefusal(const Finished& refused, const std::string& sentence)
-    {
-        EXPECT_EQ(refused.exitCode, exitNotImportable);
-        EXPECT_TRUE(refused.errors.ends_with(": " + sentence + "\n")) << refused.errors;
-    }
-
-    // That the second key of the ordinary family decrypts for the certificate of the bundles.
-    static void ExpectDecryption(CardSession session)
-    {
-        const auto der = ReadBytes(std::filesystem::path(BUNDLES) / "certificate.der");
-        const auto publicKey = Botan::X509_Certificate(der.data(), der.size()).load_subject_public_key();
-        Botan::AutoSeeded_RNG random;
-        const std::vector<uint8_t> text = {'s', 'e', 'c', 'r', 'e', 't'};
-        const auto encrypted =
-            Botan::PK_Encryptor_EME(*publicKey, random, "PKCS1v15").encrypt(text.data(), text.size(), random);
-        ASSERT_EQ(VerifyBok(session, bok).returned, 0);
-        const Output plain = Decrypt(session, encrypted, 1);
-        ASSERT_EQ(plain.status, 0);
-        EXPECT_EQ(plain.bytes, text);
-    }
-};
+    const auto der = ReadBytes(std::filesystem::path(BUNDLES) / "certificate.der");
+    const auto publicKey = Botan::X509_Certificate(der.data(), der.size()).load_subject_public_key();
+    Botan::AutoSeeded_RNG random;
+    const std::vector<uint8_t> text = {'s', 'e', 'c', 'r', 'e', 't'};
+    const auto encrypted =
+        Botan::PK_Encryptor_EME(*publicKey, random, "PKCS1v15").encrypt(text.data(), text.size(), random);
+    ASSERT_EQ(VerifyBok(session, bok).returned, 0);
+    const Output plain = Decrypt(session, encrypted, 1);
+    ASSERT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.bytes, text);
+}
 
 TEST_F(BundleImport, TakesTheEncryptionsThatProgramsUse)
 {
@@ -90,14 +65,15 @@ TEST_F(BundleImport, TakesThePasswordFromTheStandardInput)
 TEST_F(BundleImport, RefusesAnotherPassword)
 {
     for (const char* name : {"aes", "triple-des", "rc2", "nss"}) {
-        ExpectRefusal(Import(name, "falsch"), "The PKCS#12 file cannot be opened with this password.");
+        ExpectRefusal(Import(name, "falsch"),
+                      AsSystemTells("The PKCS#12 file cannot be opened with this password."));
     }
 }
 
 TEST_F(BundleImport, RefusesWhatHasNoKeyForACard)
 {
-    ExpectRefusal(Import("no-key"), "There is no private key in the file.");
-    ExpectRefusal(Import("other"), "The private key is not an RSA key.");
+    ExpectRefusal(Import("no-key"), AsSystemTells("There is no private key in the file."));
+    ExpectRefusal(Import("other"), AsSystemTells("The private key is not an RSA key."));
     ExpectRefusal(Import("damaged"), "There is no private key that can be read, or the password is wrong.");
     const Finished large = Import("too-large");
     EXPECT_EQ(large.exitCode, exitNotImportable);

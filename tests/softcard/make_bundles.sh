@@ -7,6 +7,8 @@ cd "$1"
 rm -rf ./*
 openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem -subj /CN=Imported -days 3650 2>/dev/null
 openssl x509 -in certificate.pem -outform DER -out certificate.der
+openssl req -x509 -newkey rsa:2048 -nodes -keyout lone.pem -out lone-certificate.pem -subj /CN=Lone -days 3650 2>/dev/null
+openssl x509 -in lone-certificate.pem -outform DER -out lone.der
 openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout other.pem -out other-certificate.pem \
     -subj /CN=Other -days 3650 2>/dev/null
 cat other-certificate.pem certificate.pem >chain.pem
@@ -21,6 +23,7 @@ bundle chain.p12 chain.pem
 bundle no-password.p12 certificate.pem -passout pass:
 openssl pkcs12 -export -out no-key.p12 -in certificate.pem -nokeys -passout pass:geheim
 openssl pkcs12 -export -out other.p12 -in other-certificate.pem -inkey other.pem -passout pass:geheim
+openssl pkcs12 -export -out lone.p12 -in lone-certificate.pem -inkey lone.pem -passout pass:geheim
 head -c 500 aes.p12 >damaged.p12
 head -c 1048577 /dev/zero >too-large.p12
 

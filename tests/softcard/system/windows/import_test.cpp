@@ -4,8 +4,10 @@
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/key_use.h"
 
+#include <botan/alg_id.h>
 #include <botan/auto_rng.h>
 #include <botan/data_src.h>
+#include <botan/der_enc.h>
 #include <botan/pem.h>
 #include <botan/pkcs8.h>
 #include <botan/pubkey.h>
@@ -93,6 +95,20 @@ TEST_F(WindowsImport, TakesEncryptedPem)
                   "There is no private key that can be read, or the password is wrong.");
     ExpectImport({Certificate(), "--key", File("locked.pem"), "--password", "schloss"});
     ExpectDecryption();
+}
+
+TEST_F(WindowsImport, RefusesPkcs8OfTheOldEncryption)
+{
+    const Botan::AlgorithmIdentifier tripleDes(Botan::OID("1.2.840.113549.1.12.1.3"), {0x05, 0x00});
+    std::vector<uint8_t> encrypted;
+    Botan::DER_Encoder(encrypted)
+        .start_cons(Botan::SEQUENCE)
+        .encode(tripleDes)
+        .encode(std::vector<uint8_t>(16), Botan::OCTET_STRING)
+        .end_cons();
+    WriteText(Scratch("locked.pem"), Botan::PEM_Code::encode(encrypted, "ENCRYPTED PRIVATE KEY"));
+    ExpectRefusal({Certificate(), "--key", File("locked.pem"), "--password", "schloss"},
+                  "The private key is encrypted in an old way; it can be imported as PKCS#12.");
 }
 
 TEST_F(WindowsImport, TakesAKeyOfTheOldKind)

@@ -4,6 +4,7 @@
 #include "softcard/system/windows/handle.h"
 #include "softcard/system/windows/local_memory.h"
 #include "tests/softcard/card_home.h"
+#include "tests/softcard/system/windows/wine.h"
 
 #include <algorithm>
 #include <ostream>
@@ -122,11 +123,6 @@ void ExpectTheUsersAlone(const Rights& rights, BYTE flags)
     EXPECT_EQ(rights.owner, OwnUser());
     EXPECT_TRUE(rights.isProtected) << "rights come from the folder above";
     EXPECT_EQ(rights.entries, (std::vector<Entry>{{ACCESS_ALLOWED_ACE_TYPE, flags, allAccess, OwnUser()}}));
-}
-
-bool RunsUnderWine()
-{
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
 // Wine keeps rights as the modes of files: of an entry it keeps whether it is the user's own or everybody's, it has

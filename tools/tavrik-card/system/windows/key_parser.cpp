@@ -1,11 +1,11 @@
-// With Botan, which knows PEM and DER: PKCS#8 for keys, encrypted or not, and PKCS#1 in clear; and bundles.
+// With Botan, which knows PEM and DER: PKCS#8 for keys, encrypted (PBES2) or not, and PKCS#1 in clear. Bundles are Windows'.
 #include "tools/tavrik-card/system/key_parser.h"
 
 #include "softcard/base/store_error.h"
 #include "tools/tavrik-card/system/windows/key_bundle.h"
-#include "tools/tavrik-card/system/windows/password_encryption.h"
 
 #include <botan/ber_dec.h>
+#include <botan/pbes2.h>
 #include <botan/pem.h>
 #include <botan/rsa.h>
 #include <botan/x509cert.h>
@@ -85,12 +85,17 @@ RsaKey LoadPkcs8(const SecretBytes& der)
 RsaKey LoadEncrypted(const SecretBytes& der, const AskPassword& askPassword)
 {
     Botan::AlgorithmIdentifier algorithm;
-    std::vector<uint8_t> encrypted;
+    SecretBytes encrypted;
     Botan::BER_Decoder(der)
         .start_cons(Botan::SEQUENCE)
         .decode(algorithm)
         .decode(encrypted, Botan::OCTET_STRING);
-    return LoadPkcs8(Decrypt(algorithm, encrypted, askPassword(), NoPassword::isEmpty));
+    if (algorithm.get_oid().to_string() != "1.2.840.113549.1.5.13") {
+        Refuse("The private key is encrypted in an old way; it can be imported as PKCS#12.");
+    }
+    const SecretText password = askPassword();
+    const SecretString text(std::string(password.begin(), password.end()));
+    return LoadPkcs8(Botan::pbes2_decrypt(encrypted, text.text, algorithm.get_parameters()));
 }
 
 // The first private key among the blocks.
@@ -161,12 +166,9 @@ ImportedKey Paired(RsaKey key, const std::vector<SecretBytes>& certificates)
 
 ImportedKey ParseBundle(const std::string& content, const AskPassword& askPassword)
 {
-    const KeyBundle bundle = OpenKeyBundle(content, askPassword);
-    if (bundle.keys.empty()) {
-        Refuse("There is no private key in the file.");
-    }
     try {
-        return Paired(LoadPkcs8(bundle.keys.front()), bundle.certificates);
+        KeyBundle bundle = OpenKeyBundle(content, askPassword);
+        return Paired(std::move(bundle.key), bundle.certificates);
     } catch (const Botan::Exception&) {
         Refuse("The private key cannot be read.");
     }
