@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""The host in C at a console: without a keyboard program the card asks there, and what is typed does not show.
+"""Programs at a console. Without a keyboard program the card asks there; what is typed does not show, and the console has
+its echo back when the program that asks is interrupted.
 
 Arguments: what runs Windows' programs, and the folder with them. The console is a pseudo-terminal.
 """
@@ -71,6 +72,13 @@ def main():
         shown = without_movements(shown)
         demand(status == 1 and "0xa0:C_Login" in shown, "a wrong code was not refused", shown)
         demand(WRONG_CODE not in shown, "the wrong code was shown", shown)
+
+        # What asks is interrupted, and gives the console its echo back.
+        set_code = ["tavrik-card.exe", "set-code", "anna", "bok"]
+        for interruption, keys, asking in [("typed", "\x03", set_code), ("sent", "", set_code), ("sent", "", host[1:])]:
+            interrupter = [run, "console_interrupter.exe", interruption] + [word or '""' for word in asking]
+            shown, status = run_at_console(interrupter, programs, environment, keys, prompt=":")
+            demand(status == 0, f"interrupted ({interruption}), {asking[0]} leaves no echo: {status}", shown)
 
         with open(f"{home}/Pkcs11.log", "w", encoding="utf-8", newline="") as log:
             log.write(" ERR; Thu Nov 12 12:10:02 2026; m; wr\u00f6ng\r\n")

@@ -30,6 +30,9 @@ public:
         silenced = console;
         SetConsoleCtrlHandler(GiveBackEcho, TRUE); // in front of all others
         SetConsoleMode(console, ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT);
+        if (silenced == nullptr) { // the interruption was quicker
+            SetConsoleMode(console, before);
+        }
     }
 
     ~SilentConsole()

@@ -3,6 +3,8 @@
 #include "tests/tools/polled_log.h"
 
 #include <filesystem>
+#include <string>
+#include <string_view>
 
 namespace {
 
@@ -21,13 +23,29 @@ protected:
 
 } // namespace
 
-TEST_F(WindowsLogSourceTest, FileThatIsReadIsMovedWrittenToAndDeletedByOthers)
+// The sink gets a line while the file is open.
+TEST_F(WindowsLogSourceTest, FileThatIsReadIsWrittenToMovedAndDeletedByOthers)
+{
+    const std::filesystem::path moved = log.Folder() / "sub" / "Pkcs11_1.log";
+    log.Append("sub/Pkcs11.log", "two\r\n");
+    std::string lines;
+    source.Poll([&](int, std::string_view line) {
+        lines.append(line).append(" ");
+        if (line == "two") {
+            log.Append("sub/Pkcs11.log", "three\r\n");
+            EXPECT_NE(MoveFileW(Current().c_str(), moved.c_str()), FALSE) << GetLastError();
+            EXPECT_NE(DeleteFileW(moved.c_str()), FALSE) << GetLastError();
+        }
+    });
+    EXPECT_EQ(lines, "two three ");
+}
+
+TEST_F(WindowsLogSourceTest, FileThatWasMovedIsReadOn)
 {
     const std::filesystem::path moved = log.Folder() / "sub" / "Pkcs11_1.log";
     EXPECT_NE(MoveFileW(Current().c_str(), moved.c_str()), FALSE);
     log.Append("sub/Pkcs11_1.log", "two\r\n");
     EXPECT_EQ(Poll(), "two ");
-    EXPECT_NE(DeleteFileW(moved.c_str()), FALSE);
 }
 
 // The library could not begin a new log under it otherwise.
