@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -42,7 +43,7 @@ std::string WhyNoPrivateMounts()
         const int error = WEXITSTATUS(status);
         return error == 0
                    ? std::string()
-                   : "SKIPPED: no mounts of its own for the test: " + std::generic_category().message(error);
+                   : std::string("SKIPPED: no mounts of its own for the test: ") + strerrordesc_np(error);
     }();
     return reason;
 }
