@@ -14,7 +14,8 @@ openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout oth
 cat other-certificate.pem certificate.pem >chain.pem
 
 bundle() { # FILE CERTIFICATES [OPTION...]
-    openssl pkcs12 -export -out "$1" -in "$2" -inkey key.pem -passout pass:geheim "${@:3}"
+    openssl pkcs12 -export -out "$1" -in "$2" -inkey key.pem -passout pass:geheim "${@:3}" 2>openssl.log ||
+        { cat openssl.log >&2; exit 1; } # it also tells of each certificate that is another key's
 }
 bundle aes.p12 certificate.pem -keypbe AES-256-CBC -certpbe AES-256-CBC -macalg sha256
 bundle triple-des.p12 certificate.pem -keypbe PBE-SHA1-3DES -certpbe PBE-SHA1-3DES -macalg sha1

@@ -41,7 +41,7 @@ private:
     bool isThere = false;
     bool takesColours = false;
     size_t width = 0;
-    unsigned long modeBefore = 0;
+    [[maybe_unused]] unsigned long modeBefore = 0; // of a terminal that was told
 };
 
 } // namespace logtool

@@ -19,7 +19,8 @@ void Permit(const fs::path& folder, const wchar_t* rights)
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     ASSERT_TRUE(
         ConvertStringSecurityDescriptorToSecurityDescriptorW(rights, SDDL_REVISION_1, &descriptor, nullptr));
-    EXPECT_TRUE(SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION, descriptor));
+    const BOOL isSet = SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION, descriptor);
+    EXPECT_TRUE(isSet);
     LocalFree(descriptor);
 }
 

@@ -23,17 +23,13 @@ protected:
         key = fs::path("HKEY_CURRENT_USER") / name;
         made = MakeFolders(key, Readers::owner);
     }
-    ~Registry() override { RegDeleteTreeW(HKEY_CURRENT_USER, name.c_str()); }
-    Registry(const Registry&) = delete;
-    Registry& operator=(const Registry&) = delete;
-    Registry(Registry&&) = delete;
-    Registry& operator=(Registry&&) = delete;
+    void TearDown() override { RegDeleteTreeW(HKEY_CURRENT_USER, name.c_str()); }
 
     void Set(const wchar_t* value, DWORD type, const void* data, size_t size)
     {
-        ASSERT_EQ(
-            RegSetKeyValueW(HKEY_CURRENT_USER, name.c_str(), value, type, data, static_cast<DWORD>(size)),
-            ERROR_SUCCESS);
+        const bool isSet = RegSetKeyValueW(HKEY_CURRENT_USER, name.c_str(), value, type, data,
+                                           static_cast<DWORD>(size)) == ERROR_SUCCESS;
+        ASSERT_TRUE(isSet);
     }
 
     std::wstring name;

@@ -49,7 +49,7 @@ fs::path FindModule()
 {
     const fs::path own = Platform::ExecutablePath().parent_path();
     for (const char* folder : frontFolders) {
-        const fs::path candidate = (own / folder / frontFile).lexically_normal().make_preferred();
+        fs::path candidate = (own / folder / frontFile).lexically_normal().make_preferred();
         if (IsThere(candidate)) {
             return candidate;
         }
@@ -88,7 +88,7 @@ fs::path FindOnPath(const std::wstring& name)
     size_t begin = 0;
     while (begin < folders.size()) {
         const size_t end = std::min(folders.find(L';', begin), folders.size());
-        const fs::path candidate = fs::path(folders.substr(begin, end - begin)) / name;
+        fs::path candidate = fs::path(folders.substr(begin, end - begin)) / name;
         if (candidate.is_absolute() && IsThere(candidate)) {
             return candidate;
         }
