@@ -42,6 +42,7 @@ TEST_F(SharedLogTest, HundredThousandLinesAreAppendedByEightProcesses)
     constexpr int linesOfEach = 12500;
     const auto file = Directory() / "appended.log";
     std::vector<std::string> commands;
+    commands.reserve(hosts);
     for (int host = 0; host < hosts; ++host) {
         commands.push_back(Quoted(ProgramBeside("append_host")) + " " + Quoted(file) + " host" +
                            std::to_string(host) + " " + std::to_string(linesOfEach));

@@ -3,7 +3,10 @@
 
 #include "tests/softcard/card_home.h"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
+#include <exception>
 #include <filesystem>
 #include <thread>
 
@@ -23,8 +26,12 @@ public:
 
     ~CardHolder()
     {
-        KillProgram(process);
-        AwaitProgram(process);
+        try {
+            KillProgram(process);
+            AwaitProgram(process);
+        } catch (const std::exception& failure) {
+            ADD_FAILURE() << failure.what();
+        }
     }
 
     [[nodiscard]] Process Number() const { return process; }

@@ -2,12 +2,12 @@
 // and delete it.
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <tuple>
 
 namespace logtool {
 
@@ -16,7 +16,10 @@ struct FileIdentity
 {
     uint64_t volume = 0;
     uint64_t number = 0;
-    auto operator<=>(const FileIdentity&) const = default;
+    bool operator<(const FileIdentity& other) const
+    {
+        return std::tie(volume, number) < std::tie(other.volume, other.number);
+    }
 };
 
 enum class FileKind

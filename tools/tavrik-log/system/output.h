@@ -27,7 +27,7 @@ class Terminal
 {
 public:
     Terminal();
-    ~Terminal();
+    ~Terminal(); // NOLINT(performance-trivially-destructible): it has something to do where terminals are told
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 

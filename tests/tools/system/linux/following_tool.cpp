@@ -35,6 +35,7 @@ FollowingTool::FollowingTool(std::vector<std::string> arguments) : running(std::
     }
     arguments.insert(arguments.begin(), {LOG_TOOL, "--follow"});
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         words.push_back(argument.data());
     }
