@@ -16,6 +16,7 @@ struct FileIdentity
 {
     uint64_t volume = 0;
     uint64_t number = 0;
+    bool operator==(const FileIdentity&) const = default;
     bool operator<(const FileIdentity& other) const
     {
         return std::tie(volume, number) < std::tie(other.volume, other.number);
