@@ -1,14 +1,14 @@
 # For the tests of Windows' clients, which source it, as ../clients/card.sh is for Linux: a folder of the test's own that
 # goes with it, with a software card in a reader.
-#   CLIENT_test.sh RUN_UNDER_WINE FOLDER_OF_THE_LIBRARY FOLDER_OF_OPENSC FOLDER_OF_P11_KIT
+#   CLIENT_test.sh RUN_UNDER_WINE FOLDER_OF_THE_LIBRARY [FOLDER_OF_OPENSC FOLDER_OF_P11_KIT]
 # shellcheck shell=bash
 set -euo pipefail
 
 run=$1
 programs=$2
-opensc=$3
+opensc=${3-}
 # shellcheck disable=SC2034 # its test uses it
-p11_kit=$4
+p11_kit=${4-}
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
