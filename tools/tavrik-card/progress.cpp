@@ -31,14 +31,17 @@ Progress::~Progress()
         const MutexLock lock(mutex);
         ending = true;
     }
-    ended.notify_one();
+    changed.notify_one();
     thread.join();
 }
 
 void Progress::Tell(const std::string& next)
 {
-    const MutexLock lock(mutex);
-    step = next;
+    {
+        const MutexLock lock(mutex);
+        step = next;
+    }
+    changed.notify_one(); // a short step is shown too
 }
 
 void Progress::Turn()
@@ -52,7 +55,7 @@ void Progress::Turn()
         }
         lock.Lock();
         if (!ending) {
-            ended.wait_for(lock.Native(), turn);
+            changed.wait_for(lock.Native(), turn);
         }
     }
     lock.Unlock();

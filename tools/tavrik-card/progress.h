@@ -28,7 +28,7 @@ private:
     void Turn();
 
     Mutex mutex;
-    std::condition_variable ended;
+    std::condition_variable changed;
     bool ending GUARDED_BY(mutex) = false;
     std::string step GUARDED_BY(mutex);
     std::thread thread; // not joinable without a terminal
