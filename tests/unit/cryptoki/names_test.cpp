@@ -20,12 +20,12 @@ void PrintTo(const NamedNumber& row, std::ostream* out)
     *out << row.name;
 }
 
-std::string NameOfRow(const testing::TestParamInfo<NamedNumber>& row)
+std::string NameOfNumber(const testing::TestParamInfo<NamedNumber>& row)
 {
     return row.param.name;
 }
 
-constexpr NamedNumber results[] = {
+constexpr NamedNumber resultNames[] = {
     NamedNumber{0x0U, "CKR_OK"},
     NamedNumber{0x1U, "CKR_CANCEL"},
     NamedNumber{0x2U, "CKR_HOST_MEMORY"},
@@ -115,9 +115,9 @@ constexpr NamedNumber results[] = {
     NamedNumber{0x200U, "CKR_FUNCTION_REJECTED"},
     NamedNumber{0x80000000U, "CKR_VENDOR_DEFINED"},
 };
-static_assert(std::size(results) == 88);
+static_assert(std::size(resultNames) == 88);
 
-constexpr NamedNumber attributes[] = {
+constexpr NamedNumber attributeNames[] = {
     NamedNumber{0x0U, "CKA_CLASS"},
     NamedNumber{0x1U, "CKA_TOKEN"},
     NamedNumber{0x2U, "CKA_PRIVATE"},
@@ -193,7 +193,7 @@ constexpr NamedNumber attributes[] = {
     NamedNumber{0x40000600U, "CKA_ALLOWED_MECHANISMS"},
     NamedNumber{0x80000000U, "CKA_VENDOR_DEFINED"},
 };
-static_assert(std::size(attributes) == 74);
+static_assert(std::size(attributeNames) == 74);
 
 template <std::size_t count>
 bool IsNamed(const NamedNumber (&rows)[count], uint32_t number)
@@ -220,18 +220,18 @@ TEST_P(ResultNames, AreThoseOfTheStandard)
 {
     EXPECT_STREQ(ResultName(GetParam().number), GetParam().name);
 }
-INSTANTIATE_TEST_SUITE_P(All, ResultNames, testing::ValuesIn(results), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(All, ResultNames, testing::ValuesIn(resultNames), NameOfNumber);
 
 TEST_P(AttributeNames, AreThoseOfTheStandard)
 {
     EXPECT_STREQ(AttributeName(GetParam().number), GetParam().name);
 }
-INSTANTIATE_TEST_SUITE_P(All, AttributeNames, testing::ValuesIn(attributes), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(All, AttributeNames, testing::ValuesIn(attributeNames), NameOfNumber);
 
 TEST(ResultName, KnowsNoOtherNumberUpToTheLastOfTheStandard)
 {
     for (uint32_t number = 0; number <= 0x400; ++number) {
-        if (!IsNamed(results, number)) {
+        if (!IsNamed(resultNames, number)) {
             char expected[64] = {};
             static_cast<void>(snprintf(expected, sizeof(expected), "[%08Xh] Unknown CKR result", number));
             ASSERT_STREQ(ResultName(number), expected);
@@ -243,7 +243,7 @@ TEST(AttributeName, KnowsNoOtherNumberUpToTheLastOfTheStandard)
 {
     for (const uint32_t base : {0U, 0x40000000U}) {
         for (uint32_t number = base; number <= base + 0x800; ++number) {
-            if (!IsNamed(attributes, number)) {
+            if (!IsNamed(attributeNames, number)) {
                 char expected[64] = {};
                 static_cast<void>(snprintf(expected, sizeof(expected), "[%08Xh] UNKNOWN ATTRIBUTE", number));
                 ASSERT_STREQ(AttributeName(number), expected);

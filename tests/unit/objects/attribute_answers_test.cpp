@@ -169,7 +169,7 @@ void ExpectInvalidOutside(uint32_t kind, const AnswerRow (&rows)[count])
     }
 }
 
-std::string NameOfRow(const testing::TestParamInfo<AnswerRow>& row)
+std::string NameOfAnswer(const testing::TestParamInfo<AnswerRow>& row)
 {
     return row.param.name;
 }
@@ -191,20 +191,20 @@ TEST_P(CertificateAnswers, FollowTheTable)
     ExpectAnswer(2, GetParam());
     EXPECT_EQ(AnswerOfCertificate(GetParam().type), GetParam().answer);
 }
-INSTANTIATE_TEST_SUITE_P(All, CertificateAnswers, testing::ValuesIn(certificateRows), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(All, CertificateAnswers, testing::ValuesIn(certificateRows), NameOfAnswer);
 
 TEST_P(PrivateKeyAnswers, FollowTheTable)
 {
     ExpectAnswer(1, GetParam());
     EXPECT_EQ(AnswerOfKey(GetParam().type), GetParam().answer);
 }
-INSTANTIATE_TEST_SUITE_P(All, PrivateKeyAnswers, testing::ValuesIn(keyRows), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(All, PrivateKeyAnswers, testing::ValuesIn(keyRows), NameOfAnswer);
 
 TEST_P(PublicKeyAnswers, AreThoseOfAPrivateKey)
 {
     ExpectAnswer(3, GetParam());
 }
-INSTANTIATE_TEST_SUITE_P(All, PublicKeyAnswers, testing::ValuesIn(keyRows), NameOfRow);
+INSTANTIATE_TEST_SUITE_P(All, PublicKeyAnswers, testing::ValuesIn(keyRows), NameOfAnswer);
 
 TEST(AttributeAnswers, OfACertificateAreInvalidForAllOtherTypes)
 {
