@@ -13,3 +13,4 @@ set_target_properties(PkgConfig::BOTAN PROPERTIES
     IMPORTED_LOCATION "${botan_library}"
     INTERFACE_INCLUDE_DIRECTORIES "${botan_windows}/include/botan-2"
     INTERFACE_LINK_LIBRARIES Threads::Threads)
+set(TAVRIK_BOTAN_MAJOR 2)

@@ -40,7 +40,7 @@ without a card and a reader.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME tavrik-pkcs11-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "tavrik-pkcs11 (= ${PROJECT_VERSION}-1), libbotan-2-dev")
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "tavrik-pkcs11 (= ${PROJECT_VERSION}-1), libbotan-${TAVRIK_BOTAN_MAJOR}-dev")
 set(CPACK_DEBIAN_DEV_DESCRIPTION
     "headers of the Tavrik PKCS#11 provider
 The RSA and hash classes that the library exports, and the files with which

@@ -50,15 +50,25 @@ Bytes ReadDocument(const std::filesystem::path& file)
     return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
 }
 
+// Big-endian.
+Bytes BytesOf(const Botan::BigInt& number)
+{
+    Bytes bytes;
+    for (std::size_t left = number.bytes(); left > 0; --left) {
+        bytes.push_back(number.byte_at(left - 1));
+    }
+    return bytes;
+}
+
 PublicKey PublicKeyOf(const Bytes& certificate)
 {
     const Botan::X509_Certificate parsed(certificate);
-    const auto key = parsed.load_subject_public_key();
+    const std::unique_ptr<Botan::Public_Key> key(parsed.subject_public_key());
     const auto* rsaKey = dynamic_cast<const Botan::RSA_PublicKey*>(key.get());
     if (rsaKey == nullptr) {
         throw std::runtime_error("The card's key is no RSA key.");
     }
-    return {Botan::BigInt::encode(rsaKey->get_n()), Botan::BigInt::encode(rsaKey->get_e())};
+    return {BytesOf(rsaKey->get_n()), BytesOf(rsaKey->get_e())};
 }
 
 void Expect(bool holds, const char* what)

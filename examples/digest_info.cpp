@@ -2,12 +2,27 @@
 
 #include "example_program.h"
 
+#include <botan/asn1_obj.h>
 #include <botan/hash.h>
-#include <botan/hash_id.h>
 
 #include <array>
 #include <fstream>
 #include <stdexcept>
+
+namespace {
+
+constexpr uint8_t octetString = 0x04;
+constexpr uint8_t sequence = 0x30;
+
+// An element of DER whose content is shorter than 128 bytes.
+std::vector<uint8_t> Element(uint8_t tag, const std::vector<uint8_t>& content)
+{
+    std::vector<uint8_t> element{tag, static_cast<uint8_t>(content.size())};
+    element.insert(element.end(), content.begin(), content.end());
+    return element;
+}
+
+} // namespace
 
 std::vector<uint8_t> DigestInfoOfFile(const std::filesystem::path& file, const std::string& hash)
 {
@@ -21,8 +36,10 @@ std::vector<uint8_t> DigestInfoOfFile(const std::filesystem::path& file, const s
         function->update(reinterpret_cast<const uint8_t*>(buffer.data()),
                          static_cast<std::size_t>(input.gcount()));
     }
-    std::vector<uint8_t> digestInfo = Botan::pkcs_hash_id(hash);
-    const auto digest = function->final();
-    digestInfo.insert(digestInfo.end(), digest.begin(), digest.end());
-    return digestInfo;
+    const Botan::AlgorithmIdentifier algorithm(Botan::OID::from_string(function->name()),
+                                               Botan::AlgorithmIdentifier::USE_NULL_PARAM);
+    std::vector<uint8_t> content = algorithm.BER_encode();
+    const auto digest = Element(octetString, function->final_stdvec());
+    content.insert(content.end(), digest.begin(), digest.end());
+    return Element(sequence, content);
 }

@@ -7,7 +7,7 @@
 
 #include <botan/data_src.h>
 #include <botan/pem.h>
-#include <botan/x509_dn.h>
+#include <botan/pkix_types.h>
 #include <botan/x509cert.h>
 
 #include <chrono>

@@ -2,13 +2,14 @@
 
 #include "front/model/mechanisms.h"
 
-#include <botan/alg_id.h>
 #include <botan/asn1_obj.h>
 #include <botan/ber_dec.h>
 #include <botan/bigint.h>
+#include <botan/data_src.h>
 #include <botan/der_enc.h>
 #include <botan/hash.h>
 #include <botan/hex.h>
+#include <botan_version/asn1.h>
 
 #include <atomic>
 
@@ -17,22 +18,24 @@ namespace {
 
 constexpr std::size_t checkValueLength = 3; // bytes
 constexpr std::size_t uniqueIdLength = 16;  // bytes, told in hexadecimal digits
+constexpr uint32_t contextClass = 0xA0;     // context-specific and constructed
 
 // Throws Botan::Exception when the value is no certificate.
 Bytes PublicKeyInfoOfCertificate(std::span<const uint8_t> value)
 {
-    Botan::BER_Decoder source(value.data(), value.size());
-    Botan::BER_Decoder certificate = source.start_cons(Botan::SEQUENCE);
-    Botan::BER_Decoder content = certificate.start_cons(Botan::SEQUENCE);
+    Botan::DataSource_Memory source(value.data(), value.size());
+    Botan::BER_Decoder certificate = Botan::BER_Decoder(source).start_cons(sequenceAsn1, universalClass);
+    Botan::BER_Decoder content = certificate.start_cons(sequenceAsn1, universalClass);
     // In front of it: perhaps the version; serial number, algorithm, issuer, validity and subject.
     Botan::BER_Object part = content.get_next_object();
-    const bool hasVersion = part.is_a(0, Botan::ASN1_Tag(Botan::CONSTRUCTED | Botan::CONTEXT_SPECIFIC));
+    const bool hasVersion =
+        static_cast<uint32_t>(part.type()) == 0 && static_cast<uint32_t>(part.get_class()) == contextClass;
     for (int left = hasVersion ? 6 : 5; left > 0; --left) {
         part = content.get_next_object();
     }
-    part.assert_is_a(Botan::SEQUENCE, Botan::CONSTRUCTED, "subject public key info");
+    part.assert_is_a(sequenceAsn1, constructedClass, "subject public key info");
     Bytes info;
-    Botan::DER_Encoder(info).add_object(Botan::SEQUENCE, Botan::CONSTRUCTED, part.bits(), part.length());
+    Botan::DER_Encoder(info).add_object(sequenceAsn1, constructedClass, part.bits(), part.length());
     return info;
 }
 
@@ -47,15 +50,15 @@ Bytes PublicKeyInfoOfRsa(std::span<const uint8_t> modulus, std::span<const uint8
                                          Botan::AlgorithmIdentifier::USE_NULL_PARAM);
     Bytes key;
     Botan::DER_Encoder(key)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .encode(NumberIn(modulus))
         .encode(NumberIn(exponent))
         .end_cons();
     Bytes info;
     Botan::DER_Encoder(info)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .encode(rsa)
-        .encode(key, Botan::BIT_STRING)
+        .encode(key, bitStringAsn1)
         .end_cons();
     return info;
 }

@@ -2,8 +2,7 @@
 
 #include "front/abi/refusal.h"
 #include "front/model/rsa_public.h"
-
-#include <botan/hash_id.h>
+#include "src/crypto/pkcs1.h"
 
 namespace front {
 namespace {
@@ -46,10 +45,7 @@ Bytes Message::Finish()
     if (!digest) {
         return data;
     }
-    Bytes digestInfo = Botan::pkcs_hash_id(hash);
-    const Bytes value = digest->Finish();
-    digestInfo.insert(digestInfo.end(), value.begin(), value.end());
-    return digestInfo;
+    return Pkcs1::DigestInfo(hash, digest->Finish());
 }
 
 KeyOperation::KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin,

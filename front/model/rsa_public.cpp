@@ -2,6 +2,7 @@
 
 #include "front/abi/refusal.h"
 #include "front/system/random.h"
+#include "src/crypto/pkcs1.h"
 
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
@@ -11,19 +12,6 @@
 
 namespace front {
 namespace {
-
-constexpr std::size_t blockFraming = 11; // bytes of a block around its data
-
-// The data as a signature of PKCS#1 v1.5 holds them.
-Bytes BlockOf(const Bytes& signedData, std::size_t length)
-{
-    Bytes block(length, 0xFF);
-    block[0] = 0;
-    block[1] = 1;
-    block[length - signedData.size() - 1] = 0;
-    std::copy_backward(signedData.begin(), signedData.end(), block.end());
-    return block;
-}
 
 Botan::BigInt NumberIn(const Object& key, CK_ATTRIBUTE_TYPE type)
 {
@@ -45,7 +33,8 @@ std::shared_ptr<const Botan::RSA_PublicKey> PublicKey(const Object& key)
 
 void RequireRoomInBlock(std::size_t dataLength, std::size_t modulusLength)
 {
-    Require(modulusLength >= blockFraming && dataLength <= modulusLength - blockFraming, CKR_DATA_LEN_RANGE);
+    Require(modulusLength >= Pkcs1::leastFraming && dataLength <= modulusLength - Pkcs1::leastFraming,
+            CKR_DATA_LEN_RANGE);
 }
 
 std::size_t ModulusLength(const Object& key)
@@ -59,14 +48,14 @@ bool SignatureMatches(const Object& key, const Bytes& signedData, Input signatur
     const auto publicKey = PublicKey(key);
     const Botan::BigInt& modulus = publicKey->get_n();
     const std::size_t length = modulus.bytes();
-    if (signature.size() != length || signedData.size() + blockFraming > length ||
+    if (signature.size() != length || signedData.size() + Pkcs1::leastFraming > length ||
         Botan::BigInt(signature.data(), signature.size()) >= modulus) {
         return false;
     }
     Botan::System_RNG random; // not used for an encryption without padding
     const Botan::PK_Encryptor_EME power(*publicKey, random, "Raw");
     const auto block = power.encrypt(signature.data(), signature.size(), random);
-    const auto expected = BlockOf(signedData, length);
+    const auto expected = Pkcs1::SignatureBlock(signedData, length);
     return std::equal(block.begin(), block.end(), expected.begin(), expected.end());
 }
 

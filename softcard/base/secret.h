@@ -1,6 +1,7 @@
 // Memory for codes and for what is derived from them: wiped when it is given back.
 #pragma once
 
+#include <botan/mem_ops.h>
 #include <botan/secmem.h>
 
 #include <cstdint>

@@ -8,8 +8,8 @@
 #include <botan/der_enc.h>
 #include <botan/exceptn.h>
 #include <botan/pubkey.h>
-#include <botan/x509_ca.h>
-#include <botan/x509_ext.h>
+#include <botan_version/asn1.h>
+#include <botan_version/certificates.h>
 
 #include <chrono>
 
@@ -22,30 +22,35 @@ constexpr std::chrono::minutes longestMaking{5};
 constexpr size_t authorityBits = 2048;
 constexpr int authorityYears = 20;
 constexpr int holderYears = 5;
+constexpr const char* sha256WithRsa = "1.2.840.113549.1.1.11";
+
+// As Botan numbers them.
+namespace KeyUsage {
+constexpr uint32_t digitalSignature = 1U << 15U;
+constexpr uint32_t nonRepudiation = 1U << 14U;
+constexpr uint32_t keyEncipherment = 1U << 13U;
+constexpr uint32_t certificateSign = 1U << 10U;
+constexpr uint32_t listSign = 1U << 9U;
+} // namespace KeyUsage
 
 // Says that a certificate is a qualified one and that its key lies in a signature-creation device.
-class QualifiedStatements final : public Botan::Certificate_Extension
+class QualifiedStatements final : public WrittenExtension<QualifiedStatements>
 {
 public:
     [[nodiscard]] Botan::OID oid_of() const override { return Botan::OID("1.3.6.1.5.5.7.1.3"); }
-    [[nodiscard]] QualifiedStatements* copy() const override { return new QualifiedStatements(); }
-    void contents_to(Botan::Data_Store& /*subject*/, Botan::Data_Store& /*issuer*/) const override {}
-    [[nodiscard]] std::string oid_name() const override { return ""; }
 
 private:
     [[nodiscard]] std::vector<uint8_t> encode_inner() const override
     {
         std::vector<uint8_t> encoded;
         Botan::DER_Encoder encoder(encoded);
-        encoder.start_cons(Botan::SEQUENCE);
+        encoder.start_cons(sequenceAsn1, universalClass);
         for (const char* statement : {"0.4.0.1862.1.1", "0.4.0.1862.1.4"}) {
-            encoder.start_cons(Botan::SEQUENCE).encode(Botan::OID(statement)).end_cons();
+            encoder.start_cons(sequenceAsn1, universalClass).encode(Botan::OID(statement)).end_cons();
         }
         encoder.end_cons();
         return encoded;
     }
-
-    void decode_inner(const std::vector<uint8_t>& /*encoded*/) override {}
 };
 
 struct Validity
@@ -76,11 +81,17 @@ Botan::X509_DN MakeName(const std::string& commonName)
     return name;
 }
 
-void AddConstraints(Botan::Extensions& extensions, const Botan::Cert_Extension::Basic_Constraints& basic,
-                    int usage)
+template <typename Extension, typename... Arguments>
+void Add(Botan::Extensions& extensions, bool critical, Arguments&&... arguments)
 {
-    extensions.add(basic.copy(), true);
-    extensions.add(new Botan::Cert_Extension::Key_Usage(Botan::Key_Constraints(usage)), true);
+    AddExtension(extensions, std::make_unique<Extension>(std::forward<Arguments>(arguments)...), critical);
+}
+
+void AddConstraints(Botan::Extensions& extensions, const Botan::Cert_Extension::Basic_Constraints& basic,
+                    uint32_t usage)
+{
+    Add<Botan::Cert_Extension::Basic_Constraints>(extensions, true, basic);
+    Add<Botan::Cert_Extension::Key_Usage>(extensions, true, Botan::Key_Constraints(usage));
 }
 
 // What signs a certificate: an authority's key and name, or those of the certificate itself.
@@ -94,22 +105,23 @@ Botan::X509_Certificate Certify(const Signer& signer, const Botan::RSA_PublicKey
                                 const Botan::X509_DN& name, int years, Botan::Extensions extensions)
 {
     Botan::AutoSeeded_RNG random;
-    Botan::AlgorithmIdentifier algorithm;
-    const auto operation =
-        Botan::X509_Object::choose_sig_format(algorithm, signer.key, random, "SHA-256", "");
-    extensions.add(new Botan::Cert_Extension::Subject_Key_ID(key.public_key_bits(), "SHA-1"));
-    extensions.add(new Botan::Cert_Extension::Authority_Key_ID(
-        Botan::Cert_Extension::Subject_Key_ID(signer.key.public_key_bits(), "SHA-1").get_key_id()));
+    const Botan::AlgorithmIdentifier algorithm(Botan::OID(sha256WithRsa),
+                                               Botan::AlgorithmIdentifier::USE_NULL_PARAM);
+    Botan::PK_Signer operation(signer.key, random, "EMSA3(SHA-256)");
+    Add<Botan::Cert_Extension::Subject_Key_ID>(extensions, false, key.public_key_bits(), "SHA-1");
+    Add<Botan::Cert_Extension::Authority_Key_ID>(
+        extensions, false,
+        Botan::Cert_Extension::Subject_Key_ID(signer.key.public_key_bits(), "SHA-1").get_key_id());
     const Validity validity = ValidFor(years);
-    return Botan::X509_CA::make_cert(operation.get(), random, algorithm, key.subject_public_key(),
-                                     validity.begin, validity.end, signer.name, name, extensions);
+    return MakeCertificate(operation, random, algorithm, key.subject_public_key(), validity.begin,
+                           validity.end, signer.name, name, extensions);
 }
 
 Botan::X509_Certificate CertifyAuthority(const Signer& signer, const Botan::RSA_PublicKey& key,
                                          const Botan::X509_DN& name, size_t pathLimit)
 {
     Botan::Extensions extensions;
-    AddConstraints(extensions, {true, pathLimit}, Botan::KEY_CERT_SIGN | Botan::CRL_SIGN);
+    AddConstraints(extensions, {true, pathLimit}, KeyUsage::certificateSign | KeyUsage::listSign);
     return Certify(signer, key, name, authorityYears, extensions);
 }
 
@@ -160,12 +172,14 @@ Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const 
     name.add_attribute("X520.SerialNumber", holder.serialNumber);
     Botan::Extensions extensions;
     if (family == KeyFamily::qualified) {
-        AddConstraints(extensions, {false}, Botan::NON_REPUDIATION);
-        extensions.add(new QualifiedStatements());
+        AddConstraints(extensions, {false}, KeyUsage::nonRepudiation);
+        Add<QualifiedStatements>(extensions, false);
     } else {
-        AddConstraints(extensions, {false}, Botan::DIGITAL_SIGNATURE | Botan::KEY_ENCIPHERMENT);
-        extensions.add(new Botan::Cert_Extension::Extended_Key_Usage(
-            {Botan::OID::from_string("PKIX.ClientAuth"), Botan::OID::from_string("PKIX.EmailProtection")}));
+        AddConstraints(extensions, {false}, KeyUsage::digitalSignature | KeyUsage::keyEncipherment);
+        Add<Botan::Cert_Extension::Extended_Key_Usage>(
+            extensions, false,
+            std::vector{Botan::OID::from_string("PKIX.ClientAuth"),
+                        Botan::OID::from_string("PKIX.EmailProtection")});
     }
     return Certify({*issuingKey, issuingCertificate.subject_dn()}, key, name, holderYears, extensions);
 }

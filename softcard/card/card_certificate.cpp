@@ -3,11 +3,12 @@
 #include "softcard/card/card_error.h"
 #include "src/card/card_api.h"
 
-#include <botan/asn1_oid.h>
+#include <botan/asn1_obj.h>
 #include <botan/ber_dec.h>
 #include <botan/pk_keys.h>
 #include <botan/rsa.h>
 #include <botan/x509cert.h>
+#include <botan_version/asn1.h>
 
 #include <memory>
 
@@ -18,7 +19,7 @@ constexpr const char* noSuchKey = "The certificate has no key that can be told o
 
 bool IsOfRsa(const Botan::X509_Certificate& certificate)
 {
-    return certificate.subject_public_key_algo().get_oid() == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
+    return IdentifierOf(certificate.subject_public_key_algo()) == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
 }
 
 // As Botan takes them into a key, but without making one, whose preparation for computations takes a hundred times as
@@ -29,13 +30,13 @@ PublicNumbers DecodeNumbers(const std::vector<uint8_t>& encoded)
     constexpr size_t leastBitsOfExponent = 2;
     PublicNumbers numbers;
     Botan::BER_Decoder(encoded)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .decode(numbers.modulus)
         .decode(numbers.exponent)
         .end_cons();
     const auto& [n, e] = numbers;
-    if (n.is_negative() || n.bits() < leastBitsOfModulus || n.is_even() || e.is_negative() ||
-        e.bits() < leastBitsOfExponent || e.is_even()) {
+    if (n < 0 || n.bits() < leastBitsOfModulus || n.is_even() || e < 0 || e.bits() < leastBitsOfExponent ||
+        e.is_even()) {
         throw Botan::Decoding_Error("The numbers of the certificate's key are no RSA key.");
     }
     return numbers;
@@ -45,7 +46,7 @@ PublicNumbers DecodeNumbers(const std::vector<uint8_t>& encoded)
 std::unique_ptr<Botan::Public_Key> LoadKey(const Botan::X509_Certificate& certificate)
 {
     try {
-        return certificate.load_subject_public_key();
+        return std::unique_ptr<Botan::Public_Key>(certificate.subject_public_key());
     } catch (const Botan::Decoding_Error&) {
         return nullptr;
     }

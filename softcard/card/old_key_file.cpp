@@ -2,11 +2,12 @@
 
 #include <botan/asn1_obj.h>
 #include <botan/ber_dec.h>
-#include <botan/cipher_mode.h>
 #include <botan/exceptn.h>
 #include <botan/hex.h>
 #include <botan/pem.h>
 #include <botan/pwdhash.h>
+#include <botan_version/asn1.h>
+#include <botan_version/cipher.h>
 
 #include <cstdint>
 #include <string_view>
@@ -30,12 +31,12 @@ struct EncryptedKey
     SecretBytes data;
 };
 
-std::vector<uint8_t> ParametersOf(const Botan::AlgorithmIdentifier& algorithm, const char* identifier)
+std::vector<uint8_t> RequireAlgorithm(const Botan::AlgorithmIdentifier& algorithm, const char* identifier)
 {
-    if (algorithm.get_oid() != Botan::OID(identifier)) {
+    if (IdentifierOf(algorithm) != Botan::OID(identifier)) {
         throw Botan::Decoding_Error("another algorithm");
     }
-    return algorithm.get_parameters();
+    return ParametersOf(algorithm);
 }
 
 // The algorithms are the ones that the files were made with: AES-256 in CBC mode, and a key out of the
@@ -46,22 +47,22 @@ EncryptedKey Decode(const std::string& pem)
     EncryptedKey key;
     Botan::AlgorithmIdentifier scheme;
     Botan::BER_Decoder(content)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .decode(scheme)
-        .decode(key.data, Botan::OCTET_STRING)
+        .decode(key.data, octetStringAsn1)
         .verify_end();
     Botan::AlgorithmIdentifier derivation;
     Botan::AlgorithmIdentifier cipher;
-    Botan::BER_Decoder(ParametersOf(scheme, pbes2))
-        .start_cons(Botan::SEQUENCE)
+    Botan::BER_Decoder(RequireAlgorithm(scheme, pbes2))
+        .start_cons(sequenceAsn1, universalClass)
         .decode(derivation)
         .decode(cipher)
         .verify_end();
-    Botan::BER_Decoder(ParametersOf(derivation, pbkdf2))
-        .start_cons(Botan::SEQUENCE)
-        .decode(key.salt, Botan::OCTET_STRING)
+    Botan::BER_Decoder(RequireAlgorithm(derivation, pbkdf2))
+        .start_cons(sequenceAsn1, universalClass)
+        .decode(key.salt, octetStringAsn1)
         .decode(key.iterations);
-    Botan::BER_Decoder(ParametersOf(cipher, aes256Cbc)).decode(key.initialVector, Botan::OCTET_STRING);
+    Botan::BER_Decoder(RequireAlgorithm(cipher, aes256Cbc)).decode(key.initialVector, octetStringAsn1);
     if (key.iterations == 0 || key.iterations > mostIterations) {
         throw Botan::Decoding_Error("another number of iterations");
     }
@@ -87,7 +88,7 @@ SecretBytes OpenOldKeyFile(const std::string& pem, const SecretBytes& secret)
         ->from_params(encrypted.iterations)
         ->derive_key(key.data(), key.size(), passphrase.data(), passphrase.size(), encrypted.salt.data(),
                      encrypted.salt.size());
-    const auto decryption = Botan::Cipher_Mode::create_or_throw("AES-256/CBC", Botan::DECRYPTION);
+    const auto decryption = Botan::Cipher_Mode::create_or_throw("AES-256/CBC", ::decryption);
     decryption->set_key(key);
     decryption->start(encrypted.initialVector);
     SecretBytes plain = encrypted.data;

@@ -4,7 +4,7 @@
 #include "softcard/card/card_error.h"
 #include "softcard/cardapi/boundary.h"
 #include "softcard/cardapi/key_operations.h"
-
+#include "src/botan/big_int_bytes.h"
 #include "src/platform/process_end.h"
 
 #include <algorithm>
@@ -33,10 +33,10 @@ CardKeyInfo DescribeKey(const CardKey& key)
     info.keyReference = key.reference;
     info.modulusBits = static_cast<uint32_t>(modulus.bits());
     info.modulusLength = modulus.bytes();
-    modulus.binary_encode(info.modulus);
-    std::reverse(info.modulus, info.modulus + info.modulusLength);
+    const auto modulusBytes = BigIntBytes(modulus);
+    std::reverse_copy(modulusBytes.begin(), modulusBytes.end(), info.modulus);
     info.publicExponentLength = exponent.bytes();
-    exponent.binary_encode(info.publicExponent);
+    std::ranges::copy(BigIntBytes(exponent), info.publicExponent);
     return info;
 }
 

@@ -2,23 +2,18 @@
 
 #include "softcard/base/secret.h"
 #include "softcard/card/card_error.h"
+#include "src/crypto/pkcs1.h"
 
-#include <botan/eme.h>
-#include <botan/emsa.h>
 #include <botan/exceptn.h>
-#include <botan/rng.h>
-
-#include <string>
 
 namespace softcard {
 namespace {
 
-constexpr size_t leastPadding = 11; // of a PKCS#1 v1.5 block
 constexpr uint8_t encryptedDataMark = 0x81;
 
 struct Scheme
 {
-    std::string padding;
+    const char* hash; // that is given without a DigestInfo; null where the data are signed as they stand
     size_t shortest;
     size_t longest;
 };
@@ -27,13 +22,13 @@ Scheme SchemeOf(uint32_t reference, size_t keyLength)
 {
     switch (reference) {
     case 1:
-        return {"EMSA3(Raw)", 0, keyLength - leastPadding};
+        return {nullptr, 0, keyLength - Pkcs1::leastFraming};
     case 2:
-        return {"EMSA3(Raw,SHA-256)", 32, 32};
+        return {"SHA-256", 32, 32};
     case 3:
-        return {"EMSA3(Raw,SHA-384)", 48, 48};
+        return {"SHA-384", 48, 48};
     case 4:
-        return {"EMSA3(Raw,SHA-512)", 64, 64};
+        return {"SHA-512", 64, 64};
     default:
         throw CardError(eUnknownPrivKey, "The key has no known reference.");
     }
@@ -59,10 +54,10 @@ Botan::secure_vector<uint8_t> Sign(const PrivatePower& key, uint32_t reference, 
     if (data.size() < scheme.shortest || data.size() > scheme.longest) {
         throw CardError(eInvalidParam, "The data does not fit the key.");
     }
-    const std::unique_ptr<Botan::EMSA> encoding(Botan::get_emsa(scheme.padding));
-    Botan::Null_RNG none; // the encoding has nothing random
-    encoding->update(data.data(), data.size());
-    return key.Of(encoding->encoding_of(encoding->raw_data(), key.Bits() - 1, none));
+    if (scheme.hash == nullptr) {
+        return key.Of(Pkcs1::SignatureBlock(data, key.Bytes()));
+    }
+    return key.Of(Pkcs1::SignatureBlock(Pkcs1::DigestInfo(scheme.hash, data), key.Bytes()));
 }
 
 Botan::secure_vector<uint8_t> Decrypt(const PrivatePower& key, std::span<const uint8_t> data)
@@ -75,8 +70,7 @@ Botan::secure_vector<uint8_t> Decrypt(const PrivatePower& key, std::span<const u
     if (data.size() != keyLength) {
         throw CardError(eInvalidParam, "The data is not as long as the key.");
     }
-    const std::unique_ptr<const Botan::EME> encoding(Botan::get_eme("EME-PKCS1-v1_5"));
-    const auto padded = [&] {
+    const auto block = [&] {
         try {
             return key.Of(data);
         } catch (const Botan::Exception&) {
@@ -84,7 +78,7 @@ Botan::secure_vector<uint8_t> Decrypt(const PrivatePower& key, std::span<const u
         }
     }();
     uint8_t isValid = 0;
-    auto plain = encoding->unpad(isValid, padded.data(), padded.size());
+    auto plain = Pkcs1::OpenEncryptionBlock(isValid, block);
     if (isValid == 0) {
         throw CardError(eInvalidDataDecoded, "The data was not encrypted for the key.");
     }

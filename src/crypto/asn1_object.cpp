@@ -5,6 +5,30 @@
 namespace {
 
 constexpr uint32_t constructedBit = 0x20;
+constexpr uint32_t universalClass = 0;
+
+// Of the universal class.
+namespace Tag {
+enum : uint8_t
+{
+    boolean = 1,
+    integer = 2,
+    bitString = 3,
+    octetString = 4,
+    null = 5,
+    objectIdentifier = 6,
+    utf8String = 12,
+    sequence = 16,
+    set = 17,
+    numericString = 18,
+    printableString = 19,
+    t61String = 20,
+    ia5String = 22,
+    utcTime = 23,
+    generalizedTime = 24,
+    visibleString = 26,
+};
+} // namespace Tag
 
 uint32_t TypeTag(const Botan::BER_Object& element)
 {
@@ -24,9 +48,9 @@ bool IsConstructed(const Botan::BER_Object& element)
 std::unique_ptr<ASN1Object> MakeConstructedNode(uint32_t typeTag)
 {
     switch (typeTag) {
-    case Botan::SEQUENCE:
+    case Tag::sequence:
         return std::make_unique<ASN1Sequence>();
-    case Botan::SET:
+    case Tag::set:
         return std::make_unique<ASN1Set>();
     default:
         return std::make_unique<ASN1Object>();
@@ -36,32 +60,32 @@ std::unique_ptr<ASN1Object> MakeConstructedNode(uint32_t typeTag)
 std::unique_ptr<ASN1Object> MakeUniversalNode(uint32_t typeTag)
 {
     switch (typeTag) {
-    case Botan::OBJECT_ID:
+    case Tag::objectIdentifier:
         return std::make_unique<ASN1ObjectIdentifier>();
-    case Botan::INTEGER:
+    case Tag::integer:
         return std::make_unique<ASN1Integer>();
-    case Botan::NULL_TAG:
+    case Tag::null:
         return std::make_unique<ASN1Null>();
-    case Botan::BOOLEAN:
+    case Tag::boolean:
         return std::make_unique<ASN1Boolean>();
-    case Botan::OCTET_STRING:
+    case Tag::octetString:
         return std::make_unique<ASN1OctetString>();
-    case Botan::BIT_STRING:
+    case Tag::bitString:
         return std::make_unique<ASN1BitString>();
-    case Botan::UTC_TIME:
-    case Botan::GENERALIZED_TIME:
+    case Tag::utcTime:
+    case Tag::generalizedTime:
         return std::make_unique<ASN1UTCTime>();
-    case Botan::NUMERIC_STRING:
+    case Tag::numericString:
         return std::make_unique<ASN1NumericString>();
-    case Botan::PRINTABLE_STRING:
+    case Tag::printableString:
         return std::make_unique<ASN1PrintableString>();
-    case Botan::IA5_STRING:
+    case Tag::ia5String:
         return std::make_unique<ASN1IA5String>();
-    case Botan::T61_STRING:
+    case Tag::t61String:
         return std::make_unique<ASN1T61String>();
-    case Botan::VISIBLE_STRING:
+    case Tag::visibleString:
         return std::make_unique<ASN1VisibleString>();
-    case Botan::UTF8_STRING:
+    case Tag::utf8String:
         return std::make_unique<ASN1UTF8String>();
     default:
         return std::make_unique<ASN1Object>();
@@ -73,7 +97,7 @@ std::unique_ptr<ASN1Object> MakeNode(const Botan::BER_Object& element)
     if (IsConstructed(element)) {
         return MakeConstructedNode(TypeTag(element));
     }
-    if (ClassTag(element) == Botan::UNIVERSAL) {
+    if (ClassTag(element) == universalClass) {
         return MakeUniversalNode(TypeTag(element));
     }
     return std::make_unique<ASN1Object>();
@@ -104,7 +128,7 @@ void ASN1Object::ParseChildren()
     if (children == nullptr) {
         children = std::make_unique<Children>();
     }
-    Botan::BER_Decoder decoder(berObject->bits(), berObject->length());
+    Botan::BER_Decoder decoder(*berObject);
     while (decoder.more_items()) {
         auto element = std::make_unique<Botan::BER_Object>(decoder.get_next_object());
         auto child = MakeNode(*element);
@@ -120,7 +144,7 @@ const ASN1Object* ASN1Object::FindChild(uint8_t tag) const
     if (children == nullptr) {
         return nullptr;
     }
-    if (tag == Botan::SEQUENCE || tag == Botan::SET) {
+    if (tag == Tag::sequence || tag == Tag::set) {
         tag = static_cast<uint8_t>(tag + constructedBit);
     }
     for (const auto& child : *children) {

@@ -1,5 +1,7 @@
 #include "src/crypto/byte_conversion.h"
 
+#include "src/botan/big_int_bytes.h"
+
 std::vector<uint8_t> ToVector(const HexBinary* bytes)
 {
     std::vector<uint8_t> vector;
@@ -16,6 +18,6 @@ Botan::BigInt ToBigInt(const HexBinary& bytes)
 
 HexBinary* ToHexBinary(const Botan::BigInt& number)
 {
-    std::vector<uint8_t> encoded = Botan::BigInt::encode(number);
+    std::vector<uint8_t> encoded = BigIntBytes(number);
     return HexBinary::FromByteVector(encoded);
 }

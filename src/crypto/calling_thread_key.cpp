@@ -1,130 +1,113 @@
 #include "src/crypto/calling_thread_key.h"
 
-#include <botan/blinding.h>
-#include <botan/eme.h>
-#include <botan/emsa.h>
-#include <botan/numthry.h>
-#include <botan/pk_ops.h>
-#include <botan/reducer.h>
+#include "src/crypto/pkcs1.h"
+#include "src/crypto/private_power.h"
+
+#include <botan/hash.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
 
 namespace {
 
-// The number x^d mod n, by the two primes.
-class PrivatePower
+constexpr std::array<std::string_view, 4> signaturePaddings{"EMSA3", "EMSA_PKCS1", "EMSA-PKCS1-v1_5",
+                                                            "PKCS1v15"};
+constexpr std::array<std::string_view, 2> encryptionPaddings{"EME-PKCS1-v1_5", "PKCS1v15"};
+constexpr std::string_view noPadding = "Raw";
+
+// What a signature's padding has in its parentheses.
+struct SignedHash
 {
-public:
-    PrivatePower(const Botan::RSA_PrivateKey& itsKey, Botan::RandomNumberGenerator& itsRandom)
-        : key(itsKey), random(itsRandom), publicPower(key.create_encryption_op(random, "Raw", "")),
-          modP(key.get_p()), blinder(
-                                 key.get_n(), random, [this](const Botan::BigInt& x) { return Raise(x); },
-                                 [this](const Botan::BigInt& x) { return inverse_mod(x, key.get_n()); })
-    {
-    }
-    PrivatePower(const PrivatePower&) = delete;
-    PrivatePower& operator=(const PrivatePower&) = delete;
-
-    [[nodiscard]] std::size_t Bits() const { return key.get_n().bits(); }
-    [[nodiscard]] std::size_t Bytes() const { return key.get_n().bytes(); }
-
-    // Big-endian, as long as the modulus. Throws Botan::Invalid_Argument for a number that is not below it.
-    Botan::secure_vector<uint8_t> Of(const uint8_t* bytes, std::size_t length)
-    {
-        const Botan::BigInt number(bytes, length);
-        if (number >= key.get_n()) {
-            throw Botan::Invalid_Argument("The number is too large for the key.");
-        }
-        const Botan::BigInt result = blinder.unblind(OfBlinded(blinder.blind(number)));
-        // A wrong result would tell the primes.
-        if (Raise(result) != number) {
-            throw Botan::Internal_Error("The computation with the private key went wrong.");
-        }
-        return Botan::BigInt::encode_1363(result, Bytes());
-    }
-
-private:
-    // x^e mod n
-    Botan::BigInt Raise(const Botan::BigInt& x)
-    {
-        const auto bytes = Botan::BigInt::encode_1363(x, Bytes());
-        return Botan::BigInt(publicPower->encrypt(bytes.data(), bytes.size(), random));
-    }
-
-    // One half. The exponent gets a random multiple of what leaves the result the same, so that no two
-    // computations are alike. Its length tells nothing: one bit more or less doesn't change the number of
-    // whole bytes.
-    Botan::BigInt OfHalf(const Botan::BigInt& x, const Botan::BigInt& prime, const Botan::BigInt& exponent)
-    {
-        constexpr std::size_t maskBits = 64;
-        const std::size_t bits = maskBits + (8 - prime.bits() % 8) % 8;
-        const Botan::BigInt mask(random, bits); // the highest bit is set
-        return power_mod(x, exponent + mask * (prime - 1), prime);
-    }
-
-    Botan::BigInt OfBlinded(const Botan::BigInt& x)
-    {
-        const Botan::BigInt& p = key.get_p();
-        const Botan::BigInt& q = key.get_q();
-        const Botan::BigInt ofP = OfHalf(x, p, key.get_d1());
-        const Botan::BigInt ofQ = OfHalf(x, q, key.get_d2());
-        // Whether one of the two is the larger one must not show, so p comes first.
-        const Botan::BigInt difference = modP.reduce((p + ofP) - ofQ);
-        return ofQ + modP.multiply(difference, key.get_c()) * q;
-    }
-
-    Botan::RSA_PrivateKey key; // shares its numbers with the one that it was copied from
-    Botan::RandomNumberGenerator& random;
-    std::unique_ptr<Botan::PK_Ops::Encryption> publicPower;
-    Botan::Modular_Reducer modP;
-    Botan::Blinder blinder;
+    std::string name;   // empty where the message is signed as it stands, without DigestInfo
+    bool given = false; // the message is the hash
 };
 
-template <typename Encoding>
-std::unique_ptr<Encoding> RequireEncoding(Encoding* made, const std::string& name)
+// Nothing for a padding that is not one of PKCS#1 v1.5 with a known hash.
+std::optional<SignedHash> SignedHashOf(std::string_view padding)
 {
-    if (made == nullptr) {
-        throw Botan::Algorithm_Not_Found(name);
+    const auto open = padding.find('(');
+    if (open == std::string_view::npos || !padding.ends_with(')') ||
+        std::ranges::find(signaturePaddings, padding.substr(0, open)) == signaturePaddings.end()) {
+        return std::nullopt;
     }
-    return std::unique_ptr<Encoding>(made);
+    std::string_view argument = padding.substr(open + 1, padding.size() - open - 2);
+    if (argument == "Raw") {
+        return SignedHash{"", true};
+    }
+    constexpr std::string_view given = "Raw,";
+    const bool isGiven = argument.starts_with(given);
+    if (isGiven) {
+        argument.remove_prefix(given.size());
+    }
+    std::string name(argument);
+    if (!Pkcs1::DigestInfoPrefix(name)) {
+        return std::nullopt;
+    }
+    return SignedHash{std::move(name), isGiven};
 }
 
-class SignatureOperation final : public Botan::PK_Ops::Signature
+class Pkcs1Signature final : public SignatureMaker
 {
 public:
-    SignatureOperation(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random,
-                       const std::string& padding)
-        : power(key, random), encoding(RequireEncoding(Botan::get_emsa(padding), padding))
+    Pkcs1Signature(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random, SignedHash itsHash)
+        : power(key, random), hash(std::move(itsHash))
     {
+        if (!hash.name.empty()) {
+            function = Botan::HashFunction::create_or_throw(hash.name);
+        }
     }
 
-    void update(const uint8_t* message, std::size_t length) override { encoding->update(message, length); }
-
-    Botan::secure_vector<uint8_t> sign(Botan::RandomNumberGenerator& random) override
+    void Add(std::span<const uint8_t> part) override
     {
-        const auto padded = encoding->encoding_of(encoding->raw_data(), power.Bits() - 1, random);
-        return power.Of(padded.data(), padded.size());
+        if (hash.given) {
+            message.insert(message.end(), part.begin(), part.end());
+        } else {
+            function->update(part.data(), part.size());
+        }
+    }
+
+    SignatureBytes Finish() override
+    {
+        const auto signature = power.Of(Pkcs1::SignatureBlock(TakeContent(), power.Bytes()));
+        return {signature.begin(), signature.end()};
     }
 
     [[nodiscard]] std::size_t signature_length() const override { return power.Bytes(); }
 
+    [[nodiscard]] std::string HashName() const override { return hash.name; }
+
 private:
+    std::vector<uint8_t> TakeContent()
+    {
+        const auto digest = hash.given ? std::exchange(message, {}) : function->final_stdvec();
+        if (hash.name.empty()) {
+            return digest;
+        }
+        if (digest.size() != function->output_length()) {
+            throw Botan::Encoding_Error("The data are not as long as the hash.");
+        }
+        return Pkcs1::DigestInfo(hash.name, digest);
+    }
+
     PrivatePower power;
-    std::unique_ptr<Botan::EMSA> encoding;
+    const SignedHash hash;
+    std::unique_ptr<Botan::HashFunction> function; // null without a hash
+    std::vector<uint8_t> message;                  // as far as it is known, where it is not hashed here
 };
 
-class DecryptionOperation final : public Botan::PK_Ops::Decryption
+class Pkcs1Decryption final : public Decryption
 {
 public:
-    DecryptionOperation(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random,
-                        const std::string& padding)
-        : power(key, random), encoding(RequireEncoding(Botan::get_eme(padding), padding))
+    Pkcs1Decryption(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random)
+        : power(key, random)
     {
     }
 
-    Botan::secure_vector<uint8_t> decrypt(uint8_t& validMask, const uint8_t* data,
-                                          std::size_t length) override
+    Botan::secure_vector<uint8_t> Decrypt(uint8_t& validMask, std::span<const uint8_t> data) override
     {
-        const auto padded = power.Of(data, length);
-        return encoding->unpad(validMask, padded.data(), padded.size());
+        return Pkcs1::OpenEncryptionBlock(validMask, power.Of(data));
     }
 
     [[nodiscard]] std::size_t plaintext_length(std::size_t /*length*/) const override
@@ -134,67 +117,52 @@ public:
 
 private:
     PrivatePower power;
-    std::unique_ptr<Botan::EME> encoding;
 };
 
-void RequireOwnProvider(const std::string& provider)
+// Gives the number without the zeros in front.
+class PlainDecryption final : public Decryption
 {
-    if (!provider.empty()) {
-        throw Botan::Provider_Not_Found("RSA", provider);
+public:
+    PlainDecryption(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random)
+        : power(key, random)
+    {
     }
-}
+
+    Botan::secure_vector<uint8_t> Decrypt(uint8_t& validMask, std::span<const uint8_t> data) override
+    {
+        const auto number = power.Of(data);
+        validMask = 0xFF;
+        return {std::ranges::find_if(number, [](uint8_t byte) { return byte != 0; }), number.end()};
+    }
+
+    [[nodiscard]] std::size_t plaintext_length(std::size_t /*length*/) const override
+    {
+        return power.Bytes();
+    }
+
+private:
+    PrivatePower power;
+};
 
 } // namespace
 
-CallingThreadKey::CallingThreadKey(const Botan::RSA_PrivateKey& itsKey) : key(itsKey) {}
-
-std::string CallingThreadKey::algo_name() const
-{
-    return key.algo_name();
-}
-
-std::size_t CallingThreadKey::estimated_strength() const
-{
-    return key.estimated_strength();
-}
-
-std::size_t CallingThreadKey::key_length() const
-{
-    return key.key_length();
-}
-
-Botan::AlgorithmIdentifier CallingThreadKey::algorithm_identifier() const
-{
-    return key.algorithm_identifier();
-}
-
-std::vector<uint8_t> CallingThreadKey::public_key_bits() const
-{
-    return key.public_key_bits();
-}
-
-Botan::secure_vector<uint8_t> CallingThreadKey::private_key_bits() const
-{
-    return key.private_key_bits();
-}
-
-bool CallingThreadKey::check_key(Botan::RandomNumberGenerator& random, bool strong) const
-{
-    return key.check_key(random, strong);
-}
-
 std::unique_ptr<Botan::PK_Ops::Signature>
-CallingThreadKey::create_signature_op(Botan::RandomNumberGenerator& random, const std::string& padding,
-                                      const std::string& provider) const
+CallingThreadKey::MakeSignature(Botan::RandomNumberGenerator& random, const std::string& padding) const
 {
-    RequireOwnProvider(provider);
-    return std::make_unique<SignatureOperation>(key, random, padding);
+    if (auto hash = SignedHashOf(padding)) {
+        return std::make_unique<Pkcs1Signature>(Key(), random, *std::move(hash));
+    }
+    return Key().create_signature_op(random, padding, "");
 }
 
 std::unique_ptr<Botan::PK_Ops::Decryption>
-CallingThreadKey::create_decryption_op(Botan::RandomNumberGenerator& random, const std::string& padding,
-                                       const std::string& provider) const
+CallingThreadKey::MakeDecryption(Botan::RandomNumberGenerator& random, const std::string& padding) const
 {
-    RequireOwnProvider(provider);
-    return std::make_unique<DecryptionOperation>(key, random, padding);
+    if (std::ranges::find(encryptionPaddings, padding) != encryptionPaddings.end()) {
+        return std::make_unique<Pkcs1Decryption>(Key(), random);
+    }
+    if (padding == noPadding) {
+        return std::make_unique<PlainDecryption>(Key(), random);
+    }
+    return Key().create_decryption_op(random, padding, "");
 }

@@ -3,36 +3,22 @@
 // threads and hangs in its exit(), and an exit() ends the pool while another thread of the host is using it.
 #pragma once
 
-#include <botan/pk_keys.h>
-#include <botan/rsa.h>
+#include <botan_version/key_stand_in.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
-// Stands for the key wherever Botan makes a signer or a decryptor of it. These don't need it, nor the key,
-// for longer; they refer to the generator that they are made with. Only Botan's own provider is known, by an
-// empty name.
-class CallingThreadKey final : public Botan::Private_Key
+// Stands for the key wherever Botan makes a signer or a decryptor of it. These don't need it, nor the key, for longer; they
+// refer to the generator that they are made with.
+//
+// It computes the paddings of PKCS#1 v1.5 and none: "EMSA3(SHA-256)" and the like, with "Raw" or "Raw,SHA-256" for a hash,
+// "EME-PKCS1-v1_5" and "Raw", by all names that Botan has for them. Another padding is left to Botan's own key, with its
+// threads.
+class CallingThreadKey final : public KeyStandIn
 {
 public:
-    explicit CallingThreadKey(const Botan::RSA_PrivateKey& itsKey);
-
-    [[nodiscard]] std::string algo_name() const override;
-    [[nodiscard]] std::size_t estimated_strength() const override;
-    [[nodiscard]] std::size_t key_length() const override;
-    [[nodiscard]] Botan::AlgorithmIdentifier algorithm_identifier() const override;
-    [[nodiscard]] std::vector<uint8_t> public_key_bits() const override;
-    [[nodiscard]] Botan::secure_vector<uint8_t> private_key_bits() const override;
-    bool check_key(Botan::RandomNumberGenerator& random, bool strong) const override;
-
-    std::unique_ptr<Botan::PK_Ops::Signature> create_signature_op(Botan::RandomNumberGenerator& random,
-                                                                  const std::string& padding,
-                                                                  const std::string& provider) const override;
-    std::unique_ptr<Botan::PK_Ops::Decryption>
-    create_decryption_op(Botan::RandomNumberGenerator& random, const std::string& padding,
-                         const std::string& provider) const override;
+    using KeyStandIn::KeyStandIn;
 
 private:
-    const Botan::RSA_PrivateKey& key;
+    [[nodiscard]] std::unique_ptr<Botan::PK_Ops::Signature>
+    MakeSignature(Botan::RandomNumberGenerator& random, const std::string& padding) const override;
+    [[nodiscard]] std::unique_ptr<Botan::PK_Ops::Decryption>
+    MakeDecryption(Botan::RandomNumberGenerator& random, const std::string& padding) const override;
 };

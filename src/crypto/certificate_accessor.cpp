@@ -1,7 +1,7 @@
 #include "src/crypto/certificate_accessor.h"
 
 #include <botan/data_src.h>
-#include <botan/x509_dn.h>
+#include <botan/pkix_types.h>
 
 #include <algorithm>
 

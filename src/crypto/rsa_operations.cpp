@@ -1,6 +1,5 @@
 #include "src/crypto/byte_conversion.h"
 #include "src/crypto/calling_thread_key.h"
-#include "src/crypto/generator_on_demand.h"
 #include "src/crypto/with_generator.h"
 #include "tavrik/rsa.h"
 
@@ -18,6 +17,7 @@ using DecryptorWithGenerator = WithGenerator<Botan::PK_Decryptor_EME>;
 
 constexpr auto signatureFormat = Botan::Signature_Format{}; // the first
 constexpr char anyProvider[] = "";
+constexpr char withoutPadding[] = "Raw";
 
 // Each gives nothing for a null key, which is how an object without that half is made.
 
@@ -41,9 +41,9 @@ Owned<Botan::PK_Encryptor_EME> MakeEncryptor(const RSAPubKey* key, const std::st
     if (key == nullptr) {
         return nullptr;
     }
-    GeneratorOnDemand generator(reseedInterval); // only looked at while the object is made
+    Botan::Null_RNG none; // only referred to while the object is made
     return Owned<Botan::PK_Encryptor_EME>(
-        new Botan::PK_Encryptor_EME(*key->GetBotanPublicKey(), generator, mode, anyProvider));
+        new Botan::PK_Encryptor_EME(*key->GetBotanPublicKey(), none, mode, anyProvider));
 }
 
 Owned<Botan::PK_Decryptor_EME> MakeDecryptor(const RSAPrivKey* key, const std::string& mode)
@@ -221,7 +221,11 @@ RsaEncryptor& RsaEncryptor::operator=(const RsaEncryptor& other)
 
 std::vector<uint8_t> RsaEncryptor::Encrypt(std::vector<uint8_t> data)
 {
-    GeneratorOnDemand generator(reseedInterval);
+    if (mode == withoutPadding) { // to seed a generator takes longer than the encryption
+        Botan::Null_RNG none;
+        return encryptor->encrypt(data, none);
+    }
+    Botan::AutoSeeded_RNG generator(reseedInterval);
     return encryptor->encrypt(data, generator);
 }
 

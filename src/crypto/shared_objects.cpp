@@ -3,7 +3,7 @@
 #include "src/platform/closed_streams.h"
 #include "src/platform/process_end.h"
 
-#include <botan/asn1_oid.h>
+#include <botan/asn1_obj.h>
 #include <botan/auto_rng.h>
 #include <botan/exceptn.h>
 #include <botan/secmem.h>

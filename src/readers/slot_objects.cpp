@@ -6,7 +6,7 @@
 #include "src/objects/certificate_objects.h"
 #include "src/store/internal_cache.h"
 
-#include <botan/x509_dn.h>
+#include <botan/pkix_types.h>
 
 #include <algorithm>
 #include <memory>

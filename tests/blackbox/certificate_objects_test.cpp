@@ -1,6 +1,7 @@
 // The objects that a login makes of the certificates and key records of a card.
 #include "tests/blackbox/object_helpers.h"
 
+#include "src/botan/big_int_bytes.h"
 #include "tests/support/log_capture.h"
 
 #include <algorithm>
@@ -238,9 +239,8 @@ TEST_F(CertificateObjectsTest, SurvivorsOfAFailedParseMoveUp)
     EXPECT_EQ(Read(session, firstPrivateKey, CKA_ID), Stored(TextBytes("Sig_ZEP_0")));
     EXPECT_EQ(Read(session, firstCertificate, CKA_VALUE), Stored(survivor));
     const Botan::BigInt modulus = TestKey(0).get_n();
-    Bytes expected(modulus.bytes());
-    modulus.binary_encode(expected.data());
-    EXPECT_EQ(Read(session, firstPrivateKey, CKA_MODULUS), Stored(expected)) << "the key of that certificate";
+    EXPECT_EQ(Read(session, firstPrivateKey, CKA_MODULUS), Stored(BigIntBytes(modulus)))
+        << "the key of that certificate";
 }
 
 TEST_F(CertificateObjectsTest, MakingIsLoggedPerSlotInOrder)

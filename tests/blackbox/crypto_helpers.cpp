@@ -1,5 +1,7 @@
 #include "tests/blackbox/crypto_helpers.h"
 
+#include "src/botan/big_int_bytes.h"
+
 #include <botan/numthry.h>
 #include <botan/reducer.h>
 
@@ -21,14 +23,14 @@ size_t ModulusLength(const Botan::RSA_PublicKey& key)
 Bytes PrivateOperation(const Botan::RSA_PrivateKey& key, const Bytes& block)
 {
     const auto result = Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n());
-    const auto encoded = Botan::BigInt::encode_1363(result, ModulusLength(key));
+    const auto encoded = BigIntBytes(result, ModulusLength(key));
     return {encoded.begin(), encoded.end()};
 }
 
 Bytes PublicOperation(const Botan::RSA_PublicKey& key, const Bytes& block)
 {
     const auto result = Botan::power_mod(Botan::BigInt(block), key.get_e(), key.get_n());
-    const auto encoded = Botan::BigInt::encode_1363(result, ModulusLength(key));
+    const auto encoded = BigIntBytes(result, ModulusLength(key));
     return {encoded.begin(), encoded.end()};
 }
 
@@ -53,7 +55,7 @@ SignedData SignWell(const Botan::RSA_PrivateKey& key)
 
 Bytes BigEndian(const Botan::BigInt& number)
 {
-    return Botan::BigInt::encode(number);
+    return BigIntBytes(number);
 }
 
 Bytes Repeated(uint8_t byte, size_t count)

@@ -5,6 +5,8 @@
 #include <botan/pubkey.h>
 #include <botan/x509_ca.h>
 #include <botan/x509_key.h>
+#include <botan_version/asn1.h>
+#include <botan_version/certificates.h>
 
 #include <algorithm>
 #include <array>
@@ -153,14 +155,14 @@ Botan::X509_DN NameOf(const std::string& commonName)
 Bytes MakeCertificate(const CertificateContent& content)
 {
     Botan::AutoSeeded_RNG random;
-    Botan::AlgorithmIdentifier algorithm;
-    const std::unique_ptr<Botan::PK_Signer> signer(
-        Botan::choose_sig_format(TestKey(0), random, "SHA-256", algorithm));
-    const Botan::X509_Time notBefore(content.notBefore, Botan::GENERALIZED_TIME);
-    const Botan::X509_Time notAfter(content.notAfter, Botan::GENERALIZED_TIME);
-    return Botan::X509_CA::make_cert(signer.get(), random, content.serialNumber, algorithm,
-                                     Botan::X509::BER_encode(TestKey(0)), notBefore, notAfter, content.issuer,
-                                     content.subject, Botan::Extensions())
+    const Botan::AlgorithmIdentifier sha256WithRsa(Botan::OID("1.2.840.113549.1.1.11"),
+                                                   Botan::AlgorithmIdentifier::USE_NULL_PARAM);
+    Botan::PK_Signer signer(TestKey(0), random, "EMSA3(SHA-256)");
+    const Botan::X509_Time notBefore(content.notBefore, generalizedTimeAsn1);
+    const Botan::X509_Time notAfter(content.notAfter, generalizedTimeAsn1);
+    return ::MakeCertificate(signer, random, content.serialNumber, sha256WithRsa,
+                             Botan::X509::BER_encode(TestKey(0)), notBefore, notAfter, content.issuer,
+                             content.subject, Botan::Extensions())
         .BER_encode();
 }
 

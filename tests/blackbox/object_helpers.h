@@ -5,9 +5,9 @@
 #include "tests/support/black_box_test.h"
 #include "tests/support/test_certificates.h"
 
-#include <botan/asn1_time.h>
+#include <botan/asn1_obj.h>
 #include <botan/bigint.h>
-#include <botan/x509_dn.h>
+#include <botan/pkix_types.h>
 
 #include <list>
 #include <string>

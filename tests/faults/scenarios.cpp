@@ -3,10 +3,10 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/support/test_certificates.h"
 
+#include "src/botan/big_int_bytes.h"
 #include "tavrik/cryptoki.h"
 
 #include <botan/hash.h>
-#include <botan/hash_id.h>
 #include <botan/numthry.h>
 
 #include <fcntl.h>
@@ -68,8 +68,8 @@ struct Material
     Bytes digestInfo;
     Bytes qualifiedSignature;
     Bytes ordinarySignature;
-    Bytes modulus = Botan::BigInt::encode(blackbox::TestKey(1).get_n());
-    Bytes exponent = Botan::BigInt::encode(blackbox::TestKey(1).get_e());
+    Bytes modulus = BigIntBytes(blackbox::TestKey(1).get_n());
+    Bytes exponent = BigIntBytes(blackbox::TestKey(1).get_e());
 
     Material()
     {
@@ -88,8 +88,7 @@ private:
     {
         const auto digest = Botan::HashFunction::create_or_throw("SHA-256")->process(message);
         hash.assign(digest.begin(), digest.end());
-        digestInfo = Botan::pkcs_hash_id("SHA-256");
-        digestInfo.insert(digestInfo.end(), hash.begin(), hash.end());
+        digestInfo = blackbox::Sha256DigestInfo(hash);
         qualifiedSignature = blackbox::TestSignature(0, digestInfo);
         ordinarySignature = blackbox::TestSignature(1, digestInfo);
     }
@@ -104,8 +103,8 @@ const Material& CardMaterial()
 Bytes RawPrivateOperation(const Bytes& block)
 {
     const auto& key = blackbox::TestKey(1);
-    const auto result = Botan::BigInt::encode_1363(
-        Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n()), key.get_n().bytes());
+    const auto result =
+        BigIntBytes(Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n()), key.get_n().bytes());
     return {result.begin(), result.end()};
 }
 

@@ -6,7 +6,6 @@
 #include "tests/support/test_certificates.h"
 
 #include <botan/hash.h>
-#include <botan/hash_id.h>
 
 #include <algorithm>
 #include <cstring>
@@ -279,9 +278,7 @@ Bytes SignatureOfMessage(const Bytes& message)
 
 Bytes DigestInfo(const Bytes& hash)
 {
-    Bytes digestInfo = Botan::pkcs_hash_id("SHA-256");
-    digestInfo.insert(digestInfo.end(), hash.begin(), hash.end());
-    return digestInfo;
+    return blackbox::Sha256DigestInfo(hash);
 }
 
 } // namespace front_test

@@ -1,3 +1,4 @@
+#include "src/botan/big_int_bytes.h"
 #include "tests/front/front_test.h"
 #include "tests/support/test_certificates.h"
 
@@ -18,8 +19,8 @@ protected:
         Records records;
         records.Number(CKA_CLASS, CKO_PUBLIC_KEY)
             .Number(CKA_KEY_TYPE, CKK_RSA)
-            .Add(CKA_MODULUS, Botan::BigInt::encode(key.get_n()))
-            .Add(CKA_PUBLIC_EXPONENT, Botan::BigInt::encode(key.get_e()));
+            .Add(CKA_MODULUS, BigIntBytes(key.get_n()))
+            .Add(CKA_PUBLIC_EXPONENT, BigIntBytes(key.get_e()));
         return records;
     }
 

@@ -18,7 +18,8 @@ namespace {
 void ExpectDecryption(CardSession session)
 {
     const auto der = ReadBytes(std::filesystem::path(BUNDLES) / "certificate.der");
-    const auto publicKey = Botan::X509_Certificate(der.data(), der.size()).load_subject_public_key();
+    const std::unique_ptr<Botan::Public_Key> publicKey(
+        Botan::X509_Certificate(der.data(), der.size()).subject_public_key());
     Botan::AutoSeeded_RNG random;
     const std::vector<uint8_t> text = {'s', 'e', 'c', 'r', 'e', 't'};
     const auto encrypted =

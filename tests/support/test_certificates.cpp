@@ -1,5 +1,7 @@
 #include "tests/support/test_certificates.h"
 
+#include "src/botan/big_int_bytes.h"
+
 #include <botan/auto_rng.h>
 #include <botan/numthry.h>
 #include <botan/x509self.h>
@@ -42,8 +44,16 @@ scripted::Bytes TestSignature(unsigned keyNumber, const scripted::Bytes& data)
     std::copy(data.begin(), data.end(), block.end() - static_cast<std::ptrdiff_t>(data.size()));
     // Botan's own signatures are made with threads, which a forked child does not have.
     const auto signature =
-        Botan::BigInt::encode_1363(Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n()), length);
+        BigIntBytes(Botan::power_mod(Botan::BigInt(block), key.get_d(), key.get_n()), length);
     return {signature.begin(), signature.end()};
+}
+
+scripted::Bytes Sha256DigestInfo(const scripted::Bytes& hash)
+{
+    scripted::Bytes digestInfo{0x30, 0x31, 0x30, 0x0D, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
+                               0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
+    digestInfo.insert(digestInfo.end(), hash.begin(), hash.end());
+    return digestInfo;
 }
 
 scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName)
@@ -59,12 +69,10 @@ CardKeyInfo TestKeyInfo(unsigned keyNumber, uint32_t keyReference)
     CardKeyInfo info{};
     info.keyReference = keyReference;
     info.modulusBits = static_cast<uint32_t>(key.get_n().bits());
-    scripted::Bytes modulus(key.get_n().bytes());
-    key.get_n().binary_encode(modulus.data());
+    const auto modulus = BigIntBytes(key.get_n());
     std::reverse_copy(modulus.begin(), modulus.end(), info.modulus);
     info.modulusLength = modulus.size();
-    scripted::Bytes exponent(key.get_e().bytes());
-    key.get_e().binary_encode(exponent.data());
+    const auto exponent = BigIntBytes(key.get_e());
     std::copy(exponent.begin(), exponent.end(), info.publicExponent);
     info.publicExponentLength = exponent.size();
     return info;

@@ -15,6 +15,9 @@ const Botan::RSA_PrivateKey& TestKey(unsigned number);
 // The data signed with that key, as a block of PKCS#1 v1.5. Works in a forked child too.
 scripted::Bytes TestSignature(unsigned keyNumber, const scripted::Bytes& data);
 
+// The DigestInfo of a SHA-256 hash.
+scripted::Bytes Sha256DigestInfo(const scripted::Bytes& hash);
+
 // A self-signed certificate of that key in DER, with this common name.
 scripted::Bytes TestCertificate(unsigned keyNumber, const std::string& commonName);
 

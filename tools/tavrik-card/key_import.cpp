@@ -9,6 +9,7 @@
 #include <botan/exceptn.h>
 #include <botan/pk_keys.h>
 #include <botan/x509cert.h>
+#include <botan_version/asn1.h>
 
 #include <string>
 #include <system_error>
@@ -40,8 +41,11 @@ void RequireReadable(const std::vector<uint8_t>& certificate)
 {
     try {
         const Botan::X509_Certificate read(certificate.data(), certificate.size());
-        const auto publicKey = read.load_subject_public_key();
-        if (dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get()) != nullptr) {
+        const std::unique_ptr<Botan::Public_Key> publicKey(read.subject_public_key());
+        // Botan may take a key that is for RSA-PSS alone.
+        const bool isPlainRsa =
+            IdentifierOf(read.subject_public_key_algo()) == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
+        if (isPlainRsa && dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get()) != nullptr) {
             return;
         }
     } catch (const Botan::Exception&) {

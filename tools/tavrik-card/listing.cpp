@@ -11,7 +11,7 @@
 #include "tools/tavrik-card/support.h"
 
 #include <botan/exceptn.h>
-#include <botan/x509_dn.h>
+#include <botan/pkix_types.h>
 #include <botan/x509cert.h>
 #include <nlohmann/json.hpp>
 

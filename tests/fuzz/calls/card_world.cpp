@@ -1,11 +1,11 @@
 #include "tests/fuzz/calls/card_world.h"
 
+#include "src/botan/big_int_bytes.h"
 #include "tests/fuzz/calls/check.h"
 #include "tests/support/script.h"
 #include "tests/support/test_certificates.h"
 
 #include <array>
-#include <botan/hash_id.h>
 #include <fstream>
 
 #include <stdexcept>
@@ -47,17 +47,14 @@ scripted::Bytes SignatureOfCard(const std::string& function, const scripted::Byt
     if (function != "QES_SignData") {
         return blackbox::TestSignature(1, data);
     }
-    scripted::Bytes digestInfo = Botan::pkcs_hash_id("SHA-256");
-    digestInfo.insert(digestInfo.end(), data.begin(), data.end());
+    const scripted::Bytes digestInfo = blackbox::Sha256DigestInfo(data);
     return digestInfo.size() > longest ? scripted::Bytes() : blackbox::TestSignature(0, digestInfo);
 }
 
 Bytes ModulusOf(unsigned key)
 {
     const Botan::BigInt& modulus = blackbox::TestKey(key).get_n();
-    Bytes bytes(modulus.bytes());
-    modulus.binary_encode(bytes.data());
-    return bytes;
+    return BigIntBytes(modulus);
 }
 
 Bytes NumberBytes(uint64_t number, std::size_t width)
@@ -71,12 +68,7 @@ Bytes NumberBytes(uint64_t number, std::size_t width)
 
 Bytes DigestInfo()
 {
-    Bytes bytes;
-    for (const uint8_t byte : Botan::pkcs_hash_id("SHA-256")) {
-        bytes.push_back(byte);
-    }
-    bytes.resize(bytes.size() + 32, 0x11);
-    return bytes;
+    return blackbox::Sha256DigestInfo(scripted::Bytes(32, 0x11));
 }
 
 } // namespace

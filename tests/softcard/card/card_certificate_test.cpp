@@ -1,6 +1,7 @@
 #include "softcard/card/card_certificate.h"
 
 #include "softcard/card/card_error.h"
+#include "src/botan/big_int_bytes.h"
 #include "tests/softcard/curve_certificate.h"
 
 #include <botan/auto_rng.h>
@@ -46,7 +47,7 @@ protected:
     // With the zero in front that makes it positive.
     [[nodiscard]] Bytes Modulus() const
     {
-        Bytes modulus = Botan::BigInt::encode(key.get_n());
+        Bytes modulus = BigIntBytes(key.get_n());
         modulus.insert(modulus.begin(), 0);
         return modulus;
     }

@@ -1,5 +1,7 @@
 #include "softcard/cardapi/system/private_power.h"
 
+#include "src/botan/big_int_bytes.h"
+
 #include <botan/auto_rng.h>
 #include <botan/exceptn.h>
 #include <botan/numthry.h>
@@ -27,7 +29,7 @@ protected:
 
     static Botan::BigInt Of(const PrivatePower& power, const Botan::BigInt& number)
     {
-        const auto result = power.Of(Botan::BigInt::encode_1363(number, power.Bytes()));
+        const auto result = power.Of(BigIntBytes(number, power.Bytes()));
         EXPECT_EQ(result.size(), power.Bytes());
         return Botan::BigInt(result);
     }

@@ -5,8 +5,8 @@
 
 #include <botan/auto_rng.h>
 #include <botan/exceptn.h>
+#include <botan/pkix_types.h>
 #include <botan/rsa.h>
-#include <botan/x509_dn.h>
 #include <botan/x509self.h>
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
 #include "tests/unit/crypto/rsa_test_keys.h"
 
+#include "src/botan/big_int_bytes.h"
 #include "src/crypto/byte_conversion.h"
 
 #include <botan/rsa.h>
@@ -149,11 +150,11 @@ TEST(RsaPrivateKey, PartsAreThoseOfTheBotanKey)
 {
     const RSAPrivKey& key = TestRsaKey();
     const Botan::RSA_PrivateKey& botanKey = *key.GetBotanPrivateKey();
-    EXPECT_EQ(TakeBytes(key.Get_P()), Botan::BigInt::encode(botanKey.get_p()));
-    EXPECT_EQ(TakeBytes(key.Get_Q()), Botan::BigInt::encode(botanKey.get_q()));
-    EXPECT_EQ(TakeBytes(key.Get_D()), Botan::BigInt::encode(botanKey.get_d()));
-    EXPECT_EQ(TakeBytes(key.Get_DP()), Botan::BigInt::encode(botanKey.get_d() % (botanKey.get_p() - 1)));
-    EXPECT_EQ(TakeBytes(key.Get_DQ()), Botan::BigInt::encode(botanKey.get_d() % (botanKey.get_q() - 1)));
+    EXPECT_EQ(TakeBytes(key.Get_P()), BigIntBytes(botanKey.get_p()));
+    EXPECT_EQ(TakeBytes(key.Get_Q()), BigIntBytes(botanKey.get_q()));
+    EXPECT_EQ(TakeBytes(key.Get_D()), BigIntBytes(botanKey.get_d()));
+    EXPECT_EQ(TakeBytes(key.Get_DP()), BigIntBytes(botanKey.get_d() % (botanKey.get_p() - 1)));
+    EXPECT_EQ(TakeBytes(key.Get_DQ()), BigIntBytes(botanKey.get_d() % (botanKey.get_q() - 1)));
     EXPECT_EQ(botanKey.get_p() * botanKey.get_q(), Botan::BigInt(Modulus()));
 }
 

@@ -3,10 +3,11 @@
 #include "tests/support/program.h"
 #include "tests/support/temporary_folder.h"
 
-#include <botan/alg_id.h>
+#include <botan/asn1_obj.h>
 #include <botan/der_enc.h>
 #include <botan/hex.h>
 #include <botan/rsa.h>
+#include <botan_version/asn1.h>
 
 #include <fstream>
 #include <iterator>
@@ -22,7 +23,7 @@ Bytes EncodedPublicKey()
 void AddTime(Botan::DER_Encoder& encoder, const EncodedTime& time)
 {
     const Bytes text(time.text.begin(), time.text.end());
-    encoder.add_object(static_cast<Botan::ASN1_Tag>(time.tag), Botan::UNIVERSAL, text);
+    encoder.add_object(static_cast<Asn1Tag>(time.tag), universalClass, text);
 }
 
 // Whether the command succeeded.
@@ -47,28 +48,28 @@ Bytes FromHex(std::string_view text)
 
 Bytes EncodeCertificate(const CertificateContents& contents)
 {
-    const Botan::AlgorithmIdentifier algorithm("RSA/EMSA3(SHA-256)",
+    const Botan::AlgorithmIdentifier algorithm(Botan::OID("1.2.840.113549.1.1.11"),
                                                Botan::AlgorithmIdentifier::USE_NULL_PARAM);
     Bytes body;
     Botan::DER_Encoder encoder(body);
-    encoder.start_cons(Botan::SEQUENCE)
+    encoder.start_cons(sequenceAsn1, universalClass)
         .start_explicit(0)
         .encode(std::size_t{2})
         .end_explicit()
-        .add_object(Botan::INTEGER, Botan::UNIVERSAL, contents.serial)
+        .add_object(integerAsn1, universalClass, contents.serial)
         .encode(algorithm)
         .raw_bytes(contents.issuer)
-        .start_cons(Botan::SEQUENCE);
+        .start_cons(sequenceAsn1, universalClass);
     AddTime(encoder, contents.notBefore);
     AddTime(encoder, contents.notAfter);
     encoder.end_cons().raw_bytes(contents.subject).raw_bytes(EncodedPublicKey()).end_cons();
 
     Bytes certificate;
     Botan::DER_Encoder(certificate)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .raw_bytes(body)
         .encode(algorithm)
-        .encode(Bytes(128, 0x5A), Botan::BIT_STRING)
+        .encode(Bytes(128, 0x5A), bitStringAsn1)
         .end_cons();
     return certificate;
 }

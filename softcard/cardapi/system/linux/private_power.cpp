@@ -5,6 +5,7 @@
 #include "softcard/cardapi/system/private_power.h"
 
 #include "softcard/base/released_by.h"
+#include "src/botan/big_int_bytes.h"
 #include "src/platform/mutex.h"
 
 #include <botan/auto_rng.h>
@@ -54,7 +55,7 @@ Number NumberOf(std::span<const uint8_t> bytes)
 
 Number PublicNumber(const Botan::BigInt& number)
 {
-    return NumberOf(Botan::BigInt::encode_locked(number));
+    return NumberOf(BigIntBytes<Botan::secure_vector<uint8_t>>(number));
 }
 
 // One that computations take the same time for whatever its value is.

@@ -1,11 +1,8 @@
 #include "softcard/cardapi/system/private_power.h"
 
-#include "src/crypto/calling_thread_key.h"
+#include "src/crypto/private_power.h"
 
 #include <botan/auto_rng.h>
-#include <botan/pubkey.h>
-
-#include <algorithm>
 
 namespace softcard {
 
@@ -31,11 +28,7 @@ size_t PrivatePower::Bits() const
 Botan::secure_vector<uint8_t> PrivatePower::Of(std::span<const uint8_t> number) const
 {
     Botan::AutoSeeded_RNG random;
-    const Botan::PK_Decryptor_EME decryptor(CallingThreadKey(numbers->key), random, "Raw");
-    const auto result = decryptor.decrypt(number.data(), number.size()); // without the zeros in front
-    Botan::secure_vector<uint8_t> bytes(Bytes());
-    std::copy_backward(result.begin(), result.end(), bytes.end());
-    return bytes;
+    return ::PrivatePower(numbers->key, random).Of(number);
 }
 
 } // namespace softcard

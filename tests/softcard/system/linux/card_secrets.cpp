@@ -2,6 +2,7 @@
 
 #include "softcard/card/code_change.h"
 #include "softcard/card/code_record.h"
+#include "src/botan/big_int_bytes.h"
 
 #include <botan/auto_rng.h>
 #include <botan/hex.h>
@@ -23,7 +24,7 @@ std::string TextOf(const Bytes& bytes)
 // As a file has a number, and as a computation has it.
 void AddNumber(Secrets& secrets, const std::string& name, const Botan::BigInt& number)
 {
-    std::vector<uint8_t> bytes = Botan::BigInt::encode(number);
+    std::vector<uint8_t> bytes = BigIntBytes(number);
     secrets[name + ", most significant byte first"] = TextOf(bytes);
     std::reverse(bytes.begin(), bytes.end());
     secrets[name + ", least significant byte first"] = TextOf(bytes);

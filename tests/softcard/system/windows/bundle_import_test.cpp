@@ -1,4 +1,5 @@
 #include "softcard/base/text.h"
+#include "src/botan/big_int_bytes.h"
 #include "tests/softcard/bundle_import.h"
 #include "tests/softcard/system/windows/wine.h"
 
@@ -74,8 +75,8 @@ std::vector<uint8_t> PublicKeyIn(const std::string& container, DWORD kind)
 std::vector<uint8_t> ModulusIn(const std::string& certificateFile)
 {
     const Botan::X509_Certificate certificate(ReadBytes(std::filesystem::path(BUNDLES) / certificateFile));
-    const auto key = certificate.load_subject_public_key();
-    auto modulus = Botan::BigInt::encode(dynamic_cast<const Botan::RSA_PublicKey&>(*key).get_n());
+    const std::unique_ptr<Botan::Public_Key> key(certificate.subject_public_key());
+    auto modulus = BigIntBytes(dynamic_cast<const Botan::RSA_PublicKey&>(*key).get_n());
     std::reverse(modulus.begin(), modulus.end());
     return modulus;
 }

@@ -4,7 +4,7 @@
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/key_use.h"
 
-#include <botan/alg_id.h>
+#include <botan/asn1_obj.h>
 #include <botan/auto_rng.h>
 #include <botan/data_src.h>
 #include <botan/der_enc.h>
@@ -13,6 +13,7 @@
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
 #include <botan/x509cert.h>
+#include <botan_version/asn1.h>
 
 #include <memory>
 #include <string>
@@ -40,7 +41,8 @@ protected:
     void ExpectDecryption() const
     {
         const auto pem = ReadBytes(State() / "authority/issuing.pem");
-        const auto publicKey = Botan::X509_Certificate(pem.data(), pem.size()).load_subject_public_key();
+        const std::unique_ptr<Botan::Public_Key> publicKey(
+            Botan::X509_Certificate(pem.data(), pem.size()).subject_public_key());
         Botan::AutoSeeded_RNG random;
         const std::string text = "a secret text";
         const auto encrypted =
@@ -102,9 +104,9 @@ TEST_F(WindowsImport, RefusesPkcs8OfTheOldEncryption)
     const Botan::AlgorithmIdentifier tripleDes(Botan::OID("1.2.840.113549.1.12.1.3"), {0x05, 0x00});
     std::vector<uint8_t> encrypted;
     Botan::DER_Encoder(encrypted)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .encode(tripleDes)
-        .encode(std::vector<uint8_t>(16), Botan::OCTET_STRING)
+        .encode(std::vector<uint8_t>(16), octetStringAsn1)
         .end_cons();
     WriteText(Scratch("locked.pem"), Botan::PEM_Code::encode(encrypted, "ENCRYPTED PRIVATE KEY"));
     ExpectRefusal({Certificate(), "--key", File("locked.pem"), "--password", "schloss"},

@@ -1,5 +1,7 @@
 #include "tests/softcard/judge.h"
 
+#include "src/botan/big_int_bytes.h"
+
 #include <botan/auto_rng.h>
 #include <botan/hash.h>
 #include <botan/hex.h>
@@ -52,7 +54,7 @@ std::vector<uint8_t> Judge::Recover(const std::vector<uint8_t>& signature) const
     const auto key = KeyOf(publicKey);
     const size_t length = key->get_n().bytes();
     const Botan::BigInt number = Botan::power_mod(Botan::BigInt(signature), key->get_e(), key->get_n());
-    const auto block = Botan::BigInt::encode_1363(number, length);
+    const auto block = BigIntBytes(number, length);
     const auto padding = block.begin() + 2;
     const auto end = std::find_if(padding, block.end(), [](uint8_t byte) { return byte != 0xFF; });
     const bool isPadded =
@@ -71,7 +73,7 @@ std::vector<uint8_t> Judge::Encrypt(const std::string& text) const
 
 std::string Judge::Modulus() const
 {
-    return Botan::hex_encode(Botan::BigInt::encode(KeyOf(publicKey)->get_n()));
+    return Botan::hex_encode(BigIntBytes(KeyOf(publicKey)->get_n()));
 }
 
 std::vector<uint8_t> HashByJudge(const std::filesystem::path& /*folder*/, const std::string& text,

@@ -5,10 +5,12 @@
 #include "tools/tavrik-card/system/windows/key_bundle.h"
 
 #include <botan/ber_dec.h>
-#include <botan/pbes2.h>
+#include <botan/data_src.h>
 #include <botan/pem.h>
+#include <botan/pkcs8.h>
 #include <botan/rsa.h>
 #include <botan/x509cert.h>
+#include <botan_version/asn1.h>
 
 #include <memory>
 #include <string_view>
@@ -72,11 +74,11 @@ RsaKey LoadPkcs8(const SecretBytes& der)
     Botan::AlgorithmIdentifier algorithm;
     SecretBytes key;
     Botan::BER_Decoder(der)
-        .start_cons(Botan::SEQUENCE)
+        .start_cons(sequenceAsn1, universalClass)
         .decode(version)
         .decode(algorithm)
-        .decode(key, Botan::OCTET_STRING);
-    if (algorithm.get_oid().to_string() != "1.2.840.113549.1.1.1") {
+        .decode(key, octetStringAsn1);
+    if (IdentifierOf(algorithm).to_string() != "1.2.840.113549.1.1.1") {
         Refuse("The private key is not an RSA key.");
     }
     return std::make_unique<Botan::RSA_PrivateKey>(algorithm, key);
@@ -85,17 +87,20 @@ RsaKey LoadPkcs8(const SecretBytes& der)
 RsaKey LoadEncrypted(const SecretBytes& der, const AskPassword& askPassword)
 {
     Botan::AlgorithmIdentifier algorithm;
-    SecretBytes encrypted;
-    Botan::BER_Decoder(der)
-        .start_cons(Botan::SEQUENCE)
-        .decode(algorithm)
-        .decode(encrypted, Botan::OCTET_STRING);
-    if (algorithm.get_oid().to_string() != "1.2.840.113549.1.5.13") {
+    Botan::BER_Decoder(der).start_cons(sequenceAsn1, universalClass).decode(algorithm);
+    if (IdentifierOf(algorithm).to_string() != "1.2.840.113549.1.5.13") {
         Refuse("The private key is encrypted in an old way; it can be imported as PKCS#12.");
     }
     const SecretText password = askPassword();
     const SecretString text(std::string(password.begin(), password.end()));
-    return LoadPkcs8(Botan::pbes2_decrypt(encrypted, text.text, algorithm.get_parameters()));
+    Botan::DataSource_Memory source(der);
+    std::unique_ptr<Botan::Private_Key> loaded = Botan::PKCS8::load_key(source, text.text);
+    auto* key = dynamic_cast<Botan::RSA_PrivateKey*>(loaded.get());
+    if (key == nullptr) {
+        Refuse("The private key is not an RSA key.");
+    }
+    (void)loaded.release();
+    return RsaKey(key);
 }
 
 // The first private key among the blocks.

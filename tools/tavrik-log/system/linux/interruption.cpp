@@ -1,6 +1,7 @@
 #include "tools/tavrik-log/system/interruption.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace logtool {
 namespace {

@@ -1,0 +1,6 @@
+// Directions of a cipher.
+#pragma once
+
+#include <botan/cipher_mode.h>
+
+inline constexpr auto decryption = Botan::DECRYPTION;
