@@ -3,7 +3,7 @@
 include(MadeForWindows)
 tavrik_made_for_windows(botan_windows TAVRIK_BOTAN_WINDOWS "Botan" botan-for-windows botan)
 
-set(botan_library "${botan_windows}/lib/libbotan-2.a")
+set(botan_library "${botan_windows}/lib/libbotan-3.a")
 if(NOT EXISTS "${botan_library}")
     message(FATAL_ERROR "${botan_windows} has no library of Botan")
 endif()
@@ -11,6 +11,6 @@ endif()
 add_library(PkgConfig::BOTAN STATIC IMPORTED)
 set_target_properties(PkgConfig::BOTAN PROPERTIES
     IMPORTED_LOCATION "${botan_library}"
-    INTERFACE_INCLUDE_DIRECTORIES "${botan_windows}/include/botan-2"
+    INTERFACE_INCLUDE_DIRECTORIES "${botan_windows}/include/botan-3"
     INTERFACE_LINK_LIBRARIES Threads::Threads)
-set(TAVRIK_BOTAN_MAJOR 2)
+set(TAVRIK_BOTAN_MAJOR 3)
