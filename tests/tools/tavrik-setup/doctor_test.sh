@@ -2,34 +2,15 @@
 # tavrik-setup check: finds nothing where all is well, and each fault that is made on purpose.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/setup.sh"
-. "$(dirname "$0")/doctor_faults.sh"
+. "$(dirname "$0")/doctor.sh"
+doctor=(timeout 100 "$tool")
+checked_front=$front
 card_tool=$3
 pinentry=$4
 libraries=$(dirname "$front")
 config=$TAVRIK_HOME/config
 state=$TAVRIK_HOME/state
 export TAVRIK_PINENTRY=$pinentry
-
-# Each finding in a line: severity, area, text, advice.
-check() { # EXIT-CODE [FRONT]
-    expect_exit "$1" timeout 100 "$tool" --module "${2:-$front}" check --json
-    found=$(python3 -c '
-import json, sys
-for finding in json.load(sys.stdin):
-    print(finding["severity"], finding["area"] + ":", finding["text"], "=>", finding["advice"])' <<<"$said")
-}
-
-found() { # PATTERN
-    grep -qE "$1" <<<"$found" || fail "'$1' is not among: $found"
-}
-
-not_found() { # PATTERN
-    ! grep -qE "$1" <<<"$found" || fail "'$1' is among: $found"
-}
-
-card() { # ARGUMENTS
-    "$card_tool" "$@" >/dev/null
-}
 
 echo "no reader, no card"
 check 0
@@ -49,7 +30,7 @@ found "^fine log: The library can write its log in $state"
 found "^fine certificate: Sig_ZEP of Anna Horvátová in Reader 0 is valid until [0-9]{4}-"
 found "^fine code: The login code of the card \"anna\" has 3 tries left"
 found "^fine pinentry:"
-expect_exit 0 "$tool" --module "$front" check
+expect_exit 0 "${doctor[@]}" --module "$checked_front" check
 expect_said "reader: Reader 0 has a card."
 
 echo "the configuration: each fault with its line"

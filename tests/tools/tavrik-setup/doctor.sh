@@ -1,7 +1,29 @@
-# For the doctor's tests, which source it: faults that are made alike on both systems. They have `check EXIT-CODE`, `found
-# PATTERN`, `card COMMAND...` for a card "anna" in a reader, and $config and $state for the folders.
+# For the doctor's tests, which source it after their setup.sh: the command and what it finds, and faults that are made alike
+# on both systems. The tests set $doctor to the words that begin the command, $checked_front to the front that it looks at
+# unless another is named, $card_tool to the software card's tool, and $config and $state to the card's folders.
 # shellcheck shell=bash
 # shellcheck disable=SC2154
+
+# Has $findings with each finding in a line: severity, area, text, advice.
+check() { # EXIT-CODE [FRONT]
+    expect_exit "$1" "${doctor[@]}" --module "${2:-$checked_front}" check --json
+    findings=$(python3 -c '
+import json, sys
+for finding in json.load(sys.stdin):
+    print(finding["severity"], finding["area"] + ":", finding["text"], "=>", finding["advice"])' <<<"$said")
+}
+
+found() { # PATTERN
+    grep -qE "$1" <<<"$findings" || fail "'$1' is not among: $findings"
+}
+
+not_found() { # PATTERN
+    ! grep -qE "$1" <<<"$findings" || fail "'$1' is among: $findings"
+}
+
+card() { # ARGUMENTS
+    expect_exit 0 "$card_tool" "$@"
+}
 
 configure() { # TEXT
     printf '%b' "$1" >"$config/config.json"
@@ -31,7 +53,7 @@ check_fault_of_the_log() {
     rmdir "$state/Pkcs11.log"
 }
 
-check_faults_of_the_card() {
+check_faults_of_the_card() { # of a card "anna" in a reader
     card fault anna OpenSession --status eCardCommErr --count 9
     check 1
     found "^fault card: The card in Reader 0 cannot be opened: eCardCommErr"
