@@ -9,7 +9,10 @@ type_codes() {
 }
 
 all_codes_were_asked_for() {
-    test ! -s "$answers"
+    if [ -s "$answers" ]; then
+        echo "these codes were not asked for: $(tr '\n' ' ' <"$answers")"
+        exit 1
+    fi
 }
 
 expect_failure() { # COMMAND...
