@@ -2,10 +2,10 @@
 
 #include "softcard/base/text.h"
 #include "softcard/system/windows/handle.h"
+#include "softcard/system/windows/local_memory.h"
 #include "tools/tavrik-setup/files/refusal.h"
 #include "tools/tavrik-setup/files/system/windows/error_text.h"
 
-#include <memory>
 #include <vector>
 
 #include <windows.h>
@@ -23,14 +23,9 @@ constexpr DWORD writing =
 constexpr const wchar_t* trusted[] = {L"S-1-5-18", L"S-1-5-32-544",
                                       L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"};
 
-struct FreeLocally
-{
-    void operator()(void* memory) const { LocalFree(memory); }
-};
-
 struct Rights
 {
-    std::unique_ptr<void, FreeLocally> memory; // of the others
+    softcard::LocalMemory<void> memory; // of the others
     PSID owner = nullptr;
     PACL list = nullptr; // null where everybody may do everything
 };
@@ -78,7 +73,7 @@ bool IsTrusted(PSID account)
         if (ConvertStringSidToSidW(name, &known) == FALSE) {
             continue;
         }
-        const std::unique_ptr<void, FreeLocally> memory(known);
+        const softcard::LocalMemory<void> memory(known);
         if (EqualSid(known, account) != FALSE) {
             return true;
         }
