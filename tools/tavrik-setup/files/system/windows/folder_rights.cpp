@@ -1,12 +1,10 @@
 #include "tools/tavrik-setup/files/system/windows/folder_rights.h"
 
 #include "softcard/base/text.h"
-#include "softcard/system/windows/handle.h"
 #include "softcard/system/windows/local_memory.h"
+#include "softcard/system/windows/own_user.h"
 #include "tools/tavrik-setup/files/refusal.h"
 #include "tools/tavrik-setup/files/system/windows/error_text.h"
-
-#include <vector>
 
 #include <windows.h>
 
@@ -44,26 +42,10 @@ Rights RightsOf(const std::filesystem::path& folder)
     return rights;
 }
 
-std::vector<unsigned char> ThisUser()
+bool IsOwnUser(PSID account)
 {
-    HANDLE token = nullptr;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
-        return {};
-    }
-    const softcard::Handle owned(token);
-    DWORD size = 0;
-    GetTokenInformation(token, TokenUser, nullptr, 0, &size);
-    std::vector<unsigned char> user(size);
-    return GetTokenInformation(token, TokenUser, user.data(), size, &size) == FALSE
-               ? std::vector<unsigned char>()
-               : user;
-}
-
-bool IsThisUser(PSID account)
-{
-    const std::vector<unsigned char> user = ThisUser();
-    return !user.empty() &&
-           EqualSid(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, account) != FALSE;
+    const auto user = softcard::OwnUser::Find();
+    return user && EqualSid(user->Id(), account) != FALSE;
 }
 
 bool IsTrusted(PSID account)
@@ -78,7 +60,7 @@ bool IsTrusted(PSID account)
             return true;
         }
     }
-    return IsThisUser(account);
+    return IsOwnUser(account);
 }
 
 // Whether an entry of the list lets somebody write who is not trusted. What only those below inherit says nothing of the
