@@ -40,3 +40,18 @@ expect() { # TEXT in the standard input
         exit 1
     fi
 }
+
+expect_empty() { # FILE
+    if [ -s "$1" ]; then
+        echo "$1 is not empty:"
+        cat --show-nonprinting "$1"
+        exit 1
+    fi
+}
+
+expect_number() { # WANTED NUMBER OF-WHAT
+    if [ "$2" -ne "$1" ]; then
+        echo "$3: $2 in place of $1"
+        exit 1
+    fi
+}
