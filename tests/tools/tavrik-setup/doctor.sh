@@ -1,6 +1,6 @@
-# For the doctor's tests, which source it after their setup.sh: the command and what it finds, and faults that are made alike
-# on both systems. The tests set $doctor to the words that begin the command, $checked_front to the front that it looks at
-# unless another is named, $card_tool to the software card's tool, and $config and $state to the card's folders.
+# For the doctor's tests, which source it after their setup.sh: the command and what it finds, where that is alike on both
+# systems. The tests set $doctor to the words that begin the command, $checked_front to the front that it looks at unless
+# another is named, $card_tool to the software card's tool, and $config and $state to the card's folders.
 # shellcheck shell=bash
 # shellcheck disable=SC2154
 
@@ -23,6 +23,22 @@ not_found() { # PATTERN
 
 card() { # ARGUMENTS
     expect_exit 0 "$card_tool" "$@"
+}
+
+check_without_faults() { # first without a reader, then with a card "anna" in one
+    echo "no reader, no card"
+    check 0
+    found "^warning reader: There is no reader"
+    found "^fine front: Applications see no card"
+    echo "all is well"
+    card new anna --subject "Anna Horvátová" --bok 123456 --pin 654321
+    card insert anna
+    check 0
+    not_found "^(warning|fault)"
+    found "^fine front: Applications see Reader 0; Sig_ZEP, Reader 0; Sig_EP"
+    found "^fine certificate: Sig_ZEP of Anna Horvátová in Reader 0 is valid until [0-9]{4}-[01][0-9]-[0-3][0-9]"
+    found "^fine code: The login code of the card \"anna\" has 3 tries left"
+    found "^fine pinentry: .*answers"
 }
 
 configure() { # TEXT
