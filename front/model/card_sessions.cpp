@@ -75,7 +75,7 @@ void CardSessions::LogOut(packed::CK_SLOT_ID card)
 std::vector<Object> CardSessions::ReadObjects(packed::CK_SLOT_ID slot) const
 {
     const LibrarySession session(library, slot);
-    std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>> read;
+    LibraryObjects read;
     for (const packed::CK_OBJECT_HANDLE object : library.Objects(session.Handle())) {
         read.emplace_back(object, library.Read(session.Handle(), object));
     }

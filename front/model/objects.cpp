@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <list>
 #include <span>
+#include <tuple>
 
 namespace front {
 namespace {
@@ -82,19 +84,45 @@ void Complete(Attributes& attributes)
     AddDefaults(attributes);
 }
 
+// The certificates among the objects of a slot, found by their ids. Refers to those objects.
+class Certificates
+{
+public:
+    explicit Certificates(const LibraryObjects& read)
+    {
+        for (const auto& [handle, attributes] : read) {
+            if (IsOfClass(attributes, CKO_CERTIFICATE)) {
+                byId[IdOf(attributes)] = &attributes;
+            }
+        }
+    }
+
+    // The last one with the object's id; null when there is none.
+    [[nodiscard]] const Attributes* Of(const Attributes& object) const
+    {
+        const auto found = byId.find(IdOf(object));
+        return found == byId.end() ? nullptr : found->second;
+    }
+
+private:
+    static Bytes IdOf(const Attributes& object)
+    {
+        const auto id = ValueOf(object, CKA_ID);
+        return {id.begin(), id.end()};
+    }
+
+    std::map<Bytes, const Attributes*> byId;
+};
+
 // A key is told from others with the same numbers by its certificate.
-void GiveUniqueIds(std::vector<Object>& objects)
+void GiveUniqueIds(std::vector<Object>& objects, const Certificates& certificates)
 {
     UniqueIds ids;
     for (Object& object : objects) {
-        std::span<const uint8_t> certificate;
-        for (const Object& other : objects) {
-            if (IsOfClass(other.attributes, CKO_CERTIFICATE) &&
-                AreAlike(other.attributes, object.attributes, CKA_ID)) {
-                certificate = ValueOf(other.attributes, CKA_VALUE);
-            }
-        }
-        object.attributes[CKA_UNIQUE_ID] = ids.OfCardObject(object.attributes, certificate);
+        const Attributes* const certificate = certificates.Of(object.attributes);
+        object.attributes[CKA_UNIQUE_ID] =
+            ids.OfCardObject(object.attributes, certificate == nullptr ? std::span<const uint8_t>()
+                                                                       : ValueOf(*certificate, CKA_VALUE));
     }
 }
 
@@ -115,26 +143,59 @@ Attributes PublicPartOf(const Attributes& privateKey)
     return attributes;
 }
 
-// The library has the first key of a slot sign, whichever key it is given. A further certificate of that key
-// has a private key object of its own, with the same numbers.
-bool IsKeyThatSigns(const Attributes& key,
-                    const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+// Whether the key is the slot's first one, which the library has sign whichever key it is given. A further certificate of
+// that key has a private key object of its own, with the same numbers.
+bool IsKeyThatSigns(const Attributes& key, const Attributes& first)
 {
-    const auto first = std::find_if(read.begin(), read.end(),
-                                    [](const auto& one) { return IsOfClass(one.second, CKO_PRIVATE_KEY); });
-    return AreAlike(key, first->second, CKA_MODULUS) && AreAlike(key, first->second, CKA_PUBLIC_EXPONENT);
+    return AreAlike(key, first, CKA_MODULUS) && AreAlike(key, first, CKA_PUBLIC_EXPONENT);
 }
 
-// The subject of the certificate with the same id.
-void TakeSubject(Attributes& key, const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+void TakeSubject(Attributes& key, const Certificates& certificates)
 {
-    for (const auto& one : read) {
-        if (IsOfClass(one.second, CKO_CERTIFICATE) && AreAlike(one.second, key, CKA_ID)) {
-            const auto subject = ValueOf(one.second, CKA_SUBJECT);
-            key[CKA_SUBJECT].assign(subject.begin(), subject.end());
-        }
+    if (const Attributes* const certificate = certificates.Of(key)) {
+        const auto subject = ValueOf(*certificate, CKA_SUBJECT);
+        key[CKA_SUBJECT].assign(subject.begin(), subject.end());
     }
 }
+
+// The objects that a card's slot is to have, less those that turn out to be there. Refers to them, and keeps their order.
+class NewObjects
+{
+public:
+    explicit NewObjects(std::vector<Object>& objects)
+    {
+        for (Object& object : objects) {
+            byContent.emplace(&object, left.insert(left.end(), &object));
+        }
+    }
+
+    // Takes out one that is the same as an object that is there. False when none is. Needs no memory.
+    bool TakeOut(const Object& known)
+    {
+        const auto same = byContent.find(&known);
+        if (same == byContent.end()) {
+            return false;
+        }
+        left.erase(same->second);
+        byContent.erase(same);
+        return true;
+    }
+
+    [[nodiscard]] const std::list<Object*>& Left() const { return left; }
+
+private:
+    struct ContentOrder
+    {
+        bool operator()(const Object* one, const Object* other) const
+        {
+            return std::tie(one->libraryHandle, one->attributes) <
+                   std::tie(other->libraryHandle, other->attributes);
+        }
+    };
+
+    std::list<Object*> left;
+    std::multimap<const Object*, std::list<Object*>::iterator, ContentOrder> byContent;
+};
 
 bool IsSecretPart(const Object& object, CK_ATTRIBUTE_TYPE type)
 {
@@ -236,8 +297,10 @@ bool Object::IsKey() const
     return IsOfClass(attributes, CKO_PUBLIC_KEY) || IsOfClass(attributes, CKO_PRIVATE_KEY);
 }
 
-std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read)
+std::vector<Object> ObjectsOfCard(const LibraryObjects& read)
 {
+    const Certificates certificates(read);
+    const Attributes* firstKey = nullptr;
     std::vector<Object> objects;
     for (const auto& [handle, attributes] : read) {
         Object object;
@@ -248,8 +311,9 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
             object.attributes[CKA_PRIVATE] = BooleanValue(false);
         }
         if (hasPublicPart) {
-            TakeSubject(object.attributes, read);
-            if (!IsKeyThatSigns(attributes, read)) {
+            TakeSubject(object.attributes, certificates);
+            firstKey = firstKey == nullptr ? &attributes : firstKey;
+            if (!IsKeyThatSigns(attributes, *firstKey)) {
                 object.attributes[CKA_SIGN] = BooleanValue(false);
             }
             Object publicKey;
@@ -260,7 +324,7 @@ std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_
         Complete(object.attributes);
         objects.insert(hasPublicPart ? objects.end() - 1 : objects.end(), std::move(object));
     }
-    GiveUniqueIds(objects);
+    GiveUniqueIds(objects, certificates);
     return objects;
 }
 
@@ -356,24 +420,16 @@ void Objects::Destroy(const Session& session, CK_OBJECT_HANDLE handle)
 
 void Objects::Replace(CK_SLOT_ID slot, std::vector<Object> added)
 {
+    NewObjects newObjects(added);
     const MutexLock lock(mutex);
     const auto ofCard = [&]() REQUIRES(mutex) -> const auto&
     {
         return index.OfOwner(slot, noSession);
     };
-    RemoveThose(ofCard, [&added](const Object& known) {
-        const auto same = std::find_if(added.begin(), added.end(), [&known](const Object& object) {
-            return object.libraryHandle == known.libraryHandle && object.attributes == known.attributes;
-        });
-        if (same == added.end()) {
-            return true;
-        }
-        added.erase(same);
-        return false;
-    });
-    for (Object& object : added) {
-        object.slot = slot;
-        AddHeld(std::move(object));
+    RemoveThose(ofCard, [&](const Object& known) { return !newObjects.TakeOut(known); });
+    for (Object* const object : newObjects.Left()) {
+        object->slot = slot;
+        AddHeld(std::move(*object));
     }
 }
 

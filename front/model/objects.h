@@ -35,9 +35,11 @@ struct Object
     [[nodiscard]] bool IsPrivate() const { return FlagOf(attributes, CKA_PRIVATE); }
 };
 
-// The objects of a card's slot out of what the library has of them, in the library's order, without handles
-// and slot. Certificates are public here.
-std::vector<Object> ObjectsOfCard(const std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>& read);
+// What the library has of a slot's objects, by its handles and in its order.
+using LibraryObjects = std::vector<std::pair<packed::CK_OBJECT_HANDLE, Attributes>>;
+
+// The objects of a card's slot, in the library's order, without handles and slot. Certificates are public here.
+std::vector<Object> ObjectsOfCard(const LibraryObjects& read);
 
 using ObjectsOfSlots = std::map<CK_SLOT_ID, std::vector<Object>>;
 

@@ -9,7 +9,10 @@ type_codes() {
 }
 
 all_codes_were_asked_for() {
-    test ! -s "$answers"
+    if [ -s "$answers" ]; then
+        echo "these codes were not asked for: $(tr '\n' ' ' <"$answers")"
+        exit 1
+    fi
 }
 
 expect_failure() { # COMMAND...
@@ -34,6 +37,21 @@ expect() { # TEXT in the standard input
     if ! grep -qF -- "$1" <<<"$text"; then
         echo "'$1' is not in:"
         echo "$text"
+        exit 1
+    fi
+}
+
+expect_empty() { # FILE
+    if [ -s "$1" ]; then
+        echo "$1 is not empty:"
+        cat --show-nonprinting "$1"
+        exit 1
+    fi
+}
+
+expect_number() { # WANTED NUMBER OF-WHAT
+    if [ "$2" -ne "$1" ]; then
+        echo "$3: $2 in place of $1"
         exit 1
     fi
 }

@@ -22,6 +22,22 @@ protected:
                 FindOne(session, CKO_PUBLIC_KEY)};
     }
 
+    CK_SESSION_HANDLE OpenLoggedIn()
+    {
+        const CK_SESSION_HANDLE session = Open(ordinary);
+        EXPECT_EQ(Login(session), CKR_OK);
+        return session;
+    }
+
+    // Takes the card out, and puts this one in its place.
+    CK_SESSION_HANDLE OpenWithNewCard(const scripted::Card& card)
+    {
+        RemoveCard(readerA);
+        script->InsertCard(readerA, card);
+        ProcessEvents();
+        return OpenLoggedIn();
+    }
+
     std::vector<Bytes> UniqueIds(CK_SESSION_HANDLE session)
     {
         std::vector<Bytes> ids;
@@ -108,22 +124,16 @@ TEST_F(LaterAttributesTest, UniqueIdIsTheSameEachTime)
     const scripted::Card card = blackbox::CertifiedCard();
     script->AddReader(readerA, card);
     Start();
-    CK_SESSION_HANDLE session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
+    CK_SESSION_HANDLE session = OpenLoggedIn();
     const std::vector<Bytes> ids = UniqueIds(session);
     ASSERT_EQ(ids.size(), 3U);
     const CK_OBJECT_HANDLE handle = FindOne(session, CKO_CERTIFICATE);
-    RemoveCard(readerA);
-    script->InsertCard(readerA, card);
-    ProcessEvents();
-    session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
+    session = OpenWithNewCard(card);
     EXPECT_EQ(UniqueIds(session), ids);
     EXPECT_NE(FindOne(session, CKO_CERTIFICATE), handle);
     ASSERT_EQ(f->C_Finalize(nullptr), CKR_OK);
     Start();
-    session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
+    session = OpenLoggedIn();
     EXPECT_EQ(UniqueIds(session), ids);
     ASSERT_EQ(f->C_Logout(session), CKR_OK);
     for (const Bytes& id : UniqueIds(session)) {
@@ -138,8 +148,7 @@ TEST_F(LaterAttributesTest, ObjectsThatAreAlikeHaveUniqueIdsOfTheirOwn)
     card.es.push_back(blackbox::TestCertifiedKey(1, 1, "Another certificate of the key"));
     script->AddReader(readerA, card);
     Start();
-    CK_SESSION_HANDLE session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
+    CK_SESSION_HANDLE session = OpenLoggedIn();
     const std::vector<Bytes> ids = UniqueIds(session);
     EXPECT_EQ(ids.size(), 9U);
     EXPECT_EQ(std::set<Bytes>(ids.begin(), ids.end()).size(), 9U);
@@ -148,11 +157,7 @@ TEST_F(LaterAttributesTest, ObjectsThatAreAlikeHaveUniqueIdsOfTheirOwn)
     const CK_OBJECT_HANDLE last = Find(session, Records().Number(CKA_CLASS, CKO_PRIVATE_KEY)).back();
     const Bytes id = Read(session, last, CKA_UNIQUE_ID);
     card.es.erase(card.es.begin(), card.es.begin() + 2);
-    RemoveCard(readerA);
-    script->InsertCard(readerA, card);
-    ProcessEvents();
-    session = Open(ordinary);
-    ASSERT_EQ(Login(session), CKR_OK);
+    session = OpenWithNewCard(card);
     EXPECT_EQ(Read(session, FindOne(session, CKO_PRIVATE_KEY), CKA_UNIQUE_ID), id);
 }
 
@@ -241,10 +246,7 @@ TEST_F(LaterAttributesTest, CertificateHasItsCheckValueAndTheHashOfItsNames)
 TEST_F(LaterAttributesTest, KeyAllowsTheMechanismsThatItCanBegin)
 {
     for (const CK_SLOT_ID slot : {qualified, ordinary}) {
-        const CK_SESSION_HANDLE session = slot == qualified ? StartLoggedIn(slot) : Open(slot);
-        if (slot == ordinary) {
-            ASSERT_EQ(Login(session), CKR_OK);
-        }
+        const CK_SESSION_HANDLE session = slot == qualified ? StartLoggedIn(slot) : OpenLoggedIn();
         const CK_OBJECT_HANDLE privateKey = FindOne(session, CKO_PRIVATE_KEY);
         const CK_OBJECT_HANDLE publicKey = FindOne(session, CKO_PUBLIC_KEY);
         Bytes expected;

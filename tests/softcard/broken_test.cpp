@@ -83,17 +83,14 @@ protected:
     }
 };
 
-} // namespace
-
-std::vector<WrongThing> softcard::test::WrongThings()
+// Of all systems, and what only this one has.
+std::vector<WrongThing> WrongThings()
 {
     std::vector<WrongThing> things = WrongThingsOfTheSystem();
     things.push_back({"a folder", [](const fs::path& path) { fs::create_directory(path); }});
     things.push_back({"nonsense", [](const fs::path& path) { WriteText(path, "[[["); }});
     return things;
 }
-
-namespace {
 
 class BrokenFiles : public BrokenCards, public testing::WithParamInterface<const char*>
 {

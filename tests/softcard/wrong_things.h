@@ -1,4 +1,4 @@
-// What people and programs can leave in a card's folder that should not be there.
+// What people and programs can leave in a card's folder that should not be there, as far as the system says what that is.
 #pragma once
 
 #include <filesystem>
@@ -15,8 +15,7 @@ struct WrongThing
     std::function<void(const std::filesystem::path&)> make;
 };
 
-// Of all systems, and what only this one has.
-std::vector<WrongThing> WrongThings();
+// What only this system has.
 std::vector<WrongThing> WrongThingsOfTheSystem();
 
 // Paths that only this system has, of one file that lies outside the card's folder. Makes what it takes for them in the

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 namespace blackbox {
+
 const std::vector<FunctionCall>& FunctionCalls()
 {
     static const std::vector<FunctionCall> functions{

@@ -7,6 +7,8 @@ run=$1
 programs=$2
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
+# shellcheck source-path=SCRIPTDIR source=../clients/expect.sh
+. "$(dirname "$0")/../clients/expect.sh"
 
 # Runs a program beside the library, with its arguments, for a user whose data lie in the folder. Wine has a user
 # folder of its own for every program that it starts, so a command interpreter gives it the other one.
@@ -19,17 +21,14 @@ for_user() {
 
 for_user tavrik-card.exe new anna --bok 123456 --puk 1
 for_user tavrik-card.exe insert anna
-test -f "$folder/Tavrik/state/readers/Reader 0/card"
+test -f "$folder/Tavrik/state/readers/Reader 0/card" || { find "$folder"; exit 1; }
 for library in pkcs11_x64.dll tavrik-pkcs11.dll; do
     for way in finalize unload exit; do
-        said=$(for_user c_host.exe "$library" 123456 "$way")
-        echo "$said"
-        grep -q '^done' <<<"$said"
+        echo "$library, $way"
+        for_user c_host.exe "$library" 123456 "$way" | expect "done"
     done
 done
 
 # A wrong code is refused, and the card has counted it: the host did use this card.
-if for_user c_host.exe pkcs11_x64.dll 000000 finalize; then
-    exit 1
-fi
-for_user tavrik-card.exe list | grep -q $'^anna\tReader 0\t2\t3\tanna'
+expect_failure for_user c_host.exe pkcs11_x64.dll 000000 finalize
+for_user tavrik-card.exe list | expect $'anna\tReader 0\t2\t3\tanna'

@@ -4,8 +4,8 @@
  *     console_interrupter typed|sent COMMAND [WORD...]
  *
  * The interruption is Ctrl+C, which somebody else types, or which all programs at the console get from here, as another
- * program would send it. The words of the command have no blanks. The exit code is 0 when the console has its mode of before, or else tells what
- * failed.
+ * program would send it. The words of the command have no blanks. The exit code is 0 when the console has its mode of
+ * before, or else tells what failed.
  */
 #include <stdio.h>
 #include <string.h>

@@ -35,7 +35,7 @@ expect "login-required" <listed
 expect "protected-authentication-path" <listed
 kit_with_front list-tokens pkcs11:token=Sig_EP --only-uris >listed
 expect ";token=Sig_EP" <listed
-test "$(wc -l <listed)" -eq 1
+expect_number 1 "$(wc -l <listed)" "listed tokens"
 kit_with_front list-mechanisms pkcs11:token=Sig_EP >listed
 expect "rsa-pkcs: hw encrypt decrypt sign verify key-size=2048-2048" <listed
 expect "sha256-rsa-pkcs: hw sign verify key-size=2048-2048" <listed
@@ -49,7 +49,7 @@ for token in Sig_EP Sig_ZEP; do
     expect "class: private-key" <listed
     expect "class: public-key" <listed
     expect "key-type: rsa" <listed
-    test "$(grep -c "^Object: " listed)" -eq 3
+    expect_number 3 "$(grep -c "^Object: " listed)" "listed objects"
 done
 
 echo "exports certificates and public keys"
@@ -69,13 +69,13 @@ done
 echo "shows no objects without the code, and the card counts a wrong one"
 before=$(tries_left)
 kit_with_front list-objects pkcs11:token=Sig_EP --login >listed
-test ! -s listed
-test "$(tries_left)" -eq "$before"
+expect_empty listed
+expect_number "$before" "$(tries_left)" "tries left"
 kit_with_front list-objects "pkcs11:token=Sig_EP?pin-value=999999" --login >listed
-test ! -s listed
-test "$(tries_left)" -eq $((before - 1))
+expect_empty listed
+expect_number $((before - 1)) "$(tries_left)" "tries left"
 quietly kit_with_front list-objects "pkcs11:token=Sig_EP?pin-value=123456" --login
-test "$(tries_left)" -eq "$before"
+expect_number "$before" "$(tries_left)" "tries left"
 
 echo "finds the front by a module file, with a card and without"
 configure "module: $front"
@@ -102,9 +102,9 @@ test_proxy() {
     type_codes CANCEL
     expect_refused CKR_FUNCTION_CANCELED sign Sig_EP signature
     all_codes_were_asked_for
-    test ! -s signature
+    expect_empty signature
     expect_refused CKR_PIN_INCORRECT tool --token-label Sig_EP --login --pin 999999 --list-objects
-    test "$(tries_left)" -eq $((before - 1))
+    expect_number $((before - 1)) "$(tries_left)" "tries left"
     quietly tool --token-label Sig_EP --login --pin 123456 --list-objects
 }
 

@@ -81,7 +81,7 @@ test_module() { # FILE VERSION_OF_CRYPTOKI
     type_codes 123456 CANCEL
     expect_refused CKR_FUNCTION_CANCELED with_qualified --sign --mechanism RSA-PKCS --input-file info --output-file signature
     all_codes_were_asked_for
-    test ! -s signature
+    expect_empty signature
 
     echo "$1: decrypts what OpenSSL has encrypted"
     with_ordinary --decrypt --mechanism RSA-PKCS --input-file encrypted --output-file decrypted |
@@ -92,11 +92,11 @@ test_module() { # FILE VERSION_OF_CRYPTOKI
     local before
     before=$(tries_left)
     expect_refused CKR_PIN_INCORRECT tool --token-label Sig_EP --login --pin 999999 --list-objects
-    test "$(tries_left)" -eq $((before - 1))
+    expect_number $((before - 1)) "$(tries_left)" "tries left"
     type_codes CANCEL
     expect_refused CKR_FUNCTION_CANCELED tool --token-label Sig_EP --login --list-objects
     all_codes_were_asked_for
-    test "$(tries_left)" -eq $((before - 1))
+    expect_number $((before - 1)) "$(tries_left)" "tries left"
 
     echo "$1: has no slots without a card, and the card's when it is back"
     "$card_tool" remove anna >/dev/null
@@ -104,12 +104,12 @@ test_module() { # FILE VERSION_OF_CRYPTOKI
     "$card_tool" insert anna >/dev/null
     quietly with_ordinary --sign --mechanism RSA-PKCS --input-file info --output-file signature
     expect_signature_of es signature
-    test "$(tries_left)" -eq "$before"
+    expect_number "$before" "$(tries_left)" "tries left"
 }
 
 random_numbers() { # FILE
     quietly tool --token-label Sig_EP --generate-random 32 --output-file "$1"
-    test "$(stat --format %s "$1")" -eq 32
+    expect_number 32 "$(stat --format %s "$1")" "random bytes"
 }
 
 test_module tavrik-pkcs11.dll 3.0

@@ -1,47 +1,37 @@
 #!/usr/bin/env bash
 # The example signs under Wine, by itself and for a card that is inserted while it watches, and OpenSSL on Linux judges.
-# Arguments: what runs Windows' programs, the folder with them, and a document.
-set -euo pipefail
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "$0")/card.sh"
 
-run=$1
-programs=$2
-document=$3
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-windows() { echo "Z:${1//\//\\}"; }
-TAVRIK_HOME=$(windows "$folder/home")
-TAVRIK_PINENTRY=$(windows "$programs/tavrik-scripted-pinentry.exe")
-TAVRIK_PINENTRY_ANSWERS=$(windows "$folder/answers")
-export TAVRIK_HOME TAVRIK_PINENTRY TAVRIK_PINENTRY_ANSWERS
+document=$(on_windows "$folder/document")
+nowhere=$(on_windows "$folder/none")
 
 sign() { "$run" "$programs/sign_document.exe" --code 123456 "$@"; }
 
-verify() { # FOLDER
+expect_signed() { # FOLDER
     local label
     for label in Sig_ZEP Sig_EP; do
-        openssl x509 -in "$1/$label.pem" -noout -pubkey -out "$folder/key"
-        openssl dgst -sha256 -verify "$folder/key" -signature "$1/$label.sig" "$document"
+        openssl x509 -in "$1/$label.pem" -noout -pubkey -out "$label.pub"
+        expect_signature_of "$label" "$1/$label.sig"
     done
 }
 
-"$run" "$programs/tavrik-card.exe" new anna --bok 123456 --pin 654321 >/dev/null
-if sign "$(windows "$document")" "$(windows "$folder/none")" 2>"$folder/errors"; then
-    exit 1
-fi
-grep -qF "sign_document: There is no card in any reader." "$folder/errors"
+"$card_tool" remove anna
+expect_refused "sign_document: There is no card in any reader." sign "$document" "$nowhere"
 
-echo 654321 >"$folder/answers"
-sign --watch --count 1 "$(windows "$document")" "$(windows "$folder/watched")" >"$folder/said" &
+type_codes 654321
+sign --watch --count 1 "$document" "$(on_windows "$folder/watched")" >said 2>&1 &
+watching=$!
 sleep 2
-"$run" "$programs/tavrik-card.exe" insert anna
-wait $!
-grep -qF 'A card was inserted into "Reader 0".' "$folder/said"
-verify "$folder/watched/1"
+"$card_tool" insert anna
+wait $watching || { cat said; exit 1; }
+all_codes_were_asked_for
+expect 'A card was inserted into "Reader 0".' <said
+expect_signed watched/1
 
-echo 654321 >"$folder/answers"
-sign --module "$(windows "$programs/pkcs11_x64.dll")" "$(windows "$document")" "$(windows "$folder/Ž")"
-verify "$folder/Ž"
-if sign --module 'Z:\nowhere\pkcs11_x64.dll' "$(windows "$document")" "$(windows "$folder/none")" 2>"$folder/errors"; then
-    exit 1
-fi
-grep -qF "sign_document: The library cannot be loaded: " "$folder/errors"
+type_codes 654321
+quietly sign --module "$(on_windows "$programs/pkcs11_x64.dll")" "$document" "$(on_windows "$folder/Ž")"
+all_codes_were_asked_for
+expect_signed "Ž"
+expect_refused "sign_document: The library cannot be loaded: " \
+    sign --module 'Z:\nowhere\pkcs11_x64.dll' "$document" "$nowhere"

@@ -49,8 +49,8 @@ bool TryForAWhile(const Attempt& attempt)
 Handle Open(const std::filesystem::path& path, DWORD access, DWORD share, DWORD disposition)
 {
     Handle file;
-    SECURITY_ATTRIBUTES rights =
-        OwnFileRights(path); // for a file that is made; one that is there keeps its own
+    // For a file that is made; one that is there keeps its own.
+    SECURITY_ATTRIBUTES rights = OwnFileRights(path);
     const bool opened = TryForAWhile([&] {
         file = Own(
             CreateFileW(path.c_str(), access, share, &rights, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));

@@ -22,6 +22,18 @@ class SystemSinksTest : public BlackBoxTest
 {
 protected:
     void Configure(const std::string& sinks) const { ConfigureSinks(Directory(), sinks); }
+};
+
+// For tests whose child processes mount what the sinks write to.
+class MountedSinksTest : public SystemSinksTest
+{
+protected:
+    void SetUp() override
+    {
+        if (const std::string reason = WhyNoPrivateMounts(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+    }
 
     // Made for the log alone; the configuration stays where it is.
     std::filesystem::path FolderForLogs() const
@@ -93,11 +105,8 @@ TEST_F(SystemSinksTest, FullConsoleDoesNotFailTheLibrary)
     EXPECT_EQ(CountOf(ReadFile(Directory() / "Pkcs11.log"), "PKCS11_FUNCTION_ENTERING\r\n"), 4U);
 }
 
-TEST_F(SystemSinksTest, DebuggerSinkReachesTheSystemLog)
+TEST_F(MountedSinksTest, DebuggerSinkReachesTheSystemLog)
 {
-    if (!WhyNoPrivateMounts().empty()) {
-        GTEST_SKIP() << WhyNoPrivateMounts();
-    }
     Configure(R"("logToDebugger": true, "logToFile": false, "timeFormat": "LogTimeFormat_Millisec")");
     std::filesystem::create_directory(Directory() / "dev");
     const int exit = ExitOfChild([this] {
@@ -121,11 +130,8 @@ TEST_F(SystemSinksTest, DebuggerSinkReachesTheSystemLog)
     EXPECT_EQ(exit, 0);
 }
 
-TEST_F(SystemSinksTest, FullFileSystemLosesOnlyLinesOfTheFile)
+TEST_F(MountedSinksTest, FullFileSystemLosesOnlyLinesOfTheFile)
 {
-    if (!WhyNoPrivateMounts().empty()) {
-        GTEST_SKIP() << WhyNoPrivateMounts();
-    }
     const auto folder = FolderForLogs();
     Configure(R"("extensive": true)");
     const int exit = ExitOfChild(
@@ -158,11 +164,8 @@ TEST_F(SystemSinksTest, FullFileSystemLosesOnlyLinesOfTheFile)
     EXPECT_EQ(exit, 0);
 }
 
-TEST_F(SystemSinksTest, FullFileSystemLeavesTheConsoleItsLines)
+TEST_F(MountedSinksTest, FullFileSystemLeavesTheConsoleItsLines)
 {
-    if (!WhyNoPrivateMounts().empty()) {
-        GTEST_SKIP() << WhyNoPrivateMounts();
-    }
     const auto folder = FolderForLogs();
     Configure(R"("logToConsole": true)");
     const auto output = Directory() / "output";

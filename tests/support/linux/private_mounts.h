@@ -8,7 +8,7 @@
 
 namespace blackbox {
 
-// Why this system lets the process have none; empty where it does. As tests print it that can't be run.
+// Why this system lets the process have none, in the line by which ./check knows a test that was skipped. Empty where it does.
 std::string WhyNoPrivateMounts();
 
 // From now on what is mounted is the process's own. For a child process without threads. Throws

@@ -2,6 +2,7 @@
 
 #include "softcard/base/text.h"
 #include "softcard/system/files.h"
+#include "softcard/system/windows/command_line.h"
 #include "softcard/system/windows/handle.h"
 
 #include <stdexcept>
@@ -21,21 +22,6 @@ Handle OpenForPrograms(const std::filesystem::path& path, DWORD access, DWORD di
     return file;
 }
 
-// So that the program finds it as one argument again. None of the tests' has a backslash before a quotation
-// mark or at its end.
-std::wstring Quote(const std::string& argument)
-{
-    const std::filesystem::path wide = PathOf(argument);
-    std::wstring quoted = L"\"";
-    for (const wchar_t character : wide.native()) {
-        if (character == L'"') {
-            quoted.push_back(L'\\');
-        }
-        quoted.push_back(character);
-    }
-    return quoted + L"\"";
-}
-
 struct Streams
 {
     HANDLE input;
@@ -48,10 +34,7 @@ Process Spawn(const std::vector<std::string>& arguments, const Streams& streams)
     // Paths of the build begin with a slash, which Windows takes for an option in this place.
     const std::filesystem::path program =
         std::filesystem::absolute(PathOf(arguments.front())).make_preferred();
-    std::wstring commandLine;
-    for (const std::string& argument : arguments) {
-        commandLine += Quote(argument) + L" ";
-    }
+    std::wstring commandLine = CommandLineOf(program, {arguments.begin() + 1, arguments.end()});
     STARTUPINFOW start{};
     start.cb = sizeof start;
     start.dwFlags = STARTF_USESTDHANDLES;

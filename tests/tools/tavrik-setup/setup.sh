@@ -1,6 +1,7 @@
 # For the tests of tavrik-setup, which source it: a user's home and the root of a system, both of the test's own.
 #   ..._test.sh TOOL FRONT [FURTHER...]
 set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/expect.sh"
 
 tool=$1
 front=$2
@@ -12,11 +13,6 @@ root=$folder/root
 mkdir -p "$home" "$root/usr/bin" "$root/etc"
 export HOME=$home TAVRIK_HOME=$folder/tavrik
 unset XDG_CONFIG_HOME XDG_STATE_HOME DISPLAY WAYLAND_DISPLAY GPG_TTY
-
-fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
 
 # As if these were installed in the root.
 install_programs() {
@@ -35,10 +31,6 @@ expect_exit() { # CODE COMMAND...
     shift
     said=$("$@" 2>&1) || code=$?
     [ "$code" -eq "$wanted" ] || fail "'$*' ended with $code in place of $wanted: $said"
-}
-
-expect_said() { # TEXT
-    [[ $said == *"$1"* ]] || fail "'$1' is not in: $said"
 }
 
 # Everything below the home and the root, but for the records: names, modes, owners, links and contents.

@@ -1,6 +1,7 @@
 #include "softcard/cardapi/system/windows/piped_program.h"
 
 #include "softcard/system/windows/child_pipes.h"
+#include "softcard/system/windows/command_line.h"
 
 #include <string>
 
@@ -25,7 +26,7 @@ std::optional<PipedProgram> PipedProgram::Start(const std::filesystem::path& pro
     start.StartupInfo.hStdInput = toProgram->readEnd.get();
     start.StartupInfo.hStdOutput = fromProgram->writeEnd.get();
     start.lpAttributeList = inherited.List();
-    std::wstring commandLine = L"\"" + program.native() + L"\"";
+    std::wstring commandLine = CommandLineOf(program);
     PROCESS_INFORMATION made{};
     if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
                        EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo, &made) == FALSE) {

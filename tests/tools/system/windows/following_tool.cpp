@@ -1,4 +1,4 @@
-#include "softcard/base/text.h"
+#include "softcard/system/windows/command_line.h"
 #include "softcard/system/windows/handle.h"
 #include "tests/tools/run_tool.h"
 
@@ -6,19 +6,6 @@
 #include <chrono>
 #include <stdexcept>
 #include <thread>
-
-namespace {
-
-std::wstring CommandLineOf(const std::vector<std::string>& arguments)
-{
-    std::wstring line;
-    for (const std::string& argument : arguments) {
-        line += L"\"" + softcard::PathOf(argument).native() + L"\" ";
-    }
-    return line;
-}
-
-} // namespace
 
 struct FollowingTool::Running
 {
@@ -58,9 +45,9 @@ FollowingTool::FollowingTool(std::vector<std::string> arguments) : running(std::
     start.hStdOutput = writing;
     start.hStdError = writing;
     PROCESS_INFORMATION made{};
-    arguments.insert(arguments.begin(), {LOG_TOOL, "--follow"});
-    std::wstring line = CommandLineOf(arguments);
+    arguments.insert(arguments.begin(), "--follow");
     const std::filesystem::path program = std::filesystem::absolute(LOG_TOOL).make_preferred();
+    std::wstring line = softcard::CommandLineOf(program, arguments);
     if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
                        &made) == FALSE) {
         throw std::runtime_error("cannot be started: " LOG_TOOL);

@@ -1,9 +1,9 @@
 #include "tools/command_line/system/program_start.h"
 
 #include "softcard/base/text.h"
+#include "softcard/system/windows/local_memory.h"
 
 #include <cstdio>
-#include <memory>
 
 #include <windows.h>
 
@@ -12,14 +12,6 @@
 #include <shellapi.h>
 
 namespace command_line {
-namespace {
-
-struct FreeLocally
-{
-    void operator()(void* memory) const { LocalFree(memory); }
-};
-
-} // namespace
 
 // What main gets is in the code page, which lacks most characters.
 std::vector<std::string> StartProgram(int /*argumentCount*/, char** /*argumentValues*/)
@@ -29,7 +21,7 @@ std::vector<std::string> StartProgram(int /*argumentCount*/, char** /*argumentVa
     }
     SetConsoleOutputCP(CP_UTF8);
     int count = 0;
-    const std::unique_ptr<wchar_t*, FreeLocally> words(CommandLineToArgvW(GetCommandLineW(), &count));
+    const softcard::LocalMemory<wchar_t*> words(CommandLineToArgvW(GetCommandLineW(), &count));
     std::vector<std::string> arguments;
     for (int i = 1; i < count; ++i) {
         arguments.push_back(softcard::Utf8Of(words.get()[i]));

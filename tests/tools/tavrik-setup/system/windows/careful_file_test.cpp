@@ -1,3 +1,4 @@
+#include "softcard/system/windows/local_memory.h"
 #include "tests/tools/tavrik-setup/careful_file_fixture.h"
 #include "tools/tavrik-setup/files/system/windows/folder_rights.h"
 
@@ -19,9 +20,9 @@ void Permit(const fs::path& folder, const wchar_t* rights)
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     ASSERT_TRUE(
         ConvertStringSecurityDescriptorToSecurityDescriptorW(rights, SDDL_REVISION_1, &descriptor, nullptr));
+    const softcard::LocalMemory<void> owner(descriptor);
     const BOOL isSet = SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION, descriptor);
     EXPECT_TRUE(isSet);
-    LocalFree(descriptor);
 }
 
 } // namespace

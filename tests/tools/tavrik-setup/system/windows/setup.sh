@@ -1,6 +1,8 @@
 # For the tests of tavrik-setup.exe, which source it: a Windows of the test's own, with its registry and its folders.
 #   ..._test.sh RUN-UNDER-WINE TOOL FRONT [FURTHER...]
 set -euo pipefail
+# shellcheck source=../../expect.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../../expect.sh"
 
 run=$1
 tool=$2
@@ -17,11 +19,6 @@ end() {
 trap end EXIT
 cd "$folder"
 
-fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
-
 # What a Windows program answers, which must end with that code.
 expect_exit() { # CODE PROGRAM...
     local wanted=$1 code=0
@@ -29,10 +26,6 @@ expect_exit() { # CODE PROGRAM...
     said=$("$run" "$@" 2>&1 </dev/null) || code=$?
     said=${said//$'\r'/}
     [ "$code" -eq "$wanted" ] || fail "'$*' ended with $code in place of $wanted: $said"
-}
-
-expect_said() { # TEXT
-    [[ $said == *"$1"* ]] || fail "'$1' is not in: $said"
 }
 
 # A path of this machine as Windows has it.

@@ -1,12 +1,10 @@
 #include "tools/tavrik-setup/files/system/windows/folder_rights.h"
 
 #include "softcard/base/text.h"
-#include "softcard/system/windows/handle.h"
+#include "softcard/system/windows/local_memory.h"
+#include "softcard/system/windows/own_user.h"
 #include "tools/tavrik-setup/files/refusal.h"
 #include "tools/tavrik-setup/files/system/windows/error_text.h"
-
-#include <memory>
-#include <vector>
 
 #include <windows.h>
 
@@ -23,14 +21,9 @@ constexpr DWORD writing =
 constexpr const wchar_t* trusted[] = {L"S-1-5-18", L"S-1-5-32-544",
                                       L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"};
 
-struct FreeLocally
-{
-    void operator()(void* memory) const { LocalFree(memory); }
-};
-
 struct Rights
 {
-    std::unique_ptr<void, FreeLocally> memory; // of the others
+    softcard::LocalMemory<void> memory; // of the others
     PSID owner = nullptr;
     PACL list = nullptr; // null where everybody may do everything
 };
@@ -49,26 +42,10 @@ Rights RightsOf(const std::filesystem::path& folder)
     return rights;
 }
 
-std::vector<unsigned char> ThisUser()
+bool IsOwnUser(PSID account)
 {
-    HANDLE token = nullptr;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) {
-        return {};
-    }
-    const softcard::Handle owned(token);
-    DWORD size = 0;
-    GetTokenInformation(token, TokenUser, nullptr, 0, &size);
-    std::vector<unsigned char> user(size);
-    return GetTokenInformation(token, TokenUser, user.data(), size, &size) == FALSE
-               ? std::vector<unsigned char>()
-               : user;
-}
-
-bool IsThisUser(PSID account)
-{
-    const std::vector<unsigned char> user = ThisUser();
-    return !user.empty() &&
-           EqualSid(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, account) != FALSE;
+    const auto user = softcard::OwnUser::Find();
+    return user && EqualSid(user->Id(), account) != FALSE;
 }
 
 bool IsTrusted(PSID account)
@@ -78,12 +55,12 @@ bool IsTrusted(PSID account)
         if (ConvertStringSidToSidW(name, &known) == FALSE) {
             continue;
         }
-        const std::unique_ptr<void, FreeLocally> memory(known);
+        const softcard::LocalMemory<void> memory(known);
         if (EqualSid(known, account) != FALSE) {
             return true;
         }
     }
-    return IsThisUser(account);
+    return IsOwnUser(account);
 }
 
 // Whether an entry of the list lets somebody write who is not trusted. What only those below inherit says nothing of the

@@ -2,6 +2,7 @@
 
 #include "softcard/base/text.h"
 #include "softcard/system/windows/child_pipes.h"
+#include "softcard/system/windows/command_line.h"
 #include "tools/tavrik-setup/files/refusal.h"
 #include "tools/tavrik-setup/files/system/windows/error_text.h"
 
@@ -20,31 +21,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds pause{5};
 constexpr UINT exitCodeOfEnded = 1;
-
-// So that the program finds it as one argument again: backslashes count only before a quotation mark.
-std::wstring Quote(const std::string& argument)
-{
-    const fs::path wide = softcard::PathOf(argument);
-    std::wstring quoted = L"\"";
-    size_t backslashes = 0;
-    for (const wchar_t character : wide.native()) {
-        if (character == L'"') {
-            quoted.append(backslashes + 1, L'\\');
-        }
-        backslashes = character == L'\\' ? backslashes + 1 : 0;
-        quoted.push_back(character);
-    }
-    return quoted.append(backslashes, L'\\') + L"\"";
-}
-
-std::wstring CommandLine(const fs::path& program, const std::vector<std::string>& arguments)
-{
-    std::wstring line = L"\"" + program.native() + L"\"";
-    for (const std::string& argument : arguments) {
-        line += L" " + Quote(argument);
-    }
-    return line;
-}
 
 // What is started in it ends with it.
 Handle MakeJob()
@@ -152,7 +128,7 @@ PipedRun RunPiped(const fs::path& program, const std::vector<std::string>& argum
     const Handle nowhere = OpenNowhere();
     const Handle job = MakeJob();
     const Clock::time_point deadline = Clock::now() + limits.longest;
-    const Handle process = Spawn(program, CommandLine(program, arguments),
+    const Handle process = Spawn(program, softcard::CommandLineOf(program, arguments),
                                  {toProgram.readEnd.get(), fromProgram.writeEnd.get(),
                                   errors == Errors::kept ? fromProgram.writeEnd.get() : nowhere.get()},
                                  job.get());

@@ -67,9 +67,8 @@ std::string ObstacleFor(Level level, const std::string& product, const fs::path&
         return softcard::Utf8Of(file) + " names security devices, which this would hide.";
     }
     if (level == Level::user && IsThere(DevicesKey(allUsers, product))) {
-        return "The policies for all users name security devices, and hide those of one user. Call "
-               "tavrik-setup "
-               "with --all-users.";
+        return "The policies for all users name security devices, and hide those of one user. "
+               "Call tavrik-setup with --all-users.";
     }
     if (level == Level::system && HasOtherDevices(DevicesKey(oneUser, product))) {
         return "The policies of this user name security devices, which those for all users would hide.";
