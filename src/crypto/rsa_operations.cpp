@@ -7,6 +7,7 @@
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Zelmo::Crypto {
@@ -18,6 +19,16 @@ using DecryptorWithGenerator = WithGenerator<Botan::PK_Decryptor_EME>;
 
 constexpr auto signatureFormat = Botan::Signature_Format{}; // the first
 constexpr char anyProvider[] = "";
+constexpr char withoutPadding[] = "Raw";
+
+// The bytes of a number. Botan takes zeros in front for nothing up to 2.19.3, and refuses a number that is longer than
+// the modulus with them in later versions.
+std::vector<uint8_t> WithoutLeadingZeros(std::vector<uint8_t> number)
+{
+    number.erase(number.begin(),
+                 std::find_if(number.begin(), number.end(), [](uint8_t byte) { return byte != 0; }));
+    return number;
+}
 
 // Each gives nothing for a null key, which is how an object without that half is made.
 
@@ -122,7 +133,7 @@ HexBinary* RSA::Sign(const HexBinary* data)
 
 bool RSA::Verify(const HexBinary* message, const HexBinary* signature)
 {
-    return verifier->verify_message(ToVector(message), ToVector(signature));
+    return verifier->verify_message(ToVector(message), WithoutLeadingZeros(ToVector(signature)));
 }
 
 std::string RSA::GetSignerMode(std::string oid)
@@ -192,7 +203,7 @@ RsaVerifier& RsaVerifier::operator=(const RsaVerifier& other)
 
 bool RsaVerifier::Verify(std::vector<uint8_t> message, std::vector<uint8_t> signature)
 {
-    return verifier->verify_message(message, signature);
+    return verifier->verify_message(message, WithoutLeadingZeros(std::move(signature)));
 }
 
 RsaEncryptor::RsaEncryptor(RSAPrivKey* givenKey, std::string givenMode)
@@ -222,6 +233,9 @@ RsaEncryptor& RsaEncryptor::operator=(const RsaEncryptor& other)
 std::vector<uint8_t> RsaEncryptor::Encrypt(std::vector<uint8_t> data)
 {
     GeneratorOnDemand generator(reseedInterval);
+    if (mode == withoutPadding) {
+        data = WithoutLeadingZeros(std::move(data));
+    }
     return encryptor->encrypt(data, generator);
 }
 

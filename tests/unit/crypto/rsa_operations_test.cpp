@@ -217,6 +217,28 @@ TEST(RsaVerifierClass, BadSignaturesAreFalseAndNoException)
     EXPECT_FALSE(verifier.Verify(message, Bytes(1000, 0xFF)));
 }
 
+// A signature is a number: what stands in front of it or is missing there are zeros.
+TEST(RsaVerifierClass, LeadingZerosMakeNoDifference)
+{
+    RSA rsa(&TestRsaKey(), sha256Mode);
+    Bytes data;
+    Bytes signature{1};
+    for (uint16_t number = 0; signature.front() != 0; ++number) {
+        data = {static_cast<uint8_t>(number >> 8U), static_cast<uint8_t>(number)};
+        signature = SignatureBy(rsa, data);
+    }
+    EXPECT_TRUE(Matches(data, Bytes(signature.begin() + 1, signature.end())));
+    for (const std::size_t count : {1U, 2U, 200U}) {
+        Bytes padded(count, 0);
+        padded.insert(padded.end(), signature.begin(), signature.end());
+        EXPECT_TRUE(Matches(data, padded)) << count;
+        EXPECT_TRUE(VerifiedBy(rsa, data, padded)) << count;
+        padded.back() ^= 1U;
+        EXPECT_FALSE(Matches(data, padded)) << count;
+    }
+    EXPECT_FALSE(Matches(data, Bytes(129, 0)));
+}
+
 TEST(RsaVerifierClass, CopyAndAssignmentAreObjectsOfTheirOwn)
 {
     RsaSigner signer(&TestRsaKey(), sha256Mode);
@@ -250,6 +272,38 @@ TEST(RsaEncryptorClass, RawBlockThatIsTooLargeIsRefusedByBotan)
     RsaEncryptor encryptor(&TestRsaKey(), "Raw");
     EXPECT_THROW(encryptor.Encrypt(Bytes(128, 0xFF)), Botan::Exception);
     EXPECT_THROW(encryptor.Encrypt(Bytes(129, 0x01)), Botan::Exception);
+}
+
+TEST(RsaEncryptorClass, LeadingZerosOfARawBlockMakeNoDifference)
+{
+    RsaEncryptor encryptor(&TestRsaKey(), "Raw");
+    const Bytes encrypted = encryptor.Encrypt(Bytes(127, 0x77));
+    for (const std::size_t count : {1U, 2U, 200U}) {
+        Bytes block(count, 0);
+        block.insert(block.end(), 127, 0x77);
+        EXPECT_EQ(encryptor.Encrypt(block), encrypted) << count;
+    }
+    EXPECT_EQ(encryptor.Encrypt(Bytes(200, 0)), Bytes(128, 0));
+    EXPECT_EQ(encryptor.Encrypt({}), Bytes(128, 0));
+}
+
+TEST(RsaEncryptorClass, LeadingZerosOfWhatIsDecryptedMakeNoDifference)
+{
+    for (const char* mode : {paddingMode, "EME1(SHA-1)", "Raw"}) {
+        RsaEncryptor encryptor(&TestRsaKey(), mode);
+        RsaDecryptor decryptor(&TestRsaKey(), mode);
+        Bytes encrypted = encryptor.Encrypt(message);
+        encrypted.insert(encrypted.begin(), 3, 0);
+        EXPECT_EQ(DecryptedBy(decryptor, encrypted), message) << mode;
+    }
+}
+
+// With padding, they are part of the message.
+TEST(RsaEncryptorClass, LeadingZerosOfAMessageArrive)
+{
+    RsaEncryptor encryptor(&TestRsaKey(), paddingMode);
+    RsaDecryptor decryptor(&TestRsaKey(), paddingMode);
+    EXPECT_EQ(DecryptedBy(decryptor, encryptor.Encrypt(Bytes(5, 0))), Bytes(5, 0));
 }
 
 TEST(RsaEncryptorClass, DecryptorGivesThePlainTextBack)
