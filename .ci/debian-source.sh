@@ -20,7 +20,8 @@ stamp=$output/made-of
 
 # shellcheck disable=SC2034 # the scripts use it
 triplet=x86_64-w64-mingw32
-keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+# shellcheck source-path=SCRIPTDIR
+. "$(dirname "${BASH_SOURCE[0]}")/debian-sources.sh"
 
 # The private configuration of apt: the machine's own is only read.
 apt_options=(
@@ -48,26 +49,10 @@ step() { # TEXT COMMAND...
     fi
 }
 
-codename_of_machine() {
-    sed -n 's/^VERSION_CODENAME=//p' /etc/os-release
-}
-
-# One deb-src line for each place that the machine gets its own release's packages from, with the named release.
-write_sources() { # CODENAME
-    local own
-    own=$(codename_of_machine)
-    apt-get indextargets --format "\$(RELEASE) \$(COMPONENT) \$(REPO_URI)" 'Created-By: Packages' |
-        awk -v own="$own" -v wanted="$1" -v keyring="$keyring" '
-            ($1 == own || $1 == own "-updates" || $1 == own "-security") && $2 == "main" {
-                print "deb-src [signed-by=" keyring "] " $3 " " wanted substr($1, length(own) + 1) " main"
-            }' | sort -u >"$work/sources.list"
-    [ -s "$work/sources.list" ] || { echo "apt has no source of Debian's packages of $own"; return 1; }
-}
-
 # The list of sources is signed and has the checksums of the packages' files; apt-get checks both. The signature of a
 # package's uploader adds nothing to that, and its key need not be installed.
 fetch() { # CODENAME SOURCE_PACKAGE... [OPTION]...
-    write_sources "$1" && mkdir -p "$work/lists/partial" "$work/cache/archives/partial" &&
+    debian_sources deb-src "$1" >"$work/sources.list" && mkdir -p "$work/lists/partial" "$work/cache/archives/partial" &&
         apt-get "${apt_options[@]}" update &&
         (cd "$work" && apt-get "${apt_options[@]}" --download-only source "${@:2}")
 }

@@ -36,15 +36,18 @@ started+=("$unlocking")
 TMPDIR=$PWD open_page "https://localhost:$port/" >page 2>chromium.log ||
     { cat dialogs server.log; tail -n 40 chromium.log; exit 1; }
 wait $unlocking
-test "$(grep -c "unlock Sig_EP to authenticate to localhost" dialogs)" -eq 2
-expect "unlock Sig_ZEP to authenticate to localhost" <dialogs
+test "$(wc -l <dialogs)" -eq 3
+if ! grep -qx unknown dialogs; then
+    test "$(grep -c "unlock Sig_EP to authenticate to localhost" dialogs)" -eq 2
+    expect "unlock Sig_ZEP to authenticate to localhost" <dialogs
+fi
 
 echo "the page shows the certificate that the server saw"
 expect "Client certificate" <page
 "$card_tool" export-certificate anna es | openssl x509 -noout -serial >ordinary
-sed -n '/BEGIN CERTIFICATE/,/END CERTIFICATE/p' page | openssl x509 -noout -serial -subject >seen
+sed -n '/BEGIN CERTIFICATE/,/END CERTIFICATE/p' page | openssl x509 -noout -serial -subject -nameopt RFC2253 >seen
 expect "$(cat ordinary)" <seen
-expect "CN = Anna" <seen
+expect ",CN=Anna Horv" <seen
 
 echo "the card's keyboard has asked once more after the wrong code and then no more, and the dialog with it"
 test "$(cat "$TAVRIK_PINENTRY_ANSWERS")" = CANCEL

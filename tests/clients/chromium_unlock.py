@@ -1,7 +1,7 @@
 """Answers Chromium's dialogs that ask for a token's code, as the user of a headless Chromium that nobody sees.
 
 Chromium is reached by its tools for inspecting its own dialogs (--enable-ui-devtools). Ends when Chromium does, and
-prints the text of each dialog. Usage: chromium_unlock.py PROFILE"""
+prints the text of each dialog, or "unknown" where Chromium tells no texts. Usage: chromium_unlock.py PROFILE"""
 
 import base64
 import json
@@ -13,6 +13,7 @@ import sys
 import time
 
 DIALOG = "CryptoModulePasswordDialogView"
+UNKNOWN_TEXT = "unknown"
 # A dialog takes no click for as long as one may have been meant for what was there before it, in seconds.
 TIME_BEFORE_A_CLICK = 1
 TIME_BETWEEN_LOOKS = 0.1
@@ -70,20 +71,18 @@ def name_of(node):
     return dict(zip(*[iter(node.get("attributes", []))] * 2)).get("name")
 
 
-def text_of(connection, node):
+def property_of(connection, node, name):
     rules = connection.call("CSS.getMatchedStylesForNode", nodeId=node["nodeId"])["matchedCSSRules"]
     properties = [one for rule in rules for one in rule["rule"]["style"]["cssProperties"]]
-    return next((one["value"] for one in properties if one["name"] == "Text"), "")
+    return next((one["value"] for one in properties if one["name"] == name), "")
 
 
-def labelled(connection, dialog, name, text):
-    """The button of the dialog with this text."""
+def default_button(connection, dialog):
+    """The button that the return key presses, which unlocks. Not each version of Chromium tells the texts of buttons."""
     for node in parts_of(dialog):
-        if name_of(node) == name and text in [
-            text_of(connection, part) for part in parts_of(node) if name_of(part) == "LabelButtonLabel"
-        ]:
+        if name_of(node) == "MdTextButton" and property_of(connection, node, "IsDefault") == "true":
             return node
-    sys.exit(f"the dialog has no {text}")
+    sys.exit("the dialog has no default button")
 
 
 def type_into(connection, node, character):
@@ -106,10 +105,11 @@ def answer_dialogs(connection):
         dialog = next((one for one in windows if name_of(one) == DIALOG), None)
         if dialog is not None:
             nodes = list(parts_of(dialog))
-            print(text_of(connection, next(one for one in nodes if name_of(one) == "Label")), flush=True)
+            label = next(one for one in nodes if name_of(one) == "Label")
+            print(property_of(connection, label, "Text") or UNKNOWN_TEXT, flush=True)
             # Chromium takes an empty field for a cancelled dialog. What is typed goes nowhere.
             type_into(connection, next(one for one in nodes if name_of(one) == "Textfield"), "x")
-            unlock = labelled(connection, dialog, "MdTextButton", "Unlock")
+            unlock = default_button(connection, dialog)
             time.sleep(TIME_BEFORE_A_CLICK)
             click(connection, unlock)
         time.sleep(TIME_BETWEEN_LOOKS)

@@ -6,7 +6,7 @@
 . "$here/tls.sh"
 make_openssl_card
 "$card_tool" export-certificate anna es | cat - "$authority/issuing.pem" >chain.pem
-make_nginx_configuration "ssl_certificate chain.pem;" \
+make_nginx_configuration "ssl_protocols TLSv1.2;" "ssl_certificate chain.pem;" \
     "ssl_certificate_key \"engine:pkcs11:pkcs11:token=Sig_EP;type=private\";"
 sed -i "1i ssl_engine pkcs11;" nginx.conf
 cp document www/document
@@ -15,10 +15,11 @@ start_server() { # CODE
     type_codes "$1"
     OPENSSL_CONF=openssl-card.cnf start_nginx
 }
+longest=60 # seconds
 # The certificate of a card is for clients, so it is taken for any purpose.
 get() {
     rm -f got # whose end is the end of the page
-    printf 'GET /document HTTP/1.0\r\n\r\n' | timeout 60 openssl s_client -connect "127.0.0.1:$port" -CAfile authority.pem \
+    printf 'GET /document HTTP/1.0\r\n\r\n' | timeout "$longest" openssl s_client -connect "127.0.0.1:$port" -CAfile authority.pem \
         -purpose any -verify_return_error -ign_eof "$@" >got 2>&1 && tr -d '\r' <got | grep -qxF "$(cat document)"
 }
 
@@ -30,12 +31,18 @@ get -tls1_2 || { cat got server.log; exit 1; }
 expect "Anna" <got
 
 echo "serves nothing while the card is away, and until it is started anew"
+# The lost session or its key is told; libp11 0.4.13 may also wait for another session for ever.
+waits_for_ever() {
+    kill "${started[-1]}" && sleep 3 && kill -0 "${started[-1]}"
+}
+longest=10
 "$card_tool" remove anna >/dev/null
 ! get || exit 1
 "$card_tool" insert anna >/dev/null
 ! get || exit 1
-expect "Session handle invalid" <server.log
-end_last
+grep -q "\(Session\|Key\) handle invalid" server.log || waits_for_ever || { cat server.log; exit 1; }
+end_last KILL
+longest=60
 start_server 123456
 get || { cat got server.log; exit 1; }
 end_last

@@ -12,7 +12,7 @@ pkcs11 = pkcs11
 [pkcs11]
 engine_id = pkcs11
 MODULE_PATH = $front
-init = 0
+init = 1
 END
 export OPENSSL_CONF=$TAVRIK_HOME/engine.cnf
 ordinary="pkcs11:token=Sig_EP;type=private"

@@ -31,8 +31,9 @@ echo "verifies, and finds a changed document"
 tool --slot 1 --login --pin 123456 --verify --id "$id" --mechanism SHA256-RSA-PKCS --input-file document \
     --signature-file signature | expect "Signature is valid"
 echo "nine hundred and twelve euros" >changed
-tool --slot 1 --login --pin 123456 --verify --id "$id" --mechanism SHA256-RSA-PKCS --input-file changed \
-    --signature-file signature | expect "Invalid signature"
+# OpenSC 0.26 also ends with a status for it, 0.23 does not.
+{ tool --slot 1 --login --pin 123456 --verify --id "$id" --mechanism SHA256-RSA-PKCS --input-file changed \
+    --signature-file signature || true; } | expect "Invalid signature"
 
 echo "decrypts"
 echo "a secret" >secret

@@ -32,8 +32,9 @@ start_tunnel() { # CODE
     started+=($!)
     await "" stunnel.pid
 }
+longest=60 # seconds
 hello() {
-    timeout 60 python3 -c '
+    timeout "$longest" python3 -c '
 import socket, sys
 with socket.create_connection(("127.0.0.1", int(sys.argv[1]))) as tunnel:
     tunnel.sendall(b"hello\n")
@@ -47,11 +48,13 @@ hello || { cat client.log stunnel.log server.log; exit 1; }
 expect "Anna" <server.log
 
 echo "leads nowhere while the card is away, and until it is started anew"
+longest=10
 "$card_tool" remove anna >/dev/null
 ! hello || exit 1
 "$card_tool" insert anna >/dev/null
 ! hello || exit 1
-end_last
+longest=60
+end_last KILL # libp11 0.4.13 may wait for a session with the card for ever
 start_tunnel 123456
 hello || { cat client.log stunnel.log server.log; exit 1; }
 

@@ -12,8 +12,8 @@ end_started() {
     started=()
 }
 # Ends the last of them, and waits until it has let go of its card.
-end_last() {
-    kill "${started[-1]}"
+end_last() { # [SIGNAL]
+    kill "-${1:-TERM}" "${started[-1]}"
     wait "${started[-1]}" || true
     unset 'started[-1]'
 }

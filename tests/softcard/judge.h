@@ -33,6 +33,9 @@ private:
     std::vector<uint8_t> publicKey; // as the implementation likes it
 };
 
+// What stands behind the padding of PKCS#1 for a signature; the test fails when the block has none.
+std::vector<uint8_t> ContentOfBlock(const std::vector<uint8_t>& block);
+
 // The folder takes files that are written.
 std::vector<uint8_t> HashByJudge(const std::filesystem::path& folder, const std::string& text,
                                  const std::string& hash);

@@ -13,7 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -54,13 +53,7 @@ std::vector<uint8_t> Judge::Recover(const std::vector<uint8_t>& signature) const
     const auto key = KeyOf(publicKey);
     const size_t length = key->get_n().bytes();
     const Botan::BigInt number = Botan::power_mod(Botan::BigInt(signature), key->get_e(), key->get_n());
-    const auto block = BigIntBytes(number, length);
-    const auto padding = block.begin() + 2;
-    const auto end = std::find_if(padding, block.end(), [](uint8_t byte) { return byte != 0xFF; });
-    const bool isPadded =
-        block[0] == 0 && block[1] == 1 && end - padding >= 8 && end != block.end() && *end == 0;
-    EXPECT_TRUE(isPadded);
-    return isPadded ? std::vector<uint8_t>(end + 1, block.end()) : std::vector<uint8_t>();
+    return ContentOfBlock(BigIntBytes(number, length));
 }
 
 std::vector<uint8_t> Judge::Encrypt(const std::string& text) const
