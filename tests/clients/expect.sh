@@ -15,6 +15,12 @@ all_codes_were_asked_for() {
     fi
 }
 
+# Of the card's login code.
+tries_left() {
+    # shellcheck disable=SC2154 # who sources this has set it
+    "$card_tool" list | cut -f 3
+}
+
 expect_failure() { # COMMAND...
     if "$@"; then
         echo "this was done: $*"

@@ -46,7 +46,3 @@ tool() {
 quietly() { # COMMAND...
     "$@" >said || { cat said; return 1; }
 }
-
-tries_left() {
-    "$card_tool" list | cut -f 3
-}
