@@ -65,7 +65,7 @@ verify_pdf() { # FILE CERTIFICATE_OF_THE_SIGNER
     local head tail end
     read -r head tail end < <(pdfsig "$1" |
         sed -n 's/.*Signed Ranges: \[0 - \([0-9]*\)\], \[\([0-9]*\) - \([0-9]*\)\]/\1 \2 \3/p')
-    test "$end" -eq "$(stat --format %s "$1")"
+    expect_number "$(stat --format %s "$1")" "$end" "the end of what is signed of $1"
     { head -c "$head" "$1" && tail -c "+$((tail + 1))" "$1"; } >signed-part
     head -c "$tail" "$1" | tail -c "+$((head + 1))" | tr -d '<>' | tr a-f A-F | basenc --base16 --decode >signature.der
     openssl cms -verify -binary -inform DER -in signature.der -content signed-part -CAfile authority.pem -purpose any \

@@ -36,9 +36,9 @@ started+=("$unlocking")
 TMPDIR=$PWD open_page "https://localhost:$port/" >page 2>chromium.log ||
     { cat dialogs server.log; tail -n 40 chromium.log; exit 1; }
 wait $unlocking
-test "$(wc -l <dialogs)" -eq 3
+expect_number 3 "$(wc -l <dialogs)" "dialogs"
 if ! grep -qx unknown dialogs; then
-    test "$(grep -c "unlock Sig_EP to authenticate to localhost" dialogs)" -eq 2
+    expect_number 2 "$(grep -c "unlock Sig_EP to authenticate to localhost" dialogs)" "dialogs for Sig_EP"
     expect "unlock Sig_ZEP to authenticate to localhost" <dialogs
 fi
 
@@ -50,5 +50,5 @@ expect "$(cat ordinary)" <seen
 expect ",CN=Anna Horv" <seen
 
 echo "the card's keyboard has asked once more after the wrong code and then no more, and the dialog with it"
-test "$(cat "$TAVRIK_PINENTRY_ANSWERS")" = CANCEL
-"$card_tool" list | cut -f 3 | grep -qx 3
+diff <(echo CANCEL) "$TAVRIK_PINENTRY_ANSWERS"
+expect_number 3 "$(tries_left)" "tries left"

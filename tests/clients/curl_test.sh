@@ -19,7 +19,7 @@ type_codes 123456
 get "$page" -o one "$page" -o two
 cmp document one
 cmp document two
-test "$(grep -c "^TLSv1.2 .*Anna.* /document$" seen.log)" -eq 2
+expect_requests 2 /document
 
 echo "key and certificate may be named each"
 "$card_tool" export-certificate anna es >ordinary.pem
@@ -28,12 +28,12 @@ get --cert ordinary.pem --key "pkcs11:token=Sig_EP;type=private" "$page" | cmp d
 
 echo "fetches nothing when the code is cancelled or wrong, or the card is away"
 type_codes CANCEL
-! get "$page" >refused || exit 1
+expect_failure get "$page" -o refused
 expect "cannot load client cert" <curl.log
 type_codes 111111
-! get "$page" >refused || exit 1
+expect_failure get "$page" -o refused
 "$card_tool" remove anna >/dev/null
-! get "$page" >refused || exit 1
+expect_failure get "$page" -o refused
 "$card_tool" insert anna >/dev/null
 type_codes 123456
 get "$page" | cmp document -

@@ -1,5 +1,5 @@
-# What tests of clients expect of a command and of the card's keyboard; card.sh sources it, and the one for Windows does. The
-# file $answers is what the scripted pinentry reads.
+# What tests of clients expect of a command, of the card's keyboard and of a signature; card.sh sources it, and the one for
+# Windows does. The file $answers is what the scripted pinentry reads.
 # shellcheck shell=bash
 
 # What a person would type into the card's keyboard, in order.
@@ -13,6 +13,12 @@ all_codes_were_asked_for() {
         echo "these codes were not asked for: $(tr '\n' ' ' <"$answers")"
         exit 1
     fi
+}
+
+# Of the card's login code.
+tries_left() {
+    # shellcheck disable=SC2154 # who sources this has set it
+    "$card_tool" list | cut -f 3
 }
 
 expect_failure() { # COMMAND...
@@ -54,4 +60,9 @@ expect_number() { # WANTED NUMBER OF-WHAT
         echo "$3: $2 in place of $1"
         exit 1
     fi
+}
+
+# Has OpenSSL verify a signature of the document with the public key that the test has put into NAME.pub.
+expect_signature_of() { # NAME [FILE]
+    openssl dgst -sha256 -verify "$1.pub" -signature "${2-signature}" document | expect "Verified OK"
 }

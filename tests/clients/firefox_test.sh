@@ -43,4 +43,4 @@ kill "$browser"
 : >"$TAVRIK_PINENTRY_ANSWERS"
 rm hang
 wait "$browser" || true
-"$card_tool" list | cut -f 3 | grep -qx 3
+expect_number 3 "$(tries_left)" "tries left"

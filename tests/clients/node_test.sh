@@ -11,7 +11,7 @@ openssl x509 -in qualified.pem -noout -pubkey >qualified.pub
 echo "pkcs11js: is refused for a wrong code, signs with the right one, and decrypts"
 openssl pkeyutl -encrypt -pubin -inkey ordinary.pub -in document -out encrypted
 node "$here/node/pkcs11js_client.js" "$front" 123456
-openssl dgst -sha256 -verify ordinary.pub -signature signature document | expect "Verified OK"
+expect_signature_of ordinary
 cmp document decrypted
 
 sign() { # CODE
@@ -22,7 +22,7 @@ echo "graphene-pk11: signs with the qualified key after the PIN"
 type_codes 654321
 sign 123456
 all_codes_were_asked_for
-openssl dgst -sha256 -verify qualified.pub -signature signature document | expect "Verified OK"
+expect_signature_of qualified
 openssl x509 -in qualified.pem -outform DER | cmp - certificate
 
 echo "graphene-pk11: a cancelled PIN, a wrong code and a card that is away make no signature"
@@ -37,4 +37,4 @@ expect_failure sign 123456
 "$card_tool" insert anna >/dev/null
 type_codes 654321
 sign 123456
-openssl dgst -sha256 -verify qualified.pub -signature signature document | expect "Verified OK"
+expect_signature_of qualified

@@ -23,13 +23,13 @@ openssl x509 -in qualified.pem -noout -pubkey >qualified.pub
 
 echo "signs a document with the ordinary key; the code is in the URI"
 openssl dgst -engine pkcs11 -keyform engine -sign "$ordinary;pin-value=123456" -sha256 -out signature document 2>/dev/null
-openssl dgst -sha256 -verify ordinary.pub -signature signature document | expect "Verified OK"
+expect_signature_of ordinary
 
 echo "signs with the qualified key; the card's keyboard asks for the PIN"
 type_codes 654321
 openssl dgst -engine pkcs11 -keyform engine -sign "pkcs11:token=Sig_ZEP;type=private;pin-value=123456" -sha256 \
     -out signature document 2>/dev/null
-openssl dgst -sha256 -verify qualified.pub -signature signature document | expect "Verified OK"
+expect_signature_of qualified
 
 echo "tells of a wrong and of a cancelled code"
 type_codes 999999 CANCEL

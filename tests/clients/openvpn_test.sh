@@ -65,7 +65,7 @@ connect 123456
 reaches_server 1
 expect "Control Channel: TLSv1.2" <client.log
 grep "VERIFY OK: depth=0" server.log | expect "CN=Anna"
-test ! -s "$TAVRIK_PINENTRY_ANSWERS"
+all_codes_were_asked_for
 
 echo "connects again after the card was out, with its code"
 "$card_tool" remove anna >/dev/null
@@ -73,7 +73,7 @@ echo "connects again after the card was out, with its code"
 type_codes 123456
 kill -USR1 "${started[-1]}" # as when the network was away
 reaches_server 2
-test ! -s "$TAVRIK_PINENTRY_ANSWERS"
+all_codes_were_asked_for
 end_last
 
 echo "ends when the code is cancelled, and asks for a wrong one again"
@@ -81,9 +81,9 @@ export TAVRIK_PINENTRY_LOG=$PWD/asked
 refused_after() { # TIMES CODE
     rm -f asked
     connect "$2"
-    ! wait "${started[-1]}" || exit 1
+    expect_failure wait "${started[-1]}"
     expect "private key password verification failed" <client.log
-    test "$(grep -c "^SETPROMPT" asked)" -eq "$1"
+    expect_number "$1" "$(grep -c "^SETPROMPT" asked)" "questions for the code"
 }
 refused_after 1 CANCEL
 refused_after 2 111111

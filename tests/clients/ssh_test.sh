@@ -41,7 +41,7 @@ start_agent
 trap 'end_agent; rm -rf "$TAVRIK_HOME"' EXIT
 add_card_to_agent 123456
 expect "Card added" <added
-test "$(wc -l <asked)" -eq 1
+expect_number 1 "$(wc -l <asked)" "questions for the code"
 ssh-add -L | cut -d ' ' -f 1,2 | diff keys -
 cp es.pub authorized_keys
 sign_in | expect "signed in"

@@ -126,9 +126,9 @@ start_daemon client "${on_client[@]}"
 control server --load-all --noprompt >/dev/null
 
 echo "takes no key when the code is cancelled or wrong"
-! load_key CANCEL || exit 1
+expect_failure load_key CANCEL
 expect "FUNCTION_CANCELED" <client.log
-! load_key 111111 || exit 1
+expect_failure load_key 111111
 expect "PIN_INCORRECT" <client.log
 
 echo "connects after one code"

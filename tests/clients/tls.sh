@@ -62,6 +62,11 @@ start_nginx() {
     await "" nginx.pid
 }
 
+# The card's owner has asked the web server for a path by TLS 1.2.
+expect_requests() { # NUMBER PATTERN
+    expect_number "$1" "$(grep -c "^TLSv1.2 .*Anna.* $2\$" seen.log)" "requests of $2 in $(cat seen.log)"
+}
+
 # Starts a web server that wants a certificate of a card, with TLS 1.2 and 1.3. Its own certificate, server.pem, is for an
 # elliptic curve.
 start_web_server() {

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+
 namespace {
 
 using softcard::test::Finished;

@@ -46,12 +46,3 @@ tool() {
 quietly() { # COMMAND...
     "$@" >said || { cat said; return 1; }
 }
-
-tries_left() {
-    "$card_tool" list | cut -f 3
-}
-
-# Has OpenSSL verify what a client has signed, with the public key that the test has put into FAMILY.pub.
-expect_signature_of() { # FAMILY FILE
-    openssl dgst -sha256 -verify "$1.pub" -signature "$2" document | expect "Verified OK"
-}

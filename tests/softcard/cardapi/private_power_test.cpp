@@ -93,10 +93,10 @@ TEST_F(PrivatePowerTest, IsTheSameManyTimesOnManyThreads)
 TEST_F(PrivatePowerTest, IsNotHandedOutWhenItIsWrong)
 {
     const Botan::RSA_PrivateKey key = KeyOf(512, 512);
-    const auto& [p, q, e, d, n] = std::tuple(key.get_p(), key.get_q(), key.get_e(), key.get_d(), key.get_n());
+    const auto& [p, q, e, d] = std::tuple(key.get_p(), key.get_q(), key.get_e(), key.get_d());
     ExpectWrong({p, q, e, d + 2});
-    ExpectWrong({p + 2, q, e, d, n});
-    ExpectWrong({p, q - 2, e, d, n});
+    ExpectWrong({p + 2, q, e, d}); // Botan takes no key whose modulus is not the product
+    ExpectWrong({p, q - 2, e, d});
 }
 
 } // namespace
