@@ -76,16 +76,16 @@ CK_RV PkcsObject::GetAttribute(CK_ATTRIBUTE_TYPE type, PkcsAttribute& out) const
     return CKR_OK;
 }
 
-std::shared_ptr<Zelmo::Crypto::RSAPubKey> PkcsObject::PublicKey() const
+std::shared_ptr<RsaPublicKey> PkcsObject::PublicKey() const
 {
-    return publicKey->Get([this]() -> std::shared_ptr<Zelmo::Crypto::RSAPubKey> {
+    return publicKey->Get([this]() -> std::shared_ptr<RsaPublicKey> {
         PkcsAttribute modulus(CKA_MODULUS);
         PkcsAttribute exponent(CKA_PUBLIC_EXPONENT);
         if (GetAttribute(CKA_MODULUS, modulus) != CKR_OK ||
             GetAttribute(CKA_PUBLIC_EXPONENT, exponent) != CKR_OK) {
             return nullptr;
         }
-        return std::make_shared<Zelmo::Crypto::RSAPubKey>(modulus.GetBytes(), exponent.GetBytes());
+        return std::make_shared<RsaPublicKey>(modulus.GetBytes(), exponent.GetBytes());
     });
 }
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "src/containers/made_once.h"
+#include "src/crypto/rsa_public_key.h"
 #include "src/objects/pkcs_attribute.h"
-#include "tavrik/rsa.h"
 
 #include <memory>
 
@@ -33,7 +33,7 @@ struct PkcsObject
     // The key that CKA_MODULUS and CKA_PUBLIC_EXPONENT make; null for an object that cannot have them. Botan takes far
     // longer to make a key than to use it, so it is made at the first call and lives with the object. Several threads may
     // call. Throws what Botan throws of parts that make no key.
-    [[nodiscard]] std::shared_ptr<Zelmo::Crypto::RSAPubKey> PublicKey() const;
+    [[nodiscard]] std::shared_ptr<RsaPublicKey> PublicKey() const;
 
     uint32_t kind;
     CK_SLOT_ID slotId;
@@ -45,6 +45,5 @@ struct PkcsObject
 private:
     [[nodiscard]] const PkcsAttribute* FindAttribute(CK_ATTRIBUTE_TYPE type) const;
 
-    std::unique_ptr<MadeOnce<Zelmo::Crypto::RSAPubKey>> publicKey =
-        std::make_unique<MadeOnce<Zelmo::Crypto::RSAPubKey>>();
+    std::unique_ptr<MadeOnce<RsaPublicKey>> publicKey = std::make_unique<MadeOnce<RsaPublicKey>>();
 };

@@ -2,7 +2,6 @@
 
 #include "src/log/function_lines.h"
 #include "src/operations/type2_padding.h"
-#include "tavrik/rsa.h"
 
 #include <algorithm>
 #include <exception>
@@ -11,7 +10,6 @@
 namespace {
 
 constexpr char encryptFunction[] = "EncryptionManager::Encrypt";
-constexpr char rawMode[] = "Raw";
 constexpr uint32_t leastPadding = 11; // of a type 2 block, framing included
 
 // The texts say "private key" although the key is a public one. They are fixed.
@@ -70,14 +68,13 @@ CK_RV EncryptionManager::EncryptBlock(HexBinary& output) const
     if (key == nullptr || operation.keyObject->GetAttribute(CKA_MODULUS, modulus) != CKR_OK) {
         return CKR_ATTRIBUTE_TYPE_INVALID;
     }
-    Zelmo::Crypto::RsaEncryptor encryptor(key.get(), rawMode);
     const auto block = ApplyType2Padding(&modulus.value->length, *inputData);
     if (block == nullptr) {
         return CKR_DATA_LEN_RANGE; // the key's two lengths disagree
     }
     std::vector<uint8_t> blockBytes;
     block->ToByteVector(blockBytes);
-    const auto encrypted = encryptor.Encrypt(std::move(blockBytes));
+    const auto encrypted = key->Encrypt(std::move(blockBytes));
     const auto room = static_cast<std::size_t>(output.length);
     std::copy_n(encrypted.begin(), std::min(encrypted.size(), room), output.data);
     return CKR_OK;

@@ -53,7 +53,8 @@ void VerifyManager::Verify(bool& result)
         std::vector<uint8_t> signatureBytes;
         message->ToByteVector(messageBytes);
         signature->ToByteVector(signatureBytes);
-        result = verifier->Verify(std::move(messageBytes), std::move(signatureBytes));
+        result = verifier != nullptr ? verifier->Verify(std::move(messageBytes), std::move(signatureBytes))
+                                     : publicKey->Verify(messageBytes, signatureBytes);
     } catch (const std::exception&) {
         LogLeaving(verifyFunction, CKR_FUNCTION_FAILED); // the parts of the key make no key
         return;
@@ -63,7 +64,7 @@ void VerifyManager::Verify(bool& result)
 
 CK_RV VerifyManager::PrepareVerifier()
 {
-    if (verifier != nullptr) {
+    if (publicKey != nullptr) {
         return CKR_OK;
     }
     if (operation.keyObject == nullptr) {
@@ -73,7 +74,9 @@ CK_RV VerifyManager::PrepareVerifier()
     if (key == nullptr) {
         return CKR_ATTRIBUTE_TYPE_INVALID;
     }
-    verifier = std::make_unique<Zelmo::Crypto::RsaVerifier>(key.get(), plainMode);
+    if (key->OfBotan() != nullptr) {
+        verifier = std::make_unique<Zelmo::Crypto::RsaVerifier>(key->OfBotan(), plainMode);
+    }
     publicKey = std::move(key);
     return CKR_OK;
 }

@@ -1,6 +1,7 @@
 // The check of signatures that a session makes, in software.
 #pragma once
 
+#include "src/crypto/rsa_public_key.h"
 #include "src/operations/rsa_operation.h"
 #include "tavrik/hex_binary.h"
 #include "tavrik/rsa.h"
@@ -27,6 +28,6 @@ private:
     // parts, CKR_FUNCTION_FAILED when there is no key. Throws what Botan throws of parts that make no key.
     CK_RV PrepareVerifier();
 
-    std::shared_ptr<Zelmo::Crypto::RSAPubKey> publicKey; // the object's
-    std::unique_ptr<Zelmo::Crypto::RsaVerifier> verifier;
+    std::shared_ptr<RsaPublicKey> publicKey;              // the object's
+    std::unique_ptr<Zelmo::Crypto::RsaVerifier> verifier; // null for a key that is none of Botan's
 };
