@@ -2,8 +2,8 @@
 # Debian's, with Debian's MinGW-w64. Such a script has one argument, the output folder; it sources this file and sets
 #   title    what its messages begin with
 #   made     the paths below the output folder that are there in the end
-# defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls make_once or
-# make_once_from_release.
+# defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls make_once,
+# make_once_from_tarball or make_once_from_release.
 # shellcheck shell=bash
 # shellcheck disable=SC2154 # title and made are the script's
 
@@ -97,6 +97,12 @@ get_package() { # SOURCE_PACKAGE VERSION
     step "unpacking them" unpack "$1"
 }
 
+get_tarball() { # SOURCE_PACKAGE VERSION
+    step "getting the sources of Debian's $1 $2" fetch "$(codename_of_machine)" "$1=$2" --tar-only
+    step "unpacking them" unpack_tarballs "$1"
+    source=$source/$1
+}
+
 get_tarballs() { # CODENAME SOURCE_PACKAGE...
     step "getting the sources of Debian's $1" fetch "$@" --tar-only
     step "unpacking them" unpack_tarballs "${@:2}"
@@ -107,6 +113,13 @@ make_once() { # SOURCE_PACKAGE INSTALLED_PACKAGE
     local version
     version=$(dpkg-query --show --showformat='${source:Version}' "$2")
     make_unless_made "$1 $version" get_package "$1" "$version"
+}
+
+# The same as its authors have published it, without Debian's changes, which not every mirror keeps for an older revision.
+make_once_from_tarball() { # SOURCE_PACKAGE INSTALLED_PACKAGE
+    local version
+    version=$(dpkg-query --show --showformat='${source:Version}' "$2")
+    make_unless_made "$1 $version, as published" get_tarball "$1" "$version"
 }
 
 # With what another release of Debian has, as its authors have published it, in a folder of each package's name.

@@ -49,3 +49,9 @@ for name in content/document META-INF/MANIFEST.MF; do
     digest=$(openssl dgst "-${hash,,}" -binary "$name" | base64 --wrap 0)
     expect "$digest" <unfolded
 done
+
+echo "signs with the qualified key after the code and the PIN, by the hash that the key takes"
+sed -i 's/slotListIndex = 1/slotListIndex = 0/' provider.cfg
+type_codes 123456 654321
+jarsigner "${provider[@]}" "${store[@]}" -sigalg SHA256withRSA archive.jar "$alias" 2>&1 | expect "jar signed."
+all_codes_were_asked_for

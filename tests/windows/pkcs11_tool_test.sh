@@ -127,7 +127,8 @@ echo "the front has public keys, and verifies with them"
 expect "Public Key Object; RSA 2048 bits" <ordinary-listed
 with_ordinary --verify --mechanism SHA256-RSA-PKCS --input-file document --signature-file hashed | expect "Signature is valid"
 echo "nine hundred and twelve euros" >changed
-with_ordinary --verify --mechanism SHA256-RSA-PKCS --input-file changed --signature-file hashed | expect "Invalid signature"
+# OpenSC 0.26 also ends with a status for it, 0.23 does not.
+{ with_ordinary --verify --mechanism SHA256-RSA-PKCS --input-file changed --signature-file hashed || true; } | expect "Invalid signature"
 
 echo "the front hashes in parts, and has random numbers"
 quietly tool --token-label Sig_EP --hash --mechanism SHA256 --input-file document --output-file hash
