@@ -41,7 +41,7 @@ cmp work/document cloned/document
 echo "clones nothing when the code is cancelled or wrong, or the card is away"
 type_codes CANCEL
 ! clone refused || exit 1
-expect "error reading X.509 key or certificate file" <git.log
+expect "error reading X.509 key" <git.log
 type_codes 111111
 ! clone refused || exit 1
 "$card_tool" remove anna >/dev/null
