@@ -33,7 +33,7 @@ start_tunnel() { # CODE
     await "" stunnel.pid
 }
 hello() {
-    timeout 60 python3 -c '
+    timeout "${patience-60}" python3 -c '
 import socket, sys
 with socket.create_connection(("127.0.0.1", int(sys.argv[1]))) as tunnel:
     tunnel.sendall(b"hello\n")
@@ -48,10 +48,10 @@ expect "Anna" <server.log
 
 echo "leads nowhere while the card is away, and until it is started anew"
 "$card_tool" remove anna >/dev/null
-! hello || exit 1
+! patience=20 hello || exit 1
 "$card_tool" insert anna >/dev/null
-! hello || exit 1
-end_last
+! patience=20 hello || exit 1
+end_last_without_card
 start_tunnel 123456
 hello || { cat client.log stunnel.log server.log; exit 1; }
 

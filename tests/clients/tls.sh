@@ -12,12 +12,25 @@ end_started() {
     started=()
 }
 # Ends the last of them, and waits until it has let go of its card.
-end_last() {
-    kill "${started[-1]}"
+end_last() { # [SIGNAL]
+    kill "${1--TERM}" "${started[-1]}"
     wait "${started[-1]}" || true
     unset 'started[-1]'
 }
 trap 'end_started; rm -rf "$TAVRIK_HOME"' EXIT
+
+# Ends the last of them, which has used OpenSSL's engine and whose card was out. libp11 0.4.13, of Debian 13, waits for a session of
+# such a card for ever, and a signal does not end the wait.
+engine_waits_for_ever() {
+    dpkg --compare-versions "$(dpkg-query --show --showformat='${Version}' libengine-pkcs11-openssl)" ge 0.4.13
+}
+end_last_without_card() {
+    if engine_waits_for_ever; then
+        end_last -KILL
+    else
+        end_last
+    fi
+}
 
 # The file names are NAME.key and NAME.pem.
 make_certificate() { # NAME SUBJECT [OPTION]...
