@@ -21,7 +21,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME tavrik-pkcs11)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libengine-pkcs11-openssl, p11-kit")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libengine-pkcs11-openssl, p11-kit, pkcs11-provider")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS "tavrik-softcard, libnss3-tools, gnupg-pkcs11-scd")
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION
     "PKCS#11 provider of the national electronic-identity card

@@ -15,8 +15,14 @@ echo "disable-crl-checks" >"$GNUPGHOME/gpgsm.conf"
 gpgsm --quiet --import "$authority/root.pem" "$authority/issuing.pem"
 openssl x509 -in "$authority/root.pem" -noout -fingerprint -sha1 | sed 's/.*=//; s/$/ S/' >"$GNUPGHOME/trustlist.txt"
 
+# GnuPG 2.4 has its card program list the keys before it uses one. When the code for that was cancelled, gnupg-pkcs11-scd
+# asks for it at the other slot, and lists nothing any more until the agent is ended.
+lists_keys_first() {
+    [ "$(printf '%s\n' 2.4 "$(gpgsm --version | sed -n '1s/.* //p')" | sort --version-sort | head -n 1)" = 2.4 ]
+}
+
 learn_card() {
-    gpgsm --quiet --learn-card 2>"$TAVRIK_HOME/learning.log"
+    gpgsm --quiet --learn-card 2>"$TAVRIK_HOME/learning.log" || { cat "$TAVRIK_HOME/learning.log"; return 1; }
 }
 
 # The fingerprint by which GnuPG knows a key of the card.

@@ -65,10 +65,15 @@ expect_signature_of "$es"
 
 echo "a new agent asks for the code; a cancelled one ends the signature"
 gpgconf --kill gpg-agent
-type_codes CANCEL
+if lists_keys_first; then
+    type_codes CANCEL CANCEL
+else
+    type_codes CANCEL
+fi
 expect_failure sign "$es"
 expect "error creating signature" <signing # GnuPG 2.4 names its dialog that it could not open here, 2.2 the card
 all_codes_were_asked_for
+! lists_keys_first || gpgconf --kill gpg-agent
 
 echo "opens what OpenSSL has encrypted, and asks for a wrong code again"
 "$card_tool" export-certificate anna es >ordinary.pem

@@ -19,6 +19,19 @@ end_last() { # [SIGNAL]
 }
 trap 'end_started; rm -rf "$TAVRIK_HOME"' EXIT
 
+# Ends the last of them, which has used OpenSSL's engine and whose card was out. libp11 0.4.13, of Debian 13, waits for a session of
+# such a card for ever, and a signal does not end the wait.
+engine_waits_for_ever() {
+    dpkg --compare-versions "$(dpkg-query --show --showformat='${Version}' libengine-pkcs11-openssl)" ge 0.4.13
+}
+end_last_without_card() {
+    if engine_waits_for_ever; then
+        end_last KILL
+    else
+        end_last
+    fi
+}
+
 # The file names are NAME.key and NAME.pem.
 make_certificate() { # NAME SUBJECT [OPTION]...
     openssl req -x509 -newkey rsa:2048 -nodes -keyout "$1.key" -out "$1.pem" -days 1 -subj "$2" "${@:3}" 2>/dev/null

@@ -63,8 +63,8 @@ front=$(find "$root/usr/lib" -path '*/pkcs11/tavrik-pkcs11.so')
 [ -e "$root/usr/share/p11-kit/modules/tavrik.module" ] || fail "the module file is not there"
 pkcs11-tool --module "$front" --list-token-slots 2>/dev/null | grep -q "token label *: Sig_EP" ||
     fail "the front shows no token"
-for package in libengine-pkcs11-openssl p11-kit; do
-    dpkg-deb --field "$packages"/tavrik-pkcs11_*.deb Recommends | grep -qw "$package" || fail "$package is not recommended"
+for package in libengine-pkcs11-openssl p11-kit pkcs11-provider; do
+    dpkg-deb --field "$packages"/tavrik-pkcs11_*.deb Recommends | grep -qw -- "$package" || fail "$package is not recommended"
 done
 
 # The files that the package brings along name the front where the package puts it; here, the root stands before it.

@@ -85,6 +85,14 @@ OPENSSL_CONF=$home/.config/tavrik/openssl-card.cnf openssl pkeyutl -engine pkcs1
 "$card_tool" export-certificate anna es >ordinary.pem
 openssl x509 -in ordinary.pem -noout -pubkey >ordinary.pub
 openssl dgst -sha256 -verify ordinary.pub -signature signature document | grep -q "Verified OK" || fail "a bad signature"
+if [ -e "$(pkg-config --variable=modulesdir libcrypto)/pkcs11.so" ]; then
+    rm signature
+    echo 123456 >"$TAVRIK_PINENTRY_ANSWERS"
+    OPENSSL_CONF=$home/.config/tavrik/openssl-card.cnf openssl pkeyutl -inkey "pkcs11:token=Sig_EP;type=private" -sign \
+        -pkeyopt digest:sha256 -in digest -out signature
+    openssl dgst -sha256 -verify ordinary.pub -signature signature document | grep -q "Verified OK" ||
+        fail "a bad signature by the provider"
+fi
 
 echo "OpenSSL proves who one is to a server that speaks TLS 1.3 too, without further options"
 openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -keyout server.key -out server.pem 2>/dev/null

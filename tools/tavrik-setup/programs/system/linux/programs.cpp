@@ -88,7 +88,8 @@ Program OpenSsl(const Place& place, const std::string& module)
         {},
         {OwnConfiguration(place, "openssl-card.cnf", OpenSslConfiguration(module))},
         "Set OPENSSL_CONF=" + (place.config / "openssl-card.cnf").string() +
-            " for the programs that are to use the card. The engine comes with libengine-pkcs11-openssl."};
+            " for the programs that are to use the card. The provider comes with pkcs11-provider, which Debian has "
+            "from its version 13 on, and the engine with libengine-pkcs11-openssl."};
 }
 
 Program Ssh(const Place& place, const std::string& module)
