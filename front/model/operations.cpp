@@ -45,7 +45,7 @@ Bytes Message::Finish()
     if (!digest) {
         return data;
     }
-    return Pkcs1::DigestInfo(hash, digest->Finish());
+    return pkcs1::DigestInfo(hash, digest->Finish());
 }
 
 KeyOperation::KeyOperation(std::shared_ptr<const Object> itsKey, uint64_t itsLogin,

@@ -33,7 +33,7 @@ std::shared_ptr<const Botan::RSA_PublicKey> PublicKey(const Object& key)
 
 void RequireRoomInBlock(std::size_t dataLength, std::size_t modulusLength)
 {
-    Require(modulusLength >= Pkcs1::leastFraming && dataLength <= modulusLength - Pkcs1::leastFraming,
+    Require(modulusLength >= pkcs1::leastFraming && dataLength <= modulusLength - pkcs1::leastFraming,
             CKR_DATA_LEN_RANGE);
 }
 
@@ -48,14 +48,14 @@ bool SignatureMatches(const Object& key, const Bytes& signedData, Input signatur
     const auto publicKey = PublicKey(key);
     const Botan::BigInt& modulus = publicKey->get_n();
     const std::size_t length = modulus.bytes();
-    if (signature.size() != length || signedData.size() + Pkcs1::leastFraming > length ||
+    if (signature.size() != length || signedData.size() + pkcs1::leastFraming > length ||
         Botan::BigInt(signature.data(), signature.size()) >= modulus) {
         return false;
     }
     Botan::System_RNG random; // not used for an encryption without padding
     const Botan::PK_Encryptor_EME power(*publicKey, random, "Raw");
     const auto block = power.encrypt(signature.data(), signature.size(), random);
-    const auto expected = Pkcs1::SignatureBlock(signedData, length);
+    const auto expected = pkcs1::SignatureBlock(signedData, length);
     return std::equal(block.begin(), block.end(), expected.begin(), expected.end());
 }
 

@@ -25,13 +25,13 @@ constexpr int holderYears = 5;
 constexpr const char* sha256WithRsa = "1.2.840.113549.1.1.11";
 
 // As Botan numbers them.
-namespace KeyUsage {
+namespace key_usage {
 constexpr uint32_t digitalSignature = 1U << 15U;
 constexpr uint32_t nonRepudiation = 1U << 14U;
 constexpr uint32_t keyEncipherment = 1U << 13U;
 constexpr uint32_t certificateSign = 1U << 10U;
 constexpr uint32_t listSign = 1U << 9U;
-} // namespace KeyUsage
+} // namespace key_usage
 
 // Says that a certificate is a qualified one and that its key lies in a signature-creation device.
 class QualifiedStatements final : public WrittenExtension<QualifiedStatements>
@@ -121,7 +121,7 @@ Botan::X509_Certificate CertifyAuthority(const Signer& signer, const Botan::RSA_
                                          const Botan::X509_DN& name, size_t pathLimit)
 {
     Botan::Extensions extensions;
-    AddConstraints(extensions, {true, pathLimit}, KeyUsage::certificateSign | KeyUsage::listSign);
+    AddConstraints(extensions, {true, pathLimit}, key_usage::certificateSign | key_usage::listSign);
     return Certify(signer, key, name, authorityYears, extensions);
 }
 
@@ -172,10 +172,10 @@ Botan::X509_Certificate Authority::Issue(const Botan::RSA_PublicKey& key, const 
     name.add_attribute("X520.SerialNumber", holder.serialNumber);
     Botan::Extensions extensions;
     if (family == KeyFamily::qualified) {
-        AddConstraints(extensions, {false}, KeyUsage::nonRepudiation);
+        AddConstraints(extensions, {false}, key_usage::nonRepudiation);
         Add<QualifiedStatements>(extensions, false);
     } else {
-        AddConstraints(extensions, {false}, KeyUsage::digitalSignature | KeyUsage::keyEncipherment);
+        AddConstraints(extensions, {false}, key_usage::digitalSignature | key_usage::keyEncipherment);
         Add<Botan::Cert_Extension::Extended_Key_Usage>(
             extensions, false,
             std::vector{Botan::OID::from_string("PKIX.ClientAuth"),

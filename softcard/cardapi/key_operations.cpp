@@ -22,7 +22,7 @@ Scheme SchemeOf(uint32_t reference, size_t keyLength)
 {
     switch (reference) {
     case 1:
-        return {nullptr, 0, keyLength - Pkcs1::leastFraming};
+        return {nullptr, 0, keyLength - pkcs1::leastFraming};
     case 2:
         return {"SHA-256", 32, 32};
     case 3:
@@ -55,9 +55,9 @@ Botan::secure_vector<uint8_t> Sign(const PrivatePower& key, uint32_t reference, 
         throw CardError(eInvalidParam, "The data does not fit the key.");
     }
     if (scheme.hash == nullptr) {
-        return key.Of(Pkcs1::SignatureBlock(data, key.Bytes()));
+        return key.Of(pkcs1::SignatureBlock(data, key.Bytes()));
     }
-    return key.Of(Pkcs1::SignatureBlock(Pkcs1::DigestInfo(scheme.hash, data), key.Bytes()));
+    return key.Of(pkcs1::SignatureBlock(pkcs1::DigestInfo(scheme.hash, data), key.Bytes()));
 }
 
 Botan::secure_vector<uint8_t> Decrypt(const PrivatePower& key, std::span<const uint8_t> data)
@@ -78,7 +78,7 @@ Botan::secure_vector<uint8_t> Decrypt(const PrivatePower& key, std::span<const u
         }
     }();
     uint8_t isValid = 0;
-    auto plain = Pkcs1::OpenEncryptionBlock(isValid, block);
+    auto plain = pkcs1::OpenEncryptionBlock(isValid, block);
     if (isValid == 0) {
         throw CardError(eInvalidDataDecoded, "The data was not encrypted for the key.");
     }

@@ -8,7 +8,7 @@ constexpr uint32_t constructedBit = 0x20;
 constexpr uint32_t universalClass = 0;
 
 // Of the universal class.
-namespace Tag {
+namespace asn1_tag {
 enum : uint8_t
 {
     boolean = 1,
@@ -28,7 +28,7 @@ enum : uint8_t
     generalizedTime = 24,
     visibleString = 26,
 };
-} // namespace Tag
+} // namespace asn1_tag
 
 uint32_t TypeTag(const Botan::BER_Object& element)
 {
@@ -48,9 +48,9 @@ bool IsConstructed(const Botan::BER_Object& element)
 std::unique_ptr<ASN1Object> MakeConstructedNode(uint32_t typeTag)
 {
     switch (typeTag) {
-    case Tag::sequence:
+    case asn1_tag::sequence:
         return std::make_unique<ASN1Sequence>();
-    case Tag::set:
+    case asn1_tag::set:
         return std::make_unique<ASN1Set>();
     default:
         return std::make_unique<ASN1Object>();
@@ -60,32 +60,32 @@ std::unique_ptr<ASN1Object> MakeConstructedNode(uint32_t typeTag)
 std::unique_ptr<ASN1Object> MakeUniversalNode(uint32_t typeTag)
 {
     switch (typeTag) {
-    case Tag::objectIdentifier:
+    case asn1_tag::objectIdentifier:
         return std::make_unique<ASN1ObjectIdentifier>();
-    case Tag::integer:
+    case asn1_tag::integer:
         return std::make_unique<ASN1Integer>();
-    case Tag::null:
+    case asn1_tag::null:
         return std::make_unique<ASN1Null>();
-    case Tag::boolean:
+    case asn1_tag::boolean:
         return std::make_unique<ASN1Boolean>();
-    case Tag::octetString:
+    case asn1_tag::octetString:
         return std::make_unique<ASN1OctetString>();
-    case Tag::bitString:
+    case asn1_tag::bitString:
         return std::make_unique<ASN1BitString>();
-    case Tag::utcTime:
-    case Tag::generalizedTime:
+    case asn1_tag::utcTime:
+    case asn1_tag::generalizedTime:
         return std::make_unique<ASN1UTCTime>();
-    case Tag::numericString:
+    case asn1_tag::numericString:
         return std::make_unique<ASN1NumericString>();
-    case Tag::printableString:
+    case asn1_tag::printableString:
         return std::make_unique<ASN1PrintableString>();
-    case Tag::ia5String:
+    case asn1_tag::ia5String:
         return std::make_unique<ASN1IA5String>();
-    case Tag::t61String:
+    case asn1_tag::t61String:
         return std::make_unique<ASN1T61String>();
-    case Tag::visibleString:
+    case asn1_tag::visibleString:
         return std::make_unique<ASN1VisibleString>();
-    case Tag::utf8String:
+    case asn1_tag::utf8String:
         return std::make_unique<ASN1UTF8String>();
     default:
         return std::make_unique<ASN1Object>();
@@ -144,7 +144,7 @@ const ASN1Object* ASN1Object::FindChild(uint8_t tag) const
     if (children == nullptr) {
         return nullptr;
     }
-    if (tag == Tag::sequence || tag == Tag::set) {
+    if (tag == asn1_tag::sequence || tag == asn1_tag::set) {
         tag = static_cast<uint8_t>(tag + constructedBit);
     }
     for (const auto& child : *children) {

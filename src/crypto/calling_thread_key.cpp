@@ -9,6 +9,7 @@
 #include <array>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -42,7 +43,7 @@ std::optional<SignedHash> SignedHashOf(std::string_view padding)
         argument.remove_prefix(given.size());
     }
     std::string name(argument);
-    if (!Pkcs1::DigestInfoPrefix(name)) {
+    if (!pkcs1::DigestInfoPrefix(name)) {
         return std::nullopt;
     }
     return SignedHash{std::move(name), isGiven};
@@ -70,7 +71,7 @@ public:
 
     SignatureBytes Finish() override
     {
-        const auto signature = power.Of(Pkcs1::SignatureBlock(TakeContent(), power.Bytes()));
+        const auto signature = power.Of(pkcs1::SignatureBlock(TakeContent(), power.Bytes()));
         return {signature.begin(), signature.end()};
     }
 
@@ -81,14 +82,14 @@ public:
 private:
     std::vector<uint8_t> TakeContent()
     {
-        const auto digest = hash.given ? std::exchange(message, {}) : function->final_stdvec();
+        auto digest = hash.given ? std::exchange(message, {}) : function->final_stdvec();
         if (hash.name.empty()) {
             return digest;
         }
         if (digest.size() != function->output_length()) {
             throw Botan::Encoding_Error("The data are not as long as the hash.");
         }
-        return Pkcs1::DigestInfo(hash.name, digest);
+        return pkcs1::DigestInfo(hash.name, digest);
     }
 
     PrivatePower power;
@@ -107,7 +108,7 @@ public:
 
     Botan::secure_vector<uint8_t> Decrypt(uint8_t& validMask, std::span<const uint8_t> data) override
     {
-        return Pkcs1::OpenEncryptionBlock(validMask, power.Of(data));
+        return pkcs1::OpenEncryptionBlock(validMask, power.Of(data));
     }
 
     [[nodiscard]] std::size_t plaintext_length(std::size_t /*length*/) const override

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace Pkcs1 {
+namespace pkcs1 {
 
 namespace {
 
@@ -133,4 +133,4 @@ Botan::secure_vector<uint8_t> OpenEncryptionBlock(uint8_t& validMask, std::span<
     return data;
 }
 
-} // namespace Pkcs1
+} // namespace pkcs1

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Pkcs1 {
+namespace pkcs1 {
 
 // Bytes that a block has around its data, at least.
 inline constexpr std::size_t leastFraming = 11;
@@ -30,4 +30,4 @@ std::vector<uint8_t> SignatureBlock(std::span<const uint8_t> data, std::size_t l
 // data. What the block has does not show in the time that this takes, but for the length of the data.
 Botan::secure_vector<uint8_t> OpenEncryptionBlock(uint8_t& validMask, std::span<const uint8_t> block);
 
-} // namespace Pkcs1
+} // namespace pkcs1

@@ -54,7 +54,7 @@ std::vector<uint8_t> RsaPublicKey::Encrypt(std::vector<uint8_t> block) const
 bool RsaPublicKey::Verify(const std::vector<uint8_t>& message, const std::vector<uint8_t>& signature) const
 {
     try {
-        return Power(signature) == Botan::BigInt(Pkcs1::SignatureBlock(message, modulus.bytes()));
+        return Power(signature) == Botan::BigInt(pkcs1::SignatureBlock(message, modulus.bytes()));
     } catch (const Botan::Exception&) { // the signature or the message is too long
         return false;
     }

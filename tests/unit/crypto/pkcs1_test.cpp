@@ -30,7 +30,7 @@ Bytes EncryptionBlock(const Bytes& data)
 Bytes Open(const Bytes& block, uint8_t expectedMask)
 {
     uint8_t mask = 0x77;
-    const auto data = Pkcs1::OpenEncryptionBlock(mask, block);
+    const auto data = pkcs1::OpenEncryptionBlock(mask, block);
     EXPECT_EQ(mask, expectedMask);
     return {data.begin(), data.end()};
 }
@@ -54,36 +54,36 @@ TEST(Pkcs1, MakesTheDigestInfoThatAnEncoderMakes)
             .encode(algorithm)
             .encode(digest, octetStringAsn1)
             .end_cons();
-        EXPECT_EQ(Pkcs1::DigestInfo(hash, digest), expected) << hash;
+        EXPECT_EQ(pkcs1::DigestInfo(hash, digest), expected) << hash;
     }
 }
 
 TEST(Pkcs1, KnowsNoOtherHash)
 {
     for (const char* hash : {"", "SHA", "SHA-3(256)", "MD5", "sha-256"}) {
-        EXPECT_EQ(Pkcs1::DigestInfoPrefix(hash), std::nullopt) << hash;
-        EXPECT_THROW(Pkcs1::DigestInfo(hash, {}), std::invalid_argument) << hash;
+        EXPECT_EQ(pkcs1::DigestInfoPrefix(hash), std::nullopt) << hash;
+        EXPECT_THROW(pkcs1::DigestInfo(hash, {}), std::invalid_argument) << hash;
     }
 }
 
 TEST(Pkcs1, PutsASignaturesDataIntoABlock)
 {
-    EXPECT_EQ(Pkcs1::SignatureBlock(Bytes{7, 8}, 14),
+    EXPECT_EQ(pkcs1::SignatureBlock(Bytes{7, 8}, 14),
               (Bytes{0, 1, 255, 255, 255, 255, 255, 255, 255, 255, 255, 0, 7, 8}));
-    EXPECT_EQ(Pkcs1::SignatureBlock(Bytes{}, 11), (Bytes{0, 1, 255, 255, 255, 255, 255, 255, 255, 255, 0}));
-    EXPECT_EQ(Pkcs1::SignatureBlock(Bytes(53, 9), 64).size(), 64U);
+    EXPECT_EQ(pkcs1::SignatureBlock(Bytes{}, 11), (Bytes{0, 1, 255, 255, 255, 255, 255, 255, 255, 255, 0}));
+    EXPECT_EQ(pkcs1::SignatureBlock(Bytes(53, 9), 64).size(), 64U);
 }
 
 TEST(Pkcs1, RefusesDataThatLeaveNoRoomForEightBytesOfPadding)
 {
-    EXPECT_THROW(Pkcs1::SignatureBlock(Bytes(54, 9), 64), Botan::Encoding_Error);
-    EXPECT_THROW(Pkcs1::SignatureBlock(Bytes{}, 10), Botan::Encoding_Error);
-    EXPECT_THROW(Pkcs1::SignatureBlock(Bytes{}, 0), Botan::Encoding_Error);
+    EXPECT_THROW(pkcs1::SignatureBlock(Bytes(54, 9), 64), Botan::Encoding_Error);
+    EXPECT_THROW(pkcs1::SignatureBlock(Bytes{}, 10), Botan::Encoding_Error);
+    EXPECT_THROW(pkcs1::SignatureBlock(Bytes{}, 0), Botan::Encoding_Error);
 }
 
 TEST(Pkcs1, OpensBlocksWithDataOfEachLength)
 {
-    for (std::size_t length = 0; length <= blockLength - Pkcs1::leastFraming; ++length) {
+    for (std::size_t length = 0; length <= blockLength - pkcs1::leastFraming; ++length) {
         Bytes data;
         for (std::size_t i = 0; i < length; ++i) {
             data.push_back(static_cast<uint8_t>(i)); // a zero too

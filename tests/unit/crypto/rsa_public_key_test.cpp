@@ -25,7 +25,7 @@ struct Numbers
 
     [[nodiscard]] Bytes Sign(const Bytes& data) const
     {
-        const Botan::BigInt block(Pkcs1::SignatureBlock(data, n.bytes()));
+        const Botan::BigInt block(pkcs1::SignatureBlock(data, n.bytes()));
         return BigIntBytes(power_mod(block, d, n), n.bytes());
     }
 };
