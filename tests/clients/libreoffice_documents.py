@@ -15,6 +15,7 @@ import uno
 from com.sun.star.beans import PropertyValue
 from com.sun.star.connection import NoConnectException
 from com.sun.star.uno import Exception as Refused
+from com.sun.star.util import CloseVetoException
 
 BOK = "123456"
 WRONG_BOK = "999999"
@@ -22,6 +23,7 @@ PIN = "654321"
 ORDINARY = "Digital signature"  # how LibreOffice tells the certificates from one another
 QUALIFIED = "Non-repudiation"
 NOTICE = ("", "ok")  # a window with a text and a button
+QUESTION = ("", "no", "yes")  # in which LibreOffice 25.2 wants a signature confirmed
 LONGEST_WAIT = 60  # seconds
 TIME_BETWEEN_LOOKS = 0.1
 TIME_OF_A_PRESS = 0.5
@@ -106,6 +108,22 @@ class Codes:
             sys.exit(f"the keyboard was asked another number of times: {left}")
 
 
+def close(office, document):
+    """Closes it once it lets itself be closed: a dialog may end a moment after its button was pressed."""
+    end = time.monotonic() + LONGEST_WAIT
+    while True:
+        try:
+            document.close(False)
+            return
+        except CloseVetoException:
+            if time.monotonic() > end:
+                raise
+            window, children = office.window()
+            if children == QUESTION:
+                press(window, "yes")
+            time.sleep(TIME_BETWEEN_LOOKS)
+
+
 class User:
     def __init__(self, pipe):
         self.office = Office(pipe)
@@ -118,7 +136,7 @@ class User:
         document = self.open("private:factory/swriter")
         document.Text.String = text
         document.storeAsURL(f"{self.folder}/{name}", ())
-        document.close(True)
+        close(self.office, document)
 
     def sign(self, what, name, key, codes, signs=True):
         """By "Digital Signatures" in the menu "File". Without a code, no certificate is offered."""
@@ -137,7 +155,7 @@ class User:
                 sys.exit("a certificate is offered")
             press(offer, "ok" if signs else "cancel")
             press(self.office.wait_for("DigitalSignaturesDialog"), "close")
-        document.close(True)
+        close(self.office, document)
 
     def export(self, what, source, name, certificate, codes):
         """Makes a signed PDF file, as "Export as PDF" does with a certificate that is chosen in its "Digital Signatures"."""
@@ -149,7 +167,7 @@ class User:
         document = self.open(f"{self.folder}/{source}")
         with Codes(what, codes):
             document.storeToURL(f"{self.folder}/{name}", properties(FilterName="writer_pdf_Export", FilterData=data))
-        document.close(True)
+        close(self.office, document)
 
 
 def main():

@@ -28,7 +28,8 @@ class Marionette:
         self.received = b""
         self.number = 0
         self._read()  # what the program says of itself
-        self.call("WebDriver:NewSession")
+        # A window that asks for a login is left to the user of the test.
+        self.call("WebDriver:NewSession", capabilities={"alwaysMatch": {"unhandledPromptBehavior": "ignore"}})
 
     def begin(self, command, **parameters):
         """Sends a command whose answer nobody waits for."""

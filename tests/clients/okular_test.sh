@@ -29,13 +29,13 @@ done
 openbox >windows.log 2>&1 &
 processes+=($!)
 
-# Waits until a window in front has this title, or fails and says which one has.
-await_window() { # TITLE
-    local title=
+# Waits until a window in front has a title that begins with this regular expression, or fails and says which one has.
+await_window() { # TITLES
+    title=
     for _ in $(seq 300); do
         title=$(xdotool getactivewindow getwindowname 2>/dev/null || true)
-        [ "${title#"$1"}" = "$title" ] || return 0
-        xdotool search --onlyvisible --name "^$1" windowactivate >/dev/null 2>&1 || true # it has come without the focus
+        [[ ! $title =~ ^($1) ]] || return 0
+        xdotool search --onlyvisible --name "^($1)" windowactivate >/dev/null 2>&1 || true # it has come without the focus
         sleep 0.1
     done
     echo "There is no window '$1', but '$title', and in all:"
@@ -76,10 +76,17 @@ draw_signature() {
     window=$(xdotool getactivewindow)
     xdotool mousemove --window "$window" 240 320 mousedown 1 sleep 0.2 mousemove --window "$window" 300 380 sleep 0.2 \
         mousemove --window "$window" 400 450 sleep 0.2 mouseup 1
-    await_window "Select certificate"
+    await_window "Select certificate|Certificates" # of Okular 22.12 and 25.04
 }
 save_as() { # NAME
-    await_window "Save Signed File"
+    local title=
+    await_window "Enter certificate password|Save Signed File"
+    if [[ $title == "Enter certificate password"* ]]; then # Okular 25.04
+        sleep 1 # until it takes keys
+        xdotool type x
+        press Return
+        await_window "Save Signed File"
+    fi
     sleep 0.5
     xdotool type "$1"
     press Return

@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
 # Thunderbird, without a screen, opens a message that OpenSSL has encrypted for the card, and sends signed ones, which OpenSSL
-# verifies. It has the card by a policy, as tavrik-setup makes it. A user of ours steers it through its remote control. The
+# verifies. It has the card by a policy, as tavrik-setup makes it, or in its profile where it knows no such policy. A user of ours steers it through its remote control. The
 # card's keyboard asks once.
 # shellcheck source-path=SCRIPTDIR
 . "$(dirname "$0")/card.sh"
 require_own_mounts
 
 make_trusting_database profile
+# Thunderbird 140, which Debian 13 had at first, has no policy for security devices; 153 has it.
+if [ "$(thunderbird --version | tr -dc '0-9.' | cut -d . -f 1)" -lt 153 ]; then
+    modutil -dbdir sql:profile -add Tavrik -libfile "$front" -force >/dev/null 2>&1
+fi
 cat >profile/user.js <<END
 user_pref("marionette.port", 0);
 user_pref("app.update.enabled", false);

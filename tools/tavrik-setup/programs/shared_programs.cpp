@@ -25,7 +25,13 @@ Program Firefox(FileSetting policies)
 Program Thunderbird(FileSetting policies)
 {
     return {
-        "thunderbird", "Thunderbird", {"thunderbird"}, {}, {std::move(policies)}, "Start Thunderbird anew."};
+        "thunderbird",
+        "Thunderbird",
+        {"thunderbird"},
+        {},
+        {std::move(policies)},
+        "Start Thunderbird anew. Version 140 knows no policy for security devices: there, load the module in "
+        "its settings (\"Security Devices\", \"Load\")."};
 }
 
 Program Java(const Place& place)

@@ -81,15 +81,15 @@ Program LibreOffice(const Place& place)
 
 Program OpenSsl(const Place& place, const std::string& module)
 {
-    return {
-        "openssl",
-        "OpenSSL (and curl, wget and others, by its configuration)",
-        {"openssl"},
-        {},
-        {OwnConfiguration(place, "openssl-card.cnf", OpenSslConfiguration(module))},
-        "Set OPENSSL_CONF=" + (place.config / "openssl-card.cnf").string() +
-            " for the programs that are to use the card. The provider comes with pkcs11-provider, which Debian has "
-            "from its version 13 on, and the engine with libengine-pkcs11-openssl."};
+    return {"openssl",
+            "OpenSSL (and curl, wget and others, by its configuration)",
+            {"openssl"},
+            {},
+            {OwnConfiguration(place, "openssl-card.cnf", OpenSslConfiguration(module))},
+            "Set OPENSSL_CONF=" + (place.config / "openssl-card.cnf").string() +
+                " for the programs that are to use the card. The provider comes with pkcs11-provider, which "
+                "Debian has "
+                "from its version 13 on, and the engine with libengine-pkcs11-openssl."};
 }
 
 Program Ssh(const Place& place, const std::string& module)
