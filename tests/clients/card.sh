@@ -7,6 +7,7 @@ front=$1
 card_tool=$2
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 TAVRIK_HOME=$(mktemp -d)
+export PYTHONDONTWRITEBYTECODE=1 # the folder of the sources stays as it is
 export TAVRIK_HOME TAVRIK_PINENTRY=$3 TAVRIK_PINENTRY_ANSWERS=$TAVRIK_HOME/answers HOME=$TAVRIK_HOME
 trap 'rm -rf "$TAVRIK_HOME"' EXIT
 cd "$TAVRIK_HOME"
