@@ -1,16 +1,7 @@
 // What stands for an RSA private key wherever Botan makes a signer or a decryptor of it, and makes these in another way.
 #pragma once
 
-#include <botan/pk_keys.h>
-#include <botan/pk_ops.h>
-#include <botan/rsa.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <span>
-#include <string>
-#include <vector>
+#include "src/botan/forwarding_key.h"
 
 using SignatureBytes = Botan::secure_vector<uint8_t>; // as Botan takes them
 
@@ -41,28 +32,10 @@ private:
     }
 };
 
-// Refers to its key. Only Botan's own provider is known, by an empty name.
-class KeyStandIn : public Botan::Private_Key
+class KeyStandIn : public ForwardingKey
 {
 public:
-    explicit KeyStandIn(const Botan::RSA_PrivateKey& itsKey) : key(itsKey) {}
-
-    [[nodiscard]] std::string algo_name() const final { return key.algo_name(); }
-    [[nodiscard]] std::size_t estimated_strength() const final { return key.estimated_strength(); }
-    [[nodiscard]] std::size_t key_length() const final { return key.key_length(); }
-    [[nodiscard]] Botan::AlgorithmIdentifier algorithm_identifier() const final
-    {
-        return key.algorithm_identifier();
-    }
-    [[nodiscard]] std::vector<uint8_t> public_key_bits() const final { return key.public_key_bits(); }
-    [[nodiscard]] Botan::secure_vector<uint8_t> private_key_bits() const final
-    {
-        return key.private_key_bits();
-    }
-    bool check_key(Botan::RandomNumberGenerator& random, bool strong) const final
-    {
-        return key.check_key(random, strong);
-    }
+    using ForwardingKey::ForwardingKey;
 
     std::unique_ptr<Botan::PK_Ops::Signature> create_signature_op(Botan::RandomNumberGenerator& random,
                                                                   const std::string& padding,
@@ -78,23 +51,4 @@ public:
         RequireOwnProvider(provider);
         return MakeDecryption(random, padding);
     }
-
-protected:
-    [[nodiscard]] const Botan::RSA_PrivateKey& Key() const { return key; }
-
-private:
-    // The generator lives longer than what is made. An unknown padding is refused by Botan::Algorithm_Not_Found.
-    [[nodiscard]] virtual std::unique_ptr<Botan::PK_Ops::Signature>
-    MakeSignature(Botan::RandomNumberGenerator& random, const std::string& padding) const = 0;
-    [[nodiscard]] virtual std::unique_ptr<Botan::PK_Ops::Decryption>
-    MakeDecryption(Botan::RandomNumberGenerator& random, const std::string& padding) const = 0;
-
-    static void RequireOwnProvider(const std::string& provider)
-    {
-        if (!provider.empty()) {
-            throw Botan::Provider_Not_Found("RSA", provider);
-        }
-    }
-
-    const Botan::RSA_PrivateKey& key;
 };

@@ -1,17 +1,7 @@
 // What stands for an RSA private key wherever Botan makes a signer or a decryptor of it, and makes these in another way.
 #pragma once
 
-#include <botan/pk_keys.h>
-#include <botan/pk_ops.h>
-#include <botan/rsa.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <span>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "src/botan/forwarding_key.h"
 
 using SignatureBytes = std::vector<uint8_t>; // as Botan takes them
 
@@ -43,38 +33,24 @@ private:
     }
 };
 
-// Refers to its key. Only Botan's own provider is known, by an empty name.
-class KeyStandIn : public Botan::Private_Key
+class KeyStandIn : public ForwardingKey
 {
 public:
-    explicit KeyStandIn(const Botan::RSA_PrivateKey& itsKey) : key(itsKey) {}
+    using ForwardingKey::ForwardingKey;
 
-    [[nodiscard]] std::string algo_name() const final { return key.algo_name(); }
-    [[nodiscard]] std::size_t estimated_strength() const final { return key.estimated_strength(); }
-    [[nodiscard]] std::size_t key_length() const final { return key.key_length(); }
-    [[nodiscard]] Botan::AlgorithmIdentifier algorithm_identifier() const final
+    [[nodiscard]] std::vector<uint8_t> raw_public_key_bits() const final
     {
-        return key.algorithm_identifier();
+        return Key().raw_public_key_bits();
     }
-    [[nodiscard]] std::vector<uint8_t> public_key_bits() const final { return key.public_key_bits(); }
-    [[nodiscard]] std::vector<uint8_t> raw_public_key_bits() const final { return key.raw_public_key_bits(); }
-    [[nodiscard]] Botan::secure_vector<uint8_t> private_key_bits() const final
-    {
-        return key.private_key_bits();
-    }
-    [[nodiscard]] std::unique_ptr<Botan::Public_Key> public_key() const final { return key.public_key(); }
+    [[nodiscard]] std::unique_ptr<Botan::Public_Key> public_key() const final { return Key().public_key(); }
     [[nodiscard]] bool supports_operation(Botan::PublicKeyOperation operation) const final
     {
-        return key.supports_operation(operation);
+        return Key().supports_operation(operation);
     }
     [[nodiscard]] std::unique_ptr<Botan::Private_Key>
     generate_another(Botan::RandomNumberGenerator& random) const final
     {
-        return key.generate_another(random);
-    }
-    bool check_key(Botan::RandomNumberGenerator& random, bool strong) const final
-    {
-        return key.check_key(random, strong);
+        return Key().generate_another(random);
     }
 
     std::unique_ptr<Botan::PK_Ops::Signature> create_signature_op(Botan::RandomNumberGenerator& random,
@@ -91,23 +67,4 @@ public:
         RequireOwnProvider(provider);
         return MakeDecryption(random, std::string(padding));
     }
-
-protected:
-    [[nodiscard]] const Botan::RSA_PrivateKey& Key() const { return key; }
-
-private:
-    // The generator lives longer than what is made. An unknown padding is refused by Botan::Algorithm_Not_Found.
-    [[nodiscard]] virtual std::unique_ptr<Botan::PK_Ops::Signature>
-    MakeSignature(Botan::RandomNumberGenerator& random, const std::string& padding) const = 0;
-    [[nodiscard]] virtual std::unique_ptr<Botan::PK_Ops::Decryption>
-    MakeDecryption(Botan::RandomNumberGenerator& random, const std::string& padding) const = 0;
-
-    static void RequireOwnProvider(std::string_view provider)
-    {
-        if (!provider.empty()) {
-            throw Botan::Provider_Not_Found("RSA", std::string(provider));
-        }
-    }
-
-    const Botan::RSA_PrivateKey& key;
 };
