@@ -260,7 +260,7 @@ RsaDecryptor& RsaDecryptor::operator=(const RsaDecryptor& other)
 
 HexBinary* RsaDecryptor::Decrypt(const HexBinary* data)
 {
-    const auto plain = decryptor->decrypt(ToVector(data));
+    const auto plain = decryptor->decrypt(WithoutLeadingZeros(ToVector(data)));
     return new HexBinary(plain.data(), static_cast<int32_t>(plain.size()), true);
 }
 

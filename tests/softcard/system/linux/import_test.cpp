@@ -5,6 +5,7 @@
 #include "tests/softcard/card_home.h"
 #include "tests/softcard/key_use.h"
 
+#include <botan/version.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -190,7 +191,12 @@ TEST_F(Import, SaysWhenACertificateCannotBeWritten)
     ExpectRefusal({"export-certificate", "ref2", "es", "--out", Home().string()}, 1);
 }
 
-// Old programs put Latin-1 where other letters are not provided for.
+// Old programs put Latin-1 where other letters are not provided for. Newer versions of Botan read no such certificate.
+bool BotanReadsNamesInOtherCharacterSets()
+{
+    return Botan::version_major() < 3 || (Botan::version_major() == 3 && Botan::version_minor() < 8);
+}
+
 TEST_F(Import, ShowsAHolderWhoseNameIsNotUtf8)
 {
     WriteText(Scratch("old.cnf"), "[req]\ndistinguished_name=dn\nstring_mask=default\n[dn]\n");
@@ -203,10 +209,13 @@ TEST_F(Import, ShowsAHolderWhoseNameIsNotUtf8)
     }
     WriteText(Scratch("certificate.der"), der);
     RunOpenssl({"x509", "-inform", "DER", "-in", File("certificate.der"), "-out", File("certificate.pem")});
-    ASSERT_EQ(
-        RunTool({"import", "ref2", "es", File("certificate.pem"), "--key", File("key.pem"), "--code", bok})
-            .exitCode,
-        0);
+    const std::vector<std::string> import{"import", "ref2",          "es",     File("certificate.pem"),
+                                          "--key",  File("key.pem"), "--code", bok};
+    if (!BotanReadsNamesInOtherCharacterSets()) {
+        ExpectRefusal(import, exitNotImportable);
+        return;
+    }
+    ASSERT_EQ(RunTool(import).exitCode, 0);
     const Finished shown = RunTool({"show", "ref2", "--json"});
     ASSERT_EQ(shown.exitCode, 0) << shown.errors;
     EXPECT_EQ(nlohmann::json::parse(shown.output)["es"][1]["subject"], "Kov\uFFFDc");
