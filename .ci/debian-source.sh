@@ -2,7 +2,7 @@
 # Debian's, with Debian's MinGW-w64. Such a script has one argument, the output folder; it sources this file and sets
 #   title    what its messages begin with
 #   made     the paths below the output folder that are there in the end
-# defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls make_once,
+# defines make_it, which finds the unpacked sources in $source, a folder that is removed behind it, and calls
 # make_once_from_tarball or make_once_from_release.
 # shellcheck shell=bash
 # shellcheck disable=SC2154 # title and made are the script's
@@ -57,10 +57,6 @@ fetch() { # CODENAME SOURCE_PACKAGE... [OPTION]...
         (cd "$work" && apt-get "${apt_options[@]}" --download-only source "${@:2}")
 }
 
-unpack() { # SOURCE_PACKAGE
-    dpkg-source --no-check --extract "$work/$1"_*.dsc "$source"
-}
-
 unpack_tarballs() { # SOURCE_PACKAGE...
     local package
     for package in "$@"; do
@@ -92,11 +88,6 @@ make_unless_made() { # OF_WHAT COMMAND... that gets the sources
     is_complete "$identity"
 }
 
-get_package() { # SOURCE_PACKAGE VERSION
-    step "getting Debian's sources of $2" fetch "$(codename_of_machine)" "$1=$2"
-    step "unpacking them" unpack "$1"
-}
-
 get_tarball() { # SOURCE_PACKAGE VERSION
     step "getting the sources of Debian's $1 $2" fetch "$(codename_of_machine)" "$1=$2" --tar-only
     step "unpacking them" unpack_tarballs "$1"
@@ -108,14 +99,8 @@ get_tarballs() { # CODENAME SOURCE_PACKAGE...
     step "unpacking them" unpack_tarballs "${@:2}"
 }
 
-# With the version of an installed package of the same sources, so that both systems get the same.
-make_once() { # SOURCE_PACKAGE INSTALLED_PACKAGE
-    local version
-    version=$(dpkg-query --show --showformat='${source:Version}' "$2")
-    make_unless_made "$1 $version" get_package "$1" "$version"
-}
-
-# The same as its authors have published it, without Debian's changes, which not every mirror keeps for an older revision.
+# With the version of an installed package of the same sources, so that both systems get the same: as its authors have
+# published it, without Debian's changes, which not every mirror keeps for an older revision.
 make_once_from_tarball() { # SOURCE_PACKAGE INSTALLED_PACKAGE
     local version
     version=$(dpkg-query --show --showformat='${source:Version}' "$2")
