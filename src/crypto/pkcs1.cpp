@@ -14,21 +14,18 @@ namespace {
 struct KnownHash
 {
     std::string_view name;
-    std::vector<uint8_t> identifier; // the object identifier's content in DER
-    uint8_t length;                  // of the hash, in bytes
+    std::string_view identifier; // the object identifier's content in DER
+    uint8_t length;              // of the hash, in bytes
 };
 
-const std::array<KnownHash, 5>& KnownHashes()
-{
-    static const std::array<KnownHash, 5> hashes{{
-        {"SHA-1", {0x2B, 0x0E, 0x03, 0x02, 0x1A}, 20},
-        {"SHA-224", {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x04}, 28},
-        {"SHA-256", {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x01}, 32},
-        {"SHA-384", {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x02}, 48},
-        {"SHA-512", {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x03}, 64},
-    }};
-    return hashes;
-}
+// Constants without a destructor: a thread may sign while the process ends.
+constexpr std::array<KnownHash, 5> knownHashes{{
+    {"SHA-1", "\x2B\x0E\x03\x02\x1A", 20},
+    {"SHA-224", "\x60\x86\x48\x01\x65\x03\x04\x02\x04", 28},
+    {"SHA-256", "\x60\x86\x48\x01\x65\x03\x04\x02\x01", 32},
+    {"SHA-384", "\x60\x86\x48\x01\x65\x03\x04\x02\x02", 48},
+    {"SHA-512", "\x60\x86\x48\x01\x65\x03\x04\x02\x03", 64},
+}};
 
 // The functions below compute with masks, all ones for yes and zero for no. A compiler that knew that a mask has only these
 // two values could make a branch of it.
@@ -64,17 +61,16 @@ void ShiftToFront(Botan::secure_vector<uint8_t>& bytes, uint32_t distance)
 
 std::optional<std::vector<uint8_t>> DigestInfoPrefix(const std::string& hash)
 {
-    const auto& hashes = KnownHashes();
-    const auto* known =
-        std::find_if(hashes.begin(), hashes.end(), [&](const KnownHash& each) { return each.name == hash; });
-    if (known == hashes.end()) {
+    const auto* known = std::find_if(knownHashes.begin(), knownHashes.end(),
+                                     [&](const KnownHash& each) { return each.name == hash; });
+    if (known == knownHashes.end()) {
         return std::nullopt;
     }
     constexpr uint8_t sequence = 0x30;
     constexpr uint8_t objectIdentifier = 0x06;
     constexpr uint8_t null = 0x05;
     constexpr uint8_t octetString = 0x04;
-    const auto& identifier = known->identifier;
+    const std::string_view identifier = known->identifier;
     const auto length = static_cast<uint8_t>(identifier.size());
     const auto algorithmLength = static_cast<uint8_t>(length + 4);
     const auto wholeLength = static_cast<uint8_t>(algorithmLength + 4 + known->length);
