@@ -113,7 +113,7 @@ Botan::X509_Certificate Certify(const Signer& signer, const Botan::RSA_PublicKey
         extensions, false,
         Botan::Cert_Extension::Subject_Key_ID(signer.key.public_key_bits(), "SHA-1").get_key_id());
     const Validity validity = ValidFor(years);
-    return MakeCertificate(operation, random, algorithm, key.subject_public_key(), validity.begin,
+    return SignCertificate(operation, random, algorithm, key.subject_public_key(), validity.begin,
                            validity.end, signer.name, name, extensions);
 }
 

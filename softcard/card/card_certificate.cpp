@@ -7,7 +7,6 @@
 #include <botan/ber_dec.h>
 #include <botan/pk_keys.h>
 #include <botan/rsa.h>
-#include <botan/x509cert.h>
 #include <botan_version/asn1.h>
 
 #include <memory>
@@ -16,11 +15,6 @@ namespace softcard {
 namespace {
 
 constexpr const char* noSuchKey = "The certificate has no key that can be told of.";
-
-bool IsOfRsa(const Botan::X509_Certificate& certificate)
-{
-    return IdentifierOf(certificate.subject_public_key_algo()) == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
-}
 
 // As Botan takes them into a key, but without making one, whose preparation for computations takes a hundred times as
 // long.
@@ -64,6 +58,11 @@ PublicNumbers LoadNumbers(const Botan::X509_Certificate& certificate)
 }
 
 } // namespace
+
+bool IsOfRsa(const Botan::X509_Certificate& certificate)
+{
+    return IdentifierOf(certificate.subject_public_key_algo()) == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
+}
 
 void RequireRoomFor(const CardKey& key)
 {

@@ -4,8 +4,12 @@
 #include "softcard/card/card_store.h"
 
 #include <botan/bigint.h>
+#include <botan/x509cert.h>
 
 namespace softcard {
+
+// Whether the certificate's key is an RSA key for any use. One for RSA-PSS alone is not, which Botan may load as an RSA key.
+bool IsOfRsa(const Botan::X509_Certificate& certificate);
 
 // Throws CardError for a certificate that is longer than the longest that can be told of.
 void RequireRoomFor(const CardKey& key);

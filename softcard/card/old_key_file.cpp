@@ -88,7 +88,7 @@ SecretBytes OpenOldKeyFile(const std::string& pem, const SecretBytes& secret)
         ->from_params(encrypted.iterations)
         ->derive_key(key.data(), key.size(), passphrase.data(), passphrase.size(), encrypted.salt.data(),
                      encrypted.salt.size());
-    const auto decryption = Botan::Cipher_Mode::create_or_throw("AES-256/CBC", ::decryption);
+    const auto decryption = Botan::Cipher_Mode::create_or_throw("AES-256/CBC", decryptionDirection);
     decryption->set_key(key);
     decryption->start(encrypted.initialVector);
     SecretBytes plain = encrypted.data;

@@ -98,7 +98,7 @@ private:
     std::vector<uint8_t> message;                  // as far as it is known, where it is not hashed here
 };
 
-class Pkcs1Decryption final : public Decryption
+class Pkcs1Decryption final : public DecryptionMaker
 {
 public:
     Pkcs1Decryption(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random)
@@ -121,7 +121,7 @@ private:
 };
 
 // Gives the number without the zeros in front.
-class PlainDecryption final : public Decryption
+class PlainDecryption final : public DecryptionMaker
 {
 public:
     PlainDecryption(const Botan::RSA_PrivateKey& key, Botan::RandomNumberGenerator& random)

@@ -160,9 +160,9 @@ Bytes MakeCertificate(const CertificateContent& content)
     Botan::PK_Signer signer(TestKey(0), random, "EMSA3(SHA-256)");
     const Botan::X509_Time notBefore(content.notBefore, generalizedTimeAsn1);
     const Botan::X509_Time notAfter(content.notAfter, generalizedTimeAsn1);
-    return ::MakeCertificate(signer, random, content.serialNumber, sha256WithRsa,
-                             Botan::X509::BER_encode(TestKey(0)), notBefore, notAfter, content.issuer,
-                             content.subject, Botan::Extensions())
+    return SignCertificate(signer, random, content.serialNumber, sha256WithRsa,
+                           Botan::X509::BER_encode(TestKey(0)), notBefore, notAfter, content.issuer,
+                           content.subject, Botan::Extensions())
         .BER_encode();
 }
 

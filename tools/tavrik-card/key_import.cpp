@@ -2,6 +2,7 @@
 
 #include "softcard/base/store_error.h"
 #include "softcard/base/text.h"
+#include "softcard/card/card_certificate.h"
 #include "softcard/card/file_trouble.h"
 #include "softcard/system/files.h"
 #include "tools/tavrik-card/system/key_parser.h"
@@ -9,7 +10,6 @@
 #include <botan/exceptn.h>
 #include <botan/pk_keys.h>
 #include <botan/x509cert.h>
-#include <botan_version/asn1.h>
 
 #include <string>
 #include <system_error>
@@ -42,10 +42,7 @@ void RequireReadable(const std::vector<uint8_t>& certificate)
     try {
         const Botan::X509_Certificate read(certificate.data(), certificate.size());
         const std::unique_ptr<Botan::Public_Key> publicKey(read.subject_public_key());
-        // Botan may take a key that is for RSA-PSS alone.
-        const bool isPlainRsa =
-            IdentifierOf(read.subject_public_key_algo()) == Botan::OID{1, 2, 840, 113549, 1, 1, 1};
-        if (isPlainRsa && dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get()) != nullptr) {
+        if (IsOfRsa(read) && dynamic_cast<const Botan::RSA_PublicKey*>(publicKey.get()) != nullptr) {
             return;
         }
     } catch (const Botan::Exception&) {

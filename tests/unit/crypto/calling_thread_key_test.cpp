@@ -2,6 +2,7 @@
 
 #include "src/botan/big_int_bytes.h"
 #include "tavrik/rsa.h"
+#include "tests/unit/crypto/rsa_test_keys.h"
 
 #include <botan/auto_rng.h>
 #include <botan/numthry.h>
@@ -17,11 +18,9 @@ namespace {
 class CallingThreadKeyTest : public ::testing::Test
 {
 protected:
-    // The primes need not be of one length.
     Botan::RSA_PrivateKey KeyOf(std::size_t bitsOfP, std::size_t bitsOfQ)
     {
-        const Botan::BigInt e = 65537;
-        return {random_prime(random, bitsOfP, e), random_prime(random, bitsOfQ, e), e};
+        return NewKeyOfPrimes(random, bitsOfP, bitsOfQ);
     }
 
     std::vector<uint8_t> Sign(const Botan::Private_Key& key, const std::string& padding)

@@ -1,6 +1,7 @@
 #include "src/crypto/private_power.h"
 
 #include "src/botan/big_int_bytes.h"
+#include "tests/unit/crypto/rsa_test_keys.h"
 
 #include <botan/auto_rng.h>
 #include <botan/numthry.h>
@@ -14,11 +15,9 @@ namespace {
 class PrivatePowerTest : public ::testing::Test
 {
 protected:
-    // The primes need not be of one length.
     Botan::RSA_PrivateKey KeyOf(std::size_t bitsOfP, std::size_t bitsOfQ)
     {
-        const Botan::BigInt e = 65537;
-        return {random_prime(random, bitsOfP, e), random_prime(random, bitsOfQ, e), e};
+        return NewKeyOfPrimes(random, bitsOfP, bitsOfQ);
     }
 
     static Botan::BigInt Of(PrivatePower& power, const Botan::BigInt& number)

@@ -2,6 +2,8 @@
 
 #include "src/crypto/byte_conversion.h"
 
+#include <botan/numthry.h>
+
 #include <map>
 #include <memory>
 
@@ -22,6 +24,13 @@ RSAPrivKey& OtherRsaKey()
 {
     static auto& key = *new RSAPrivKey(1024);
     return key;
+}
+
+Botan::RSA_PrivateKey NewKeyOfPrimes(Botan::RandomNumberGenerator& random, std::size_t bitsOfP,
+                                     std::size_t bitsOfQ)
+{
+    const Botan::BigInt e = 65537;
+    return {random_prime(random, bitsOfP, e), random_prime(random, bitsOfQ, e), e};
 }
 
 std::vector<uint8_t> TakeBytes(HexBinary* value)

@@ -3,4 +3,4 @@
 
 #include <botan/cipher_mode.h>
 
-inline constexpr auto decryption = Botan::DECRYPTION;
+inline constexpr auto decryptionDirection = Botan::DECRYPTION;

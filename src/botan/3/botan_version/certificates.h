@@ -10,7 +10,7 @@
 
 // With what Botan::X509_CA::make_cert takes behind the signer.
 template <typename... Parts>
-Botan::X509_Certificate MakeCertificate(Botan::PK_Signer& signer, Parts&&... parts)
+Botan::X509_Certificate SignCertificate(Botan::PK_Signer& signer, Parts&&... parts)
 {
     return Botan::X509_CA::make_cert(signer, std::forward<Parts>(parts)...);
 }

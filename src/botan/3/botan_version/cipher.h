@@ -3,4 +3,4 @@
 
 #include <botan/cipher_mode.h>
 
-inline constexpr auto decryption = Botan::Cipher_Dir::Decryption;
+inline constexpr auto decryptionDirection = Botan::Cipher_Dir::Decryption;
